@@ -1,0 +1,61 @@
+#include <dravix/algolog.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/spdlog.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <string>
+
+namespace {
+
+#if defined(__GNUC__)
+#define DRAVIX_FORMATS(at) __attribute__((format(printf, at, 0)))
+#else
+#define DRAVIX_FORMATS(at)
+#endif
+
+/// The whole formatted line, however long; what cannot be formatted is the format itself.
+DRAVIX_FORMATS(1) std::string Formatted(const char* format, std::va_list values) {
+  std::va_list again;
+  va_copy(again, values);
+  const int length = std::vsnprintf(nullptr, 0, format, again);
+  va_end(again);
+  if (length < 0) return format;
+  std::string line(static_cast<std::size_t>(length), '\0');
+  std::vsnprintf(line.data(), line.size() + 1, format, values);
+  return line;
+}
+
+spdlog::logger& Logger() {
+  // Debug lines are for support; the default level is spdlog's, info.
+  static spdlog::logger logger("dravix", std::make_shared<spdlog::sinks::stderr_sink_mt>());
+  return logger;
+}
+
+/// Logging must never be the reason for a failure.
+DRAVIX_FORMATS(2)
+void Log(spdlog::level::level_enum level, const char* format, std::va_list values) noexcept {
+  try {
+    Logger().log(level, "{}", Formatted(format, values));
+  } catch (const std::exception&) {
+    std::fputs("dravix: a log line was lost\n", stderr);
+  }
+}
+
+}  // namespace
+
+// Four of a kind: only a macro can pass on the variable arguments.
+#define DRAVIX_LOG_FUNCTION(name, severity)       \
+  void name(const char* format, ...) {            \
+    std::va_list values;                          \
+    va_start(values, format);                     \
+    Log(spdlog::level::severity, format, values); \
+    va_end(values);                               \
+  }
+
+DRAVIX_LOG_FUNCTION(AlgoLogError, err)
+DRAVIX_LOG_FUNCTION(AlgoLogWarn, warn)
+DRAVIX_LOG_FUNCTION(AlgoLogInfo, info)
+DRAVIX_LOG_FUNCTION(AlgoLogDebug, debug)

@@ -1,0 +1,1 @@
+# Filled in together with the shared library.

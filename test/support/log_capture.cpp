@@ -1,0 +1,82 @@
+#include "support/log_capture.h"
+
+#include <dravix/algolog.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <utility>
+
+namespace dravix::test {
+namespace {
+
+std::mutex& Mutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+LogCapture*& Innermost() {
+  static LogCapture* capture = nullptr;
+  return capture;
+}
+
+#if defined(__GNUC__)
+__attribute__((format(printf, 2, 0)))
+#endif
+void Record(LogLevel level, const char* format, std::va_list values) {
+  std::va_list again;
+  va_copy(again, values);
+  const int length = std::vsnprintf(nullptr, 0, format, again);
+  va_end(again);
+  std::string text(static_cast<std::size_t>(length < 0 ? 0 : length), '\0');
+  std::vsnprintf(text.data(), text.size() + 1, format, values);
+  const std::lock_guard lock(Mutex());
+  if (LogCapture* capture = Innermost()) capture->Add({level, text});
+}
+
+}  // namespace
+
+LogCapture::LogCapture() {
+  const std::lock_guard lock(Mutex());
+  outer_ = Innermost();
+  Innermost() = this;
+}
+
+LogCapture::~LogCapture() {
+  const std::lock_guard lock(Mutex());
+  Innermost() = outer_;
+}
+
+std::vector<LogLine> LogCapture::Lines() const {
+  const std::lock_guard lock(Mutex());
+  return lines_;
+}
+
+void LogCapture::Clear() {
+  const std::lock_guard lock(Mutex());
+  lines_.clear();
+}
+
+void LogCapture::Add(LogLine line) { lines_.push_back(std::move(line)); }
+
+std::vector<std::string> LogCapture::Texts(LogLevel level) const {
+  std::vector<std::string> texts;
+  for (const LogLine& line : Lines()) {
+    if (line.level == level) texts.push_back(line.text);
+  }
+  return texts;
+}
+
+}  // namespace dravix::test
+
+#define DRAVIX_RECORDING_FUNCTION(name, severity)                           \
+  void name(const char* format, ...) {                                      \
+    std::va_list values;                                                    \
+    va_start(values, format);                                               \
+    dravix::test::Record(dravix::test::LogLevel::severity, format, values); \
+    va_end(values);                                                         \
+  }
+
+DRAVIX_RECORDING_FUNCTION(AlgoLogError, kError)
+DRAVIX_RECORDING_FUNCTION(AlgoLogWarn, kWarn)
+DRAVIX_RECORDING_FUNCTION(AlgoLogInfo, kInfo)
+DRAVIX_RECORDING_FUNCTION(AlgoLogDebug, kDebug)

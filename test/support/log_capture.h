@@ -1,0 +1,42 @@
+/// The tests' own AlgoLog functions: every line is kept for the capture that is alive.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace dravix::test {
+
+enum class LogLevel { kError, kWarn, kInfo, kDebug };
+
+struct LogLine {
+  LogLevel level;
+  std::string text;
+  bool operator==(const LogLine&) const = default;
+};
+
+/// Records the lines written while it lives; captures nest, the innermost records. Lines may come
+/// from several threads.
+class LogCapture {
+ public:
+  LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+  ~LogCapture();
+
+  std::vector<LogLine> Lines() const;
+  std::vector<std::string> Errors() const { return Texts(LogLevel::kError); }
+  std::vector<std::string> Warnings() const { return Texts(LogLevel::kWarn); }
+  std::vector<std::string> Infos() const { return Texts(LogLevel::kInfo); }
+  std::vector<std::string> Debugs() const { return Texts(LogLevel::kDebug); }
+  void Clear();
+
+  void Add(LogLine line);
+
+ private:
+  std::vector<std::string> Texts(LogLevel level) const;
+
+  std::vector<LogLine> lines_;
+  LogCapture* outer_;
+};
+
+}  // namespace dravix::test
