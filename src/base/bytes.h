@@ -10,6 +10,7 @@
 #include <span>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace dravix::base {
@@ -95,7 +96,8 @@ class ByteWriter {
   /// Makes room once, so that large planes are not copied while growing.
   void Reserve(std::size_t more) { bytes_.reserve(bytes_.size() + more); }
 
-  [[nodiscard]] const Bytes& Data() const { return bytes_; }
+  [[nodiscard]] const Bytes& Data() const& { return bytes_; }
+  [[nodiscard]] Bytes Data() && { return std::move(bytes_); }
   [[nodiscard]] std::size_t Size() const { return bytes_.size(); }
 
  private:
