@@ -92,7 +92,12 @@ class ByteWriter {
   void Write(T value) {
     Append(std::as_bytes(std::span<const T, 1>(&value, 1)));
   }
-  void Append(ByteView bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+  void Append(ByteView bytes) {
+    if (bytes.empty()) return;
+    const std::size_t before = bytes_.size();
+    bytes_.resize(before + bytes.size());
+    std::memcpy(&bytes_[before], bytes.data(), bytes.size());
+  }
   /// Makes room once, so that large planes are not copied while growing.
   void Reserve(std::size_t more) { bytes_.reserve(bytes_.size() + more); }
 

@@ -1,0 +1,99 @@
+#include <dravix/algolog.h>
+#include <dravix/bio.h>
+
+#include <cstddef>
+#include <locale>
+#include <optional>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include "base/envelope.h"
+#include "base/files.h"
+#include "shot/mat_record.h"
+
+namespace {
+
+namespace base = dravix::base;
+
+/// A whole text file; on Windows without the carriage returns, as a text stream gives it.
+std::optional<std::string> ReadText(const std::string& fullname) {
+  const std::optional<base::Bytes> bytes = base::ReadFile(fullname);
+  if (!bytes) return std::nullopt;
+  std::string text(static_cast<const char*>(static_cast<const void*>(bytes->data())),
+                   bytes->size());
+#ifdef _WIN32
+  for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos; ++at) {
+    text.erase(at, 1);
+  }
+#endif
+  return text;
+}
+
+}  // namespace
+
+namespace BIO {
+
+bool SaveMatToBin(const std::string& fullname, const cv::Mat& m) {
+  base::ByteWriter out;
+  out.Write(base::kLittleEndianMark);
+  dravix::shot::WriteMatRecord(m, out);
+  switch (base::WriteFile(fullname, {out.Data()})) {
+    case base::WriteResult::kWritten:
+      return true;
+    case base::WriteResult::kCannotOpen:
+      AlgoLogError("BIO::SaveMatToBin -- Failed to Open file. fullname = %s", fullname.c_str());
+      break;
+    case base::WriteResult::kFailed:
+      AlgoLogError("BIO::SaveMatToBin -- Failed to write file. fullname = %s", fullname.c_str());
+      break;
+  }
+  return false;
+}
+
+bool LoadBinToMat(const std::string& fullname, cv::Mat& m) {
+  const std::optional<base::Bytes> bytes = base::ReadFile(fullname);
+  if (!bytes) {
+    AlgoLogError("BIO::LoadBinToMat -- Failed to Open file. fullname = %s", fullname.c_str());
+    return false;
+  }
+  base::ByteReader in{base::ByteView(*bytes)};
+  if (in.Read<char>() == base::kLittleEndianMark) m = dravix::shot::ReadMatRecord(in);
+  return true;
+}
+
+bool LoadTxtToMat(const std::string& fullname, cv::Size size, cv::Mat& m) {
+  std::optional<std::string> text = ReadText(fullname);
+  if (!text) {
+    AlgoLogError("BIO::LoadTxtToMat -- Failed to Open file. fullname = %s", fullname.c_str());
+    return false;
+  }
+  std::istringstream in(*std::move(text));
+  in.imbue(std::locale::classic());  // a decimal point, whatever the host's language
+  cv::Mat table = cv::Mat::zeros(std::max(size.height, 0), std::max(size.width, 0), CV_32FC1);
+  for (auto cell = table.begin<float>(); cell != table.end<float>(); ++cell) {
+    float number = 0;
+    if (!(in >> number)) break;
+    *cell = number;
+  }
+  m = table;
+  return true;
+}
+
+bool ReadFullNameListTxt(const std::string& fullname, std::vector<std::string>& names) {
+  const std::optional<std::string> text = ReadText(fullname);
+  if (!text) {
+    AlgoLogError("BIO::ReadFullNameListTxt -- Failed to Open file. fullname = %s",
+                 fullname.c_str());
+    return false;
+  }
+  std::string_view rest = *text;
+  while (!rest.empty()) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    names.emplace_back(line);
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+  }
+  return true;
+}
+
+}  // namespace BIO

@@ -1,0 +1,165 @@
+#include "shot/mat_record.h"
+
+#include <dravix/bio.h>
+
+#include <algorithm>
+#include <array>
+#include <istream>
+#include <limits>
+#include <ostream>
+#include <span>
+#include <vector>
+
+#include "base/checked.h"
+
+namespace dravix::shot {
+namespace {
+
+/// How much more than its input a record may claim: enough for a record that lost its end, too
+/// little to hurt when the claim is nonsense.
+constexpr std::uint64_t kMostMissing = std::uint64_t{64} << 20;
+
+/// A depth that can be split and merged, with samples of the same width: the matrix library moves
+/// 16-bit integers, but not 16-bit floats.
+int MovableDepth(int depth) { return depth == CV_16F ? CV_16U : depth; }
+
+/// The same memory under that depth. Does not own.
+cv::Mat Movable(const cv::Mat& m) {
+  return {m.rows, m.cols, CV_MAKETYPE(MovableDepth(m.depth()), m.channels()), m.data, m.step};
+}
+
+std::span<std::byte> BytesOf(cv::Mat& plane) {
+  return std::as_writable_bytes(std::span(plane.data, plane.total() * plane.elemSize()));
+}
+
+void AppendPlane(const cv::Mat& plane, base::ByteWriter& out) {
+  const std::size_t rowBytes = static_cast<std::size_t>(plane.cols) * plane.elemSize();
+  if (plane.isContinuous()) {
+    out.Append(std::as_bytes(std::span(plane.data, plane.total() * plane.elemSize())));
+    return;
+  }
+  for (int y = 0; y < plane.rows; ++y) out.Append(std::as_bytes(std::span(plane.ptr(y), rowBytes)));
+}
+
+cv::Mat ReadPlanes(const MatHeader& header, base::ByteReader& in) {
+  const int depth = CV_MAT_DEPTH(header.type);
+  cv::Mat m(header.rows, header.cols, CV_MAKETYPE(depth, header.channels));
+  if (header.channels == 1) {
+    in.ReadUpTo(BytesOf(m));
+    return m;
+  }
+  std::vector<cv::Mat> planes(static_cast<std::size_t>(header.channels));
+  for (cv::Mat& plane : planes) {
+    plane.create(header.rows, header.cols, MovableDepth(depth));
+    in.ReadUpTo(BytesOf(plane));
+  }
+  cv::Mat target = Movable(m);
+  cv::merge(planes, target);
+  return m;
+}
+
+/// Bytes of all planes; empty when the record cannot be read, whatever follows.
+std::optional<std::uint64_t> ClaimedBytes(const MatHeader& header) {
+  const std::optional<std::uint64_t> plane = header.PlaneBytes();
+  if (!plane) return std::nullopt;
+  return *plane * static_cast<std::uint64_t>(header.channels);
+}
+
+void RequireChannels(const MatHeader& header) {
+  if (header.channels >= 1 && header.channels <= CV_CN_MAX) return;
+  throw cv::Exception(cv::Error::BadNumChannels, "a matrix record with an impossible channel count",
+                      static_cast<const char*>(__func__), __FILE__, __LINE__);
+}
+
+/// Up to `count` bytes, in chunks, so that memory grows with what the stream really holds.
+base::Bytes Collect(std::istream& in, std::uint64_t count) {
+  constexpr std::uint64_t kChunk = std::uint64_t{1} << 20;
+  base::Bytes bytes;
+  while (bytes.size() < count && in) {
+    const std::size_t before = bytes.size();
+    const auto want = static_cast<std::size_t>(std::min(kChunk, count - before));
+    bytes.resize(before + want);
+    in.read(static_cast<char*>(static_cast<void*>(&bytes[before])),
+            static_cast<std::streamsize>(want));
+    bytes.resize(before + static_cast<std::size_t>(in.gcount()));
+  }
+  return bytes;
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> MatHeader::PlaneBytes() const {
+  if (IsEmpty()) return 0;
+  const std::optional<std::uint64_t> bytes = base::CheckedMul(
+      static_cast<std::uint64_t>(rows), static_cast<std::uint64_t>(cols), CV_ELEM_SIZE1(type));
+  return bytes && base::FitsInt32(*bytes) ? bytes : std::nullopt;
+}
+
+MatHeader ReadMatHeader(base::ByteReader& in) {
+  MatHeader header;
+  if (in.Remaining() < MatHeader::kBytes) {
+    in.Skip(in.Remaining());
+    return header;
+  }
+  for (std::int32_t* field : {&header.rows, &header.cols, &header.type, &header.channels}) {
+    *field = in.ReadOr<std::int32_t>(0);
+  }
+  return header;
+}
+
+cv::Mat ReadMatRecord(base::ByteReader& in) {
+  const MatHeader header = ReadMatHeader(in);
+  if (header.IsEmpty()) return {};
+  RequireChannels(header);
+  const std::optional<std::uint64_t> claimed = ClaimedBytes(header);
+  if (!claimed || *claimed > in.Remaining() + kMostMissing) {
+    in.Skip(in.Remaining());
+    return {};
+  }
+  return ReadPlanes(header, in);
+}
+
+void WriteMatRecord(const cv::Mat& m, base::ByteWriter& out) {
+  if (m.empty()) {
+    for (int i = 0; i < 4; ++i) out.Write(std::int32_t{0});
+    return;
+  }
+  CV_Assert(m.dims <= 2);
+  for (const int field : {m.rows, m.cols, m.type(), m.channels()}) {
+    out.Write(static_cast<std::int32_t>(field));
+  }
+  // Readers count a plane's samples in 32 bits; a record beyond them ends here.
+  const auto samples = static_cast<std::int32_t>(static_cast<std::uint32_t>(m.rows) *
+                                                 static_cast<std::uint32_t>(m.cols));
+  if (samples < 1) return;
+  out.Reserve(m.total() * m.elemSize());
+  if (m.channels() == 1) return AppendPlane(m, out);
+  std::vector<cv::Mat> planes;
+  cv::split(Movable(m), planes);
+  for (const cv::Mat& plane : planes) AppendPlane(plane, out);
+}
+
+}  // namespace dravix::shot
+
+void WriteMat(const cv::Mat& m, std::ostream& out) {
+  dravix::base::ByteWriter record;
+  dravix::shot::WriteMatRecord(m, record);
+  out.write(static_cast<const char*>(static_cast<const void*>(record.Data().data())),
+            static_cast<std::streamsize>(record.Size()));
+}
+
+void ReadMat(std::istream& in, cv::Mat& m) {
+  namespace shot = dravix::shot;
+  dravix::base::Bytes record = shot::Collect(in, shot::MatHeader::kBytes);
+  dravix::base::ByteReader headerReader{dravix::base::ByteView(record)};
+  const shot::MatHeader header = shot::ReadMatHeader(headerReader);
+  if (!header.IsEmpty()) {
+    shot::RequireChannels(header);
+    const std::optional<std::uint64_t> claimed = shot::ClaimedBytes(header);
+    if (!claimed) in.ignore(std::numeric_limits<std::streamsize>::max());
+    const dravix::base::Bytes planes = shot::Collect(in, claimed.value_or(0));
+    record.insert(record.end(), planes.begin(), planes.end());
+  }
+  dravix::base::ByteReader reader{dravix::base::ByteView(record)};
+  m = shot::ReadMatRecord(reader);
+}

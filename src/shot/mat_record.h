@@ -1,0 +1,38 @@
+/// The one binary form of a matrix inside every file and buffer.
+///
+/// Four 32-bit integers (rows, columns, type code, channels), then the channels as separate planes,
+/// row by row. An empty matrix is 16 zero bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <opencv2/core.hpp>
+#include <optional>
+
+#include "base/bytes.h"
+
+namespace dravix::shot {
+
+/// The first 16 bytes of a record, as they stand there.
+struct MatHeader {
+  static constexpr std::size_t kBytes = 16;
+
+  std::int32_t rows = 0, cols = 0, type = 0, channels = 0;
+
+  [[nodiscard]] bool IsEmpty() const { return rows < 1 || cols < 1; }
+  /// Bytes of one plane; empty when they do not fit in 31 bits.
+  [[nodiscard]] std::optional<std::uint64_t> PlaneBytes() const;
+};
+
+/// The next header; an empty matrix's when fewer than 16 bytes are left, which are then consumed.
+[[nodiscard]] MatHeader ReadMatHeader(base::ByteReader& in);
+
+/// The matrix of one record. Planes cut short are filled with zeros. Empty, with the rest of the
+/// input consumed, when one plane would hold 2 GiB or more or when the record claims over 64 MiB
+/// more than is left. Throws cv::Exception for a channel count outside 1 to 512.
+[[nodiscard]] cv::Mat ReadMatRecord(base::ByteReader& in);
+
+/// Appends one record. Throws cv::Exception for more than two dimensions.
+void WriteMatRecord(const cv::Mat& m, base::ByteWriter& out);
+
+}  // namespace dravix::shot

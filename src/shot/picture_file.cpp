@@ -1,0 +1,27 @@
+#include "shot/picture_file.h"
+
+#include <opencv2/imgcodecs.hpp>
+#include <span>
+#include <vector>
+
+#include "base/files.h"
+
+namespace dravix::shot {
+
+bool WritePicture(const std::string& fullname, const cv::Mat& picture) {
+  // As cv::imwrite does: from the last point of the whole name, folders included.
+  const std::size_t point = fullname.rfind('.');
+  if (point == std::string::npos) return false;
+  const std::string extension = fullname.substr(point);
+  std::vector<uchar> encoded;
+  try {
+    if (!cv::haveImageWriter(extension)) return false;
+    if (!cv::imencode(extension, picture, encoded)) return false;
+  } catch (const cv::Exception&) {
+    return false;
+  }
+  const base::ByteView bytes = std::as_bytes(std::span<const uchar>(encoded));
+  return base::WriteFile(fullname, {bytes}) == base::WriteResult::kWritten;
+}
+
+}  // namespace dravix::shot

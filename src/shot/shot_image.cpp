@@ -1,0 +1,217 @@
+#include <dravix/algolog.h>
+#include <dravix/dravix.h>
+#include <dravix/shot.h>
+
+#include <array>
+#include <opencv2/imgproc.hpp>
+#include <utility>
+#include <vector>
+
+#include "shot/groups.h"
+#include "shot/picture.h"
+#include "shot/picture_file.h"
+#include "shot/plane_types.h"
+
+namespace {
+
+using dravix::shot::Groups;
+using dravix::shot::GroupsOf;
+
+/// Replaces all groups through the setters, so that their checks and log lines apply.
+void SetGroups(const Groups& groups, Shot& dst) {
+  const auto& [partition, panel, layer, pattern, color, device, capture] = groups;
+  GroupsOf(dst) = Groups{};
+  if (partition) dst.SetPartition(*partition);
+  if (panel) dst.SetLedPanel(*panel);
+  if (layer) dst.SetLayer(*layer);
+  if (pattern) dst.SetPattern(*pattern);
+  if (color) dst.SetColor(*color);
+  if (device) dst.SetDevice(*device);
+  if (capture) dst.SetCapture(*capture);
+}
+
+/// Every pixel's (c0, c1, c2) multiplied from the left by a 3 x 3 matrix, in single precision.
+cv::Mat ConvertToCIEXYZ(const cv::Mat& image, const cv::Mat& colorTrans) {
+  const cv::Mat whole = image.isContinuous() ? image : image.clone();
+  cv::Mat pixels;
+  whole.reshape(1, whole.rows * whole.cols).convertTo(pixels, CV_32F);
+  cv::Mat columns;
+  cv::transpose(pixels, columns);
+  cv::Mat matrix;
+  colorTrans.convertTo(matrix, CV_32F);
+  const cv::Mat product = matrix * columns;
+  cv::transpose(product, pixels);
+  cv::Mat xyz;
+  pixels.reshape(3, image.rows).convertTo(xyz, CV_16U);
+  return xyz;
+}
+
+bool IsColorMatrix(const cv::Mat& m) {
+  return m.dims == 2 && m.size() == cv::Size(3, 3) && m.channels() == 1;
+}
+
+/// Samples below 0 become 0. Unsigned ones already are not.
+cv::Mat WithoutNegatives(const cv::Mat& m) {
+  if (m.depth() == CV_8U || m.depth() == CV_16U) return m;
+  cv::Mat clipped;
+  if (m.depth() == CV_8S || m.depth() == CV_32S) {
+    cv::max(m, cv::Scalar::all(0), clipped);  // depths that the threshold does not know
+  } else {
+    cv::threshold(m, clipped, 0, 255, cv::THRESH_TOZERO);
+  }
+  return clipped;
+}
+
+cv::Mat Flipped(const cv::Mat& m, int code) {
+  cv::Mat flipped;
+  cv::flip(m, flipped, code);
+  return flipped;
+}
+
+cv::Mat Transposed(const cv::Mat& m) {
+  cv::Mat transposed;
+  cv::transpose(m, transposed);
+  return transposed;
+}
+
+constexpr int kAboutHorizontal = 0;
+constexpr int kAboutVertical = 1;
+constexpr int kAboutBoth = -1;
+
+/// Writes what `make` makes of the shot; a picture that cannot be made is not written either.
+bool Exported(const Shot& shot, cv::Mat (*make)(const Shot&), const std::string& fullname) {
+  try {
+    return dravix::shot::WritePicture(fullname, make(shot));
+  } catch (const cv::Exception&) {
+    return false;
+  }
+}
+
+}  // namespace
+
+std::int32_t Shot::Split(Shot* r, Shot* g, Shot* b) const {
+  AlgoLogInfo("Shot::Split");
+  if (r == nullptr && g == nullptr && b == nullptr) {
+    AlgoLogError("SHOT::Split -- all input was nullptr");
+    return DRAVIX_NULL_ARGUMENT;
+  }
+  if (image.empty()) {
+    AlgoLogError("Shot::Split--Error :: empty");
+    return DRAVIX_NO_RESULT;
+  }
+  if (image.channels() != 3 || type != CAM_RGB) {
+    AlgoLogError("Shot::Split -- Error image.channels() != 3 || type!= CAM_RGB");
+    return DRAVIX_BAD_IMAGE;
+  }
+  std::array<cv::Mat, 3> planes;
+  cv::split(image, planes.data());
+  const Groups groups = GroupsOf(*this);  // an output may be this shot
+  const std::array<std::pair<Shot*, ShotType>, 3> outputs{{{r, CAM_R}, {g, CAM_G}, {b, CAM_B}}};
+  for (std::size_t i = outputs.size(); i-- > 0;) {
+    const auto [output, planeType] = outputs[i];
+    if (output == nullptr) continue;
+    SetGroups(groups, *output);
+    output->type = planeType;
+    output->image = planes[i];
+  }
+  return DRAVIX_OK;
+}
+
+std::int32_t Shot::ConvertColorSpace(std::uint32_t in_cie_type, const cv::Mat& in_color_trans) {
+  AlgoLogInfo("Shot::ConvertColorSpace");
+  if (!dravix::shot::IsCieType(in_cie_type)) {
+    AlgoLogError(
+        "Shot::ConvertColorSpace--Error :: in_cie_type != CIE_Y && in_cie_type != CIE_X && "
+        "in_cie_type != CIE_Z && in_cie_type != CIE_XYZ");
+    return DRAVIX_BAD_TYPE;
+  }
+  if (type != CAM_RGB) {
+    AlgoLogError("Shot::ConvertColorSpace--Error :: shot type is not CAM_RGB");
+    return DRAVIX_BAD_TYPE;
+  }
+  if (image.type() != CV_16UC3) {
+    AlgoLogError("Shot::ConvertColorSpace--Error :: data channel must be 3");
+    return DRAVIX_BAD_IMAGE;
+  }
+  if (image.empty()) {
+    AlgoLogError("Shot::ConvertColorSpace--Error :: empty");
+    return DRAVIX_NO_RESULT;
+  }
+  if (!IsColorMatrix(in_color_trans)) {
+    AlgoLogError("Shot::ConvertToCIEXYZ--Error :: in_color_trans.size()!=cv::Size(3,3)");
+    return DRAVIX_BAD_ARGUMENT;
+  }
+  cv::Mat converted = ConvertToCIEXYZ(image, in_color_trans);
+  if (in_cie_type != CIE_XYZ) {
+    cv::Mat plane;
+    cv::extractChannel(converted, plane, dravix::shot::CiePlane(in_cie_type));
+    converted = plane;
+  }
+  image = converted;
+  type = in_cie_type;
+  return DRAVIX_OK;
+}
+
+std::int32_t Shot::RemoveBackground(const Shot& background) {
+  AlgoLogInfo("Shot::Remove");
+  if (image.empty() || background.image.empty()) {
+    AlgoLogError("SHOT::RemoveBackground -- Error empty data");
+    return DRAVIX_NO_RESULT;
+  }
+  if (image.size != background.image.size || image.type() != background.image.type()) {
+    AlgoLogError("SHOT::RemoveBackground -- Error data mismatch");
+    return DRAVIX_SHOT_MISMATCH;
+  }
+  cv::Mat difference;
+  cv::subtract(image, background.image, difference);
+  image = WithoutNegatives(difference);
+  return DRAVIX_OK;
+}
+
+std::int32_t Shot::Rotate(int roll_angle) {
+  AlgoLogInfo("Shot::Rotate");
+  if (roll_angle != 0 && roll_angle != 90 && roll_angle != 180 && roll_angle != 270) {
+    AlgoLogError("Shot::Rotate--Error :: roll_angle");
+    return DRAVIX_BAD_ARGUMENT;
+  }
+  if (image.empty()) return DRAVIX_OK;
+  if (roll_angle == 90) image = Flipped(Transposed(image), kAboutHorizontal);
+  if (roll_angle == 180) image = Flipped(image, kAboutBoth);
+  if (roll_angle == 270) image = Flipped(Transposed(image), kAboutVertical);
+  return DRAVIX_OK;
+}
+
+void Shot::CopyTo(Shot& dst) const {
+  AlgoLogInfo("Shot::CopyTo");
+  const Groups groups = GroupsOf(*this);  // dst may be this shot
+  const cv::Mat pixels = image.clone();
+  SetGroups(groups, dst);
+  dst.type = type;
+  dst.image = pixels;
+}
+
+std::int32_t Shot::ExportColorImage(const std::string& fullname) const {
+  AlgoLogInfo("Shot::ExportColorImage");
+  if (image.empty()) {
+    AlgoLogError("Shot::ExportColorImage--Error :: empty");
+    return DRAVIX_NO_RESULT;
+  }
+  if (!Exported(*this, dravix::shot::ToColorPicture, fullname)) {
+    AlgoLogError("Shot::ExportColorImage--Error :: imwrite");
+    return DRAVIX_CANNOT_WRITE;
+  }
+  return DRAVIX_OK;
+}
+
+std::int32_t Shot::ExportGrayImage(const std::string& fullname) const {
+  AlgoLogInfo("Shot::ExportGrayImage");
+  if (image.empty()) {
+    AlgoLogError("Shot::ExportGrayImage--Error :: empty");
+    return DRAVIX_NO_RESULT;
+  }
+  if (!Exported(*this, dravix::shot::ToGrayPicture, fullname)) {
+    AlgoLogError("Shot::ExportGrayImage--Error :: imwrite");
+    return DRAVIX_CANNOT_WRITE;
+  }
+  return DRAVIX_OK;
+}
