@@ -9,7 +9,8 @@
 namespace dravix::base {
 
 #ifdef _WIN32
-class HoldBrokenPipe {};
+/// Windows has no such signal.
+class [[maybe_unused]] HoldBrokenPipe {};
 #else
 /// While it lives, writing to a pipe without a reader fails instead of raising SIGPIPE in this
 /// thread. A signal that was already waiting keeps waiting.
