@@ -32,7 +32,7 @@ class DRAVIX_API RegionOI {
   // --- finding the region ---
 
   /// Remembers the shot and takes its size as the frame. 0; 1 no shot or empty image.
-  std::int32_t SetShot(const Shot* shot);
+  std::int32_t SetShot(const Shot* newShot);
   /// Finds the lit area in the current shot, searching at half size. 0; 1 no shot; 200 none.
   std::int32_t AutoSet();
   /// Mask of the largest lit area of an 8-bit, one-channel image, dilated; empty when there is
@@ -54,7 +54,7 @@ class DRAVIX_API RegionOI {
   /// rectified rectangle. 0; 201 not four.
   std::int32_t PerspectiveSet(const std::vector<cv::Point>& corners4);
   /// Rectifies the shot's image. 0; 1 no shot or empty image; 202 no PerspectiveSet before.
-  std::int32_t WarpPerspective(Shot* shot);
+  std::int32_t WarpPerspective(Shot* target);
   /// Turns frame, rectangle and mask with an image turned counter-clockwise by a multiple of 90
   /// degrees. 0; 9 another angle, or a negative multiple of 360.
   std::int32_t Rotate(int roll_angle);
@@ -74,7 +74,7 @@ class DRAVIX_API RegionOI {
   /// Reads the bytes of ToBuffer or of a file. 0; 1 null; 10 no mark; 3 wrong version.
   std::int32_t FromBuffer(const char* buffer, std::size_t size);
   /// Draws the region over the shot's picture for checking. 0; 5 empty region; 4 not written.
-  std::int32_t ExportImage(const std::string& fullname, const Shot& shot) const;
+  std::int32_t ExportImage(const std::string& fullname, const Shot& photo) const;
 };
 
 /// Four points as top-left, top-right, bottom-right, bottom-left; empty unless exactly two of them

@@ -1,0 +1,91 @@
+/// Region files and buffers: frame, rectangle and mask.
+#include <dravix/algolog.h>
+#include <dravix/dravix.h>
+#include <dravix/region.h>
+
+#include <utility>
+
+#include "base/bytes.h"
+#include "base/envelope.h"
+#include "base/record.h"
+#include "region/region_state.h"
+#include "shot/mat_record.h"
+
+namespace {
+
+namespace base = dravix::base;
+using dravix::region::IsEmpty;
+
+// Some lines carry the class's older name; hosts look for these texts.
+constexpr base::SaveTexts kSaveTexts = {".roi", "RegionOI::Save--Error :: ext filename mismatch.",
+                                        "LedRegion::Save -- Failed to Open file. fullname = ",
+                                        "LedRegion::Save -- Failed to Write file. fullname = "};
+constexpr base::LoadTexts kLoadTexts = {".roi", "LedRegion::Load--Error :: ext filename mismatch.",
+                                        "LedRegion::Load -- Failed to Open file. fullname = "};
+constexpr base::HeaderTexts kFileHeaderTexts = {"LedRegion::Load -- Error file endianness.",
+                                                "LedRegion::Load -- Error version in file."};
+constexpr base::HeaderTexts kBufferHeaderTexts = {"RegionOI::FromBuffer -- Error file endianness.",
+                                                  "RegionOI::FromBuffer -- Error version in file."};
+
+base::Bytes Encoded(const RegionOI& region) {
+  base::ByteWriter out;
+  base::WriteHeader(out);
+  out.Write(region.frameWidth);
+  out.Write(region.frameHeight);
+  out.Write(region.rect.x);
+  out.Write(region.rect.y);
+  out.Write(region.rect.width);
+  out.Write(region.rect.height);
+  dravix::shot::WriteMatRecord(region.mask, out);
+  return std::move(out).Data();
+}
+
+/// Reads what follows mark and version into `region`, which changes when all of it has been read.
+/// Fields that are cut short are 0.
+base::BodyReader ReaderInto(RegionOI& region) {
+  return [&region](base::ByteReader& in) {
+    const auto frameWidth = in.ReadOr<std::int32_t>(0);
+    const auto frameHeight = in.ReadOr<std::int32_t>(0);
+    cv::Rect rect;
+    for (int* field : {&rect.x, &rect.y, &rect.width, &rect.height}) *field = in.ReadOr<int>(0);
+    region.mask = dravix::shot::ReadMatRecord(in);
+    region.rect = rect;
+    region.frameWidth = frameWidth;
+    region.frameHeight = frameHeight;
+  };
+}
+
+}  // namespace
+
+std::int32_t RegionOI::Save(const std::string& fullname) const {
+  AlgoLogInfo("RegionOI::Save");
+  return base::SaveRecord(fullname, kSaveTexts, [this] { return Encoded(*this); });
+}
+
+std::int32_t RegionOI::Load(const std::string& fullname) {
+  AlgoLogInfo("RegionOI::Load");
+  return base::LoadRecord(fullname, kLoadTexts, kFileHeaderTexts, ReaderInto(*this));
+}
+
+std::int32_t RegionOI::GetBufferSize(std::size_t* size) const {
+  AlgoLogInfo("RegionOI::GetBufferSize");
+  if (size == nullptr) return DRAVIX_NULL_ARGUMENT;
+  if (IsEmpty(*this)) return DRAVIX_NO_RESULT;
+  *size = Encoded(*this).size();
+  return DRAVIX_OK;
+}
+
+std::int32_t RegionOI::ToBuffer(char* buffer, std::size_t* size) const {
+  AlgoLogInfo("RegionOI::ToBuffer");
+  if (buffer == nullptr || size == nullptr) return DRAVIX_NULL_ARGUMENT;
+  std::uint64_t capacity = *size;
+  const std::int32_t code = base::CopyToBuffer(Encoded(*this), buffer, &capacity);
+  *size = static_cast<std::size_t>(capacity);
+  return code;
+}
+
+std::int32_t RegionOI::FromBuffer(const char* buffer, std::size_t size) {
+  AlgoLogInfo("RegionOI::FromBuffer");
+  if (buffer == nullptr) return DRAVIX_NULL_ARGUMENT;
+  return base::ReadRecord(base::ViewOf(buffer, size), kBufferHeaderTexts, ReaderInto(*this));
+}

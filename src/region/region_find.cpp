@@ -1,0 +1,182 @@
+/// Finding the lit area in a photograph, or setting it by hand.
+#include <dravix/algolog.h>
+#include <dravix/dravix.h>
+#include <dravix/region.h>
+#include <dravix/shot.h>
+
+#include <algorithm>
+#include <climits>
+#include <opencv2/imgproc.hpp>
+
+#include "region/rounding.h"
+#include "shot/lit_area.h"
+#include "shot/picture.h"
+
+namespace {
+
+using dravix::region::ClampToInt32;
+using dravix::shot::Contour;
+using dravix::shot::Contours;
+using dravix::shot::Filled;
+using dravix::shot::LargestByMinAreaRect;
+using dravix::shot::OuterContours;
+
+constexpr std::uint32_t kNeedsImage = CHECK_NOT_NULL | CHECK_IMAGE;
+
+cv::Mat OtsuBinary(const cv::Mat& image) {
+  cv::Mat binary;
+  cv::threshold(image, binary, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  return binary;
+}
+
+/// What ComputeMask grows its mask with.
+cv::Mat GrowingEllipse(int blurKernelSize) {
+  const int side = ClampToInt32(std::int64_t{3} * blurKernelSize / 2);
+  return cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side));
+}
+
+/// The gaps between LEDs vary with the local brightness, the dark surround does not: what either
+/// the local or the global level calls lit is lit, and specks below 5 x 5 pixels are noise.
+cv::Mat DefocusedBinary(const cv::Mat& blurred) {
+  constexpr int kNeighbourhood = 41;
+  const cv::Mat otsu = OtsuBinary(blurred);
+  cv::Mat binary;
+  cv::adaptiveThreshold(blurred, binary, 255, cv::ADAPTIVE_THRESH_GAUSSIAN_C, cv::THRESH_BINARY,
+                        kNeighbourhood, 0);
+  binary.setTo(255, otsu > 254);
+  const cv::Mat speck = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(5, 5));
+  cv::morphologyEx(binary, binary, cv::MORPH_OPEN, speck, cv::Point(-1, -1), 1,
+                   cv::BORDER_CONSTANT);
+  return binary;
+}
+
+/// Close before open: gaps between LEDs are bridged first, then thin spurs are cut off.
+void BridgeThenTrim(cv::Mat& mask, int kernelSize) {
+  const cv::Mat kernel =
+      cv::getStructuringElement(cv::MORPH_RECT, cv::Size(kernelSize, kernelSize));
+  for (const int operation : {cv::MORPH_CLOSE, cv::MORPH_OPEN}) {
+    cv::morphologyEx(mask, mask, operation, kernel, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT);
+  }
+}
+
+void WarnOfSeveralAreas(std::size_t count) {
+// The text has no place for the count; logging libraries that keep the arguments get it all the
+// same.
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-extra-args"
+#endif
+  AlgoLogWarn("RegionOI::ComputeMask--Warning :: Find >1 areas.", static_cast<int>(count));
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+}
+
+bool Inside(const cv::Point& point, cv::Size frame) {
+  return point.x >= 0 && point.x < frame.width && point.y >= 0 && point.y < frame.height;
+}
+
+}  // namespace
+
+std::int32_t RegionOI::SetShot(const Shot* newShot) {
+  AlgoLogInfo("RegionOI::SetShot");
+  const std::int32_t code = Shot::Check(kNeedsImage, newShot);
+  if (code != DRAVIX_OK) return code;
+  shot = newShot;
+  frameWidth = newShot->image.cols;
+  frameHeight = newShot->image.rows;
+  return DRAVIX_OK;
+}
+
+std::int32_t RegionOI::AutoSet() {
+  AlgoLogInfo("RegionOI::AutoSet");
+  mode = 0;
+  const std::int32_t code = Shot::Check(kNeedsImage, shot);
+  if (code != DRAVIX_OK) return code;
+  const cv::Mat gray = dravix::shot::ToGrayPicture(*shot);
+
+  // pyrDown and pyrUp halve and double; at any other factor they refuse their sizes, or, for images
+  // of a few pixels, give a mask that is not the rectangle's.
+  CV_Assert(pyramidFactor == 2);
+  const int factor = pyramidFactor;
+  cv::Mat small;
+  cv::pyrDown(gray, small, cv::Size(gray.cols / factor, gray.rows / factor));
+  const cv::Mat smallMask = ComputeMask(small);
+  if (smallMask.empty()) return DRAVIX_NO_LED_AREA;
+
+  const cv::Rect found = cv::boundingRect(smallMask);
+  const cv::Rect area(found.x * factor, found.y * factor, found.width * factor,
+                      found.height * factor);
+  cv::Mat areaMask;
+  // Not thresholded again: the border keeps its intermediate values.
+  cv::pyrUp(smallMask(found), areaMask, area.size());
+  rect = area;
+  mask = areaMask;
+  return DRAVIX_OK;
+}
+
+cv::Mat RegionOI::ComputeMask(const cv::Mat& image) const {
+  AlgoLogInfo("RegionOI::ComputeMask");
+  cv::Mat blurred;
+  cv::GaussianBlur(image, blurred, cv::Size(blurKernelSize, blurKernelSize), blurSigma);
+  const Contours contours = OuterContours(OtsuBinary(blurred));
+  if (contours.empty()) {
+    AlgoLogError("RegionOI::ComputeMask--Error :: Cannot find led area.");
+    return {};
+  }
+  if (contours.size() > 1) WarnOfSeveralAreas(contours.size());
+  const cv::Mat area = Filled(contours, LargestByMinAreaRect(contours), image.size());
+  cv::Mat grown;
+  cv::dilate(area, grown, GrowingEllipse(blurKernelSize), cv::Point(-1, -1), 1,
+             cv::BORDER_CONSTANT);
+  return grown;
+}
+
+std::int32_t RegionOI::ComputeBlur() {
+  AlgoLogInfo("RegionOI::ComputeBlur");
+  const std::int32_t code = Shot::Check(kNeedsImage, shot);
+  if (code != DRAVIX_OK) return code;
+  const cv::Mat gray = dravix::shot::ToGrayPicture(*shot);
+  cv::Mat blurred;
+  cv::GaussianBlur(gray, blurred, cv::Size(5, 5), blurSigma);
+  const Contours contours = OuterContours(DefocusedBinary(blurred));
+  if (contours.empty()) {
+    AlgoLogError("RegionOI::ComputeBlur--Error :: Cannot find led area.");
+    return DRAVIX_NO_LED_AREA;
+  }
+  const std::size_t chosen = LargestByMinAreaRect(contours);
+  cv::Mat canvas = Filled(contours, chosen, gray.size());
+  BridgeThenTrim(canvas, blurKernelSize);
+  const cv::Rect area = cv::boundingRect(contours[chosen]);
+  mask = canvas(area).clone();
+  rect = area;
+  return DRAVIX_OK;
+}
+
+std::int32_t RegionOI::ManualSet(cv::Size frame, const std::vector<cv::Point>& corners4) {
+  AlgoLogInfo("RegionOI::ManualSet");
+  if (corners4.size() != 4) {
+    AlgoLogError("RegionOI::ManualSet--Error :: corners4.size() != 4");
+    return DRAVIX_NOT_FOUR_CORNERS;
+  }
+  const auto inFrame = [frame](const cv::Point& corner) { return Inside(corner, frame); };
+  if (!std::all_of(corners4.begin(), corners4.end(), inFrame)) {
+    AlgoLogError("RegionOI::ManualSet--Error :: corners not in image");
+    return DRAVIX_CORNER_OUTSIDE;
+  }
+  Contour outline = OrderCorners(corners4);
+  if (outline.empty()) {
+    AlgoLogError("RegionOI::ManualSet--Error :: corners4.size() != 4");
+    return DRAVIX_NOT_FOUR_CORNERS;
+  }
+  // Only the outline's rectangle of the frame is drawn: filling does not depend on where in the
+  // image it happens, and a small area far from the origin must not cost the frame's memory.
+  const cv::Rect area = cv::boundingRect(outline);
+  for (cv::Point& corner : outline) corner -= area.tl();
+  mask = Filled({outline}, 0, area.size());
+  rect = area;
+  mode = 2;
+  frameWidth = frame.width;
+  frameHeight = frame.height;
+  return DRAVIX_OK;
+}

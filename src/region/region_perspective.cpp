@@ -1,0 +1,177 @@
+/// From the mask to corners, from corners to the rectified image, and turning with the image.
+#include <dravix/algolog.h>
+#include <dravix/dravix.h>
+#include <dravix/region.h>
+#include <dravix/shot.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+#include <utility>
+
+#include "region/rounding.h"
+
+namespace {
+
+using dravix::region::ClampToInt32;
+using dravix::region::RoundPixel;
+using dravix::region::TruncToInt32;
+
+constexpr int kCorners = 4;
+
+/// In 64 bits: the matrix library's own test adds in 32 and takes a rectangle at their end for one
+/// inside.
+bool Contains(cv::Size frame, const cv::Rect& rect) {
+  return rect.x >= 0 && rect.y >= 0 && std::int64_t{rect.x} + rect.width <= frame.width &&
+         std::int64_t{rect.y} + rect.height <= frame.height;
+}
+
+/// The mask at its place in an otherwise dark frame: corners are sought in the area's shape, not in
+/// the photograph.
+cv::Mat SearchImage(const RegionOI& region) {
+  CV_Assert(Contains(cv::Size(region.frameWidth, region.frameHeight), region.rect));
+  cv::Mat image = cv::Mat::zeros(region.frameHeight, region.frameWidth, CV_8UC1);
+  region.mask.copyTo(image(region.rect));
+  return image;
+}
+
+/// Up to four corners. The block is wide so that the noise of the outline does not count; the price
+/// is that each lies about half a block inside the true corner, which Refined makes good.
+std::vector<cv::Point2f> StrongCorners(const cv::Mat& image, float qualityLevel) {
+  constexpr double kMinDistance = 100.0;
+  constexpr int kBlockSize = 111;
+  std::vector<cv::Point2f> corners;
+  cv::goodFeaturesToTrack(image, corners, kCorners, static_cast<double>(qualityLevel), kMinDistance,
+                          cv::noArray(), kBlockSize, false, 0.04);
+  return corners;
+}
+
+std::vector<cv::Point> Refined(const cv::Mat& image, std::vector<cv::Point2f> corners, int window) {
+  const cv::TermCriteria untilSettled(cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 40, 0.1);
+  cv::cornerSubPix(image, corners, cv::Size(window, window), cv::Size(-1, -1), untilSettled);
+  std::vector<cv::Point> pixels;
+  for (const cv::Point2f& corner : corners) {
+    pixels.emplace_back(RoundPixel(static_cast<double>(corner.x)),
+                        RoundPixel(static_cast<double>(corner.y)));
+  }
+  return pixels;
+}
+
+/// A quadrilateral to go on with by hand when the found corners make none.
+std::vector<cv::Point> InnerRectangle(double width, double height) {
+  const int left = TruncToInt32(width * 0.1);
+  const int top = TruncToInt32(height * 0.1);
+  const int right = TruncToInt32(width * 0.9);
+  const int bottom = TruncToInt32(height * 0.9);
+  return {{left, top}, {right, top}, {right, bottom}, {left, bottom}};
+}
+
+float Distance(const cv::Point2f& a, const cv::Point2f& b) {
+  const float dx = a.x - b.x;
+  const float dy = a.y - b.y;
+  return std::sqrt(dx * dx + dy * dy);
+}
+
+/// Opposite sides of a screen seen at an angle differ: the longer one keeps all of its detail.
+int LongerSide(float a, float b) { return RoundPixel(std::max(a, b)); }
+
+/// The angle as 0 to 359, or 360 for the negative multiples of 360, which Rotate refuses.
+std::int64_t NormalizedAngle(int rollAngle) {
+  const std::int64_t angle = rollAngle;
+  const std::int64_t turns = angle / 360;
+  return angle < 0 ? angle + (1 - turns) * 360 : angle - turns * 360;
+}
+
+/// What is left of `whole` behind an interval: its start as seen from the other end.
+int FromOtherEnd(int whole, int length, int start) {
+  return ClampToInt32(std::int64_t{whole} - length - start);
+}
+
+}  // namespace
+
+std::int32_t RegionOI::GetPrecision4Corner(std::vector<cv::Point>& corners) const {
+  AlgoLogInfo("RegionOI::GetPrecision4Corner");
+  const cv::Mat image = SearchImage(*this);
+  std::vector<cv::Point2f> found = StrongCorners(image, cornerQualityLevel);
+  if (found.size() != kCorners) {
+    AlgoLogError("RegionOI::GetPrecision4Corner--Error ::  cannot find 4 points !!.");
+    return DRAVIX_NO_CORNERS;
+  }
+  corners = OrderCorners(Refined(image, std::move(found), cornerRefineWindow));
+  if (corners.empty()) {
+    AlgoLogError("RegionOI::GetPrecision4Corner--Error ::  cannot find Correct 4 points !!.");
+    corners = InnerRectangle(frameWidth, frameHeight);
+    return DRAVIX_NO_CORNERS;
+  }
+  return DRAVIX_OK;
+}
+
+std::int32_t RegionOI::PerspectiveSet(const std::vector<cv::Point>& corners4) {
+  AlgoLogInfo("RegionOI::PerspectiveSet");
+  if (corners4.size() != kCorners) {
+    AlgoLogError("RegionOI::PerspectiveSet--Error :: corners4.size() != 4");
+    return DRAVIX_NOT_FOUR_CORNERS;
+  }
+  std::array<cv::Point2f, kCorners> frame;
+  std::copy(corners4.begin(), corners4.end(), frame.begin());
+  const int width = LongerSide(Distance(frame[1], frame[0]), Distance(frame[2], frame[3]));
+  const int height = LongerSide(Distance(frame[2], frame[1]), Distance(frame[3], frame[0]));
+  const auto right = static_cast<float>(width - 1);
+  const auto bottom = static_cast<float>(height - 1);
+  const std::array<cv::Point2f, kCorners> rectified = {
+      {{0, 0}, {right, 0}, {right, bottom}, {0, bottom}}};
+
+  cv::Mat rectifiedFromFrame =
+      cv::getPerspectiveTransform(frame.data(), rectified.data(), cv::DECOMP_LU);
+  mask = cv::Mat(height, width, CV_8UC1, cv::Scalar(255));
+  perspective = std::move(rectifiedFromFrame);
+  rect = cv::Rect(0, 0, width, height);
+  frameWidth = width;
+  frameHeight = height;
+  mode = 3;
+  return DRAVIX_OK;
+}
+
+std::int32_t RegionOI::WarpPerspective(Shot* target) {
+  AlgoLogInfo("RegionOI::WarpPerspective");
+  const std::int32_t code = Shot::Check(CHECK_NOT_NULL | CHECK_IMAGE, target);
+  if (code != DRAVIX_OK) return code;
+  shot = target;
+  if (perspective.empty()) {
+    AlgoLogError("RegionOI::WarpPerspective--Error ::need compute perspective_mat_ is empty");
+    return DRAVIX_NO_PERSPECTIVE;
+  }
+  cv::Mat rectified;
+  cv::warpPerspective(target->image, rectified, perspective, cv::Size(frameWidth, frameHeight),
+                      cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar(0));
+  target->image = rectified;
+  return DRAVIX_OK;
+}
+
+std::int32_t RegionOI::Rotate(int roll_angle) {
+  AlgoLogInfo("RegionOI::Rotate");
+  const std::int64_t angle = NormalizedAngle(roll_angle);
+  if (angle == 0) return DRAVIX_OK;
+  if (angle == 180) {
+    rect.x = FromOtherEnd(frameWidth, rect.width, rect.x);
+    rect.y = FromOtherEnd(frameHeight, rect.height, rect.y);
+    return DRAVIX_OK;
+  }
+  if (angle != 90 && angle != 270) {
+    AlgoLogError("RegionOI::Rotate--Error :: roll_angle");
+    return DRAVIX_BAD_ARGUMENT;
+  }
+  // Transposed, never mirrored: exact for a mask that is symmetric, and what hosts rely on.
+  cv::Mat turned;
+  if (!mask.empty()) cv::transpose(mask, turned);
+  mask = turned;
+  std::swap(frameWidth, frameHeight);
+  rect = cv::Rect(rect.y, rect.x, rect.height, rect.width);
+  if (angle == 90) {
+    rect.y = FromOtherEnd(frameHeight, rect.height, rect.y);
+  } else {
+    rect.x = FromOtherEnd(frameWidth, rect.width, rect.x);
+  }
+  return DRAVIX_OK;
+}
