@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <exception>
 #include <fstream>
 #include <random>
 #include <system_error>
@@ -17,13 +18,14 @@ namespace fs = std::filesystem;
 constexpr std::streamsize kChunk = std::streamsize{1} << 20;
 
 /// Reads to the end in chunks: for pipes and devices, whose size says nothing.
-Bytes ReadToEnd(std::ifstream& in) {
+std::optional<Bytes> ReadToEnd(std::ifstream& in) {
   Bytes bytes;
   std::vector<char> chunk(static_cast<std::size_t>(kChunk));
   while (in.read(chunk.data(), kChunk), in.gcount() > 0) {
     const ByteView got = ViewOf(chunk.data(), static_cast<std::size_t>(in.gcount()));
     bytes.insert(bytes.end(), got.begin(), got.end());
   }
+  if (in.bad()) return std::nullopt;
   return bytes;
 }
 
@@ -91,7 +93,7 @@ WriteResult WriteStraight(const fs::path& path, std::initializer_list<ByteView> 
 
 /// A file that may not be written must not be replaced either, though its folder would allow it.
 bool MayOverwrite(const fs::path& path) {
-  return std::ofstream(path, std::ios::binary | std::ios::in).good();
+  return std::ofstream(path, std::ios::binary | std::ios::app).good();  // opens, writes nothing
 }
 
 WriteResult ReplaceFile(const fs::path& path, bool exists, std::initializer_list<ByteView> pieces) {
@@ -118,20 +120,22 @@ std::optional<fs::path> PathOf(const std::string& fullname) {
 #endif
 }
 
-std::optional<Bytes> ReadFile(const std::string& fullname) {
+std::optional<Bytes> ReadFile(const std::string& fullname) try {
   const std::optional<fs::path> path = PathOf(fullname);
   std::error_code error;
   if (!path || fs::is_directory(*path, error)) return std::nullopt;
   std::ifstream in(*path, std::ios::binary);
   if (!in) return std::nullopt;
-  if (!fs::is_regular_file(*path, error)) return ReadToEnd(in);
-  const std::uintmax_t size = fs::file_size(*path, error);
+  const std::uintmax_t size = fs::is_regular_file(*path, error) ? fs::file_size(*path, error) : 0;
   if (error || size == 0) return ReadToEnd(in);  // files of /proc say 0
   Bytes bytes(static_cast<std::size_t>(size));
   in.read(static_cast<char*>(static_cast<void*>(bytes.data())),
           static_cast<std::streamsize>(bytes.size()));
+  if (in.bad()) return std::nullopt;
   bytes.resize(static_cast<std::size_t>(in.gcount()));
   return bytes;
+} catch (const std::exception&) {
+  return std::nullopt;  // larger than the memory
 }
 
 WriteResult WriteFile(const std::string& fullname, std::initializer_list<ByteView> pieces) {

@@ -16,7 +16,8 @@ namespace dravix::base {
 /// system would silently cut short.
 [[nodiscard]] std::optional<std::filesystem::path> PathOf(const std::string& fullname);
 
-/// All bytes of a file; empty when it cannot be opened (a folder cannot) or read.
+/// All bytes of a file; empty when it cannot be opened (a folder cannot) or read, or is larger than
+/// the memory.
 [[nodiscard]] std::optional<Bytes> ReadFile(const std::string& fullname);
 
 enum class WriteResult {

@@ -7,8 +7,9 @@
 #include <streambuf>
 #include <string>
 
-#include "record_bytes.h"
+
 #include "support/mats.h"
+#include "support/record_bytes.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-/// Bytes of matrix records, put together field by field.
+/// Bytes of formats, put together field by field.
 #pragma once
 
 #include <cstdint>

@@ -1,0 +1,33 @@
+#include "raw/samples.h"
+
+#include <limits>
+
+#include "base/checked.h"
+
+namespace dravix::raw {
+
+std::optional<std::uint64_t> PictureBytes(std::int64_t rows, std::int64_t cols) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  if (rows < 1 || cols < 1 || rows > kMost || cols > kMost) return std::nullopt;
+  return base::CheckedMul(static_cast<std::uint64_t>(rows), static_cast<std::uint64_t>(cols),
+                          sizeof(std::uint16_t));
+}
+
+void Unpack(base::ByteView stored, ByteOrder order, std::span<std::uint16_t> row) {
+  const std::size_t low = order == ByteOrder::kLowFirst ? 0 : 1;
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    const auto lowByte = std::to_integer<unsigned>(stored[2 * i + low]);
+    const auto highByte = std::to_integer<unsigned>(stored[2 * i + 1 - low]);
+    row[i] = static_cast<std::uint16_t>(lowByte | (highByte << 8U));
+  }
+}
+
+cv::Mat Picture(base::ByteView stored, ByteOrder order, std::int64_t rows, std::int64_t cols) {
+  const std::optional<std::uint64_t> bytes = PictureBytes(rows, cols);
+  if (!bytes || *bytes > stored.size()) return {};
+  cv::Mat picture(static_cast<int>(rows), static_cast<int>(cols), CV_16UC1);
+  Unpack(stored, order, {picture.ptr<std::uint16_t>(), picture.total()});
+  return picture;
+}
+
+}  // namespace dravix::raw
