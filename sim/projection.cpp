@@ -1,0 +1,58 @@
+#include "sim/projection.h"
+
+#include <algorithm>
+
+#include "sim/fixed_math.h"
+
+namespace dravix::sim {
+namespace {
+
+/// From LED units to pixels about the photograph's middle, third row the perspective.
+cv::Matx33d Homography(const Screen& screen, const Pose& pose) {
+  const SinCos x = FixedSinCos(pose.tiltX);
+  const SinCos y = FixedSinCos(pose.tiltY);
+  const SinCos roll = FixedSinCos(pose.roll);
+  const double longer = std::max(screen.ledWidth, screen.ledHeight) * pose.pitch;
+  const double distance = pose.distance * longer;
+
+  // A screen point (u, v, 0) is turned about the horizontal, then about the vertical axis.
+  const double depthU = -y.sin;
+  const double depthV = x.sin * y.cos;
+  const double acrossU = y.cos;
+  const double acrossV = x.sin * y.sin;
+  const double downV = x.cos;
+  const cv::Matx33d turned(acrossU, acrossV, 0,  //
+                           0, downV, 0,          //
+                           depthU / distance, depthV / distance, 1);
+  const cv::Matx33d rolled(roll.cos, -roll.sin, pose.offset.x,  //
+                           roll.sin, roll.cos, pose.offset.y,   //
+                           0, 0, 1);
+  const cv::Matx33d scaled(pose.pitch, 0, -0.5 * screen.ledWidth * pose.pitch,   //
+                           0, pose.pitch, -0.5 * screen.ledHeight * pose.pitch,  //
+                           0, 0, 1);
+  return rolled * turned * scaled;
+}
+
+}  // namespace
+
+Projection::Projection(const Scene& scene, cv::Size photo)
+    : fromLed_(Homography(scene.screen, scene.pose)),
+      middle_(0.5 * (photo.width - 1), 0.5 * (photo.height - 1)),
+      distortion_(scene.optics.distortion),
+      cornerSquared_(middle_.x * middle_.x + middle_.y * middle_.y) {}
+
+cv::Point2d Projection::FromMiddle(cv::Point2d led) const {
+  const double w = fromLed_(2, 0) * led.x + fromLed_(2, 1) * led.y + fromLed_(2, 2);
+  const double x = fromLed_(0, 0) * led.x + fromLed_(0, 1) * led.y + fromLed_(0, 2);
+  const double y = fromLed_(1, 0) * led.x + fromLed_(1, 1) * led.y + fromLed_(1, 2);
+  return {x / w, y / w};
+}
+
+cv::Point2d Projection::ToPhoto(cv::Point2d led) const {
+  const cv::Point2d straight = FromMiddle(led);
+  const double rr = straight.x * straight.x + straight.y * straight.y;
+  const double stretch = 1.0 + distortion_ * (rr / cornerSquared_);
+  return {middle_.x + straight.x * stretch, middle_.y + straight.y * stretch};
+}
+
+}  // namespace dravix::sim

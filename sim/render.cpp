@@ -1,0 +1,293 @@
+#include "sim/render.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <opencv2/imgproc.hpp>
+
+#include "sim/kernel.h"
+#include "sim/luminance.h"
+#include "sim/projection.h"
+#include "sim/random.h"
+
+namespace dravix::sim {
+namespace {
+
+double Largest(const Sensor& sensor) { return static_cast<double>((1 << sensor.bits) - 1); }
+
+// --- light on the sensor ---
+
+/// Adds one spot of `flux`, whose centre is at `at`; what falls outside is lost.
+void Splat(const SpotKernel& kernel, cv::Point2d at, float flux, cv::Mat& light) {
+  const int steps = kernel.Steps();
+  // In whole steps from half a pixel before pixel 0, so that both parts of the place agree.
+  const auto stepsX = static_cast<int>(std::floor((at.x + 0.5) * steps + 0.5));
+  const auto stepsY = static_cast<int>(std::floor((at.y + 0.5) * steps + 0.5));
+  const int pixelX = stepsX >= 0 ? stepsX / steps : (stepsX - steps + 1) / steps;
+  const int pixelY = stepsY >= 0 ? stepsY / steps : (stepsY - steps + 1) / steps;
+  const int side = kernel.Side();
+  const float* weights = kernel.At(stepsX - pixelX * steps, stepsY - pixelY * steps);
+
+  const int left = pixelX - kernel.Radius();
+  const int top = pixelY - kernel.Radius();
+  const int firstX = std::max(0, -left);
+  const int endX = std::min(side, light.cols - left);
+  const int endY = std::min(side, light.rows - top);
+  for (int y = std::max(0, -top); y < endY; ++y) {
+    const float* from = weights + static_cast<std::ptrdiff_t>(y) * side;
+    float* to = light.ptr<float>(top + y);
+    for (int x = firstX; x < endX; ++x) to[left + x] += flux * from[x];
+  }
+}
+
+double AreaOf(cv::Point2d a, cv::Point2d b, cv::Point2d c, cv::Point2d d) {
+  return 0.5 * std::abs((c.x - a.x) * (d.y - b.y) - (d.x - b.x) * (c.y - a.y));
+}
+
+/// Photograph pixels of the corners of a row of LED fields.
+std::vector<cv::Point2d> FieldCorners(const Projection& projection, int columns, int row) {
+  std::vector<cv::Point2d> corners(static_cast<std::size_t>(columns) + 1);
+  for (int x = 0; x <= columns; ++x) {
+    corners[static_cast<std::size_t>(x)] = projection.ToPhoto(cv::Point2d(x, row));
+  }
+  return corners;
+}
+
+/// An LED sends to the sensor what its field on the screen covers there: an even screen then looks
+/// evenly bright however it is tilted, as real ones do.
+void AddScreen(const Scene& scene, const cv::Mat& luminances, cv::Mat& light) {
+  const Projection projection(scene, light.size());
+  const SpotKernel kernel(scene.screen.emitterFill * scene.pose.pitch, scene.optics.defocus,
+                          scene.optics.blur * scene.pose.pitch);
+  auto above = FieldCorners(projection, luminances.cols, 0);
+  for (int y = 0; y < luminances.rows; ++y) {
+    auto below = FieldCorners(projection, luminances.cols, y + 1);
+    for (int x = 0; x < luminances.cols; ++x) {
+      const float luminance = luminances.at<float>(y, x);
+      if (luminance <= 0) continue;
+      const auto i = static_cast<std::size_t>(x);
+      const double area = AreaOf(above[i], above[i + 1], below[i + 1], below[i]);
+      Splat(kernel, projection.ToPhoto(cv::Point2d(x + 0.5, y + 0.5)),
+            static_cast<float>(luminance * area), light);
+    }
+    above.swap(below);
+  }
+}
+
+void AddReflection(const Reflection& reflection, cv::Mat& light) {
+  if (reflection.level <= 0 || reflection.radius <= 0) return;
+  const double rr = reflection.radius * reflection.radius;
+  for (int y = 0; y < light.rows; ++y) {
+    const double dy = y - reflection.centre.y;
+    float* row = light.ptr<float>(y);
+    for (int x = 0; x < light.cols; ++x) {
+      const double dx = x - reflection.centre.x;
+      const double rest = 1.0 - (dx * dx + dy * dy) / rr;
+      if (rest > 0) row[x] += static_cast<float>(reflection.level * rest * rest);
+    }
+  }
+}
+
+// --- from light to samples ---
+
+/// What one row of the sensor needs beside its light.
+struct Exposure {
+  float gain;          ///< samples per luminance
+  float stray;         ///< samples
+  float black;         ///< samples
+  float largest;       ///< samples
+  float readVariance;  ///< samples squared
+  float shotVariance;  ///< samples squared per sample of signal
+};
+
+Exposure ExposureOf(const Scene& scene) {
+  const Sensor& s = scene.sensor;
+  const double largest = Largest(s);
+  const double gain = s.exposure * largest;
+  return {static_cast<float>(gain),
+          static_cast<float>(gain * scene.optics.strayLight),
+          static_cast<float>(s.blackLevel),
+          static_cast<float>(largest),
+          static_cast<float>(s.readNoise * s.readNoise),
+          static_cast<float>(s.fullWell > 0 ? largest / s.fullWell : 0.0)};
+}
+
+/// Light to mean samples above black: vignetting falls with the square of the distance.
+void Expose(const Scene& scene, const Exposure& exposure, int y, cv::Mat& light) {
+  const double middleX = 0.5 * (light.cols - 1);
+  const double middleY = 0.5 * (light.rows - 1);
+  const double perSquare =
+      scene.optics.vignetting / std::max(1.0, middleX * middleX + middleY * middleY);
+  const auto dy = y - middleY;
+  const auto base = static_cast<float>(1.0 - perSquare * (dy * dy));
+  const auto fall = static_cast<float>(perSquare);
+  const auto middle = static_cast<float>(middleX);
+  float* row = light.ptr<float>(y);
+  for (int x = 0; x < light.cols; ++x) {
+    const float dx = static_cast<float>(x) - middle;
+    row[x] = row[x] * exposure.gain * (base - fall * (dx * dx)) + exposure.stray;
+  }
+}
+
+/// Colour of the filter over a pixel: 0 red, 1 green, 2 blue.
+int FilterAt(Mosaic mosaic, int x, int y) {
+  static constexpr int kRggb[2][2] = {{0, 1}, {1, 2}};
+  const bool shiftX = mosaic == Mosaic::kGrbg || mosaic == Mosaic::kBggr;
+  const bool shiftY = mosaic == Mosaic::kGbrg || mosaic == Mosaic::kBggr;
+  return kRggb[(y + (shiftY ? 1 : 0)) % 2][(x + (shiftX ? 1 : 0)) % 2];
+}
+
+void Filter(const Sensor& sensor, int y, cv::Mat& light) {
+  if (sensor.mosaic == Mosaic::kNone) return;
+  const double pass[3] = {sensor.red, sensor.green, sensor.blue};
+  const float factors[2] = {static_cast<float>(pass[FilterAt(sensor.mosaic, 0, y)]),
+                            static_cast<float>(pass[FilterAt(sensor.mosaic, 1, y)])};
+  float* row = light.ptr<float>(y);
+  for (int x = 0; x < light.cols; ++x) row[x] *= factors[x & 1];
+}
+
+std::uint16_t Quantise(float value, float largest) {
+  const float rounded = std::floor(value + 0.5F);
+  return static_cast<std::uint16_t>(std::clamp(rounded, 0.0F, largest));
+}
+
+/// Adds noise and turns one row into samples. Two pixels share one 64-bit number.
+void Sample(const Exposure& exposure, Random random, const float* light, int count,
+            std::uint16_t* out) {
+  constexpr std::uint64_t kMask = kNormalSteps - 1;
+  const float* table = NormalTable();
+  std::uint64_t bits = 0;
+  for (int x = 0; x < count; ++x) {
+    bits = x % 2 == 0 ? random.Next() : bits >> 24U;
+    const float deviate = table[bits & kMask] + table[(bits >> 12U) & kMask];
+    const float sigma = std::sqrt(exposure.readVariance + exposure.shotVariance * light[x]);
+    out[x] = Quantise(exposure.black + light[x] + sigma * deviate, exposure.largest);
+  }
+}
+
+cv::Mat Photographed(const Scene& scene, const cv::Mat& luminances, Stream noise) {
+  cv::Mat light = cv::Mat::zeros(PhotoSizeOf(scene), CV_32FC1);
+  AddScreen(scene, luminances, light);
+  AddReflection(scene.reflection, light);
+  const Exposure exposure = ExposureOf(scene);
+  cv::Mat samples(light.size(), CV_16UC1);
+  for (int y = 0; y < light.rows; ++y) {
+    Expose(scene, exposure, y, light);
+    Filter(scene.sensor, y, light);
+    const auto row = (static_cast<std::uint64_t>(noise) << 32U) + static_cast<unsigned>(y);
+    Sample(exposure, Random(scene.seed, row), light.ptr<float>(y), light.cols,
+           samples.ptr<std::uint16_t>(y));
+  }
+  return samples;
+}
+
+// --- what is written beside the pixels ---
+
+void CopyText(const char* text, char (&field)[64]) {
+  std::memcpy(field, text, std::min(std::strlen(text), sizeof(field) - 1));
+}
+
+void FillMetadata(const Scene& scene, std::int32_t patternType, Shot& shot) {
+  const Metadata& m = scene.metadata;
+  const std::int32_t w = scene.screen.ledWidth;
+  const std::int32_t h = scene.screen.ledHeight;
+  const std::int32_t fullW = w * m.intervalX;
+  const std::int32_t fullH = h * m.intervalY;
+  shot.type = m.type;
+  shot.partition = Shot::Partition{m.partitionX,
+                                   m.partitionY,
+                                   fullW,
+                                   fullH,
+                                   std::max(m.screenWidth, m.partitionX + fullW),
+                                   std::max(m.screenHeight, m.partitionY + fullH)};
+  shot.panel = Shot::LedPanel{
+      0, 0, 0, scene.screen.luminance.moduleWidth, scene.screen.luminance.moduleHeight, 1.0F};
+  shot.layer = Shot::Layer{0, 1.0F, 255};
+  shot.pattern = Shot::Pattern{patternType, m.intervalX, m.intervalY, 0, 0, w, h};
+  Shot::Device device;
+  CopyText("simulated camera", device.id);
+  CopyText("simulated lens", device.lens_id);
+  device.cam_type = m.camera * 100 + scene.sensor.bits;
+  device.lens_type = m.lens;
+  shot.device = device;
+  shot.capture = Shot::Capture{m.exposure, m.gain, m.aperture, m.microfocus, m.filter};
+}
+
+Quad QuadOf(const Projection& projection, cv::Point2d first, cv::Point2d last) {
+  return {projection.ToPhoto(first), projection.ToPhoto({last.x, first.y}),
+          projection.ToPhoto(last), projection.ToPhoto({first.x, last.y})};
+}
+
+void AddCells(const Scene& scene, const Projection& projection, Truth& truth) {
+  const int block = scene.checkerboard.block;
+  truth.grid = GridOf(scene);
+  for (int row = 0; row < truth.grid.height; ++row) {
+    for (int column = 0; column < truth.grid.width; ++column) {
+      const cv::Point2d first(column * block, row * block);
+      const cv::Point2d last(std::min((column + 1) * block, scene.screen.ledWidth),
+                             std::min((row + 1) * block, scene.screen.ledHeight));
+      truth.cells.push_back(QuadOf(projection, first, last));
+      truth.cellLit.push_back(IsLit(scene, column, row) ? 1 : 0);
+    }
+  }
+}
+
+}  // namespace
+
+Truth TruthOf(const Scene& scene) {
+  const Projection projection(scene);
+  Truth truth;
+  truth.corners =
+      QuadOf(projection, {0, 0}, cv::Point2d(scene.screen.ledWidth, scene.screen.ledHeight));
+  for (const cv::Point2d& p : truth.corners) {
+    truth.cornerPixels.emplace_back(static_cast<int>(std::floor(p.x + 0.5)),
+                                    static_cast<int>(std::floor(p.y + 0.5)));
+  }
+  truth.luminances = LuminancesOf(scene);
+  truth.ledCentres.create(truth.luminances.size(), CV_64FC2);
+  for (int y = 0; y < truth.ledCentres.rows; ++y) {
+    for (int x = 0; x < truth.ledCentres.cols; ++x) {
+      const cv::Point2d p = projection.ToPhoto(cv::Point2d(x + 0.5, y + 0.5));
+      truth.ledCentres.at<cv::Vec2d>(y, x) = {p.x, p.y};
+    }
+  }
+  truth.samplesPerLuminance = scene.sensor.exposure * Largest(scene.sensor);
+  truth.blackLevel = scene.sensor.blackLevel;
+  AddCells(scene, projection, truth);
+  return truth;
+}
+
+Photograph Render(const Scene& scene) {
+  Photograph photograph;
+  photograph.truth = TruthOf(scene);
+  FillMetadata(scene, 0, photograph.shot);
+  photograph.shot.image = Photographed(scene, photograph.truth.luminances, kShotNoise);
+  return photograph;
+}
+
+Shot RenderCheckerboard(const Scene& scene) {
+  Shot shot;
+  FillMetadata(scene, 1, shot);
+  shot.image = Photographed(scene, CheckerboardLuminancesOf(scene), kBoardNoise);
+  return shot;
+}
+
+int BayerCodeOf(Mosaic mosaic) {
+  // OpenCV names a mosaic by the second row's second and third pixels.
+  switch (mosaic) {
+    case Mosaic::kRggb:
+      return cv::COLOR_BayerBG2RGB;
+    case Mosaic::kBggr:
+      return cv::COLOR_BayerRG2RGB;
+    case Mosaic::kGrbg:
+      return cv::COLOR_BayerGB2RGB;
+    case Mosaic::kGbrg:
+      return cv::COLOR_BayerGR2RGB;
+    case Mosaic::kNone:
+      break;
+  }
+  return 0;
+}
+
+}  // namespace dravix::sim
