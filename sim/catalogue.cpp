@@ -21,8 +21,8 @@ struct Board {
   int columns, rows, block;
 };
 /// The ends of the range, which chance would hardly meet.
-constexpr Board kExtremes[] = {{2, 2, 64},  {24, 16, 4}, {24, 16, 8}, {2, 16, 10},
-                               {24, 2, 12}, {3, 2, 48},  {2, 2, 24},  {16, 9, 4}};
+constexpr Board kExtremes[] = {{2, 2, 64},  {24, 16, 4}, {24, 16, 8}, {2, 16, 20},
+                               {24, 2, 16}, {3, 2, 48},  {2, 2, 32},  {16, 9, 4}};
 constexpr int kBlocks[] = {4, 5, 6, 8, 10, 12, 16, 20, 24, 32, 40, 48, 64};
 
 Board DrawBoard(Random& random) {

@@ -82,7 +82,7 @@ void DrawGaussian(double sigma, FineSpot& spot) {
 }
 
 /// Large spots are smooth and need fewer places inside a pixel.
-int StepsFor(int radius) { return radius <= 16 ? 16 : (radius <= 48 ? 8 : 4); }
+int StepsFor(int radius) { return radius <= 24 ? 16 : (radius <= 48 ? 8 : 4); }
 
 /// One kernel: every steps-th sample of the fine picture, scaled to sum 1.
 void Sample(const FineSpot& spot, int radius, int stepX, int stepY, float* out) {
