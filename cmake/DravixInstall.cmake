@@ -1,1 +1,26 @@
-# Filled in together with the shared library.
+# The installed package: library, public headers, CMake package and pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS dravix EXPORT dravixTargets
+  RUNTIME COMPONENT runtime LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/dravix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development FILES_MATCHING PATTERN "*.h")
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/dravix)
+install(EXPORT dravixTargets NAMESPACE dravix:: DESTINATION ${package_dir} COMPONENT development)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/dravixConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/dravixConfig.cmake INSTALL_DESTINATION ${package_dir})
+# Until 1.0 a new minor version may change the interface.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/dravixConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/dravixConfig.cmake ${PROJECT_BINARY_DIR}/dravixConfigVersion.cmake
+  ${PROJECT_SOURCE_DIR}/cmake/DravixOpenCV.cmake DESTINATION ${package_dir} COMPONENT development)
+
+# opencv_core by name and path: Debian's OpenCV may come without a pkg-config file of its own.
+get_target_property(opencv_include_dirs opencv_core INTERFACE_INCLUDE_DIRECTORIES)
+list(TRANSFORM opencv_include_dirs PREPEND "-I")
+list(JOIN opencv_include_dirs " " DRAVIX_PC_OPENCV_CFLAGS)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/dravix.pc.in ${PROJECT_BINARY_DIR}/dravix.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/dravix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)

@@ -1,0 +1,16 @@
+/// Matrices as the records that a host reads.
+#pragma once
+
+#include <dravix/dravix.h>
+
+#include <opencv2/core.hpp>
+
+namespace dravix::api {
+
+/// Describes both matrices with pointers into them.
+[[nodiscard]] DravixResult Borrowed(cv::Mat& resultImage, cv::Mat& lum);
+
+/// Describes copies of both matrices, each in a block of its own that the host frees.
+[[nodiscard]] DravixResult Copied(const cv::Mat& resultImage, const cv::Mat& lum);
+
+}  // namespace dravix::api

@@ -1,0 +1,55 @@
+#include <dravix/algolog.h>
+
+#include <algorithm>
+
+#include "checkerboard/checkerboard.h"
+#include "extractor/edges.h"
+#include "extractor/extractor.h"
+#include "extractor/resample.h"
+
+namespace {
+
+using dravix::extractor::ColumnRun;
+using dravix::extractor::FirstRuns;
+
+/// Blocks end sharper than the whole area does, so fewer outer rows suffer than in the other
+/// pipeline.
+constexpr int kEdgeDepth = 2;
+
+/// The rows of a cell to average, per column: the mask's on the screen's border, all of them
+/// inside, where the cell's rectangle is trusted as it stands.
+std::vector<ColumnRun> CellRuns(const CheckerboardDetector& detector, const cv::Rect& cell,
+                                bool border) {
+  if (border) return FirstRuns(detector.mask(cell));
+  return std::vector<ColumnRun>(static_cast<std::size_t>(cell.width), ColumnRun{0, cell.height});
+}
+
+}  // namespace
+
+std::int32_t Dravix::CalLum(const cv::Mat& image, const CheckerboardDetector& detector) {
+  lum = cv::Mat::zeros(ledHeight, ledWidth, CV_32FC1);
+  const int lastRow = detector.gridRows - 1;
+  const int lastColumn = detector.gridColumns - 1;
+  for (int r = 0; r <= lastRow; ++r) {
+    for (int c = 0; c <= lastColumn; ++c) {
+      const bool border = r == 0 || r == lastRow || c == 0 || c == lastColumn;
+      const int cellHeight = r == lastRow ? lastRowAreaHeight : singleAreaSize;
+      const int cellWidth = c == lastColumn ? lastColumnAreaWidth : singleAreaSize;
+      const cv::Rect& cell =
+          detector.cells.at(static_cast<std::size_t>(r) * static_cast<std::size_t>(lastColumn + 1) +
+                            static_cast<std::size_t>(c));
+      const std::vector<ColumnRun> runs = CellRuns(detector, cell, border);
+      if (std::any_of(runs.begin(), runs.end(),
+                      [](const ColumnRun& run) { return run.length < 1; })) {
+        AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
+        return DRAVIX_BAD_ARGUMENT;
+      }
+      const cv::Mat columns = dravix::extractor::ResampleColumns(image(cell), runs, cellHeight);
+      const cv::Rect place(singleAreaSize * c, singleAreaSize * r, cellWidth, cellHeight);
+      dravix::extractor::ResampleRows(columns, cellWidth).copyTo(lum(place));
+    }
+  }
+  dravix::extractor::ReplaceEdges(lum, kEdgeDepth);
+  resultImage = dravix::extractor::MeasuredMarks(lum.size());
+  return DRAVIX_OK;
+}

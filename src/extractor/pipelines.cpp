@@ -1,0 +1,115 @@
+#include <dravix/algolog.h>
+#include <dravix/region.h>
+
+#include <limits>
+
+#include "base/checked.h"
+#include "checkerboard/checkerboard.h"
+#include "extractor/extractor.h"
+#include "extractor/rectify.h"
+
+namespace {
+
+/// Every luminance of a run with three corners: intended, though nothing is measured.
+constexpr double kUnmeasured = 2048.0;
+
+std::int32_t RefuseCorners() {
+  AlgoLogError("Dravix::Extract--Error ::  cornerPoints size error!!.");
+  return DRAVIX_BAD_ARGUMENT;
+}
+
+/// A result must fit the 32-bit byte counts of its descriptor and record.
+bool LuminancesFit(std::int32_t width, std::int32_t height) {
+  if (width < 1 || height < 1) return true;  // refused, or empty, further on
+  const auto bytes = dravix::base::CheckedMul(static_cast<std::uint64_t>(width),
+                                              static_cast<std::uint64_t>(height), sizeof(float));
+  return bytes && dravix::base::FitsInt32(*bytes);
+}
+
+/// Runs a pipeline; what the matrix library refuses (an area without size, blocks that leave the
+/// matrix, LED counts too small for the edges) becomes a code.
+template <class Run>
+std::int32_t RefusalsAsCode(const char* method, Run&& run) {
+  try {
+    return run();
+  } catch (const cv::Exception& e) {
+    AlgoLogError("%s--Error :: %s", method, e.err.c_str());
+    return DRAVIX_BAD_ARGUMENT;
+  }
+}
+
+std::int32_t RefuseLedCounts(const char* method, std::int32_t width, std::int32_t height) {
+  AlgoLogError("%s--Error :: %d x %d LEDs are more than a result can hold", method, width, height);
+  return DRAVIX_BAD_ARGUMENT;
+}
+
+}  // namespace
+
+std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& cornerPoints,
+                             std::int32_t topLedNum, std::int32_t bottomLedNum,
+                             std::int32_t newRowGroup) {
+  constexpr const char* kMethod = "Dravix::Extract";
+  AlgoLogInfo("%s", kMethod);
+  if (const std::int32_t code = SetImage(newShot); code != DRAVIX_OK) return code;
+  if (!LuminancesFit(ledWidth, ledHeight)) return RefuseLedCounts(kMethod, ledWidth, ledHeight);
+  if (topLedNum > 0 && bottomLedNum > 0) {
+    const std::int32_t code = GetRowLedNums(topLedNum, bottomLedNum, newRowGroup);
+    if (code != DRAVIX_OK) return code;
+  }
+  if (cornerPoints.size() != 3 && cornerPoints.size() != 4) return RefuseCorners();
+  return RefusalsAsCode(kMethod, [&] {
+    if (cornerPoints.size() == 3) {
+      lum = cv::Mat_<float>(cv::Mat(ledHeight, ledWidth, CV_32FC1, cv::Scalar(kUnmeasured)));
+      return std::int32_t{DRAVIX_OK};
+    }
+    const std::vector<cv::Point> ordered = OrderCorners(cornerPoints);
+    if (ordered.empty()) return RefuseCorners();
+    if (dravix::extractor::AnyThreeOnALine(ordered)) {
+      AlgoLogError("%s--Error :: three of the corners lie on one line", kMethod);
+      return std::int32_t{DRAVIX_BAD_ARGUMENT};
+    }
+    const cv::Size size = dravix::extractor::WorkingSize(shot->image.size(), warpScale);
+    const cv::Mat working = dravix::extractor::Rectify(
+        shot->image, dravix::extractor::WorkingFromPhoto(ordered, TargetRectangle(size)), size);
+    cv::Mat mask;
+    cv::Rect rect;
+    AutoBlurLocate(working, mask, rect);
+    return CalLum(working, mask, rect);
+  });
+}
+
+std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardShot,
+                                DravixBlockCounts blockCounts, const RegionOI& region,
+                                std::int32_t lastWidth, std::int32_t lastHeight) {
+  AlgoLogInfo("Dravix::Extract");  // hosts' logs know both pipelines by this one name
+  constexpr const char* kMethod = "Dravix::ExtractPro";
+  CheckerboardDetector detector;
+  if (const std::int32_t code = SetImage(newShot); code != DRAVIX_OK) return code;
+  if (!LuminancesFit(ledWidth, ledHeight)) return RefuseLedCounts(kMethod, ledWidth, ledHeight);
+  if (const std::int32_t code =
+          SetsingleAreaSize(blockCounts.across, blockCounts.down, lastWidth, lastHeight);
+      code != DRAVIX_OK) {
+    return code;
+  }
+  if (region.rect.width <= 0 || region.rect.height <= 0 || region.mask.empty()) {
+    AlgoLogError("Dravix::Extract--Error ::  roi empty !!.");
+    return DRAVIX_NULL_ARGUMENT;
+  }
+  return RefusalsAsCode(kMethod, [&] {
+    std::vector<cv::Point> corners;
+    std::int32_t code = region.GetPrecision4Corner(corners);
+    if (code != DRAVIX_OK) return code;
+    const cv::Size size = dravix::extractor::WorkingSize(shot->image.size(), warpScale);
+    const cv::Mat workingFromPhoto =
+        dravix::extractor::WorkingFromPhoto(corners, TargetRectangle(size));
+    const cv::Mat working = dravix::extractor::Rectify(shot->image, workingFromPhoto, size);
+    code = detector.SetImage(checkerboardShot, shot);
+    if (code != DRAVIX_OK) return code;
+    code =
+        detector.SetParam(cv::Size(blockCounts.across, blockCounts.down), size, workingFromPhoto);
+    if (code != DRAVIX_OK) return code;
+    code = detector.checkborderPrision();
+    if (code != DRAVIX_OK) return code;
+    return CalLum(working, detector);
+  });
+}

@@ -1,0 +1,97 @@
+#include "extractor/resample.h"
+
+#include <algorithm>
+#include <cstring>
+#include <opencv2/imgproc.hpp>
+#include <utility>
+
+namespace dravix::extractor {
+namespace {
+
+/// Follows the first run of each column down the mask.
+class RunTracker {
+ public:
+  explicit RunTracker(int columns) : runs_(static_cast<std::size_t>(columns)) {}
+
+  void Row(const uchar* mask, int y) {
+    for (std::size_t x = 0; x < runs_.size(); ++x) {
+      ColumnRun& run = runs_[x];
+      if (mask[x] != 0 && run.length == 0) {
+        run = {y, kOpen};
+      } else if (mask[x] == 0 && run.length == kOpen) {
+        run.length = y - run.start;
+      }
+    }
+  }
+  std::vector<ColumnRun> Finish(int rows) && {
+    for (ColumnRun& run : runs_) {
+      if (run.length == kOpen) run.length = rows - run.start;
+    }
+    return std::move(runs_);
+  }
+
+ private:
+  static constexpr int kOpen = -1;
+  std::vector<ColumnRun> runs_;
+};
+
+/// Columns resampled together: enough to fill vector registers, few enough to stay in the cache.
+constexpr int kMostColumns = 256;
+
+/// End of the columns from `begin` on that share begin's run.
+int EndOfSameRun(const std::vector<ColumnRun>& runs, int begin) {
+  const int limit = std::min(static_cast<int>(runs.size()), begin + kMostColumns);
+  int end = begin + 1;
+  while (end < limit &&
+         runs[static_cast<std::size_t>(end)] == runs[static_cast<std::size_t>(begin)]) {
+    ++end;
+  }
+  return end;
+}
+
+}  // namespace
+
+std::vector<ColumnRun> FirstRuns(const cv::Mat& mask) {
+  RunTracker tracker(mask.cols);
+  const auto bytes = static_cast<std::size_t>(mask.cols);
+  for (int y = 0; y < mask.rows; ++y) {
+    // Runs begin and end only where a row differs from the one above, which is seldom.
+    if (y > 0 && std::memcmp(mask.ptr(y), mask.ptr(y - 1), bytes) == 0) continue;
+    tracker.Row(mask.ptr(y), y);
+  }
+  return std::move(tracker).Finish(mask.rows);
+}
+
+cv::Mat ResampleColumns(const cv::Mat& image, const std::vector<ColumnRun>& runs, int rows) {
+  CV_Assert(image.channels() == 1 && image.cols == static_cast<int>(runs.size()));
+  cv::Mat result = cv::Mat::zeros(rows, image.cols, CV_32FC1);
+  cv::Mat samples;
+  for (int begin = 0; begin < image.cols;) {
+    const ColumnRun run = runs[static_cast<std::size_t>(begin)];
+    // Averaging works column by column, so columns of the same rows give the same bits together.
+    // Where there are fewer pixels than LEDs the library interpolates instead, and a neighbour that
+    // is not finite would leak in: then one column at a time.
+    const int end = run.length >= rows ? EndOfSameRun(runs, begin) : begin + 1;
+    image(cv::Range(run.start, run.start + run.length), cv::Range(begin, end))
+        .convertTo(samples, CV_32F);
+    cv::Mat target = result.colRange(begin, end);
+    cv::resize(samples, target, target.size(), 0, 0, cv::INTER_AREA);
+    begin = end;
+  }
+  return result;
+}
+
+cv::Mat ResampleRows(const cv::Mat& source, int columns) {
+  cv::Mat result = cv::Mat::zeros(source.rows, columns, CV_32FC1);
+  if (source.cols >= columns) {
+    cv::resize(source, result, result.size(), 0, 0, cv::INTER_AREA);
+    return result;
+  }
+  for (int y = 0; y < source.rows; ++y) {
+    cv::Mat target = result.row(y);
+    cv::resize(source.row(y), target, target.size(), 0, 0, cv::INTER_AREA);
+  }
+  return result;
+}
+
+}  // namespace dravix::extractor

@@ -1,0 +1,31 @@
+#include <dravix/algolog.h>
+
+#include <opencv2/core.hpp>
+
+#include "extractor/extractor.h"
+#include "shot/picture.h"
+#include "shot/picture_file.h"
+
+namespace {
+
+/// 8 bits, the largest absolute luminance at 255.
+cv::Mat Normalized(const cv::Mat& lum) { return dravix::shot::ToImage(lum, -1, 1); }
+
+cv::Mat ResultPicture(const cv::Mat& lum, bool colored, std::int32_t color) {
+  if (!colored) return Normalized(lum);
+  if (color != 0) return dravix::shot::InChannels(Normalized(lum), color);
+  return dravix::shot::ToImage(lum, -1, 3);
+}
+
+}  // namespace
+
+std::int32_t Dravix::ExportImage(const std::string& fullname, bool colored) const {
+  AlgoLogInfo("Dravix::ExportImage");
+  if (Empty()) {
+    AlgoLogError("Error in Semtor::ExportImage input lum empty!");
+    return DRAVIX_NO_RESULT;
+  }
+  const std::int32_t color = shot != nullptr ? shot->color.value_or(0) : 0;
+  const cv::Mat picture = ResultPicture(lum, colored, color);
+  return dravix::shot::WritePicture(fullname, picture) ? DRAVIX_OK : DRAVIX_CANNOT_WRITE;
+}

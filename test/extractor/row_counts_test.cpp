@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include "extractor/extractor.h"
+#include "reference/plain_transcription.h"
+#include "support/log_capture.h"
+
+namespace dravix::test {
+namespace {
+
+using Table = std::vector<std::int32_t>;
+
+Dravix Panel(int ledWidth, int ledHeight) {
+  Dravix dravix;
+  dravix.ledWidth = ledWidth;
+  dravix.ledHeight = ledHeight;
+  return dravix;
+}
+
+TEST(RowCounts, FourGroupsOfSixteenRowsAreInterpolated) {
+  Dravix dravix = Panel(100, 64);
+  ASSERT_EQ(dravix.GetRowLedNums(40, 90, 16), 0);
+  EXPECT_EQ(dravix.rowLedNums, (Table{40, 57, 73, 90}));
+  EXPECT_EQ(dravix.rowGroup, 16);
+}
+
+TEST(RowCounts, FallingStepsRoundTowardsTheLargerValue) {
+  Dravix dravix = Panel(100, 4);
+  ASSERT_EQ(dravix.GetRowLedNums(90, 82, 1), 0);  // steps of -2.67: -2.17 and -4.83 are truncated
+  EXPECT_EQ(dravix.rowLedNums, (Table{90, 88, 86, 83}));
+}
+
+TEST(RowCounts, EqualTheFormulaForManyTables) {
+  for (int height = 1; height < 40; ++height) {
+    for (int group = 1; group <= height + 2; ++group) {
+      Dravix dravix = Panel(500, height);
+      const int top = 3 * height + group;
+      const int bottom = 400 - 7 * group;
+      ASSERT_EQ(dravix.GetRowLedNums(top, bottom, group), 0);
+      EXPECT_EQ(dravix.rowLedNums, reference::RowLedNums(top, bottom, group, height));
+    }
+  }
+}
+
+TEST(RowCounts, SingleGroupHoldsTheTopRow) {
+  Dravix dravix = Panel(100, 16);
+  ASSERT_EQ(dravix.GetRowLedNums(40, 90, 16), 0);
+  EXPECT_EQ(dravix.rowLedNums, Table{40});
+  ASSERT_EQ(dravix.GetRowLedNums(41, 90, 99), 0);
+  EXPECT_EQ(dravix.rowLedNums, Table{41});
+}
+
+TEST(RowCounts, CountsUpToTheWidthAreAccepted) {
+  Dravix dravix = Panel(100, 16);
+  EXPECT_EQ(dravix.GetRowLedNums(100, 100, 4), 0);
+}
+
+TEST(RowCounts, CountAboveTheWidthIsRefusedAndTheTableStays) {
+  for (const auto& [top, bottom] : {std::pair(101, 50), std::pair(50, 101)}) {
+    Dravix dravix = Panel(100, 16);
+    ASSERT_EQ(dravix.GetRowLedNums(40, 90, 4), 0);
+    const Table before = dravix.rowLedNums;
+    const LogCapture log;
+    EXPECT_EQ(dravix.GetRowLedNums(top, bottom, 8), 9);
+    EXPECT_EQ(log.Errors(),
+              std::vector<std::string>{"Dravix::GetRowLedNums -- topLedNum or bottomLedNum is "
+                                       "greater than led width."});
+    EXPECT_EQ(dravix.rowLedNums, before);
+    EXPECT_EQ(dravix.rowGroup, 4);
+  }
+}
+
+TEST(RowCounts, GroupBelowOneIsRefusedAndTheTableStays) {
+  for (const int group : {0, -1, -2147483647 - 1}) {
+    Dravix dravix = Panel(100, 16);
+    const LogCapture log;
+    EXPECT_EQ(dravix.GetRowLedNums(40, 90, group), 9);
+    EXPECT_EQ(log.Errors().size(), 1U);
+    EXPECT_TRUE(dravix.rowLedNums.empty());
+  }
+}
+
+TEST(RowCounts, PanelWithoutRowsHasAnEmptyTable) {
+  Dravix dravix = Panel(100, 0);
+  EXPECT_EQ(dravix.GetRowLedNums(40, 90, 4), 0);
+  EXPECT_TRUE(dravix.rowLedNums.empty());
+}
+
+}  // namespace
+}  // namespace dravix::test
