@@ -20,6 +20,7 @@ namespace {
 
 // Saturated, so that they stand out on grey, black and white alike.
 const cv::Scalar kOutlineColor(0, 255, 0);
+const cv::Scalar kPinColor(0, 200, 0);
 const cv::Scalar kBoxColor(255, 0, 255);
 const cv::Scalar kCircleColor(0, 0, 255);
 const cv::Scalar kLabelColor(0, 255, 255);
@@ -42,7 +43,7 @@ Strokes StrokesFor(cv::Size picture) {
   const double side = std::sqrt(static_cast<double>(picture.width) * picture.height);
   const double scale = std::max(kSmallest, side / kSideAtScale1);
   const int width = std::max(1, static_cast<int>(std::lround(2 * scale)));
-  return {scale, width, 2 * kCircleRadius + 2 * width};
+  return {scale, width, 2 * kCircleRadius + 3 * width};
 }
 
 cv::Mat BasePicture(const Shot& shot) {
@@ -62,7 +63,28 @@ bool IsNear(const cv::Point& point, cv::Size picture) {
          point.x <= picture.width + kCircleRadius && point.y <= picture.height + kCircleRadius;
 }
 
-void DrawOutlines(cv::Mat& picture, const RegionOI& region) {
+/// Strokes that stand on the outline like pins, from outside and with a gap that leaves the edge of
+/// the LED area to be seen: a line of one pixel is lost when 30 megapixels are fitted to a screen.
+void DrawPins(cv::Mat& picture, const shot::Contour& outline, const Strokes& strokes) {
+  constexpr std::size_t kPins = 48;
+  if (outline.size() < kPins) return;
+  const double outward = cv::contourArea(outline, true) > 0 ? -1.0 : 1.0;
+  const std::size_t reach = outline.size() / kPins / 3;  // of the chord that gives the direction
+  for (std::size_t pin = 0; pin < kPins; ++pin) {
+    const std::size_t i = pin * outline.size() / kPins;
+    const cv::Point2d at = outline[i];
+    const cv::Point2d chord = outline[(i + reach) % outline.size()] -
+                              outline[(i + outline.size() - reach) % outline.size()];
+    const double length = cv::norm(chord);
+    if (length < 1) continue;
+    const cv::Point2d normal = outward / length * cv::Point2d(-chord.y, chord.x);
+    const double from = kCircleRadius + strokes.width;
+    cv::line(picture, at + from * normal, at + (from + 2 * strokes.gap) * normal, kPinColor,
+             strokes.width, cv::LINE_8);
+  }
+}
+
+void DrawOutlines(cv::Mat& picture, const RegionOI& region, const Strokes& strokes) {
   const cv::Rect area(region.rect.tl(), region.mask.size());
   if (!Overlap(area, picture.size())) return;
   shot::Contours outlines = shot::OuterContours(region.mask);
@@ -71,6 +93,7 @@ void DrawOutlines(cv::Mat& picture, const RegionOI& region) {
     for (cv::Point& point : outline) point += area.tl();
   }
   const std::size_t largest = shot::LargestByMinAreaRect(outlines);
+  DrawPins(picture, outlines[largest], strokes);
   cv::drawContours(picture, outlines, -1, kOutlineColor, 1, cv::LINE_8);
   const shot::Contour box = RectToCorners(cv::minAreaRect(outlines[largest]));
   cv::polylines(picture, box, true, kBoxColor, 1, cv::LINE_8);
@@ -171,7 +194,7 @@ cv::Mat CheckPicture(const RegionOI& region, const Shot& shot) {
   if (shot.image.empty()) return {};
   cv::Mat picture = BasePicture(shot);
   const Strokes strokes = StrokesFor(picture.size());
-  DrawOutlines(picture, region);
+  DrawOutlines(picture, region, strokes);
   DrawCorners(picture, region.rect, strokes);
   DrawSizes(picture, region, strokes);
   return picture;

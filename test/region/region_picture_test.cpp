@@ -95,6 +95,17 @@ TEST(RegionPicture, EveryPixelOfTheOutlineIsDrawn) {
   }
 }
 
+TEST(RegionPicture, PinsStandOutsideTheOutline) {
+  Scene scene = SceneOf({640, 480});
+  ASSERT_EQ(scene.region.ManualSet({640, 480}, {{100, 100}, {500, 100}, {500, 400}, {100, 400}}),
+            0);
+  cv::Mat pins;
+  cv::inRange(CheckPicture(scene.region, scene.shot), cv::Scalar(0, 200, 0), cv::Scalar(0, 200, 0),
+              pins);
+  EXPECT_GT(cv::countNonZero(pins), 48 * 4);
+  EXPECT_EQ(cv::countNonZero(pins(cv::Rect(98, 98, 405, 305))), 0) << "nothing near the edge";
+}
+
 TEST(RegionPicture, RotatedBoxIsMagenta) {
   const Scene scene = SceneOf({640, 480});
   const cv::Mat picture = CheckPicture(scene.region, scene.shot);
