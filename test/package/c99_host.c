@@ -1,9 +1,8 @@
 /* The interface from C: every function is linked and called, and the records have their layout. */
-#include <stddef.h>
-#include <stdio.h>
-
 #include <dravix/algolog.h>
 #include <dravix/dravix.h>
+#include <stddef.h>
+#include <stdio.h>
 
 static int failures = 0;
 
