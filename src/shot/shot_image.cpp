@@ -50,16 +50,32 @@ bool IsColorMatrix(const cv::Mat& m) {
   return m.dims == 2 && m.size() == cv::Size(3, 3) && m.channels() == 1;
 }
 
-/// Samples below 0 become 0. Unsigned ones already are not.
-cv::Mat WithoutNegatives(const cv::Mat& m) {
-  if (m.depth() == CV_8U || m.depth() == CV_16U) return m;
-  cv::Mat clipped;
-  if (m.depth() == CV_8S || m.depth() == CV_32S) {
-    cv::max(m, cv::Scalar::all(0), clipped);  // depths that the threshold does not know
-  } else {
-    cv::threshold(m, clipped, 0, 255, cv::THRESH_TOZERO);
+/// a - b per sample, not below 0.
+cv::Mat Difference(const cv::Mat& a, const cv::Mat& b) {
+  cv::Mat difference;
+  if (a.depth() == CV_16F) {  // the matrix library converts them, but has no arithmetic for them
+    cv::Mat wideA;
+    cv::Mat wideB;
+    a.convertTo(wideA, CV_32F);
+    b.convertTo(wideB, CV_32F);
+    Difference(wideA, wideB).convertTo(difference, CV_16F);
+    return difference;
   }
-  return clipped;
+  cv::subtract(a, b, difference);
+  switch (a.depth()) {
+    case CV_8U:
+    case CV_16U:
+      break;  // saturated already
+    case CV_8S:
+    case CV_32S: {  // depths that the threshold lacks
+      cv::Mat samples = difference.reshape(1);
+      cv::max(samples, 0, samples);
+      break;
+    }
+    default:
+      cv::threshold(difference, difference, 0, 255, cv::THRESH_TOZERO);
+  }
+  return difference;
 }
 
 cv::Mat Flipped(const cv::Mat& m, int code) {
@@ -162,9 +178,7 @@ std::int32_t Shot::RemoveBackground(const Shot& background) {
     AlgoLogError("SHOT::RemoveBackground -- Error data mismatch");
     return DRAVIX_SHOT_MISMATCH;
   }
-  cv::Mat difference;
-  cv::subtract(image, background.image, difference);
-  image = WithoutNegatives(difference);
+  image = Difference(image, background.image);
   return DRAVIX_OK;
 }
 

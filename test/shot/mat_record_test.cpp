@@ -7,7 +7,6 @@
 #include <streambuf>
 #include <string>
 
-
 #include "support/mats.h"
 #include "support/record_bytes.h"
 

@@ -1,0 +1,178 @@
+#include <dravix/bio.h>
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <locale>
+
+#include "support/log_capture.h"
+#include "support/mats.h"
+#include "support/record_bytes.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using dravix::test::Le;
+using dravix::test::LogCapture;
+using dravix::test::RandomMat;
+using dravix::test::RecordHeader;
+using dravix::test::SameBytes;
+using dravix::test::Slurp;
+using dravix::test::Spill;
+using dravix::test::TempDir;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Bio : public testing::Test {
+ protected:
+  /// The one error line of a call that could not open `name`.
+  static std::string Unopened(const std::string& function, const std::string& name) {
+    return "BIO::" + function + " -- Failed to Open file. fullname = " + name;
+  }
+  TempDir dir_;
+  LogCapture log_;
+  std::string name_ = dir_.File("a.bin");
+  std::string missing_ = dir_.File("missing/a.bin");
+};
+
+// --- matrix files ---
+
+TEST_F(Bio, ABinFileIsMarkAndRecord) {
+  EXPECT_TRUE(BIO::SaveMatToBin(name_, cv::Mat(1, 1, CV_16UC1, cv::Scalar(0x1234))));
+  EXPECT_EQ(Slurp(name_), "L" + Le(1) + Le(1) + Le(2) + Le(1) + "\x34\x12");
+  EXPECT_TRUE(BIO::SaveMatToBin(name_, cv::Mat()));
+  EXPECT_EQ(Slurp(name_), "L" + std::string(16, '\0'));
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(Bio, ABinFileReadsBackEqual) {
+  for (const int type : {CV_8UC1, CV_16UC3, CV_64FC2}) {
+    const cv::Mat m = RandomMat({17, 9}, type, 4, 0, 200);
+    EXPECT_TRUE(BIO::SaveMatToBin(name_, m));
+    cv::Mat read;
+    EXPECT_TRUE(BIO::LoadBinToMat(name_, read));
+    EXPECT_TRUE(SameBytes(read, m));
+  }
+}
+
+TEST_F(Bio, AnotherFirstByteLeavesTheMatrix) {
+  for (const std::string& bytes : {std::string(), "B" + RecordHeader{1, 1, 0, 1}.Bytes() + "x"}) {
+    Spill(name_, bytes);
+    cv::Mat m(1, 1, CV_8UC1, cv::Scalar(77));
+    EXPECT_TRUE(BIO::LoadBinToMat(name_, m));
+    EXPECT_EQ(m.at<uchar>(0), 77);
+  }
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(Bio, AnEmptyOrAbsurdRecordGivesAnEmptyMatrix) {
+  for (const RecordHeader& header : {RecordHeader{}, RecordHeader{1 << 14, 1 << 14, 0, 1}}) {
+    Spill(name_, "L" + header.Bytes());
+    cv::Mat m(1, 1, CV_8UC1, cv::Scalar(77));
+    EXPECT_TRUE(BIO::LoadBinToMat(name_, m));
+    EXPECT_TRUE(m.empty());
+  }
+}
+
+TEST_F(Bio, AnImpossibleChannelCountThrowsAndLeavesTheMatrix) {
+  Spill(name_, "L" + RecordHeader{1, 1, 0, 0}.Bytes() + "x");
+  cv::Mat m(1, 1, CV_8UC1, cv::Scalar(77));
+  EXPECT_THROW(BIO::LoadBinToMat(name_, m), cv::Exception);
+  EXPECT_EQ(m.at<uchar>(0), 77);
+}
+
+TEST_F(Bio, FilesThatCannotBeOpenedAreReported) {
+  cv::Mat m;
+  EXPECT_FALSE(BIO::SaveMatToBin(missing_, m));
+  EXPECT_FALSE(BIO::LoadBinToMat(missing_, m));
+  EXPECT_FALSE(BIO::LoadBinToMat(dir_.File(""), m));
+  EXPECT_THAT(log_.Errors(),
+              ElementsAre(Unopened("SaveMatToBin", missing_), Unopened("LoadBinToMat", missing_),
+                          Unopened("LoadBinToMat", dir_.File(""))));
+}
+
+#ifdef __linux__
+TEST_F(Bio, AFullDeviceIsReported) {
+  EXPECT_FALSE(BIO::SaveMatToBin("/dev/full", cv::Mat(1, 1, CV_8UC1)));
+  EXPECT_THAT(log_.Errors(),
+              ElementsAre("BIO::SaveMatToBin -- Failed to write file. fullname = /dev/full"));
+}
+#endif
+
+// --- tables ---
+
+TEST_F(Bio, NumbersAreSeparatedByAnyWhiteSpace) {
+  Spill(name_, " 1\t2.5\r\n\n-3e2\v4\f5 \n 6 7");
+  cv::Mat m;
+  EXPECT_TRUE(BIO::LoadTxtToMat(name_, {3, 2}, m));
+  EXPECT_TRUE(SameBytes(m, (cv::Mat_<float>(2, 3) << 1, 2.5F, -300, 4, 5, 6)));
+}
+
+TEST_F(Bio, WhereNoNumberIsReadableTheRestIsZero) {
+  for (const char* text : {"1 2 x 4", "1 2", "1 2 -", "1 2 1e99 4"}) {
+    Spill(name_, text);
+    cv::Mat m;
+    EXPECT_TRUE(BIO::LoadTxtToMat(name_, {2, 2}, m));
+    EXPECT_TRUE(SameBytes(m, (cv::Mat_<float>(2, 2) << 1, 2, 0, 0))) << text;
+  }
+}
+
+TEST_F(Bio, ASizeWithoutCellsGivesAnEmptyMatrix) {
+  Spill(name_, "1 2 3");
+  for (const cv::Size size : {cv::Size(0, 0), cv::Size(0, 3), cv::Size(3, 0), cv::Size(-1, -1)}) {
+    cv::Mat m(1, 1, CV_8UC1);
+    EXPECT_TRUE(BIO::LoadTxtToMat(name_, size, m));
+    EXPECT_TRUE(m.empty());
+  }
+}
+
+/// A language that writes a comma in numbers and groups thousands with points.
+class CommaNumbers : public std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+TEST_F(Bio, TheHostsLanguageDoesNotMatter) {
+  Spill(name_, "1.5 2.25");
+  const std::locale before =
+      std::locale::global(std::locale(std::locale::classic(), new CommaNumbers));
+  cv::Mat m;
+  EXPECT_TRUE(BIO::LoadTxtToMat(name_, {2, 1}, m));
+  std::locale::global(before);
+  EXPECT_TRUE(SameBytes(m, (cv::Mat_<float>(1, 2) << 1.5F, 2.25F)));
+}
+
+TEST_F(Bio, ATableThatCannotBeOpenedLeavesTheMatrix) {
+  cv::Mat m(1, 1, CV_8UC1, cv::Scalar(77));
+  EXPECT_FALSE(BIO::LoadTxtToMat(missing_, {2, 2}, m));
+  EXPECT_THAT(log_.Errors(), ElementsAre(Unopened("LoadTxtToMat", missing_)));
+  EXPECT_EQ(m.at<uchar>(0), 77);
+}
+
+// --- lists of names ---
+
+TEST_F(Bio, EveryLineIsAName) {
+  Spill(name_, "a\n\nb");
+  std::vector<std::string> names{"before"};
+  EXPECT_TRUE(BIO::ReadFullNameListTxt(name_, names));
+  EXPECT_THAT(names, ElementsAre("before", "a", "", "b"));
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(Bio, ALineBreakAtTheEndAddsNoName) {
+  std::vector<std::string> names;
+  for (const char* text : {"", "a\n", "\n", "a b \n\n"}) {
+    Spill(name_, text);
+    EXPECT_TRUE(BIO::ReadFullNameListTxt(name_, names));
+  }
+  EXPECT_THAT(names, ElementsAre("a", "", "a b ", ""));
+}
+
+TEST_F(Bio, AListThatCannotBeOpenedAddsNothing) {
+  std::vector<std::string> names{"before"};
+  EXPECT_FALSE(BIO::ReadFullNameListTxt(missing_, names));
+  EXPECT_THAT(names, ElementsAre("before"));
+  EXPECT_THAT(log_.Errors(), ElementsAre(Unopened("ReadFullNameListTxt", missing_)));
+}
+
+}  // namespace
