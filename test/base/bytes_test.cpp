@@ -1,0 +1,156 @@
+#include "base/bytes.h"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "base/checked.h"
+
+namespace {
+
+using dravix::base::ByteReader;
+using dravix::base::Bytes;
+using dravix::base::ByteView;
+using dravix::base::ByteWriter;
+using dravix::base::CheckedMul;
+using dravix::base::FitsInt32;
+using dravix::base::ViewOf;
+using testing::Each;
+using testing::ElementsAre;
+
+std::string Text(ByteView view) {
+  return {static_cast<const char*>(static_cast<const void*>(view.data())), view.size()};
+}
+
+TEST(ByteReader, ReadsNumbersLowByteFirst) {
+  ByteReader in(ViewOf("\x34\x12\xff\xff\xff\xff"));
+  EXPECT_EQ(in.Read<std::uint16_t>(), 0x1234);
+  EXPECT_EQ(in.Read<std::int32_t>(), -1);
+  EXPECT_EQ(in.Remaining(), 0U);
+}
+
+TEST(ByteReader, ReadsRealNumbers) {
+  ByteReader in(ViewOf(std::string_view("\x00\x00\xc0\x3f", 4)));
+  EXPECT_EQ(in.Read<float>(), 1.5F);
+}
+
+TEST(ByteReader, ANumberCutShortIsAbsentAndStays) {
+  ByteReader in(ViewOf("abc"));
+  EXPECT_EQ(in.Read<std::int32_t>(), std::nullopt);
+  EXPECT_EQ(in.Remaining(), 3U);
+  EXPECT_EQ(in.Read<char>(), 'a');
+}
+
+TEST(ByteReader, WithAFallbackACutNumberConsumesTheRest) {
+  ByteReader in(ViewOf("abc"));
+  EXPECT_EQ(in.ReadOr<std::int32_t>(-7), -7);
+  EXPECT_EQ(in.Remaining(), 0U);
+  EXPECT_EQ(in.ReadOr<char>('z'), 'z');
+}
+
+TEST(ByteReader, FillsWithZerosWhereTheBytesRunOut) {
+  ByteReader in(ViewOf("abc"));
+  Bytes out(5, std::byte{9});
+  EXPECT_EQ(in.ReadUpTo(out), 3U);
+  EXPECT_EQ(Text(out), std::string("abc\0\0", 5));
+  EXPECT_EQ(in.ReadUpTo(out), 0U);
+  EXPECT_THAT(out, Each(std::byte{0}));
+}
+
+TEST(ByteReader, FillsAShortBufferAndKeepsTheRest) {
+  ByteReader in(ViewOf("abc"));
+  Bytes out(2);
+  EXPECT_EQ(in.ReadUpTo(out), 2U);
+  EXPECT_EQ(in.ReadUpTo({}), 0U);
+  EXPECT_EQ(in.Remaining(), 1U);
+}
+
+TEST(ByteReader, ViewsAreWholeOrAbsent) {
+  ByteReader in(ViewOf("abcd"));
+  EXPECT_EQ(in.View(5), std::nullopt);
+  EXPECT_EQ(Text(in.View(3).value_or(ByteView())), "abc");
+  EXPECT_EQ(in.Remaining(), 1U);
+  EXPECT_TRUE(in.View(0).has_value());
+}
+
+TEST(ByteReader, SkipsNoFurtherThanTheEnd) {
+  ByteReader in(ViewOf("abcd"));
+  in.Skip(3);
+  EXPECT_EQ(in.Remaining(), 1U);
+  in.Skip(std::numeric_limits<std::size_t>::max());
+  EXPECT_EQ(in.Remaining(), 0U);
+}
+
+TEST(ByteReader, OfNothingIsAtItsEnd) {
+  ByteReader in{ByteView()};
+  EXPECT_EQ(in.Read<char>(), std::nullopt);
+  EXPECT_EQ(in.Remaining(), 0U);
+}
+
+TEST(ByteWriter, GrowsByNumbersAndBytes) {
+  ByteWriter out;
+  out.Write('L');
+  out.Write(std::uint16_t{0x1234});
+  out.Append(ViewOf("xy"));
+  out.Append(ByteView());
+  EXPECT_EQ(out.Size(), 5U);
+  EXPECT_EQ(Text(out.Data()), "L\x34\x12xy");
+}
+
+TEST(ByteWriter, RoomMadeAheadHoldsNoBytes) {
+  ByteWriter out;
+  out.Reserve(100);
+  EXPECT_EQ(out.Size(), 0U);
+  EXPECT_GE(out.Data().capacity(), 100U);
+  for (int i = 0; i < 1000; ++i) out.Write(i);
+  EXPECT_EQ(out.Size(), 4000U);
+}
+
+TEST(ByteWriter, GivesItsBytesAwayWithoutCopying) {
+  ByteWriter out;
+  out.Append(ViewOf("abc"));
+  const std::byte* const bytes = out.Data().data();
+  const Bytes taken = std::move(out).Data();
+  EXPECT_EQ(taken.data(), bytes);
+  EXPECT_EQ(Text(taken), "abc");
+}
+
+TEST(Bytes, NumbersReadBackAsTheyWereWritten) {
+  ByteWriter out;
+  const auto write = [&out](auto... values) { (out.Write(values), ...); };
+  write(std::int8_t{-1}, std::uint64_t{1} << 63, -2.5, std::numeric_limits<std::int32_t>::min());
+  ByteReader in{ByteView(out.Data())};
+  EXPECT_EQ(in.Read<std::int8_t>(), -1);
+  EXPECT_EQ(in.Read<std::uint64_t>(), std::uint64_t{1} << 63);
+  EXPECT_EQ(in.Read<double>(), -2.5);
+  EXPECT_EQ(in.Read<std::int32_t>(), std::numeric_limits<std::int32_t>::min());
+}
+
+constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
+
+TEST(CheckedMul, IsExactUpToTheLargestNumber) {
+  EXPECT_EQ(CheckedMul(0, kMost), 0U);
+  EXPECT_EQ(CheckedMul(kMost, 0), 0U);
+  EXPECT_EQ(CheckedMul(kMost, 1), kMost);
+  EXPECT_EQ(CheckedMul(1, kMost), kMost);
+  EXPECT_EQ(CheckedMul(std::uint64_t{1} << 32, (std::uint64_t{1} << 32) - 1),
+            kMost - (std::uint64_t{1} << 32) + 1);
+  EXPECT_EQ(CheckedMul(2, 3, 7), 42U);
+}
+
+TEST(CheckedMul, IsAbsentAboveIt) {
+  EXPECT_EQ(CheckedMul(std::uint64_t{1} << 32, std::uint64_t{1} << 32), std::nullopt);
+  EXPECT_EQ(CheckedMul(kMost, 2), std::nullopt);
+  EXPECT_EQ(CheckedMul(2, kMost), std::nullopt);
+  EXPECT_EQ(CheckedMul(kMost, 2, 0), std::nullopt);
+  EXPECT_EQ(CheckedMul(std::uint64_t{1} << 31, std::uint64_t{1} << 31, 4), std::nullopt);
+}
+
+TEST(FitsInt32, EndsAtTheLargest) {
+  EXPECT_TRUE(FitsInt32(0));
+  EXPECT_TRUE(FitsInt32(0x7fffffff));
+  EXPECT_FALSE(FitsInt32(0x80000000));
+  EXPECT_FALSE(FitsInt32(kMost));
+}
+
+}  // namespace

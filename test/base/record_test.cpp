@@ -1,0 +1,109 @@
+#include "base/record.h"
+
+#include <dravix/dravix.h>
+#include <gmock/gmock.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "support/log_capture.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using dravix::base::ByteReader;
+using dravix::base::Bytes;
+using dravix::base::HeaderTexts;
+using dravix::base::LoadTexts;
+using dravix::base::SaveTexts;
+using dravix::base::ViewOf;
+using dravix::test::LogCapture;
+using dravix::test::Slurp;
+using dravix::test::Spill;
+using dravix::test::TempDir;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr SaveTexts kSave{".rec", "save name", "save open ", "save finish "};
+constexpr LoadTexts kLoad{".rec", "load name", "load open "};
+constexpr HeaderTexts kHeader{"mark", "version"};
+const std::string kGoodHeader("L\1\0\0\0", 5);
+
+class Record : public testing::Test {
+ protected:
+  std::int32_t Save(const std::string& name) {
+    return dravix::base::SaveRecord(name, kSave, [this] {
+      ++made_;
+      return Bytes(3, std::byte{'x'});
+    });
+  }
+  std::int32_t Load(const std::string& name) {
+    return dravix::base::LoadRecord(name, kLoad, kHeader,
+                                    [this](ByteReader& in) { body_ = in.Remaining(); });
+  }
+  std::int32_t Read(const std::string& bytes) {
+    return dravix::base::ReadRecord(ViewOf(bytes), kHeader,
+                                    [this](ByteReader& in) { body_ = in.Remaining(); });
+  }
+  static constexpr std::size_t kNotRead = 999;
+  TempDir dir_;
+  LogCapture log_;
+  int made_ = 0;
+  std::size_t body_ = kNotRead;
+};
+
+TEST_F(Record, IsSavedUnderItsExtension) {
+  EXPECT_EQ(Save(dir_.File("a.rec")), 0);
+  EXPECT_EQ(Slurp(dir_.File("a.rec")), "xxx");
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(Record, IsNotMadeForAWrongName) {
+  EXPECT_EQ(Save(dir_.File("a.txt")), DRAVIX_WRONG_EXTENSION);
+  EXPECT_EQ(made_, 0);
+  EXPECT_THAT(log_.Errors(), ElementsAre("save name"));
+}
+
+TEST_F(Record, ThatCannotBeOpenedSaysSoWithItsName) {
+  const std::string name = dir_.File("missing/a.rec");
+  EXPECT_EQ(Save(name), DRAVIX_CANNOT_WRITE);
+  EXPECT_EQ(Load(name), DRAVIX_CANNOT_READ);
+  EXPECT_THAT(log_.Errors(), ElementsAre("save open " + name, "load open " + name));
+  EXPECT_EQ(body_, kNotRead);
+}
+
+#ifdef __linux__
+TEST_F(Record, ThatBreaksOffSaysSoWithItsName) {
+  const std::string name = dir_.File("full.rec");
+  std::filesystem::create_symlink("/dev/full", name);
+  EXPECT_EQ(Save(name), DRAVIX_CANNOT_WRITE);
+  EXPECT_THAT(log_.Errors(), ElementsAre("save finish " + name));
+}
+#endif
+
+TEST_F(Record, IsLoadedBehindItsHeader) {
+  Spill(dir_.File("a.rec"), kGoodHeader + "body");
+  EXPECT_EQ(Load(dir_.File("a.rec")), 0);
+  EXPECT_EQ(body_, 4U);
+  EXPECT_EQ(Read(kGoodHeader), 0);
+  EXPECT_EQ(body_, 0U);
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(Record, WithAWrongHeaderIsNotRead) {
+  EXPECT_EQ(Read("X"), DRAVIX_WRONG_BYTE_ORDER);
+  EXPECT_EQ(Read("L"), DRAVIX_WRONG_VERSION);
+  EXPECT_EQ(Load(dir_.File("a.txt")), DRAVIX_WRONG_EXTENSION);
+  EXPECT_THAT(log_.Errors(), ElementsAre("mark", "version", "load name"));
+  EXPECT_EQ(body_, kNotRead);
+}
+
+TEST_F(Record, WhatTheReaderThrowsPasses) {
+  const auto read = [] {
+    return dravix::base::ReadRecord(ViewOf(kGoodHeader), kHeader,
+                                    [](ByteReader&) { throw std::runtime_error("body"); });
+  };
+  EXPECT_THROW(read(), std::runtime_error);
+}
+
+}  // namespace
