@@ -1,6 +1,7 @@
 /// CheckerboardDetector: finds the blocks of a checkerboard of lit LEDs in grid order.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
 #include <string>
@@ -17,7 +18,7 @@ class CheckerboardDetector {
   /// A contour that was looked at and not used for a cell.
   struct Rejected {
     cv::Rect rect;
-    const char* reason;  ///< a literal: "too small", "too large", "no place"
+    const char* reason;  ///< a literal: "too small", "too large", "no place" or "twice"
   };
 
   cv::Mat mask;                  ///< CV_8UC1 of imageSize, 255 = LED area
@@ -28,14 +29,15 @@ class CheckerboardDetector {
   std::int32_t gridRows = 0;     ///< blocks down
   std::vector<std::int32_t> cellIndex;      ///< contour rectangle of each grid position, -1 for
                                             ///< none; columns * rows + 1 entries, the last -1
-  std::vector<cv::Rect> contourRectangles;  ///< lit ones first, then dark ones
+  std::vector<cv::Rect> contourRectangles;  ///< blocks as found, lit ones first; then, from
+                                            ///< inferredFrom on, those inferred from neighbours
   double cellArea = 0;                      ///< expected area of one block
   double maxCellArea = 0;                   ///< larger rectangles are no blocks
   double minCellArea = 0;                   ///< smaller ones neither
   double halfCellHeight = 0;                ///< half the expected height of a block
   double areaScale = 0.85;  ///< share of the working image's width and height that is LEDs
-  std::int32_t edgeLevelPercent = 50;
-  std::int32_t kernelSize = 11;  ///< largest structuring element; smaller for small blocks
+  std::int32_t edgeLevelPercent = 50;  ///< where an edge lies between dark and lit around it
+  std::int32_t kernelSize = 11;        ///< largest structuring element; smaller for small blocks
   float blurSigma = 10.0F;
   const Shot* checkerboardShot = nullptr;  ///< not owned
   const Shot* shot = nullptr;              ///< the measured one; not owned
@@ -43,6 +45,7 @@ class CheckerboardDetector {
   // For the picture that ExportCheckerboardResult paints.
   cv::Mat rectified;  ///< CV_8UC1, the checkerboard in the working image
   std::vector<Rejected> rejected;
+  std::size_t inferredFrom = 0;  ///< in contourRectangles
 
   /// Remembers both shots. 0; 1 when one is null.
   std::int32_t SetImage(const Shot* checkerboardShot, const Shot* shot);

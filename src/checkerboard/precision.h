@@ -1,0 +1,33 @@
+/// Where exactly a block lies, from its own and its neighbours' rectangles.
+#pragma once
+
+#include <cstdint>
+#include <opencv2/core.hpp>
+#include <vector>
+
+namespace dravix::checkerboard {
+
+/// A complete grid of blocks, none of it owned.
+struct Grid {
+  cv::Size size;  ///< columns, rows
+  const std::vector<cv::Rect>& rects;
+  const std::vector<std::int32_t>& index;  ///< into rects, row by row, all valid
+
+  const cv::Rect& At(int column, int row) const {
+    const auto place = static_cast<std::size_t>(row) * static_cast<std::size_t>(size.width) +
+                       static_cast<std::size_t>(column);
+    return rects[static_cast<std::size_t>(index[place])];
+  }
+};
+
+/// The block's rectangle: inner bounds as the mean of four edges, outer ones as the rectangle's
+/// own.
+[[nodiscard]] cv::Rect EstimatedCell(const Grid& grid, int column, int row);
+
+/// A block at the border of the grid: its outer bounds become those of `mask` around there, which
+/// is looked at `reach` pixels beyond the estimate. Inner blocks come back as they are.
+[[nodiscard]] cv::Rect PlacedAtBorder(const Grid& grid, int column, int row,
+                                      const cv::Rect& estimate, cv::Size reach,
+                                      const cv::Mat& mask);
+
+}  // namespace dravix::checkerboard
