@@ -2,7 +2,8 @@
 ///
 /// region_defaults [scenes]: one parameter at a time, the others at their defaults. Errors are root
 /// mean squares over the four corners of a scene, in pixels. `found` counts the scenes whose
-/// corners were found; `good` those of them within the goal.
+/// corners were found; `good` those of them within the goal. First, without a camera, the corners
+/// of skewed quadrilaterals set by hand.
 #include <dravix/region.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <cstdlib>
 #include <functional>
 #include <opencv2/core/utils/logger.hpp>
+#include <opencv2/imgproc.hpp>
 #include <string>
 #include <vector>
 
@@ -46,9 +48,9 @@ const std::array<Method, 3> kMethods = {
         return region.ManualSet(photo.shot.image.size(), photo.truth.cornerPixels);
       }}}};
 
-void PrintErrors(std::vector<double> errors, std::size_t scenes) {
+void PrintErrors(std::vector<double> errors, std::size_t scenes, double goal) {
   const auto good =
-      std::count_if(errors.begin(), errors.end(), [](double error) { return error <= kGoal; });
+      std::count_if(errors.begin(), errors.end(), [goal](double error) { return error <= goal; });
   std::printf("found %3zu of %zu, good %3ld", errors.size(), scenes, static_cast<long>(good));
   if (!errors.empty()) {
     std::sort(errors.begin(), errors.end());
@@ -76,6 +78,61 @@ std::vector<double> Errors(const std::vector<Photograph>& photos, const Method& 
   return errors;
 }
 
+struct Quadrilateral {
+  cv::Size frame;
+  std::vector<cv::Point> corners;
+};
+
+/// Rectangles of 250 to 700 px a side whose corners are moved by up to `skew` of a side, those that
+/// are still convex, in order and 250 px long on every side, `margin` px from the frame's border.
+std::vector<Quadrilateral> Skewed(double skew, int margin) {
+  constexpr std::size_t kCount = 50;
+  constexpr double kShortest = 250;
+  cv::RNG random(7);
+  std::vector<Quadrilateral> all;
+  while (all.size() < kCount) {
+    const int w = random.uniform(250, 700);
+    const int h = random.uniform(250, 700);
+    const auto off = [&](int side) { return static_cast<int>(random.uniform(-skew, skew) * side); };
+    std::vector<cv::Point> corners;
+    for (const cv::Point at :
+         {cv::Point(0, 0), cv::Point(w, 0), cv::Point(w, h), cv::Point(0, h)}) {
+      const int dx = off(w);
+      corners.push_back(at + cv::Point(dx, off(h)));
+    }
+    const cv::Rect bounds = cv::boundingRect(corners);
+    bool suits = cv::isContourConvex(corners) && OrderCorners(corners) == corners;
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+      suits = suits && cv::norm(corners[i] - corners[(i + 1) % corners.size()]) >= kShortest;
+    }
+    if (!suits) continue;
+    for (cv::Point& corner : corners) corner += cv::Point(margin, margin) - bounds.tl();
+    all.push_back({bounds.size() + cv::Size(2 * margin, 2 * margin), corners});
+  }
+  return all;
+}
+
+void SweepSkewed(double skew, int margin) {
+  constexpr double kSkewedGoal = 4.0;  // pixels
+  const std::vector<Quadrilateral> all = Skewed(skew, margin);
+  for (const float quality : {0.06F, 0.1F, 0.15F, 0.2F}) {
+    std::vector<double> errors;
+    for (const Quadrilateral& area : all) {
+      RegionOI region;
+      region.cornerQualityLevel = quality;
+      region.ManualSet(area.frame, area.corners);
+      std::vector<cv::Point> found;
+      if (region.GetPrecision4Corner(found) != 0) continue;
+      Quad truth;
+      std::copy(area.corners.begin(), area.corners.end(), truth.begin());
+      errors.push_back(RmsError(found, truth));
+    }
+    std::printf("skew %.2f, margin %2d, cornerQualityLevel %.2f  ", skew, margin,
+                static_cast<double>(quality));
+    PrintErrors(errors, all.size(), kSkewedGoal);
+  }
+}
+
 /// One line for each method and value.
 template <class Value>
 void Sweep(const std::vector<Photograph>& photos, const char* name, Value RegionOI::*parameter,
@@ -85,7 +142,7 @@ void Sweep(const std::vector<Photograph>& photos, const char* name, Value Region
       RegionOI region;
       region.*parameter = value;
       std::printf("%-18s %6.4g  %-11s  ", name, static_cast<double>(value), method.name);
-      PrintErrors(Errors(photos, method, region), photos.size());
+      PrintErrors(Errors(photos, method, region), photos.size(), kGoal);
       std::fflush(stdout);
     }
   }
@@ -95,6 +152,9 @@ void Sweep(const std::vector<Photograph>& photos, const char* name, Value Region
 
 int main(int argc, char** argv) {
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+  for (const double skew : {0.1, 0.2, 0.35, 0.5}) SweepSkewed(skew, 60);
+  for (const int margin : {1, 20, 40}) SweepSkewed(0.1, margin);
+
   const int count = argc > 1 ? std::atoi(argv[1]) : 60;
   std::vector<Photograph> photos;
   for (const dravix::sim::Scene& scene : dravix::sim::PlainScenes(count)) {

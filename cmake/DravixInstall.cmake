@@ -24,3 +24,9 @@ list(JOIN opencv_include_dirs " " DRAVIX_PC_OPENCV_CFLAGS)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/dravix.pc.in ${PROJECT_BINARY_DIR}/dravix.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/dravix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
+
+if(WIN32)
+  include(DravixWindows)
+  dravix_install_windows_runtime()
+  dravix_pack_windows()
+endif()

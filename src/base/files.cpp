@@ -109,12 +109,28 @@ WriteResult ReplaceFile(const fs::path& path, bool exists, std::initializer_list
   return temporary.RenameTo(path) ? WriteResult::kWritten : WriteResult::kFailed;
 }
 
+#ifdef _WIN32
+/// Windows cuts names off at 260 characters unless they are complete and marked as long.
+fs::path MarkLongName(const fs::path& path) {
+  constexpr std::size_t kShort = 200;  // leaves room for the name of the temporary file
+  std::error_code error;
+  const fs::path full = fs::absolute(path, error);
+  if (error || full.native().size() <= kShort || full.native().starts_with(L"\\\\?\\")) return path;
+  if (full.native().starts_with(L"\\\\")) return L"\\\\?\\UNC" + full.native().substr(1);
+  return L"\\\\?\\" + full.native();
+}
+#endif
+
 }  // namespace
 
 std::optional<fs::path> PathOf(const std::string& fullname) {
   if (fullname.find('\0') != std::string::npos) return std::nullopt;
 #ifdef _WIN32
-  return fs::path(std::u8string(fullname.begin(), fullname.end()));
+  try {
+    return MarkLongName(std::u8string(fullname.begin(), fullname.end()));
+  } catch (const std::exception&) {
+    return std::nullopt;  // not UTF-8
+  }
 #else
   return fs::path(fullname);
 #endif

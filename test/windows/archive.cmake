@@ -1,0 +1,43 @@
+# Packs BUILD's install tree, unpacks it in a clean folder and uses it from there: the tool, and hosts that are
+# compiled against the unpacked package alone.
+set(work "${BUILD}/archive-test")
+file(REMOVE_RECURSE ${work})
+file(MAKE_DIRECTORY ${work}/packed ${work}/unpacked)
+
+execute_process(COMMAND ${CPACK} -G ZIP -B ${work}/packed --config ${BUILD}/CPackConfig.cmake
+                OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+file(GLOB archive ${work}/packed/*.zip)
+list(LENGTH archive count)
+if(NOT count EQUAL 1)
+  message(FATAL_ERROR "one archive was expected: ${archive}")
+endif()
+file(ARCHIVE_EXTRACT INPUT ${archive} DESTINATION ${work}/unpacked)
+file(GLOB package ${work}/unpacked/*)
+if(NOT EXISTS ${package}/bin/dravix.dll)
+  message(FATAL_ERROR "there is no bin/dravix.dll in ${archive}")
+endif()
+
+# No DLL but those of the archive and of Windows itself can be found now.
+set(ENV{DRAVIX_WINDOWS_DLLS} "")
+execute_process(COMMAND ${EMULATOR} ${package}/bin/dravix.exe --version
+                OUTPUT_VARIABLE version COMMAND_ERROR_IS_FATAL ANY)
+message("dravix.exe --version: ${version}")
+
+execute_process(COMMAND ${CMAKE_COMMAND} -G Ninja -S ${SOURCE}/examples/windows -B ${work}/hosts
+                        -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -DDRAVIX_WINDOWS_DEPS=${package}
+                        -DCMAKE_PREFIX_PATH=${package} -DCMAKE_BUILD_TYPE=Release
+                OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE failed)
+if(NOT failed)
+  execute_process(COMMAND ${CMAKE_COMMAND} --build ${work}/hosts
+                  OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE failed)
+endif()
+if(failed)
+  message(FATAL_ERROR "the hosts cannot be built with the unpacked package:\n${output}")
+endif()
+
+# The hosts lie beside the DLLs, as a shipped program would.
+file(COPY ${work}/hosts/import_host.exe ${work}/hosts/loadlibrary_host.exe DESTINATION ${package}/bin)
+set(WORK ${work}/run)
+set(HOSTS ${package}/bin)
+set(DLL ${package}/bin/dravix.dll)
+include(${HOSTS_SCRIPT})
