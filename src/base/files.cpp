@@ -126,8 +126,11 @@ fs::path MarkLongName(const fs::path& path) {
 std::optional<fs::path> PathOf(const std::string& fullname) {
   if (fullname.find('\0') != std::string::npos) return std::nullopt;
 #ifdef _WIN32
+  constexpr std::size_t kLongestName = 255;  // of every file system
   try {
-    return MarkLongName(std::u8string(fullname.begin(), fullname.end()));
+    const fs::path path = std::u8string(fullname.begin(), fullname.end());
+    if (path.filename().native().size() > kLongestName) return std::nullopt;
+    return MarkLongName(path);
   } catch (const std::exception&) {
     return std::nullopt;  // not UTF-8
   }

@@ -13,7 +13,8 @@
 namespace dravix::base {
 
 /// The path that a host's file name stands for; empty for a name with a zero byte in it, which the
-/// system would silently cut short, and on Windows for one that is not UTF-8.
+/// system would silently cut short, and on Windows for one that is not UTF-8 or that
+/// no file can have.
 [[nodiscard]] std::optional<std::filesystem::path> PathOf(const std::string& fullname);
 
 /// All bytes of a file; empty when it cannot be opened (a folder cannot) or read, or is larger than

@@ -135,6 +135,9 @@ TEST_F(Files, RelativeNamesAreTakenFromTheWorkingFolder) {
   EXPECT_EQ(TextOf(read), "x");
 }
 
+#ifndef _WIN32
+
+// Links too: the standard library of mingw-w64 neither makes nor sees them.
 TEST_F(Files, LinksAreFollowedAlsoToWhatDoesNotExistYet) {
   fs::create_directory(dir_.Path() / "deep");
   fs::create_symlink("deep/second", dir_.Path() / "first");
@@ -153,8 +156,6 @@ TEST_F(Files, LinksInACircleCannotBeWritten) {
   EXPECT_EQ(WriteFile(dir_.File("a"), {ViewOf("x")}), WriteResult::kCannotOpen);
   EXPECT_EQ(ReadFile(dir_.File("a")), std::nullopt);
 }
-
-#ifndef _WIN32
 
 TEST_F(Files, PermissionsAreKept) {
   Spill(name_, "old");
