@@ -107,14 +107,14 @@ class DRAVIX_API Shot {
   std::int32_t SetPattern(const Pattern& value);
   std::int32_t SetDevice(const Device& value);    ///< 0
   std::int32_t SetCapture(const Capture& value);  ///< 0
-  std::int32_t SetColor(std::int32_t color);      ///< 0
+  std::int32_t SetColor(std::int32_t value);      ///< 0
 
-  /// Copies one plane, CV_16UC1. 0; 110 type is not one plane; 109 other pixels.
-  std::int32_t SetImageSingle(const cv::Mat& image, std::uint32_t type);
+  /// Copies one plane, CV_16UC1. 0; 110 planeType is not one plane; 109 other pixels.
+  std::int32_t SetImageSingle(const cv::Mat& pixels, std::uint32_t planeType);
   /// Demosaics `raw`, CV_16UC1, with OpenCV's `bayer_code`; keeps all planes for CAM_RGB, else the
-  /// one of `type`. 0; 110 type is no camera type; 109 other pixels; 112 no code, or one OpenCV
-  /// refuses.
-  std::int32_t SetImageColor(const cv::Mat& raw, int bayer_code, std::uint32_t type);
+  /// one of `planeType`. 0; 110 that is no camera type; 109 other pixels; 112 no code, or one
+  /// OpenCV refuses.
+  std::int32_t SetImageColor(const cv::Mat& raw, int bayer_code, std::uint32_t planeType);
   /// Fills in fixed metadata for a picture that locates points. `index` counts the lit position row
   /// by row inside one interval cell. Screen sizes of 0 or less leave partition and pattern alone.
   /// 0; 1 when `screen_wh` or `interval` is null.
@@ -168,14 +168,14 @@ class DRAVIX_API Shot {
 
   /// A raw dump of width x height; demosaiced when `bayer_code` is not 0. 0; 2 not read; or the
   /// setter's 109, 110, 112.
-  std::int32_t CreateFromRaw(const std::string& fullname, std::uint32_t type, int width, int height,
-                             int bayer_code);
+  std::int32_t CreateFromRaw(const std::string& fullname, std::uint32_t planeType, int width,
+                             int height, int bayer_code);
   /// A raw dump of a known camera, as one plane. 0; 100 unknown camera; 2 not read; or 109, 110.
-  std::int32_t CreateFromRaw(const std::string& fullname, int cam_type, std::uint32_t type);
+  std::int32_t CreateFromRaw(const std::string& fullname, int cam_type, std::uint32_t planeType);
   /// A DNG (BImage::ReadRggbDng). 0; 2 not read; or 109, 110, 112.
-  std::int32_t ReadDng(const std::string& fullname, std::uint32_t type, int bayer_code);
+  std::int32_t ReadDng(const std::string& fullname, std::uint32_t planeType, int bayer_code);
   /// A DNG (BImage::ReadDngToup). 0; 2 not read; or 109, 110.
-  std::int32_t ReadDngToupTek(const std::string& fullname, std::uint32_t type);
+  std::int32_t ReadDngToupTek(const std::string& fullname, std::uint32_t planeType);
 };
 
 #endif  // DRAVIX_SHOT_H_

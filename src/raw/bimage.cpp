@@ -31,13 +31,17 @@ bool HoldsSamples(std::size_t bytes, int rows, int cols) {
   return samples <= std::numeric_limits<std::uint32_t>::max() && bytes == samples * 2;
 }
 
+#ifdef _OPENMP
+/// All processors but one, which is left to the host.
+int Workers() { return std::max(1, omp_get_num_procs() - 1); }
+#endif
+
 /// As raw::Picture of a dump, each thread converting whole rows of its own.
 cv::Mat UnpackRows(base::ByteView stored, int rows, int cols) {
   cv::Mat picture(rows, cols, CV_16UC1);
   const std::size_t rowBytes = static_cast<std::size_t>(cols) * 2;
 #ifdef _OPENMP
-  const int workers = std::max(1, omp_get_num_procs() - 1);  // one is left to the host
-#pragma omp parallel for schedule(static) num_threads(workers)
+#pragma omp parallel for schedule(static) num_threads(Workers())
 #endif
   for (int y = 0; y < rows; ++y) {
     raw::Unpack(stored.subspan(static_cast<std::size_t>(y) * rowBytes, rowBytes),

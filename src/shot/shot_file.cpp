@@ -112,7 +112,7 @@ void WriteGroup(Tag tag, const std::optional<Group>& group, base::ByteWriter& ou
 
 template <class Group>
 void ReadGroup(std::optional<Group>& group, base::ByteReader& in) {
-  if (!group) group.emplace();
+  if (!group) group = Group{};
   VisitFields(*group, FieldReader(in));
 }
 

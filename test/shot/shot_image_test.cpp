@@ -424,7 +424,7 @@ TEST(Info, DescribesEveryGroupInItsOrder) {
 TEST(Info, TextsWithoutAZeroEndWithTheirField) {
   const LogCapture log;
   Shot shot;
-  shot.device.emplace();
+  shot.device = Shot::Device{};
   std::fill(std::begin(shot.device->id), std::end(shot.device->id), 'x');
   std::fill(std::begin(shot.device->lens_id), std::end(shot.device->lens_id), '%');
   shot.Info();
