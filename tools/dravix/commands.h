@@ -1,0 +1,18 @@
+/// The tool's commands. Each adds itself to the program, with its options, help and what it does;
+/// it gives up by throwing a Failure.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace dravix::tool {
+
+void AddSimulateCommand(CLI::App& program);
+void AddMeasureCommand(CLI::App& program);
+void AddInfoCommand(CLI::App& program);
+void AddExportCommand(CLI::App& program);
+void AddCompareCommand(CLI::App& program);
+void AddConvertCommand(CLI::App& program);
+void AddShotCommand(CLI::App& program);
+void AddRegionCommand(CLI::App& program);
+
+}  // namespace dravix::tool

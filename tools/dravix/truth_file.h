@@ -1,0 +1,22 @@
+/// What the simulator knows about its photograph, as a JSON file and a .npy beside it.
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "sim/render.h"
+
+namespace dravix::tool {
+
+/// Writes `name` (.json) and, under the same name with .npy, the luminances.
+void SaveTruth(const std::string& name, const sim::Scene& scene, const sim::Truth& truth);
+
+/// What a truth file is read for.
+struct StoredTruth {
+  cv::Mat luminances;              ///< CV_32FC1, one value per LED
+  std::vector<cv::Point> corners;  ///< of the lit area, photograph pixels; four
+};
+[[nodiscard]] StoredTruth LoadTruth(const std::string& name);
+
+}  // namespace dravix::tool
