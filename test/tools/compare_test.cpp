@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <opencv2/imgcodecs.hpp>
+#include <string>
+
+#include "support/temp_dir.h"
+#include "tools/tool_runner.h"
+
+using dravix::test::IsOneLine;
+using dravix::test::Outcome;
+using dravix::test::RunTool;
+using dravix::test::Slurp;
+using dravix::test::SmallScreen;
+using dravix::test::Spill;
+using dravix::test::TempDir;
+
+namespace {
+
+/// A .npy of `rows` rows, values given row by row.
+std::string Npy(int rows, int columns, const std::vector<float>& values) {
+  std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (" +
+                       std::to_string(rows) + ", " + std::to_string(columns) + "), }";
+  header.append(117 - header.size(), ' ');
+  std::string bytes = std::string("\x93NUMPY\x01\x00\x76\x00", 10) + header + "\n";
+  for (const float value : values) bytes.append(reinterpret_cast<const char*>(&value), 4);
+  return bytes;
+}
+
+TEST(Compare, ResultEqualsItself) {
+  const SmallScreen screen;
+  const std::string result = screen.Measured();
+  const auto json = RunTool({"compare", result, result, "--json"}).Json();
+  EXPECT_DOUBLE_EQ(json["gain"], 1.0);
+  EXPECT_NEAR(json["rms"], 0.0, 1e-12);
+  EXPECT_NEAR(json["correlation"], 1.0, 1e-12);
+}
+
+TEST(Compare, OneGainAndTheRmsOfWhatIsLeft) {
+  const TempDir folder;
+  Spill(folder.File("a.npy"), Npy(1, 4, {1, 1, 1, 1}));
+  Spill(folder.File("b.npy"), Npy(1, 4, {1, 3, 1, 3}));
+  const auto json =
+      RunTool({"compare", folder.File("a.npy"), folder.File("b.npy"), "--edge", "0", "--json"})
+          .Json();
+  EXPECT_DOUBLE_EQ(json["gain"], 2.0);
+  EXPECT_DOUBLE_EQ(json["rms"], 0.5);
+  EXPECT_DOUBLE_EQ(json["largest"]["difference"], 0.5);
+}
+
+TEST(Compare, OuterLedsAreLeftOut) {
+  const TempDir folder;
+  std::vector<float> even(9 * 9, 2.0F);
+  std::vector<float> rim = even;
+  for (std::size_t i = 0; i < 9; ++i) rim[i] = 100.0F;
+  Spill(folder.File("a.npy"), Npy(9, 9, rim));
+  Spill(folder.File("b.npy"), Npy(9, 9, even));
+  const auto without =
+      RunTool({"compare", folder.File("a.npy"), folder.File("b.npy"), "--json"}).Json();
+  EXPECT_DOUBLE_EQ(without["rms"], 0.0);
+  const auto with =
+      RunTool({"compare", folder.File("a.npy"), folder.File("b.npy"), "--edge", "0", "--json"})
+          .Json();
+  EXPECT_GT(with["rms"], 0.1);
+}
+
+TEST(Compare, PictureIsWritten) {
+  const SmallScreen screen;
+  ASSERT_EQ(
+      RunTool({"compare", screen.Measured(), screen.Truth(), "--image", screen.File("c.png")}).exit,
+      0);
+  EXPECT_FALSE(cv::imread(screen.File("c.png")).empty());
+}
+
+TEST(Compare, AboveTheLimitExitsWithOne) {
+  const SmallScreen screen;
+  const std::string result = screen.Measured();
+  EXPECT_EQ(RunTool({"compare", result, screen.Truth(), "--max-rms", "0.5"}).exit, 0);
+  const Outcome outcome = RunTool({"compare", result, screen.Truth(), "--max-rms", "0.00001"});
+  EXPECT_EQ(outcome.exit, 1);
+  EXPECT_NE(outcome.err.find("expected at most"), std::string::npos);
+}
+
+TEST(Compare, DifferentSizesAreNamed) {
+  const SmallScreen screen;
+  Spill(screen.File("b.npy"), Npy(1, 4, {1, 2, 1, 2}));
+  const Outcome outcome = RunTool({"compare", screen.Measured(), screen.File("b.npy")});
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("has 4 x 1 LEDs, expected 40 x 30"), std::string::npos);
+}
+
+TEST(Compare, TruthWithoutItsMatrixIsNamed) {
+  const SmallScreen screen;
+  Spill(screen.File("lost.json"),
+        R"({"format": "dravix-truth", "version": 1, "luminances": "gone.npy"})");
+  const Outcome outcome = RunTool({"compare", screen.Measured(), screen.File("lost.json")});
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_NE(outcome.err.find("gone.npy: cannot be opened"), std::string::npos) << outcome.err;
+}
+
+TEST(Compare, EdgeThatLeavesNothingIsWrongUsage) {
+  const SmallScreen screen;
+  const Outcome outcome = RunTool({"compare", screen.Measured(), screen.Truth(), "--edge", "15"});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+}
+
+}  // namespace

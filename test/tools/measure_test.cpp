@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <opencv2/imgcodecs.hpp>
+#include <string>
+#include <vector>
+
+#include "support/temp_dir.h"
+#include "tools/tool_runner.h"
+
+using dravix::test::IsOneLine;
+using dravix::test::Outcome;
+using dravix::test::RunTool;
+using dravix::test::Slurp;
+using dravix::test::SmallScreen;
+using dravix::test::Spill;
+
+namespace {
+
+std::vector<std::string> CornersOf(const SmallScreen& screen) {
+  const auto truth = nlohmann::json::parse(Slurp(screen.Truth()));
+  std::vector<std::string> corners;
+  for (const auto& point : truth["corner_pixels"]) {
+    corners.push_back(point[0].dump() + "," + point[1].dump());
+  }
+  return corners;
+}
+
+std::vector<std::string> With(std::vector<std::string> words,
+                              const std::vector<std::string>& more) {
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
+
+TEST(Measure, CornersGiveWhatTheTruthFileGives) {
+  const SmallScreen screen;
+  const auto words =
+      With({"measure", screen.Photo(), "-o", screen.File("a.lum"), "--corners"}, CornersOf(screen));
+  const Outcome outcome = RunTool(words);
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(Slurp(screen.File("a.lum")), Slurp(screen.Measured()));
+}
+
+TEST(Measure, PrintsWhatAnEngineerWantsFirst) {
+  const SmallScreen screen;
+  const std::string text = RunTool({"measure", screen.Photo(), "--truth", screen.Truth()}).out;
+  for (const char* label : {"LEDs            40 x 30\n", "mean  ", "minimum  ", "maximum  ",
+                            "std deviation  ", "nine-point", "time  "}) {
+    EXPECT_NE(text.find(label), std::string::npos) << label << " in\n" << text;
+  }
+}
+
+TEST(Measure, JsonHoldsTheNumbers) {
+  const SmallScreen screen;
+  const auto json =
+      RunTool({"measure", screen.Photo(), "--truth", screen.Truth(), "--json"}).Json();
+  EXPECT_EQ(json["leds"], nlohmann::json({40, 30}));
+  EXPECT_GT(json["mean"], 1000);
+  EXPECT_GE(json["seconds"], 0);
+  EXPECT_LE(json["uniformity"]["min_over_max"], json["uniformity"]["nine_point"]);
+}
+
+TEST(Measure, AgreesWithTheTruth) {
+  const SmallScreen screen;
+  const auto json = RunTool({"compare", screen.Measured(), screen.Truth(), "--json"}).Json();
+  EXPECT_LT(json["rms"], 0.02);
+  EXPECT_GT(json["correlation"], 0.9);
+}
+
+TEST(Measure, PicturesAreWritten) {
+  const SmallScreen screen;
+  const Outcome outcome = RunTool({"measure", screen.Photo(), "--truth", screen.Truth(), "--image",
+                                   screen.File("i.png"), "--debug-image", screen.File("d.png")});
+  ASSERT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_FALSE(cv::imread(screen.File("i.png")).empty());
+  EXPECT_FALSE(cv::imread(screen.File("d.png")).empty());
+}
+
+TEST(Measure, RowsOfUnequalLengthAreMeasured) {
+  const SmallScreen screen;
+  const auto json = RunTool({"measure", screen.Photo(), "--truth", screen.Truth(), "--top-leds",
+                             "30", "--bottom-leds", "40", "--row-group", "2", "--json"})
+                        .Json();
+  EXPECT_EQ(json["leds"], nlohmann::json({40, 30}));
+}
+
+TEST(Measure, RowLongerThanTheScreenFails) {
+  const SmallScreen screen;
+  const Outcome outcome = RunTool({"measure", screen.Photo(), "--truth", screen.Truth(),
+                                   "--top-leds", "41", "--bottom-leds", "40"});
+  EXPECT_EQ(outcome.exit, 5);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("greater than led width"), std::string::npos) << outcome.err;
+}
+
+TEST(Measure, BlocksThatDoNotDivideTheLedsFail) {
+  const SmallScreen screen;
+  const Outcome outcome = RunTool({"measure", screen.Photo(), "--checkerboard", screen.Board(),
+                                   "--blocks", "7x6", "--truth", screen.Truth()});
+  EXPECT_EQ(outcome.exit, 5);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("code 281"), std::string::npos) << outcome.err;
+}
+
+TEST(Measure, RegionOfAnotherFrameIsRefused) {
+  const SmallScreen screen;
+  ASSERT_EQ(RunTool({"region", "manual", "--frame", "900x700", "--corners", "10,10", "800,10",
+                     "800,600", "10,600", "-o", screen.File("r.roi")})
+                .exit,
+            0);
+  const Outcome outcome = RunTool({"measure", screen.Photo(), "--checkerboard", screen.Board(),
+                                   "--blocks", "8x6", "--region", screen.File("r.roi")});
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("refers to a frame of 900 x 700 pixels"), std::string::npos);
+}
+
+TEST(Measure, CornersOnOneSideAreWrongUsage) {
+  const SmallScreen screen;
+  const Outcome outcome =
+      RunTool({"measure", screen.Photo(), "--corners", "10,10", "20,10", "30,10", "15,300"});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+}
+
+TEST(Measure, CornerThatIsNoneIsQuoted) {
+  const SmallScreen screen;
+  const Outcome outcome =
+      RunTool({"measure", screen.Photo(), "--corners", "10,10", "20;10", "30,100", "15,300"});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_NE(outcome.err.find("found \"20;10\", expected a corner such as"), std::string::npos)
+      << outcome.err;
+}
+
+TEST(Measure, NeitherCornersNorRegionIsWrongUsage) {
+  const SmallScreen screen;
+  const Outcome outcome = RunTool({"measure", screen.Photo()});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+}
+
+TEST(Measure, OutputOfAnotherExtensionIsRefusedBeforeMeasuring) {
+  const SmallScreen screen;
+  const Outcome outcome =
+      RunTool({"measure", screen.Photo(), "--truth", screen.Truth(), "-o", screen.File("a.png")});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_FALSE(std::filesystem::exists(screen.File("a.png")));
+}
+
+TEST(Measure, FailureKeepsTheOldResult) {
+  const SmallScreen screen;
+  Spill(screen.File("old.lum"), "precious");
+  Spill(screen.File("bad.shot"), "nothing");
+  EXPECT_EQ(RunTool({"measure", screen.File("bad.shot"), "--truth", screen.Truth(), "-o",
+                     screen.File("old.lum")})
+                .exit,
+            3);
+  EXPECT_EQ(Slurp(screen.File("old.lum")), "precious");
+}
+
+TEST(Measure, UnwritableResultIsAnOutputError) {
+  const SmallScreen screen;
+  const Outcome outcome = RunTool(
+      {"measure", screen.Photo(), "--truth", screen.Truth(), "-o", screen.File("no/folder.lum")});
+  EXPECT_EQ(outcome.exit, 4);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+}
+
+TEST(Measure, PlanesOfColourAreRefusedWithAdvice) {
+  const SmallScreen screen;
+  cv::Mat colour(60, 60, CV_8UC3, cv::Scalar(9, 8, 7));
+  ASSERT_TRUE(cv::imwrite(screen.File("c.png"), colour));
+  ASSERT_EQ(RunTool({"convert", screen.File("c.png"), screen.File("c.shot"), "--leds", "8x8"}).exit,
+            0);
+  const Outcome outcome = RunTool({"measure", screen.File("c.shot"), "--truth", screen.Truth()});
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_NE(outcome.err.find("holds 3 planes (CAM_RGB), expected one"), std::string::npos);
+}
+
+TEST(Measure, ShotWithoutPatternIsRefused) {
+  const SmallScreen screen;
+  ASSERT_TRUE(cv::imwrite(screen.File("c.png"), cv::Mat(60, 60, CV_8UC1, cv::Scalar(9))));
+  ASSERT_EQ(RunTool({"convert", screen.File("c.png"), screen.File("c.shot")}).exit, 0);
+  const Outcome outcome = RunTool({"measure", screen.File("c.shot"), "--truth", screen.Truth()});
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_NE(outcome.err.find("has no pattern"), std::string::npos);
+}
+
+TEST(Measure, BlackPhotographEndsInACode) {
+  const SmallScreen screen;
+  ASSERT_TRUE(cv::imwrite(screen.File("k.png"), cv::Mat::zeros(200, 300, CV_8UC1)));
+  ASSERT_EQ(
+      RunTool({"convert", screen.File("k.png"), screen.File("k.shot"), "--leds", "16x8"}).exit, 0);
+  const Outcome outcome = RunTool({"measure", screen.File("k.shot"), "--corners", "20,20", "280,20",
+                                   "280,180", "20,180", "-o", screen.File("k.lum")});
+  EXPECT_TRUE(outcome.exit == 5 || outcome.exit == 0) << outcome.exit << outcome.err;
+  if (outcome.exit == 5) {
+    EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  }
+}
+
+}  // namespace

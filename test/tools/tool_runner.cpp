@@ -1,0 +1,84 @@
+#include "tools/tool_runner.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "support/log_capture.h"
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#endif
+
+namespace dravix::test {
+namespace {
+
+#ifdef _WIN32
+constexpr char kQuote = '"';
+#else
+constexpr char kQuote = '\'';
+#endif
+
+std::string Quoted(const std::string& word) {
+  EXPECT_EQ(word.find(kQuote), std::string::npos);
+  return kQuote + word + kQuote;
+}
+
+int ExitOf(int status) {
+#ifdef _WIN32
+  return status;
+#else
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+}
+
+}  // namespace
+
+Outcome RunTool(const std::vector<std::string>& words) {
+  const TempDir folder;
+  std::string command = Quoted(DRAVIX_TOOL);
+  for (const std::string& word : words) command += " " + Quoted(word);
+  command += " >" + Quoted(folder.File("out")) + " 2>" + Quoted(folder.File("err"));
+#ifdef _WIN32
+  // cmd takes away one pair of quotes around the whole.
+  command = '"' + command + '"';
+#endif
+  Outcome outcome;
+  outcome.exit = ExitOf(std::system(command.c_str()));  // NOLINT(cert-env33-c)
+  outcome.out = Slurp(folder.File("out"));
+  outcome.err = Slurp(folder.File("err"));
+  return outcome;
+}
+
+bool IsOneLine(const Outcome& outcome) {
+  return outcome.out.empty() && outcome.err.rfind("dravix: ", 0) == 0 && outcome.err.size() > 10 &&
+         outcome.err.back() == '\n' &&
+         std::count(outcome.err.begin(), outcome.err.end(), '\n') == 1;
+}
+
+Shot Loaded(const std::string& name) {
+  const LogCapture log;
+  Shot shot;
+  EXPECT_EQ(shot.Load(name), 0) << testing::PrintToString(log.Errors());
+  return shot;
+}
+
+SmallScreen::SmallScreen(const std::vector<std::string>& more) {
+  std::vector<std::string> words = {"simulate",       Photo(), "--truth",   Truth(),
+                                    "--checkerboard", Board(), "--modules", "0.05"};
+  const bool sized = std::find(more.begin(), more.end(), "--leds") != more.end();
+  if (!sized) words.insert(words.end(), {"--leds", "40x30", "--block", "5"});
+  words.insert(words.end(), more.begin(), more.end());
+  const Outcome outcome = RunTool(words);
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+}
+
+std::string SmallScreen::Measured() const {
+  const std::string result = File("result.lum");
+  const Outcome outcome = RunTool({"measure", Photo(), "--truth", Truth(), "-o", result});
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  return result;
+}
+
+}  // namespace dravix::test
