@@ -41,7 +41,7 @@ class DRAVIX_API RegionOI {
   /// AutoSet's outline lies, as its mask is grown by 1.5 times this side: 3.0 px off at 3, 5.0 at
   /// 5, 8.6 at 7, 13.5 at 11. ComputeBlur: 5.4 px at 1, 3.8 at 3, then 1.3 to 1.4 up to 15. 5 is
   /// the smallest that serves both. At 1 and at 7 and 9 AutoSet took wrong corners on a screen
-  /// (650 px off), at 5 never.
+  /// (650 px off), at 5 never; from 11 upwards it finds all 60.
   std::int32_t blurKernelSize = 5;
   /// Sigma of the Gaussians of ComputeMask and ComputeBlur, pixels. Hardly matters: ComputeBlur is
   /// 1.5 px off at 0.8 and 1.4 at 1.5 to 10. At 10 the small kernels are near their strongest blur.
@@ -49,7 +49,7 @@ class DRAVIX_API RegionOI {
   /// Weakest corner accepted, as a share of the strongest; above 0. The screens' corners are found
   /// alike from 0.01 to 0.4; at 0.5 AutoSet loses one. It decides for skewed areas: of 50
   /// quadrilaterals of 250 px a side and more whose corners were moved by up to half a side, 0.06
-  /// found 49 (39 within 4 px), 0.1 found 48 (38), 0.15 41 (37), 0.2 40 (37); from 0.06 downwards
+  /// found 49 (38 within 4 px), 0.1 found 48 (38), 0.15 41 (37), 0.2 40 (37); from 0.06 downwards
   /// areas that are no quadrilateral begin to pass.
   float cornerQualityLevel = 0.1F;
   /// Half the side of the window in which a corner is refined, pixels; twice this and 5 more must
