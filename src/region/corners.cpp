@@ -53,6 +53,7 @@ std::vector<cv::Point> RectToCorners(const cv::RotatedRect& rect) {
   std::array<cv::Point2f, kCorners> points;
   rect.points(points.data());
   std::vector<cv::Point> corners;
+  corners.reserve(points.size());
   for (const cv::Point2f& point : points) {
     corners.emplace_back(RoundPixel(point.x), RoundPixel(point.y));
   }

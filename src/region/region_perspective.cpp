@@ -51,6 +51,7 @@ std::vector<cv::Point> Refined(const cv::Mat& image, std::vector<cv::Point2f> co
   const cv::TermCriteria untilSettled(cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 40, 0.1);
   cv::cornerSubPix(image, corners, cv::Size(window, window), cv::Size(-1, -1), untilSettled);
   std::vector<cv::Point> pixels;
+  pixels.reserve(corners.size());
   for (const cv::Point2f& corner : corners) {
     pixels.emplace_back(RoundPixel(static_cast<double>(corner.x)),
                         RoundPixel(static_cast<double>(corner.y)));
