@@ -9,6 +9,9 @@ namespace dravix::checkerboard {
 namespace {
 
 constexpr int kSearches = 3;
+/// Of its rectangle, that a block must fill: blocks that hang together at their corners fill
+/// about half.
+constexpr double kFill = 0.6;
 constexpr int kDilation = 3;  // side; all the way back would join diagonal neighbours again
 
 cv::Mat Square(int side) { return cv::getStructuringElement(cv::MORPH_RECT, {side, side}); }
@@ -29,6 +32,8 @@ void Collect(const cv::Mat& apart, int taken, const SearchParams& params,
       found.rejected.push_back({whole, "too small"});
     } else if (static_cast<double>(seen.area()) > params.maxArea) {
       found.rejected.push_back({whole, "too large"});
+    } else if (cv::countNonZero(apart(seen)) < kFill * static_cast<double>(seen.area())) {
+      found.rejected.push_back({whole, "no rectangle"});
     } else {
       cells.push_back(whole);
     }

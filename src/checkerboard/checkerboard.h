@@ -18,7 +18,8 @@ class CheckerboardDetector {
   /// A contour that was looked at and not used for a cell.
   struct Rejected {
     cv::Rect rect;
-    const char* reason;  ///< a literal: "too small", "too large", "no place" or "twice"
+    const char* reason;  ///< a literal: "too small", "too large", "no rectangle", "no
+                         ///< place" (its colour is wrong there) or "twice"
   };
 
   cv::Mat mask;                  ///< CV_8UC1 of imageSize, 255 = LED area

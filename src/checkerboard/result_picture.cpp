@@ -59,7 +59,7 @@ double TextSize(const std::string& text, int width) {
 }
 
 void DrawArea(const CheckerboardDetector& d, Canvas& canvas) {
-  if (d.mask.empty()) return;
+  if (d.mask.empty() || d.rectified.size() != d.mask.size()) return;  // nothing detected yet
   cv::Mat mask;
   cv::resize(d.mask, mask, {}, canvas.scale, canvas.scale, cv::INTER_NEAREST);
   cv::Mat inner;

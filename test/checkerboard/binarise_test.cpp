@@ -1,0 +1,104 @@
+#include "checkerboard/binarise.h"
+
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+
+namespace dravix::checkerboard {
+namespace {
+
+/// Two rows of four blocks of 40 pixels; the measured picture falls off to the right.
+struct Pictures {
+  Pictures() {
+    for (int x = 0; x < measured.cols; ++x) measured.col(x).setTo(2000 - 9 * x);
+    board.setTo(0);
+    for (int c = 0; c < 4; ++c) {
+      const cv::Rect block(40 * c, 40 * (c % 2), 40, 40);
+      measured(block).copyTo(board(block));
+      lit.push_back(block);
+      dark.push_back({40 * c, 40 * ((c + 1) % 2), 40, 40});
+    }
+  }
+  Rectified Both() const { return {board, measured}; }
+  RectifyParams Params() const {
+    RectifyParams params;
+    params.cell = {40, 40};
+    return params;
+  }
+  void Dim(int block, double factor) {
+    cv::Mat part = board(lit[static_cast<std::size_t>(block)]);
+    part *= factor;
+  }
+  /// Share of pixels that are as the pattern says.
+  double Right(const cv::Mat& binary) const {
+    int right = 0;
+    for (const cv::Rect& r : lit) right += cv::countNonZero(binary(r));
+    for (const cv::Rect& r : dark) right += r.area() - cv::countNonZero(binary(r));
+    return right / static_cast<double>(binary.total());
+  }
+
+  cv::Mat measured = cv::Mat(80, 160, CV_16UC1);
+  cv::Mat board = cv::Mat(80, 160, CV_16UC1);
+  cv::Mat mask = cv::Mat(80, 160, CV_8UC1, cv::Scalar(255));
+  std::vector<cv::Rect> lit;
+  std::vector<cv::Rect> dark;
+};
+
+TEST(Quotient, TakesOutWhatBothPicturesShare) {
+  const Pictures p;
+  const cv::Mat q = Quotient(p.Both(), p.mask);
+  EXPECT_EQ(q.type(), CV_8UC1);
+  EXPECT_NEAR(q.at<uchar>(20, 20), 160, 4);
+  EXPECT_NEAR(q.at<uchar>(60, 140), q.at<uchar>(20, 20), 1);
+  EXPECT_EQ(q.at<uchar>(60, 20), 0);
+}
+
+TEST(Quotient, IsZeroOutsideTheMaskAndOfADarkBoard) {
+  Pictures p;
+  p.mask.colRange(0, 40).setTo(0);
+  EXPECT_EQ(cv::countNonZero(Quotient(p.Both(), p.mask).colRange(0, 40)), 0);
+  p.board.setTo(0);
+  EXPECT_EQ(cv::countNonZero(Quotient(p.Both(), p.mask)), 0);
+}
+
+TEST(Binarised, EveryLevelFindsAPlainPattern) {
+  const Pictures p;
+  const cv::Mat q = Quotient(p.Both(), p.mask);
+  for (const Level level : kLevels) {
+    EXPECT_GT(p.Right(Binarised(level, p.Both(), q, p.Params())), 0.95);
+  }
+}
+
+TEST(Binarised, TheLocalLevelSeesBlocksThatOneLevelMisses) {
+  Pictures p;
+  p.Dim(1, 0.6);
+  p.Dim(2, 0.36);
+  p.Dim(3, 0.2);
+  const cv::Mat q = Quotient(p.Both(), p.mask);
+  const double one = p.Right(Binarised(Level::kQuotient, p.Both(), q, p.Params()));
+  const double local = p.Right(Binarised(Level::kLocal, p.Both(), q, p.Params()));
+  EXPECT_LT(one, 0.9);
+  EXPECT_GT(local, one);
+}
+
+TEST(AtBlockLevels, CutsEachBlockAtHalfItsOwnLevel) {
+  Pictures p;
+  p.Dim(1, 0.4);
+  cv::Mat q = Quotient(p.Both(), p.mask);
+  cv::blur(q, q, {15, 15});
+  const cv::Mat binary = AtBlockLevels(q, p.lit, p.dark, p.Params());
+  EXPECT_GT(p.Right(binary), 0.97);
+  EXPECT_NEAR(cv::countNonZero(binary(cv::Rect(40, 60, 40, 1))), 40, 4);
+}
+
+TEST(LevelRatio, ComparesBrightestAndDarkestBlock) {
+  Pictures p;
+  EXPECT_NEAR(LevelRatio(Quotient(p.Both(), p.mask), p.lit), 1, 0.03);
+  p.Dim(3, 0.5);
+  EXPECT_NEAR(LevelRatio(Quotient(p.Both(), p.mask), p.lit), 2, 0.05);
+  EXPECT_EQ(LevelRatio(Quotient(p.Both(), p.mask), {}), 1);
+  EXPECT_GT(LevelRatio(Quotient(p.Both(), p.mask), {{500, 500, 10, 10}, p.lit[0]}), 100);
+}
+
+}  // namespace
+}  // namespace dravix::checkerboard
