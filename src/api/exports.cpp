@@ -20,8 +20,11 @@ bool AnyNull(const Pointers*... pointers) {
 
 /// `count` pairs x, y.
 std::vector<cv::Point> Points(const std::int32_t* corners, std::int32_t count) {
-  std::vector<cv::Point> points;
-  for (std::int32_t i = 0; i < count; ++i) points.emplace_back(corners[2 * i], corners[2 * i + 1]);
+  std::vector<cv::Point> points(static_cast<std::size_t>(count));
+  for (cv::Point& point : points) {
+    point.x = *corners++;
+    point.y = *corners++;
+  }
   return points;
 }
 

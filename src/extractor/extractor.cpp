@@ -57,8 +57,8 @@ std::int32_t Dravix::SetsingleAreaSize(std::int32_t countAcross, std::int32_t co
 }
 
 std::array<cv::Point2f, 4> Dravix::TargetRectangle(cv::Size workingSize) const {
-  const double centreX = workingSize.width / 2;
-  const double centreY = workingSize.height / 2;
+  const int centreX = workingSize.width / 2;  // truncated
+  const int centreY = workingSize.height / 2;
   const double halfWidth = workingSize.width * roiScale / 2;
   const double halfHeight = workingSize.height * roiScale / 2;
   const auto left = static_cast<float>(centreX - halfWidth);

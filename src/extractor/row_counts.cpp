@@ -33,6 +33,7 @@ std::int32_t Dravix::GetRowLedNums(std::int32_t topLedNum, std::int32_t bottomLe
     for (std::size_t i = 0; i < groups; ++i) {
       const float offset = static_cast<float>(i) * step;
       // Truncation rounds half up for rising counts and towards the larger value for falling ones.
+      // NOLINTNEXTLINE(bugprone-incorrect-roundings): those roundings are the table's definition.
       table[i] = topLedNum + static_cast<std::int32_t>(static_cast<double>(offset) + 0.5);
     }
   }
