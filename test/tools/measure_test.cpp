@@ -94,6 +94,19 @@ TEST(Measure, RowLongerThanTheScreenFails) {
   EXPECT_NE(outcome.err.find("greater than led width"), std::string::npos) << outcome.err;
 }
 
+TEST(Measure, CheckerboardAgreesWithTheTruth) {
+  const SmallScreen screen({"--leds", "64x48", "--block", "8"});
+  const Outcome outcome =
+      RunTool({"measure", screen.Photo(), "--checkerboard", screen.Board(), "--blocks", "8x6",
+               "--truth", screen.Truth(), "-o", screen.File("c.lum"), "--debug-image",
+               screen.File("d.png"), "--json"});
+  ASSERT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_EQ(outcome.Json()["leds"], nlohmann::json({64, 48}));
+  EXPECT_FALSE(cv::imread(screen.File("d.png")).empty());
+  const auto json = RunTool({"compare", screen.File("c.lum"), screen.Truth(), "--json"}).Json();
+  EXPECT_LT(json["rms"], 0.03);
+}
+
 TEST(Measure, BlocksThatDoNotDivideTheLedsFail) {
   const SmallScreen screen;
   const Outcome outcome = RunTool({"measure", screen.Photo(), "--checkerboard", screen.Board(),
