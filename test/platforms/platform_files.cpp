@@ -29,16 +29,23 @@ void Note(Notes& notes, const std::string& what, std::int32_t code) {
   notes << what << ' ' << code << '\n';
 }
 
-RegionOI WriteRegion(const std::string& name, const Photograph& photograph, Notes& notes) {
+void WriteRegion(const std::string& name, const RegionOI& region, Notes& notes) {
+  Note(notes, "Save region", region.Save(name + ".roi"));
+  notes << "mask " << BIO::SaveMatToBin(name + ".mask", region.mask) << '\n';
+}
+
+/// The region as it is found; writes it, its corners and what it is rectified to.
+RegionOI FindRegion(const std::string& name, const Photograph& photograph, Notes& notes) {
   RegionOI region;
   Note(notes, "SetShot", region.SetShot(&photograph.shot));
   Note(notes, "AutoSet", region.AutoSet());
+  WriteRegion(name, region, notes);
   std::vector<cv::Point> corners;
   Note(notes, "GetPrecision4Corner", region.GetPrecision4Corner(corners));
-  for (const cv::Point corner : corners) notes << corner.x << ' ' << corner.y << '\n';
-  if (!corners.empty()) Note(notes, "PerspectiveSet", region.PerspectiveSet(corners));
-  Note(notes, "Save region", region.Save(name + ".roi"));
-  notes << "mask " << BIO::SaveMatToBin(name + ".mask", region.mask) << '\n';
+  for (const cv::Point& corner : corners) notes << corner.x << ' ' << corner.y << '\n';
+  RegionOI rectified = region;
+  Note(notes, "PerspectiveSet", rectified.PerspectiveSet(corners));
+  WriteRegion(name + "-rectified", rectified, notes);
   return region;
 }
 
@@ -68,7 +75,7 @@ bool WriteScene(const Scene& scene, bool withCheckerboard) {
   Notes notes;
   const Photograph photograph = dravix::sim::Render(scene);
   Note(notes, "Save shot", photograph.shot.Save(name + ".shot"));
-  const RegionOI region = WriteRegion(name, photograph, notes);
+  const RegionOI region = FindRegion(name, photograph, notes);
   WriteLuminances(name, photograph, notes);
   if (withCheckerboard) WriteBlockLuminances(name, scene, photograph, region, notes);
   return dravix::base::WriteFile(name + ".txt", {dravix::base::ViewOf(notes.str())}) ==
