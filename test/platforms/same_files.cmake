@@ -52,7 +52,7 @@ function(expect_successes step expected)
 endfunction()
 math(EXPR checkerboards "${SCENES} / 2")
 expect_successes(AutoSet ${SCENES})
-expect_successes(GetPrecision4Corner ${SCENES})
+expect_successes(GetPrecision4Corner ${checkerboards})
 expect_successes(Extract ${SCENES})
 expect_successes(ExtractPro ${checkerboards})
 
