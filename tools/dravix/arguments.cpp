@@ -3,9 +3,10 @@
 #include <algorithm>
 
 #ifdef _WIN32
-// clang-format off: the second header needs the first.
-#include <shellapi.h>
+// The second needs the first.
+// clang-format off
 #include <windows.h>
+#include <shellapi.h>
 // clang-format on
 #endif
 
