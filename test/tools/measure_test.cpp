@@ -207,10 +207,9 @@ TEST(Measure, BlackPhotographEndsInACode) {
       RunTool({"convert", screen.File("k.png"), screen.File("k.shot"), "--leds", "16x8"}).exit, 0);
   const Outcome outcome = RunTool({"measure", screen.File("k.shot"), "--corners", "20,20", "280,20",
                                    "280,180", "20,180", "-o", screen.File("k.lum")});
-  EXPECT_TRUE(outcome.exit == 5 || outcome.exit == 0) << outcome.exit << outcome.err;
-  if (outcome.exit == 5) {
-    EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
-  }
+  EXPECT_EQ(outcome.exit, 5);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_FALSE(std::filesystem::exists(screen.File("k.lum")));
 }
 
 }  // namespace
