@@ -4,6 +4,7 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "checkerboard/edge_share.h"
 #include "shot/lit_area.h"
 #include "shot/picture.h"
 
@@ -16,6 +17,7 @@ constexpr int kSmoothing = 5;  // side of the Gaussian, pixels
 constexpr double kClipMargin = 0.01;
 /// A blur of a third of a block makes the outline's edge rise over a sixth of one on either side.
 constexpr double kRising = 0.2;  // blocks
+constexpr double kThreeQuarters = 0.75;
 /// Levels change slowly: they are computed in a picture this many times smaller at most, as long as
 /// a block keeps enough pixels there.
 constexpr int kLargestShrink = 8;
@@ -105,14 +107,32 @@ cv::Mat LocalLevel(const cv::Mat& picture, const cv::Mat& area, cv::Size2d cell)
   return level;
 }
 
+/// What is brighter than a share of the level around; gaps closed, specks removed, filled.
+cv::Mat AboveShare(const cv::Mat& measured, const cv::Mat& level, double share,
+                   const RectifyParams& params) {
+  cv::Mat threshold;
+  level.convertTo(threshold, measured.type(), share);
+  const cv::Mat lit = (measured > threshold) & (level > 0);
+  return LargestFilled(OnlyExpected(ClosedThenOpened(lit, params.kernel), params));
+}
+
+/// How far the outline of `inner` lies inside that of `outer`.
+double MeanDistance(const cv::Mat& outer, const cv::Mat& inner) {
+  const cv::Rect box = cv::boundingRect(outer);
+  const int between = cv::countNonZero(outer) - (inner.empty() ? 0 : cv::countNonZero(inner));
+  return between / (2.0 * (box.width + box.height));
+}
+
 /// The same area with its outline where the light falls to a share of the level around there:
 /// vignetting and gradients shift the outline that one level for the whole picture gives.
 cv::Mat AtLocalLevel(const cv::Mat& measured, const cv::Mat& area, const RectifyParams& params) {
   const cv::Mat level = LocalLevel(measured, Inner(area, params.cell), params.cell);
-  cv::Mat threshold;
-  level.convertTo(threshold, measured.type(), params.edgeLevelPercent / 100.0);
-  const cv::Mat lit = (measured > threshold) & (level > 0);
-  return LargestFilled(OnlyExpected(ClosedThenOpened(lit, params.kernel), params));
+  const cv::Mat rough = AboveShare(measured, level, params.edgeLevelPercent / 100.0, params);
+  if (rough.empty()) return rough;
+  const cv::Mat inner = AboveShare(measured, level, kThreeQuarters, params);
+  const double rise = MeanDistance(rough, inner);
+  return AboveShare(measured, level, ShareAtOutline(measured, rough, level, params.cell, rise),
+                    params);
 }
 
 }  // namespace
