@@ -216,9 +216,10 @@ std::int32_t CheckerboardDetector::checkerboard() {
   const board::Rectified pictures = board::Rectify(checkerboardShot->image, shot->image, params);
   rectified = board::EightBits(pictures.board);
   if (dravix::shot::OuterContours(board::LitParts(rectified, params)).empty()) return NoArea();
-  const cv::Mat area = board::LedArea(pictures.measured, params);
-  if (area.empty()) return NoArea();
-  mask = area;
+  const board::Area area = board::LedArea(pictures.measured, params);
+  if (area.mask.empty()) return NoArea();
+  mask = area.mask;
+  outlineExcess = area.excess;
 
   Search search(*this, pictures, params);
   auto best = search.Best();
@@ -250,7 +251,7 @@ std::int32_t CheckerboardDetector::checkborderPrision() {
       const cv::Rect estimate = board::EstimatedCell(grid, column, row);
       const auto place = static_cast<std::size_t>(row) * static_cast<std::size_t>(gridColumns) +
                          static_cast<std::size_t>(column);
-      cells[place] = board::PlacedAtBorder(grid, column, row, estimate, reach, mask);
+      cells[place] = board::PlacedAtBorder(grid, column, row, estimate, reach, mask, outlineExcess);
     }
   }
   return DRAVIX_OK;

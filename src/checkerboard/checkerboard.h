@@ -43,6 +43,9 @@ class CheckerboardDetector {
   const Shot* checkerboardShot = nullptr;  ///< not owned
   const Shot* shot = nullptr;              ///< the measured one; not owned
 
+  cv::Point2d outlineExcess;  ///< how far the mask's outline lies too far out: sides; top
+                              ///< and bottom
+
   // For the picture that ExportCheckerboardResult paints.
   cv::Mat rectified;  ///< CV_8UC1, the checkerboard in the working image
   std::vector<Rejected> rejected;

@@ -36,6 +36,12 @@ struct Reach {
   int Inside() const { return depth + flat; }
 };
 
+/// What a piece of the outline says.
+struct Piece {
+  double share;
+  double excess;
+};
+
 /// Light against the distance from the mask's outline, inwards positive, averaged over columns.
 class Profile {
  public:
@@ -53,8 +59,8 @@ class Profile {
     ++columns_;
   }
 
-  /// Share of the level at the outline that keeps all the light.
-  std::optional<double> Share() const {
+  /// Where the outline that keeps all the light lies, and the light's share of the level there.
+  std::optional<Piece> Measured() const {
     if (columns_ < kLeastColumns || level_ <= 0) return std::nullopt;
     const double dark = *std::min_element(sum_.begin(), sum_.begin() + reach_.depth);
     const Line inside = LevelInside();
@@ -66,7 +72,7 @@ class Profile {
       filled += Fade(d) * (sum_[Index(d)] - dark) / level;
       room += d >= 0 ? Fade(d) : 0.0;
     }
-    return At(room - filled) / level_;
+    return Piece{At(room - filled) / level_, room - filled};
   }
 
  private:
@@ -114,12 +120,12 @@ class Profile {
   int columns_ = 0;
 };
 
-void AddShares(const Strip& strip, int piece, Reach reach, std::vector<double>& shares) {
+void AddPieces(const Strip& strip, int piece, Reach reach, std::vector<Piece>& pieces) {
   // Around the corners light is lost to two sides.
   for (int from = reach.depth; from + piece <= strip.mask.cols - reach.depth; from += piece) {
     Profile profile(reach);
     for (int x = from; x < from + piece; ++x) profile.Add(strip, x);
-    if (const auto share = profile.Share()) shares.push_back(*share);
+    if (const auto measured = profile.Measured()) pieces.push_back(*measured);
   }
 }
 
@@ -138,17 +144,27 @@ Strip Cut(const cv::Mat& light, const cv::Mat& mask, const cv::Mat& level, const
   return strip;
 }
 
+double MedianOf(const std::vector<Piece>& pieces, double Piece::*value, double otherwise) {
+  if (pieces.size() < kLeastPieces) return otherwise;
+  std::vector<double> values;
+  for (const Piece& piece : pieces) values.push_back(piece.*value);
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
 }  // namespace
 
-double ShareAtOutline(const cv::Mat& light, const cv::Mat& mask, const cv::Mat& level,
-                      cv::Size2d cell, double rise) {
+Outline MeasuredOutline(const cv::Mat& light, const cv::Mat& mask, const cv::Mat& level,
+                        cv::Size2d cell, double rise) {
   const cv::Rect box = cv::boundingRect(mask);
   const cv::Point past = box.br();
   const double side = std::min(cell.width, cell.height);
   const int wanted =
       std::clamp(static_cast<int>(kDepth * rise) + kSmoothing, kLeastDepth, kMostDepth);
   const int piece = std::clamp(static_cast<int>(side), kLeastDepth, kLongestPiece);
-  std::vector<double> shares;
+  std::vector<Piece> beside;
+  std::vector<Piece> aboveBelow;
   // Each strip begins `depth` outside and has room for the outline to bend.
   const auto add = [&](int outside, bool upright, bool far) {
     const Reach reach{std::min(wanted, outside), piece};
@@ -158,16 +174,19 @@ double ShareAtOutline(const cv::Mat& light, const cv::Mat& mask, const cv::Mat& 
     const cv::Rect part = upright
                               ? cv::Rect(box.x, (far ? past.y : box.y) + first, box.width, length)
                               : cv::Rect((far ? past.x : box.x) + first, box.y, length, box.height);
-    AddShares(Cut(light, mask, level, part, !upright, far), piece, reach, shares);
+    AddPieces(Cut(light, mask, level, part, !upright, far), piece, reach,
+              upright ? aboveBelow : beside);
   };
   add(box.y, true, false);
   add(mask.rows - past.y, true, true);
   add(box.x, false, false);
   add(mask.cols - past.x, false, true);
-  if (shares.size() < kLeastPieces) return kHalf;
-  const auto middle = shares.begin() + static_cast<std::ptrdiff_t>(shares.size() / 2);
-  std::nth_element(shares.begin(), middle, shares.end());
-  return std::clamp(*middle, kLeastShare, kLargestShare);
+  Outline outline;
+  outline.excess = {MedianOf(beside, &Piece::excess, 0.0),
+                    MedianOf(aboveBelow, &Piece::excess, 0.0)};
+  beside.insert(beside.end(), aboveBelow.begin(), aboveBelow.end());
+  outline.share = std::clamp(MedianOf(beside, &Piece::share, kHalf), kLeastShare, kLargestShare);
+  return outline;
 }
 
 }  // namespace dravix::checkerboard

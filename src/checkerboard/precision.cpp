@@ -8,6 +8,7 @@ namespace dravix::checkerboard {
 namespace {
 
 constexpr double kOneOfFour = 0.25;
+constexpr int kLinesBeyond = 2;  // reaches to either side of a border block
 
 /// Along one axis: where a rectangle begins and ends.
 struct Span {
@@ -84,22 +85,28 @@ double MiddleMean(std::vector<int> edges) {
   return std::accumulate(first, last, 0.0) / static_cast<double>(last - first);
 }
 
+double Inwards(End end, double excess) { return end == End::kFirst ? excess : -excess; }
+
 /// Where the mask begins or ends along x inside `window`, truncated as the inner bounds are;
 /// `otherwise` where it does not reach into it.
-int BoundAlongX(const cv::Mat& mask, const cv::Rect& window, End end, int otherwise) {
+int BoundAlongX(const cv::Mat& mask, const cv::Rect& window, End end, double excess,
+                int otherwise) {
   const cv::Rect inside = window & cv::Rect(0, 0, mask.cols, mask.rows);
   if (inside.empty()) return otherwise;
   const std::vector<int> edges = EdgesOfRows(mask(inside), end);
-  return edges.empty() ? otherwise : static_cast<int>(inside.x + MiddleMean(edges));
+  return edges.empty() ? otherwise
+                       : static_cast<int>(inside.x + MiddleMean(edges) + Inwards(end, excess));
 }
 
-int BoundAlongY(const cv::Mat& mask, const cv::Rect& window, End end, int otherwise) {
+int BoundAlongY(const cv::Mat& mask, const cv::Rect& window, End end, double excess,
+                int otherwise) {
   const cv::Rect inside = window & cv::Rect(0, 0, mask.cols, mask.rows);
   if (inside.empty()) return otherwise;
   cv::Mat turned;
   cv::transpose(mask(inside), turned);
   const std::vector<int> edges = EdgesOfRows(turned, end);
-  return edges.empty() ? otherwise : static_cast<int>(inside.y + MiddleMean(edges));
+  return edges.empty() ? otherwise
+                       : static_cast<int>(inside.y + MiddleMean(edges) + Inwards(end, excess));
 }
 
 }  // namespace
@@ -111,26 +118,29 @@ cv::Rect EstimatedCell(const Grid& grid, int column, int row) {
 }
 
 cv::Rect PlacedAtBorder(const Grid& grid, int column, int row, const cv::Rect& estimate,
-                        cv::Size reach, const cv::Mat& mask) {
-  // Each side is looked for in the block's half on that side and `reach` beyond it.
-  const cv::Size wide(reach.width + estimate.width / 2, estimate.height);
-  const cv::Size high(estimate.width, reach.height + estimate.height / 2);
-  const cv::Point middle(estimate.x + estimate.width / 2, estimate.y + estimate.height / 2);
+                        cv::Size reach, const cv::Mat& mask, cv::Point2d excess) {
+  // Each side is looked for in the block's half on that side and `reach` beyond it, and some way
+  // into the next blocks: a dead LED at the edge of a narrow block must not decide.
+  const cv::Size beside(kLinesBeyond * reach.width, kLinesBeyond * reach.height);
+  const cv::Size wide(reach.width + estimate.width / 2, estimate.height + 2 * beside.height);
+  const cv::Size high(estimate.width + 2 * beside.width, reach.height + estimate.height / 2);
+  const cv::Point corner = estimate.tl() - cv::Point(beside);
+  const cv::Point middle = estimate.tl() + cv::Point(estimate.width / 2, estimate.height / 2);
   cv::Point first = estimate.tl();
   cv::Point past = estimate.br();
   if (column == 0) {
-    const cv::Point corner(estimate.x - reach.width, estimate.y);
-    first.x = BoundAlongX(mask, {corner, wide}, End::kFirst, first.x);
+    const cv::Rect window({estimate.x - reach.width, corner.y}, wide);
+    first.x = BoundAlongX(mask, window, End::kFirst, excess.x, first.x);
   }
   if (column == grid.size.width - 1) {
-    past.x = BoundAlongX(mask, {{middle.x, estimate.y}, wide}, End::kLast, past.x);
+    past.x = BoundAlongX(mask, {{middle.x, corner.y}, wide}, End::kLast, excess.x, past.x);
   }
   if (row == 0) {
-    const cv::Point corner(estimate.x, estimate.y - reach.height);
-    first.y = BoundAlongY(mask, {corner, high}, End::kFirst, first.y);
+    const cv::Rect window({corner.x, estimate.y - reach.height}, high);
+    first.y = BoundAlongY(mask, window, End::kFirst, excess.y, first.y);
   }
   if (row == grid.size.height - 1) {
-    past.y = BoundAlongY(mask, {{estimate.x, middle.y}, high}, End::kLast, past.y);
+    past.y = BoundAlongY(mask, {{corner.x, middle.y}, high}, End::kLast, excess.y, past.y);
   }
   return {first, past};
 }

@@ -27,7 +27,7 @@ struct Grid {
 /// A block at the border of the grid: its outer bounds become those of `mask` around there, which
 /// is looked at `reach` pixels beyond the estimate. Inner blocks come back as they are.
 [[nodiscard]] cv::Rect PlacedAtBorder(const Grid& grid, int column, int row,
-                                      const cv::Rect& estimate, cv::Size reach,
-                                      const cv::Mat& mask);
+                                      const cv::Rect& estimate, cv::Size reach, const cv::Mat& mask,
+                                      cv::Point2d excess = {});
 
 }  // namespace dravix::checkerboard

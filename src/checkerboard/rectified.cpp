@@ -125,14 +125,17 @@ double MeanDistance(const cv::Mat& outer, const cv::Mat& inner) {
 
 /// The same area with its outline where the light falls to a share of the level around there:
 /// vignetting and gradients shift the outline that one level for the whole picture gives.
-cv::Mat AtLocalLevel(const cv::Mat& measured, const cv::Mat& area, const RectifyParams& params) {
+Area AtLocalLevel(const cv::Mat& measured, const cv::Mat& area, const RectifyParams& params) {
   const cv::Mat level = LocalLevel(measured, Inner(area, params.cell), params.cell);
   const cv::Mat rough = AboveShare(measured, level, params.edgeLevelPercent / 100.0, params);
-  if (rough.empty()) return rough;
+  if (rough.empty()) return {area, {}};
   const cv::Mat inner = AboveShare(measured, level, kThreeQuarters, params);
   const double rise = MeanDistance(rough, inner);
-  return AboveShare(measured, level, ShareAtOutline(measured, rough, level, params.cell, rise),
-                    params);
+  const double share = MeasuredOutline(measured, rough, level, params.cell, rise).share;
+  const cv::Mat mask = AboveShare(measured, level, share, params);
+  if (mask.empty()) return {area, {}};
+  // What is left comes from the closing, which bridges the gaps between the outermost LEDs.
+  return {mask, MeasuredOutline(measured, mask, level, params.cell, rise).excess};
 }
 
 }  // namespace
@@ -154,11 +157,10 @@ cv::Mat LitParts(const cv::Mat& grey, const RectifyParams& params) {
   return OnlyExpected(ClosedThenOpened(lit, params.kernel), params);
 }
 
-cv::Mat LedArea(const cv::Mat& measured, const RectifyParams& params) {
+Area LedArea(const cv::Mat& measured, const RectifyParams& params) {
   const cv::Mat first = LargestFilled(LitParts(EightBits(measured), params));
   if (first.empty()) return {};
-  const cv::Mat second = AtLocalLevel(measured, first, params);
-  return second.empty() ? first : second;
+  return AtLocalLevel(measured, first, params);
 }
 
 }  // namespace dravix::checkerboard

@@ -34,7 +34,12 @@ struct Rectified {
 /// outside the place where the LEDs are expected.
 [[nodiscard]] cv::Mat LitParts(const cv::Mat& grey, const RectifyParams& params);
 
-/// CV_8UC1 mask of the LED area: the largest lit outline, filled. Empty when there is none.
-[[nodiscard]] cv::Mat LedArea(const cv::Mat& measured, const RectifyParams& params);
+struct Area {
+  cv::Mat mask;        ///< CV_8UC1; empty when nothing is lit
+  cv::Point2d excess;  ///< pixels that its outline lies too far out: sides; top and bottom
+};
+
+/// The LED area: the largest lit outline, filled.
+[[nodiscard]] Area LedArea(const cv::Mat& measured, const RectifyParams& params);
 
 }  // namespace dravix::checkerboard

@@ -113,6 +113,16 @@ TEST(PlacedAtBorder, ASingleLedThatSticksOutDoesNotMoveTheBound) {
   EXPECT_EQ(blocks.Placed(0, 0).x, 100);
 }
 
+TEST(PlacedAtBorder, TheMasksExcessIsTakenOff) {
+  const Blocks blocks;
+  const cv::Rect cell = EstimatedCell(blocks.Whole(), 0, 0);
+  EXPECT_EQ(PlacedAtBorder(blocks.Whole(), 0, 0, cell, {5, 5}, blocks.mask, {2.0, 3.0}).tl(),
+            cv::Point(102, 103));
+  const cv::Rect last = EstimatedCell(blocks.Whole(), 2, 2);
+  EXPECT_EQ(PlacedAtBorder(blocks.Whole(), 2, 2, last, {5, 5}, blocks.mask, {2.0, 3.0}).br(),
+            cv::Point(158, 157));
+}
+
 TEST(PlacedAtBorder, WithoutMaskTheEstimateStays) {
   Blocks blocks;
   blocks.mask.setTo(0);

@@ -60,13 +60,13 @@ TEST(LitParts, KeepsOnlyWhatLiesWhereTheScreenIsExpected) {
 TEST(LedArea, IsTheScreenFilled) {
   cv::Mat picture = Screen(1000);
   picture(cv::Rect(100, 100, 30, 30)).setTo(0);  // a dead part inside
-  const cv::Mat mask = LedArea(picture, ParamsFor({400, 300}));
+  const cv::Mat mask = LedArea(picture, ParamsFor({400, 300})).mask;
   EXPECT_EQ(BoundsOf(mask), cv::Rect(30, 23, 340, 254));
   EXPECT_EQ(cv::countNonZero(mask), 340 * 254);
 }
 
 TEST(LedArea, OfADarkPictureIsEmpty) {
-  EXPECT_TRUE(LedArea(Screen(0), ParamsFor({400, 300})).empty());
+  EXPECT_TRUE(LedArea(Screen(0), ParamsFor({400, 300})).mask.empty());
 }
 
 TEST(LedArea, EndsAtHalfTheLevelAroundAlsoWhereTheLightFallsOff) {
@@ -75,7 +75,7 @@ TEST(LedArea, EndsAtHalfTheLevelAroundAlsoWhereTheLightFallsOff) {
   for (int x = 0; x < picture.cols; ++x) picture.col(x) *= 1 - 0.5 * x / picture.cols;
   cv::GaussianBlur(picture, picture, {0, 0}, 6);
   picture.convertTo(picture, CV_16U);
-  const cv::Rect bounds = BoundsOf(LedArea(picture, ParamsFor({400, 300})));
+  const cv::Rect bounds = BoundsOf(LedArea(picture, ParamsFor({400, 300})).mask);
   EXPECT_NEAR(bounds.x, 30, 1);
   EXPECT_NEAR(bounds.br().x, 370, 1);
 }
@@ -83,7 +83,7 @@ TEST(LedArea, EndsAtHalfTheLevelAroundAlsoWhereTheLightFallsOff) {
 TEST(LedArea, ATinyPictureIsNoTrouble) {
   cv::Mat picture(4, 5, CV_16UC1, cv::Scalar(0));
   picture.at<std::uint16_t>(2, 2) = 100;
-  EXPECT_NO_THROW(static_cast<void>(LedArea(picture, ParamsFor({5, 4}))));
+  EXPECT_NO_THROW(static_cast<void>(LedArea(picture, ParamsFor({5, 4})).mask));
 }
 
 }  // namespace
