@@ -36,12 +36,14 @@ std::pair<std::vector<int>, int> Clusters(const std::vector<double>& values, dou
 
 std::pair<std::vector<int>, int> Columns(const std::vector<cv::Rect>& rects, double gap) {
   std::vector<double> centres;
+  centres.reserve(rects.size());
   for (const cv::Rect& r : rects) centres.push_back(r.x + 0.5 * r.width);
   return Clusters(centres, gap);
 }
 
 std::pair<std::vector<int>, int> Rows(const std::vector<cv::Rect>& rects, double gap) {
   std::vector<double> centres;
+  centres.reserve(rects.size());
   for (const cv::Rect& r : rects) centres.push_back(r.y + 0.5 * r.height);
   return Clusters(centres, gap);
 }
@@ -50,7 +52,9 @@ std::pair<std::vector<int>, int> Rows(const std::vector<cv::Rect>& rects, double
 void Assign(const std::vector<cv::Rect>& rects, const std::vector<int>& column,
             const std::vector<int>& row, int columns, Placement& placement) {
   for (std::size_t i = 0; i < rects.size(); ++i) {
-    std::int32_t& at = placement.index[static_cast<std::size_t>(row[i] * columns + column[i])];
+    std::int32_t& at =
+        placement.index[static_cast<std::size_t>(row[i]) * static_cast<std::size_t>(columns) +
+                        static_cast<std::size_t>(column[i])];
     const auto mine = static_cast<std::int32_t>(i);
     if (at < 0) {
       at = mine;
@@ -137,7 +141,8 @@ const cv::Rect* Nearest(const std::vector<cv::Rect>& rects, const std::vector<st
     for (int d = first; d < count; d += 2) {
       for (const int way : {-d, d}) {
         if (position + way < 0 || position + way >= count) continue;
-        const std::int32_t i = index[static_cast<std::size_t>(place + way * step)];
+        const std::int32_t i =
+            index[static_cast<std::size_t>(std::int64_t{place} + std::int64_t{way} * step)];
         if (i >= 0) return &rects[static_cast<std::size_t>(i)];
       }
     }

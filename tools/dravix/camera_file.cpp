@@ -165,7 +165,7 @@ cv::Mat ReadRaw(const std::string& name, cv::Size size) {
                                  std::to_string(expected) + " (" + std::to_string(size.width) +
                                  " x " + std::to_string(size.height) + " samples of 2 bytes)");
   }
-  const cv::Mat samples = BImage::ReadOrvelRaw(name, size.height, size.width);
+  cv::Mat samples = BImage::ReadOrvelRaw(name, size.height, size.width);
   if (samples.empty()) throw InputFailure(name, "cannot be read: " + TakeLibraryError());
   return samples;
 }
