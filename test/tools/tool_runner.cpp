@@ -33,6 +33,15 @@ int ExitOf(int status) {
 #endif
 }
 
+/// What the program printed; on Windows lines end in two characters.
+std::string Printed(const std::string& fullname) {
+  std::string text = Slurp(fullname);
+#ifdef _WIN32
+  std::erase(text, '\r');
+#endif
+  return text;
+}
+
 }  // namespace
 
 Outcome RunTool(const std::vector<std::string>& words) {
@@ -46,8 +55,8 @@ Outcome RunTool(const std::vector<std::string>& words) {
 #endif
   Outcome outcome;
   outcome.exit = ExitOf(std::system(command.c_str()));  // NOLINT(cert-env33-c)
-  outcome.out = Slurp(folder.File("out"));
-  outcome.err = Slurp(folder.File("err"));
+  outcome.out = Printed(folder.File("out"));
+  outcome.err = Printed(folder.File("err"));
   return outcome;
 }
 

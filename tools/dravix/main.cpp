@@ -32,6 +32,8 @@ std::string VersionText() {
 }
 
 void Assemble(CLI::App& program) {
+  // A name may begin with a slash, on every system.
+  program.allow_windows_style_options(false);
   program.require_subcommand(1);
   program.fallthrough();
   program.footer(std::string("Example, from a simulated photograph to a picture:\n"
