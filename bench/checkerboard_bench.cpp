@@ -17,7 +17,7 @@ void DetectSized(benchmark::State& state) {
   const cv::Size working = dravix::extractor::WorkingSize(board.image.size(), extractor.warpScale);
   const cv::Mat transform = dravix::extractor::WorkingFromPhoto(measured.truth.cornerPixels,
                                                                 extractor.TargetRectangle(working));
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     CheckerboardDetector detector;
     detector.SetImage(&board, &measured.shot);
     detector.SetParam(measured.truth.grid, working, transform);

@@ -9,7 +9,7 @@ namespace {
 void RenderSized(benchmark::State& state) {
   const auto scene = dravix::sim::SizedScene(static_cast<double>(state.range(0)));
   const auto pixels = dravix::sim::PhotoSizeOf(scene).area();
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const auto photograph = dravix::sim::Render(scene);
     benchmark::DoNotOptimize(photograph.shot.image.data);
   }

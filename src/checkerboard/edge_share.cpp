@@ -46,7 +46,9 @@ struct Piece {
 class Profile {
  public:
   explicit Profile(Reach reach)
-      : reach_(reach), sum_(static_cast<std::size_t>(reach.depth + reach.Inside()), 0.0) {}
+      : reach_(reach),
+        sum_(static_cast<std::size_t>(reach.depth) + static_cast<std::size_t>(reach.Inside()),
+             0.0) {}
 
   void Add(const Strip& strip, int column) {
     int edge = 0;
@@ -80,7 +82,9 @@ class Profile {
     double at, slope;
   };
 
-  std::size_t Index(int d) const { return static_cast<std::size_t>(d + reach_.depth); }
+  std::size_t Index(int d) const {
+    return static_cast<std::size_t>(std::ptrdiff_t{d} + reach_.depth);
+  }
   /// 0 to 1 across the flat part.
   double Flat(int d) const { return (d + 0.5 - reach_.depth) / reach_.flat; }
   /// 1 up to the flat part, then gently to 0, so that it does not matter whether the sum ends on an
@@ -147,6 +151,7 @@ Strip Cut(const cv::Mat& light, const cv::Mat& mask, const cv::Mat& level, const
 double MedianOf(const std::vector<Piece>& pieces, double Piece::*value, double otherwise) {
   if (pieces.size() < kLeastPieces) return otherwise;
   std::vector<double> values;
+  values.reserve(pieces.size());
   for (const Piece& piece : pieces) values.push_back(piece.*value);
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());

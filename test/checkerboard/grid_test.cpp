@@ -49,10 +49,10 @@ TEST(PlaceInGrid, PutsEveryRectangleWhereItIs) {
   const auto placement = board.Placed();
   ASSERT_TRUE(placement);
   EXPECT_EQ(placement->missing, 0);
+  std::size_t place = 0;
   for (int r = 0; r < 4; ++r) {
     for (int c = 0; c < 5; ++c) {
-      const auto i =
-          static_cast<std::size_t>(placement->index[static_cast<std::size_t>(r * 5 + c)]);
+      const auto i = static_cast<std::size_t>(placement->index[place++]);
       EXPECT_EQ(board.rects[i], Board::At(c, r));
     }
   }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+
 namespace dravix::checkerboard {
 namespace {
 
@@ -17,7 +19,9 @@ struct Blocks {
     mask(cv::Rect(100, 100, 60, 60)).setTo(255);
   }
   Grid Whole() const { return {{3, 3}, rects, index}; }
-  cv::Rect& At(int c, int r) { return rects[static_cast<std::size_t>(3 * r + c)]; }
+  cv::Rect& At(int c, int r) {
+    return rects.at(static_cast<std::size_t>(std::ptrdiff_t{3} * r + c));
+  }
   cv::Rect Placed(int c, int r) const {
     return PlacedAtBorder(Whole(), c, r, EstimatedCell(Whole(), c, r), {5, 5}, mask);
   }
