@@ -246,13 +246,17 @@ std::int32_t CheckerboardDetector::checkborderPrision() {
   const cv::Size2d cell = ExpectedCell(*this);
   const cv::Size reach(std::max(kSmallestKernel, static_cast<int>(kReach * cell.width)),
                        std::max(kSmallestKernel, static_cast<int>(kReach * cell.height)));
+  std::vector<cv::Rect> border;
   for (int row = 0; row < gridRows; ++row) {
     for (int column = 0; column < gridColumns; ++column) {
       const cv::Rect estimate = board::EstimatedCell(grid, column, row);
       const auto place = static_cast<std::size_t>(row) * static_cast<std::size_t>(gridColumns) +
                          static_cast<std::size_t>(column);
       cells[place] = board::PlacedAtBorder(grid, column, row, estimate, reach, mask, outlineExcess);
+      if (board::IsBorder(grid, column, row)) border.push_back(cells[place]);
     }
   }
+  // Only now: blocks are placed by the outline as it was found.
+  for (const cv::Rect& block : border) board::FillEmptyColumns(block, mask);
   return DRAVIX_OK;
 }

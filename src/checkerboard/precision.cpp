@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <numeric>
 
 namespace dravix::checkerboard {
@@ -143,6 +144,26 @@ cv::Rect PlacedAtBorder(const Grid& grid, int column, int row, const cv::Rect& e
     past.y = BoundAlongY(mask, {{corner.x, middle.y}, high}, End::kLast, excess.y, past.y);
   }
   return {first, past};
+}
+
+void FillEmptyColumns(const cv::Rect& block, cv::Mat& mask) {
+  if (block.empty() || (block & cv::Rect(0, 0, mask.cols, mask.rows)) != block) return;
+  const cv::Mat inside = mask(block);
+  cv::Mat most;
+  cv::reduce(inside, most, 0, cv::REDUCE_MAX);
+  std::vector<int> filled;
+  for (int x = 0; x < block.width; ++x) {
+    if (most.at<uchar>(0, x) != 0) filled.push_back(x);
+  }
+  if (filled.empty()) return;
+  std::size_t nearest = 0;
+  for (int x = 0; x < block.width; ++x) {
+    while (nearest + 1 < filled.size() &&
+           std::abs(filled[nearest + 1] - x) < std::abs(filled[nearest] - x)) {
+      ++nearest;
+    }
+    if (filled[nearest] != x) inside.col(filled[nearest]).copyTo(inside.col(x));
+  }
 }
 
 }  // namespace dravix::checkerboard

@@ -20,6 +20,11 @@ struct Grid {
   }
 };
 
+/// True for a block of the first or last row or column.
+[[nodiscard]] inline bool IsBorder(const Grid& grid, int column, int row) {
+  return column == 0 || row == 0 || column == grid.size.width - 1 || row == grid.size.height - 1;
+}
+
 /// The block's rectangle: inner bounds as the mean of four edges, outer ones as the rectangle's
 /// own.
 [[nodiscard]] cv::Rect EstimatedCell(const Grid& grid, int column, int row);
@@ -29,5 +34,11 @@ struct Grid {
 [[nodiscard]] cv::Rect PlacedAtBorder(const Grid& grid, int column, int row,
                                       const cv::Rect& estimate, cv::Size reach, const cv::Mat& mask,
                                       cv::Point2d excess = {});
+
+/// Gives every column of a border block mask pixels, since each is measured on its own: the outline
+/// goes in between two LEDs, and a bound at its mean leaves columns there without any. Such a
+/// column takes the pixels of the nearest one that has some. A block without mask, or one outside
+/// it, stays.
+void FillEmptyColumns(const cv::Rect& block, cv::Mat& mask);
 
 }  // namespace dravix::checkerboard

@@ -141,5 +141,28 @@ TEST(PlacedAtBorder, AnEstimateOutsideTheMaskStays) {
   EXPECT_EQ(blocks.Placed(2, 2), blocks.At(2, 2));
 }
 
+TEST(FillEmptyColumns, AColumnTakesTheNearestOnesPixels) {
+  const cv::Mat before = (cv::Mat_<uchar>(3, 7) << 0, 0, 9, 0, 0, 0, 0,  //
+                          0, 0, 9, 0, 0, 7, 0,                           //
+                          0, 0, 0, 0, 0, 0, 0);
+  const cv::Mat after = (cv::Mat_<uchar>(3, 7) << 0, 9, 9, 9, 0, 0, 0,  //
+                         0, 9, 9, 9, 7, 7, 0,                           //
+                         0, 0, 0, 0, 0, 0, 0);
+  cv::Mat mask = before.clone();
+  FillEmptyColumns({1, 0, 5, 3}, mask);
+  EXPECT_EQ(cv::countNonZero(mask != after), 0) << mask;
+}
+
+TEST(FillEmptyColumns, BlocksWithoutMaskAndBlocksOutsideStay) {
+  cv::Mat mask = cv::Mat::zeros(10, 10, CV_8UC1);
+  mask.at<uchar>(9, 9) = 255;
+  const cv::Mat before = mask.clone();
+  for (const cv::Rect& block :
+       {cv::Rect(0, 0, 5, 5), cv::Rect(5, 5, 6, 6), cv::Rect(-1, 0, 3, 3), cv::Rect()}) {
+    FillEmptyColumns(block, mask);
+    EXPECT_EQ(cv::countNonZero(mask != before), 0) << block;
+  }
+}
+
 }  // namespace
 }  // namespace dravix::checkerboard
