@@ -274,6 +274,19 @@ TEST(Convert, DamagedMetadataFileIsNamed) {
             std::string::npos);
 }
 
+// As a signed number this one is -1.
+TEST(Convert, HugeNumberInMetadataIsRefused) {
+  const TempDir folder;
+  ASSERT_TRUE(cv::imwrite(folder.File("p.png"), cv::Mat(2, 2, CV_8UC1, cv::Scalar(7))));
+  Spill(folder.File("m.json"), R"({"layer": {"index": 18446744073709551615}})");
+  const Outcome outcome = RunTool({"convert", folder.File("p.png"), folder.File("p.shot"),
+                                   "--metadata", folder.File("m.json")});
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_NE(outcome.err.find("layer.index: found 18446744073709551615, expected a 32-bit whole"),
+            std::string::npos)
+      << outcome.err;
+}
+
 TEST(Convert, DamagedPictureLeavesTheOldShot) {
   const TempDir folder;
   Spill(folder.File("old.shot"), "precious");

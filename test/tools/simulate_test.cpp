@@ -123,9 +123,21 @@ INSTANTIATE_TEST_SUITE_P(
         BadScene{"OutOfRange", R"({"pose": {"pitch": 1e9}})", "expected a number from 1 to 64"},
         BadScene{"NotWhole", R"({"screen": {"led_width": 3.5}})", "expected a whole number"},
         BadScene{"WrongName", R"({"sensor": {"mosaic": "rgbg"}})", "expected one of none rggb"},
+        BadScene{"NegativeSeed", R"({"seed": -1})", ".seed: found -1, expected a whole number"},
+        BadScene{"NumberAsText", R"({"name": 3})", ".name: found 3, expected a text"},
+        BadScene{"NumberAsType", R"({"metadata": {"type": 3}})", "expected a plane type"},
         BadScene{"WrongPoint", R"({"reflection": {"centre": [1]}})", "expected points [x, y]"},
         BadScene{"TooLarge", R"({"sensor": {"width": 60000, "height": 60000}})", "250 megapixels"}),
     [](const auto& test) { return std::string(test.param.name); });
+
+TEST(Simulate, NumbersBeyondAllMeasureAreRefused) {
+  const TempDir folder;
+  for (const char* pitch : {"1e300", "-1e300", "nan", "inf"}) {
+    const Outcome outcome = RunTool({"simulate", folder.File("a.shot"), "--pitch", pitch});
+    EXPECT_EQ(outcome.exit, 2) << pitch;
+    EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  }
+}
 
 TEST(Simulate, FailureKeepsTheOldPhotograph) {
   const TempDir folder;

@@ -1,4 +1,5 @@
 #include <array>
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <string>
@@ -100,8 +101,10 @@ void Put(Json& json, std::string path, const Json& value) {
 
 /// Whole numbers as such, so that a field of whole numbers takes them.
 Json NumberJson(double value) {
-  const auto whole = static_cast<std::int64_t>(value);
-  if (static_cast<double>(whole) == value) return whole;
+  constexpr double kMostExact = 9007199254740992.0;  // 2^53
+  if (std::abs(value) <= kMostExact && std::floor(value) == value) {
+    return static_cast<std::int64_t>(value);
+  }
   return value;
 }
 

@@ -9,6 +9,7 @@
 
 #include "failure.h"
 #include "files.h"
+#include "json_fields.h"
 #include "library_result.h"
 #include "text_values.h"
 
@@ -65,70 +66,39 @@ void AddGroup(Json& json, const char* name, std::optional<Group> group) {
   json[name] = std::move(fields);
 }
 
-/// Where a value stands, for messages: "meta.json: pattern.loc_x".
-class Reader {
- public:
-  Reader(std::string where, const Json& json) : where_(std::move(where)), json_(json) {
-    if (!json_.is_object()) throw UsageFailure(where_ + ": expected an object with named fields");
-  }
-
-  void operator()(const char* name, std::int32_t& value) {
-    const Json* found = Find(name);
+struct FromJson {
+  JsonFields& fields;
+  void operator()(const char* name, std::int32_t& value) const {
+    const Json* found = fields.Find(name);
     if (found == nullptr) return;
-    if (!found->is_number_integer() || found->get<std::int64_t>() < INT32_MIN ||
-        found->get<std::int64_t>() > INT32_MAX) {
-      throw Wrong(name, "a 32-bit whole number");
+    if (!IsWholeWithin(*found, INT32_MIN, INT32_MAX)) {
+      throw fields.Wrong(name, "a 32-bit whole number");
     }
     value = found->get<std::int32_t>();
   }
-  void operator()(const char* name, float& value) {
-    const Json* found = Find(name);
+  void operator()(const char* name, float& value) const {
+    const Json* found = fields.Find(name);
     if (found == nullptr) return;
-    if (!found->is_number()) throw Wrong(name, "a number");
+    if (!found->is_number()) throw fields.Wrong(name, "a number");
     value = found->get<float>();
   }
-  void operator()(const char* name, char (&value)[64]) {
-    const Json* found = Find(name);
+  void operator()(const char* name, char (&value)[64]) const {
+    const Json* found = fields.Find(name);
     if (found == nullptr) return;
-    if (!found->is_string()) throw Wrong(name, "a text");
+    if (!found->is_string()) throw fields.Wrong(name, "a text");
     const auto& text = found->get_ref<const std::string&>();
-    if (text.size() >= sizeof value) throw Wrong(name, "a text of at most 63 bytes");
+    if (text.size() >= sizeof value) throw fields.Wrong(name, "a text of at most 63 bytes");
     std::fill(std::begin(value), std::end(value), '\0');
     std::copy(text.begin(), text.end(), value);
   }
-
-  /// Fails when a name was there that no field took.
-  void Finish() const {
-    for (const auto& [name, value] : json_.items()) {
-      if (std::find(known_.begin(), known_.end(), name) != known_.end()) continue;
-      std::string names;
-      for (const auto& known : known_) names += " " + known;
-      throw UsageFailure(where_ + "." + name + ": unknown, expected one of" + names);
-    }
-  }
-
- private:
-  const Json* Find(const char* name) {
-    known_.emplace_back(name);
-    const auto found = json_.find(name);
-    return found == json_.end() ? nullptr : &*found;
-  }
-  [[nodiscard]] Failure Wrong(const char* name, const char* expected) const {
-    return UsageFailure(where_ + "." + name + ": found " + json_[name].dump() + ", expected " +
-                        expected);
-  }
-
-  std::string where_;
-  const Json& json_;
-  std::vector<std::string> known_;
 };
 
 template <class Group>
 Group GroupOf(const std::string& where, const Json& json, const std::optional<Group>& present) {
   Group group = present.value_or(Group{});
-  Reader reader(where, json);
-  Visit(group, reader);
-  reader.Finish();
+  JsonFields fields(where, json);
+  Visit(group, FromJson{fields});
+  fields.RequireAllKnown();
   return group;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "failure.h"
+#include "json_fields.h"
 #include "text_values.h"
 
 namespace dravix::tool {
@@ -23,6 +24,7 @@ constexpr Range kPixels{0, 65536};
 constexpr Range kPlace{-65536, 65536};
 constexpr Range kWhole{-2147483648.0, 2147483647.0};
 constexpr Range kLevel{0, 1e6};
+constexpr double kMaxSeed = 18446744073709551615.0;
 
 constexpr std::array kDefocusNames = {"disk", "gaussian"};
 constexpr std::array kMosaicNames = {"none", "rggb", "bggr", "grbg", "gbrg"};
@@ -121,118 +123,97 @@ struct Writer {
   }
 };
 
-class Reader {
- public:
-  Reader(std::string where, const Json& json) : where_(std::move(where)), json_(json) {
-    if (!json_.is_object()) throw UsageFailure(where_ + ": expected an object with named fields");
-  }
+struct Reader {
+  JsonFields& fields;
 
   template <class T>
   void operator()(const char* name, T& value, const Range& range) {
-    const Json* found = Find(name);
+    const Json* found = fields.Find(name);
     if (found == nullptr) return;
-    const bool fits = std::is_integral_v<T> ? found->is_number_integer() : found->is_number();
-    if (!fits || !(found->get<double>() >= range.low) || !(found->get<double>() <= range.high)) {
-      throw Wrong(name, std::string(std::is_integral_v<T> ? "a whole number" : "a number") +
-                            " from " + NumberText(range.low) + " to " + NumberText(range.high));
+    const bool fits = found->is_number() && found->get<double>() >= range.low &&
+                      found->get<double>() <= range.high;
+    if (!fits || (std::is_integral_v<T> && !found->is_number_integer())) {
+      throw fields.Wrong(name, std::string(std::is_integral_v<T> ? "a whole number" : "a number") +
+                                   " from " + NumberText(range.low) + " to " +
+                                   NumberText(range.high));
     }
     value = found->get<T>();
   }
   template <class E, std::size_t N>
   void operator()(const char* name, E& value, const std::array<const char*, N>& names) {
-    const Json* found = Find(name);
+    const Json* found = fields.Find(name);
     if (found == nullptr) return;
     const auto at = std::find_if(names.begin(), names.end(),
                                  [&](const char* known) { return *found == known; });
     if (at == names.end()) {
       std::string known;
       for (const char* each : names) known += std::string(" ") + each;
-      throw Wrong(name, "one of" + known);
+      throw fields.Wrong(name, "one of" + known);
     }
     value = static_cast<E>(at - names.begin());
   }
   void operator()(const char* name, bool& value) {
-    const Json* found = Find(name);
+    const Json* found = fields.Find(name);
     if (found == nullptr) return;
-    if (!found->is_boolean()) throw Wrong(name, "true or false");
+    if (!found->is_boolean()) throw fields.Wrong(name, "true or false");
     value = found->get<bool>();
   }
   void operator()(const char* name, std::string& value) {
-    const Json* found = Find(name);
-    if (found == nullptr) return;
-    if (!found->is_string()) throw Wrong(name, "a text");
-    value = found->get<std::string>();
+    if (const Json* found = FindText(name, "a text")) value = found->get<std::string>();
   }
   void operator()(const char* name, std::uint64_t& value) {
-    const Json* found = Find(name);
+    const Json* found = fields.Find(name);
     if (found == nullptr) return;
-    if (!found->is_number_integer() ||
-        (found->is_number_integer() && !found->is_number_unsigned() &&
-         found->get<std::int64_t>() < 0)) {
-      throw Wrong(name, "a whole number, 0 or more");
-    }
+    if (!IsWholeWithin(*found, 0, kMaxSeed)) throw fields.Wrong(name, "a whole number, 0 or more");
     value = found->get<std::uint64_t>();
   }
   void operator()(const char* name, std::uint32_t& type) {
-    const Json* found = Find(name);
-    if (found == nullptr) return;
-    if (!found->is_string()) throw Wrong(name, "a plane type such as CIE_Y");
-    type = ParseType(where_ + "." + name, found->get<std::string>());
+    const Json* found = FindText(name, "a plane type such as CIE_Y");
+    if (found != nullptr) type = ParseType(fields.Place(name), found->get<std::string>());
   }
   template <class T>
   void operator()(const char* name, cv::Point_<T>& point) {
-    const Json* found = Find(name);
+    const Json* found = fields.Find(name);
     if (found != nullptr) point = PointOf<T>(name, *found);
   }
   void operator()(const char* name, std::vector<cv::Point>& points) {
-    const Json* found = Find(name);
+    const Json* found = fields.Find(name);
     if (found == nullptr) return;
-    if (!found->is_array()) throw Wrong(name, "a list of points [x, y]");
+    if (!found->is_array()) throw fields.Wrong(name, "a list of points [x, y]");
     points.clear();
     for (const Json& point : *found) points.push_back(PointOf<int>(name, point));
   }
   template <class G>
   void Group(const char* name, G& group) {
-    const Json* found = Find(name);
-    if (found == nullptr) return;
-    Reader inner(where_ + "." + name, *found);
-    Visit(group, inner);
-    inner.Finish();
+    const Json* found = fields.Find(name);
+    if (found != nullptr) ReadGroup(fields.Place(name), *found, group);
   }
-  void Finish() const {
-    for (const auto& [name, value] : json_.items()) {
-      if (std::find(known_.begin(), known_.end(), name) != known_.end()) continue;
-      std::string names;
-      for (const auto& known : known_) names += " " + known;
-      throw UsageFailure(where_ + "." + name + ": unknown, expected one of" + names);
-    }
+
+  template <class G>
+  static void ReadGroup(const std::string& where, const Json& json, G& group) {
+    JsonFields fields(where, json);
+    Reader reader{fields};
+    Visit(group, reader);
+    fields.RequireAllKnown();
   }
 
  private:
-  const Json* Find(const char* name) {
-    known_.emplace_back(name);
-    const auto found = json_.find(name);
-    return found == json_.end() ? nullptr : &*found;
+  const Json* FindText(const char* name, const char* expected) {
+    const Json* found = fields.Find(name);
+    if (found != nullptr && !found->is_string()) throw fields.Wrong(name, expected);
+    return found;
   }
   template <class T>
   cv::Point_<T> PointOf(const char* name, const Json& json) const {
     const bool isPoint = json.is_array() && json.size() == 2;
-    for (int i = 0; isPoint && i < 2; ++i) {
-      const Json& value = json[static_cast<std::size_t>(i)];
-      const bool fits = std::is_integral_v<T> ? value.is_number_integer() : value.is_number();
-      if (!fits || std::abs(value.get<double>()) > kPlace.high) throw Wrong(name, "points [x, y]");
+    for (std::size_t i = 0; isPoint && i < 2; ++i) {
+      const bool fits = std::is_integral_v<T> ? json[i].is_number_integer() : json[i].is_number();
+      if (!fits || std::abs(json[i].get<double>()) > kPlace.high)
+        throw fields.Wrong(name, "points [x, y]");
     }
-    if (!isPoint) throw Wrong(name, "points [x, y]");
+    if (!isPoint) throw fields.Wrong(name, "points [x, y]");
     return {json[0].get<T>(), json[1].get<T>()};
   }
-  [[nodiscard]] Failure Wrong(const char* name, const std::string& expected) const {
-    return UsageFailure(where_ + "." + name + ": found " + json_[name].dump() + ", expected " +
-                        expected);
-  }
-
-  std::string where_;
-  const Json& json_;
-  std::vector<std::string> known_;
 };
 
 }  // namespace
@@ -245,9 +226,7 @@ Json SceneJson(const sim::Scene& scene) {
 }
 
 void ApplyScene(const std::string& where, const Json& json, sim::Scene& scene) {
-  Reader reader(where, json);
-  Visit(scene, reader);
-  reader.Finish();
+  Reader::ReadGroup(where, json, scene);
 }
 
 void RequireReasonable(const std::string& where, const sim::Scene& scene) {
