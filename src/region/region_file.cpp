@@ -19,7 +19,7 @@ using dravix::region::IsEmpty;
 // Some lines carry the class's older name; hosts look for these texts.
 constexpr base::SaveTexts kSaveTexts = {".roi", "RegionOI::Save--Error :: ext filename mismatch.",
                                         "LedRegion::Save -- Failed to Open file. fullname = ",
-                                        "LedRegion::Save -- Failed to Write file. fullname = "};
+                                        "LedRegion::Save -- Failed to write file. fullname = "};
 constexpr base::LoadTexts kLoadTexts = {".roi", "LedRegion::Load--Error :: ext filename mismatch.",
                                         "LedRegion::Load -- Failed to Open file. fullname = "};
 constexpr base::HeaderTexts kFileHeaderTexts = {"LedRegion::Load -- Error file endianness.",

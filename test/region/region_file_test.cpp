@@ -169,7 +169,7 @@ TEST(RegionFile, FullDiskIsAFailureWithOneErrorLine) {
   const LogCapture log;
   EXPECT_EQ(Expected().Save(name), 4);
   EXPECT_THAT(log.Errors(),
-              ElementsAre("LedRegion::Save -- Failed to Write file. fullname = " + name));
+              ElementsAre("LedRegion::Save -- Failed to write file. fullname = " + name));
 }
 #endif
 
