@@ -1,5 +1,5 @@
-# Packs BUILD's install tree, unpacks it in a clean folder and uses it from there: the tool, and hosts that are
-# compiled against the unpacked package alone.
+# Packs BUILD's install tree, unpacks it in a clean folder and uses it from there: the DLL and the tool by the test
+# programs TESTS, and hosts that are compiled against the unpacked package alone.
 set(work "${BUILD}/archive-test")
 file(REMOVE_RECURSE ${work})
 file(MAKE_DIRECTORY ${work}/packed ${work}/unpacked)
@@ -22,6 +22,23 @@ set(ENV{DRAVIX_WINDOWS_DLLS} "")
 execute_process(COMMAND ${EMULATOR} ${package}/bin/dravix.exe --version
                 OUTPUT_VARIABLE version COMMAND_ERROR_IS_FATAL ANY)
 message("dravix.exe --version: ${version}")
+
+# Beside the archive's DLLs, so that the test programs load these.
+execute_process(COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${OBJDUMP} -DLIST=${EXPORTS} -DDLL=${package}/bin/dravix.dll
+                        -P ${CMAKE_CURRENT_LIST_DIR}/exports.cmake COMMAND_ERROR_IS_FATAL ANY)
+set(ENV{DRAVIX_TOOL} ${package}/bin/dravix.exe)
+foreach(test IN LISTS TESTS)
+  file(COPY ${test} DESTINATION ${package}/bin)
+  get_filename_component(name ${test} NAME)
+  execute_process(COMMAND ${EMULATOR} ${package}/bin/${name} WORKING_DIRECTORY ${work}
+                  OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE failed)
+  file(REMOVE ${package}/bin/${name})
+  if(failed)
+    message(FATAL_ERROR "${name} fails with what the archive holds:\n${output}")
+  endif()
+  string(REGEX MATCH "\\[  PASSED  \\] ([0-9]+) tests" passed "${output}")
+  message("${name} with what the archive holds: ${CMAKE_MATCH_1} passed")
+endforeach()
 
 execute_process(COMMAND ${CMAKE_COMMAND} -G Ninja -S ${SOURCE}/examples/windows -B ${work}/hosts
                         -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -DDRAVIX_WINDOWS_DEPS=${package}
