@@ -4,7 +4,13 @@ set(work "${BUILD}/archive-test")
 file(REMOVE_RECURSE ${work})
 file(MAKE_DIRECTORY ${work}/packed ${work}/unpacked)
 
-execute_process(COMMAND ${CPACK} -G ZIP -B ${work}/packed --config ${BUILD}/CPackConfig.cmake
+# As the documentation says it is done; a build in another folder has no preset.
+if(BUILD STREQUAL "${SOURCE}/build/windows")
+  set(build_to_pack --preset windows)
+else()
+  set(build_to_pack -G ZIP --config ${BUILD}/CPackConfig.cmake)
+endif()
+execute_process(COMMAND ${CPACK} ${build_to_pack} -B ${work}/packed WORKING_DIRECTORY ${SOURCE}
                 OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 file(GLOB archive ${work}/packed/*.zip)
 list(LENGTH archive count)
