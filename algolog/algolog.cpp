@@ -8,25 +8,9 @@
 #include <memory>
 #include <string>
 
+#include "algolog/formatted.h"
+
 namespace {
-
-#if defined(__GNUC__)
-#define DRAVIX_FORMATS(at) __attribute__((format(printf, at, 0)))
-#else
-#define DRAVIX_FORMATS(at)
-#endif
-
-/// The whole formatted line, however long; what cannot be formatted is the format itself.
-DRAVIX_FORMATS(1) std::string Formatted(const char* format, std::va_list values) {
-  std::va_list again;
-  va_copy(again, values);
-  const int length = std::vsnprintf(nullptr, 0, format, again);
-  va_end(again);
-  if (length < 0) return format;
-  std::string line(static_cast<std::size_t>(length), '\0');
-  std::vsnprintf(line.data(), line.size() + 1, format, values);
-  return line;
-}
 
 spdlog::logger& Logger() {
   // Debug lines are for support; the default level is spdlog's, info.
@@ -38,7 +22,7 @@ spdlog::logger& Logger() {
 DRAVIX_FORMATS(2)
 void Log(spdlog::level::level_enum level, const char* format, std::va_list values) noexcept {
   try {
-    Logger().log(level, "{}", Formatted(format, values));
+    Logger().log(level, "{}", dravix::algolog::Formatted(format, values));
   } catch (const std::exception&) {
     std::fputs("dravix: a log line was lost\n", stderr);
   }

@@ -3,9 +3,10 @@
 #include <dravix/algolog.h>
 
 #include <cstdarg>
-#include <cstdio>
 #include <mutex>
 #include <utility>
+
+#include "algolog/formatted.h"
 
 namespace dravix::test {
 namespace {
@@ -19,16 +20,9 @@ LogCapture*& Innermost() {
   return capture;
 }
 
-#if defined(__GNUC__)
-__attribute__((format(printf, 2, 0)))
-#endif
+DRAVIX_FORMATS(2)
 void Record(LogLevel level, const char* format, std::va_list values) {
-  std::va_list again;
-  va_copy(again, values);
-  const int length = std::vsnprintf(nullptr, 0, format, again);
-  va_end(again);
-  std::string text(static_cast<std::size_t>(length < 0 ? 0 : length), '\0');
-  std::vsnprintf(text.data(), text.size() + 1, format, values);
+  const std::string text = algolog::Formatted(format, values);
   const std::lock_guard lock(Mutex());
   if (LogCapture* capture = Innermost()) capture->Add({level, text});
 }

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <utility>
 
+#include "algolog/formatted.h"
 #include "failure.h"
 
 namespace dravix::tool {
@@ -24,27 +25,10 @@ Log& TheLog() {
   return log;
 }
 
-#if defined(__GNUC__)
-__attribute__((format(printf, 1, 0)))
-#endif
-std::string
-Formatted(const char* format, std::va_list values) {
-  std::va_list again;
-  va_copy(again, values);
-  const int length = std::vsnprintf(nullptr, 0, format, again);
-  va_end(again);
-  if (length < 0) return format;
-  std::string line(static_cast<std::size_t>(length), '\0');
-  std::vsnprintf(line.data(), line.size() + 1, format, values);
-  return line;
-}
-
-#if defined(__GNUC__)
-__attribute__((format(printf, 3, 0)))
-#endif
+DRAVIX_FORMATS(3)
 void Add(const char* level, bool isError, const char* format, std::va_list values) noexcept {
   try {
-    const std::string line = OneLine(Formatted(format, values));
+    const std::string line = OneLine(algolog::Formatted(format, values));
     Log& log = TheLog();
     const std::lock_guard lock(log.mutex);
     if (isError) log.lastError = line;

@@ -1,0 +1,29 @@
+/// A printf-style line as text, for whoever implements the AlgoLog functions.
+#pragma once
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+#if defined(__GNUC__)
+#define DRAVIX_FORMATS(at) __attribute__((format(printf, at, 0)))
+#else
+#define DRAVIX_FORMATS(at)
+#endif
+
+namespace dravix::algolog {
+
+/// The whole line, however long; what cannot be formatted is the format itself.
+DRAVIX_FORMATS(1)
+inline std::string Formatted(const char* format, std::va_list values) {
+  std::va_list again;
+  va_copy(again, values);
+  const int length = std::vsnprintf(nullptr, 0, format, again);
+  va_end(again);
+  if (length < 0) return format;
+  std::string line(static_cast<std::size_t>(length), '\0');
+  std::vsnprintf(line.data(), line.size() + 1, format, values);
+  return line;
+}
+
+}  // namespace dravix::algolog
