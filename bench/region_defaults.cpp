@@ -24,17 +24,9 @@ namespace {
 
 using dravix::sim::Photograph;
 using dravix::sim::Quad;
+using dravix::sim::RmsError;
 
 constexpr double kGoal = 2.0;  // pixels
-
-double RmsError(const std::vector<cv::Point>& found, const Quad& truth) {
-  double sum = 0;
-  for (std::size_t i = 0; i < truth.size(); ++i) {
-    const cv::Point2d off = cv::Point2d(found[i]) - truth[i];
-    sum += off.dot(off);
-  }
-  return std::sqrt(sum / static_cast<double>(truth.size()));
-}
 
 struct Method {
   const char* name;

@@ -235,6 +235,15 @@ void AddCells(const Scene& scene, const Projection& projection, Truth& truth) {
 
 }  // namespace
 
+double RmsError(const std::vector<cv::Point>& found, const Quad& truth) {
+  double sum = 0;
+  for (std::size_t i = 0; i < truth.size(); ++i) {
+    const cv::Point2d off = cv::Point2d(found[i]) - truth[i];
+    sum += off.dot(off);
+  }
+  return std::sqrt(sum / static_cast<double>(truth.size()));
+}
+
 Truth TruthOf(const Scene& scene) {
   const Projection projection(scene);
   Truth truth;

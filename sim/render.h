@@ -19,6 +19,9 @@ namespace dravix::sim {
 /// Top-left, top-right, bottom-right, bottom-left, in photograph pixels.
 using Quad = std::array<cv::Point2d, 4>;
 
+/// Root mean square of the distances of four corners that were found, in this order, in pixels.
+double RmsError(const std::vector<cv::Point>& found, const Quad& truth);
+
 struct Truth {
   Quad corners;  ///< outline of the lit block: half a pitch outside the outer LEDs
   std::vector<cv::Point> cornerPixels;  ///< the same, rounded: what a host hands to DravixExtract
