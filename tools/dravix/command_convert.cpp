@@ -103,7 +103,7 @@ void SetPicture(const Options& o, const cv::Mat& decoded, Shot& shot) {
     cv::merge(std::vector<cv::Mat>{planes[2], planes[1], planes[0]}, shot.image);
     shot.type = CAM_RGB;
   } else {
-    throw UsageFailure("--channel: found \"" + o.channel + "\", expected r, g, b or grey");
+    throw Unexpected("--channel", InQuotes(o.channel), "r, g, b or grey");
   }
 }
 
@@ -144,7 +144,7 @@ DngLayout LayoutOf(const std::string& text) {
   if (text == "auto") return DngLayout::kAuto;
   if (text == "array") return DngLayout::kArray;
   if (text == "direct") return DngLayout::kDirect;
-  throw UsageFailure("--dng-layout: found \"" + text + "\", expected auto, array or direct");
+  throw Unexpected("--dng-layout", InQuotes(text), "auto, array or direct");
 }
 
 /// Colour and 8-bit TIFF files are pictures, whatever else a TIFF may be.
@@ -193,7 +193,7 @@ Shot Converted(const Options& o) {
 void Run(const Options& o) {
   RequireExtension("output", o.output, ".shot");
   if (!o.linearize.empty() && o.linearize != "srgb") {
-    throw UsageFailure("--linearize: found \"" + o.linearize + "\", expected srgb");
+    throw Unexpected("--linearize", InQuotes(o.linearize), "srgb");
   }
   const Progress progress("converting " + o.input);
   Shot shot = Converted(o);

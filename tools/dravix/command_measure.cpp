@@ -116,7 +116,7 @@ void MeasureByBlocks(const Options& o, const Shot& shot, const Shot& board,
                      const RegionOI& region) {
   const cv::Size blocks = ParseSize("--blocks", o.blocks);
   if (blocks.width < 2 || blocks.height < 2) {
-    throw UsageFailure("--blocks: found " + o.blocks + ", expected at least 2x2");
+    throw Unexpected("--blocks", o.blocks, "at least 2x2");
   }
   if (board.image.size() != shot.image.size()) {
     throw InputFailure(o.board, "is " + std::to_string(board.image.cols) + " x " +

@@ -48,8 +48,7 @@ void AddTuning(CLI::App& command, Options& o) {
 void Tune(const Options& o, RegionOI& region) {
   constexpr int kLargest = 501;
   if (o.blurKernel && (*o.blurKernel < 1 || *o.blurKernel > kLargest || *o.blurKernel % 2 == 0)) {
-    throw UsageFailure("--blur-kernel: found " + std::to_string(*o.blurKernel) +
-                       ", expected an odd number from 1 to 501");
+    throw Unexpected("--blur-kernel", std::to_string(*o.blurKernel), "an odd number from 1 to 501");
   }
   if (o.blurSigma && !(*o.blurSigma > 0)) throw UsageFailure("--blur-sigma: expected more than 0");
   if (o.cornerQuality && !(*o.cornerQuality > 0 && *o.cornerQuality < 1)) {

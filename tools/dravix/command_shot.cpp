@@ -148,8 +148,7 @@ void AddRotate(CLI::App& group) {
     const std::int32_t code = shot.Rotate(o->angle);
     if (code == DRAVIX_OK) return;
     static_cast<void>(TakeLibraryError());
-    throw UsageFailure("--angle: found " + std::to_string(o->angle) +
-                       ", expected 0, 90, 180 or 270");
+    throw Unexpected("--angle", std::to_string(o->angle), "0, 90, 180 or 270");
   });
 }
 

@@ -25,6 +25,14 @@ Failure MeasurementFailure(const std::string& file, std::string_view text) {
 
 Failure UsageFailure(std::string_view text) { return {ExitCode::kUsage, text}; }
 
+Failure Unexpected(const std::string& place, std::string_view found, std::string_view expected) {
+  std::string text = place;
+  text.append(": found ").append(found).append(", expected ").append(expected);
+  return UsageFailure(text);
+}
+
+std::string InQuotes(std::string_view text) { return '"' + std::string(text) + '"'; }
+
 std::string OneLine(std::string_view text) {
   std::string line(text);
   std::replace_if(

@@ -25,6 +25,12 @@ class Failure : public std::runtime_error {
 [[nodiscard]] Failure OutputFailure(const std::string& file, std::string_view text);
 [[nodiscard]] Failure MeasurementFailure(const std::string& file, std::string_view text);
 [[nodiscard]] Failure UsageFailure(std::string_view text);
+/// "PLACE: found FOUND, expected EXPECTED" as wrong usage; the place is an option or a field.
+[[nodiscard]] Failure Unexpected(const std::string& place, std::string_view found,
+                                 std::string_view expected);
+
+/// The text between quotation marks.
+[[nodiscard]] std::string InQuotes(std::string_view text);
 
 /// The text on a single line: line ends become blanks.
 [[nodiscard]] std::string OneLine(std::string_view text);

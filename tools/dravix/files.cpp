@@ -29,10 +29,10 @@ std::string Reason() {
 
 /// Where the bytes finally go: the file that a link points at, so that the link stays one.
 fs::path TargetOf(const std::string& name) {
-  const fs::path path = PathOf(name);
+  fs::path path = PathOf(name);
   std::error_code error;
   if (!fs::is_symlink(path, error)) return path;
-  const fs::path target = fs::weakly_canonical(path, error);
+  fs::path target = fs::weakly_canonical(path, error);
   return error ? path : target;
 }
 

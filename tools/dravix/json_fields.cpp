@@ -21,12 +21,12 @@ void JsonFields::RequireAllKnown() const {
     if (std::find(known_.begin(), known_.end(), name) != known_.end()) continue;
     std::string names;
     for (const auto& known : known_) names += " " + known;
-    throw UsageFailure(where_ + "." + name + ": unknown, expected one of" + names);
+    throw UsageFailure(Place(name.c_str()) + ": unknown, expected one of" + names);
   }
 }
 
 Failure JsonFields::Wrong(const char* name, const std::string& expected) const {
-  return UsageFailure(Place(name) + ": found " + json_[name].dump() + ", expected " + expected);
+  return Unexpected(Place(name), json_[name].dump(), expected);
 }
 
 bool IsWholeWithin(const Json& json, double low, double high) {

@@ -119,7 +119,7 @@ void ApplyGroup(const std::string& where, const std::string& name, const Json& j
   } else if (name == "color" && json.is_number_integer()) {
     code = shot.SetColor(json.get<std::int32_t>());
   } else if (name == "color") {
-    throw UsageFailure(where + ": found " + json.dump() + ", expected a whole number");
+    throw Unexpected(where, json.dump(), "a whole number");
   }
   if (code != 0) throw UsageFailure(where + ": refused: " + Explained(code));
 }
@@ -147,7 +147,7 @@ Json FieldsOf(const std::string& option, std::string_view text) {
     text.remove_prefix(std::min(text.size(), field.size() + 1));
     const auto equals = field.find('=');
     if (equals == std::string_view::npos || equals == 0) {
-      throw UsageFailure(option + ": found \"" + std::string(field) + "\", expected name=value");
+      throw Unexpected(option, InQuotes(field), "name=value");
     }
     const std::string name(field.substr(0, equals));
     const std::string_view value = field.substr(equals + 1);
@@ -177,7 +177,7 @@ void ApplyMetadata(const std::string& where, const Json& json, Shot& shot) {
     if (std::find(kGroupNames.begin(), kGroupNames.end(), name) != kGroupNames.end()) continue;
     std::string names;
     for (const char* known : kGroupNames) names += std::string(" ") + known;
-    throw UsageFailure(where + ": found group \"" + name + "\", expected one of" + names);
+    throw Unexpected(where, "group " + InQuotes(name), "one of" + names);
   }
   // In the record's own order: a pattern is checked against the partition set before it.
   for (const char* name : kGroupNames) {
@@ -198,7 +198,7 @@ void MetadataOptions::AddTo(CLI::App& command) {
     command
         .add_option_function<std::string>(
             "--" + group,
-            [this, group](const std::string& text) { groups.push_back(group + ":" + text); },
+            [this, group](const std::string& text) { groups.emplace_back(group, text); },
             group == "color" ? "channels that the screen showed, a bit each: 1, 2, 4"
                              : "fields of the " + group + " group, name=value,…")
         ->type_name(group == "color" ? "N" : "FIELDS");
@@ -216,10 +216,7 @@ void MetadataOptions::Apply(Shot& shot) const {
     }
   }
   Json given = Json::object();
-  for (const std::string& text : groups) {
-    const auto colon = text.find(':');
-    const std::string group = text.substr(0, colon);
-    const std::string value = text.substr(colon + 1);
+  for (const auto& [group, value] : groups) {
     given[group] = group == "color" ? ValueOf(value) : FieldsOf("--" + group, value);
   }
   if (!leds.empty()) {

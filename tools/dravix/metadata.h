@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "console.h"
@@ -20,8 +21,9 @@ void ApplyMetadata(const std::string& where, const Json& json, Shot& shot);
 /// --metadata FILE and one option per group, which may also stand beside the file.
 struct MetadataOptions {
   std::string file;
-  std::string leds;                 ///< "WxH": a pattern of so many LEDs, all lit
-  std::vector<std::string> groups;  ///< "device:id=cam,cam_type=1200"; see AddTo
+  std::string leds;  ///< "WxH": a pattern of so many LEDs, all lit
+  /// The group and its fields: "device", "id=cam,cam_type=1200".
+  std::vector<std::pair<std::string, std::string>> groups;
 
   void AddTo(CLI::App& command);
   void Apply(Shot& shot) const;

@@ -22,7 +22,7 @@ double NinePoint(const cv::Mat& luminances) {
     const int column = field % 3;
     const cv::Range rows(luminances.rows * row / 3, luminances.rows * (row + 1) / 3);
     const cv::Range columns(luminances.cols * column / 3, luminances.cols * (column + 1) / 3);
-    if (rows.size() == 0 || columns.size() == 0) continue;
+    if (rows.empty() || columns.empty()) continue;
     const double mean = cv::mean(luminances(rows, columns))[0];
     low = first ? mean : std::min(low, mean);
     high = first ? mean : std::max(high, mean);

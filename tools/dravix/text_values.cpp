@@ -75,20 +75,19 @@ cv::Size ParseSize(const std::string& option, const std::string& text) {
     const auto height = Number<int>(view.substr(cross + 1));
     if (width && height && *width >= 1 && *height >= 1) return {*width, *height};
   }
-  throw UsageFailure(option + ": found \"" + text + "\", expected a size such as 256x128");
+  throw Unexpected(option, InQuotes(text), "a size such as 256x128");
 }
 
 std::vector<cv::Point> ParseCorners(const std::string& option,
                                     const std::vector<std::string>& texts) {
   if (texts.size() != 4) {
-    throw UsageFailure(option + ": found " + std::to_string(texts.size()) +
-                       " corners, expected four");
+    throw Unexpected(option, std::to_string(texts.size()) + " corners", "four");
   }
   std::vector<cv::Point> corners;
   for (const std::string& text : texts) {
     const auto point = PointOf(text);
     if (!point) {
-      throw UsageFailure(option + ": found \"" + text + "\", expected a corner such as 120,45");
+      throw Unexpected(option, InQuotes(text), "a corner such as 120,45");
     }
     corners.push_back(*point);
   }
@@ -101,7 +100,7 @@ std::uint32_t ParseType(const std::string& option, const std::string& text) {
   }
   std::string names;
   for (const NamedType& known : kTypes) names += std::string(" ") + known.name;
-  throw UsageFailure(option + ": found \"" + text + "\", expected one of" + names);
+  throw Unexpected(option, InQuotes(text), "one of" + names);
 }
 
 std::string TypeName(std::uint32_t type) {
@@ -116,9 +115,9 @@ int ParseMosaic(const std::string& option, const std::string& text) {
     if (Plain(text) == known.firstRows || Plain(text) == known.openCvName) return known.code;
   }
   if (const auto code = Number<int>(text); code && *code > 0) return *code;
-  throw UsageFailure(option + ": found \"" + text +
-                     "\", expected rggb, grbg, bggr or gbrg (the sensor's first two rows), "
-                     "bayer-bg, bayer-gb, bayer-rg or bayer-gr (OpenCV's names), or OpenCV's code");
+  throw Unexpected(option, InQuotes(text),
+                   "rggb, grbg, bggr or gbrg (the sensor's first two rows), "
+                   "bayer-bg, bayer-gb, bayer-rg or bayer-gr (OpenCV's names), or OpenCV's code");
 }
 
 std::string PixelText(int cvType) {
