@@ -9,19 +9,30 @@
 #include <opencv2/core.hpp>
 #include <utility>
 
+#include "base/one_line.h"
+
 namespace dravix::api {
+
+/// One line, also where there is no memory left to make it one.
+inline void Log(const char* exportName, const char* what) noexcept {
+  try {
+    AlgoLogError("%s: %s", exportName, base::OneLine(what).c_str());
+  } catch (const std::exception&) {
+    AlgoLogError("%s: %s", exportName, what);
+  }
+}
 
 /// Runs an export's body; whatever it throws becomes one error line that names the export, and 9.
 template <class Body>
 std::int32_t Guarded(const char* exportName, Body&& body) noexcept {
   try {
     return std::forward<Body>(body)();
-  } catch (const cv::Exception& e) {  // its what() has several lines
-    AlgoLogError("%s: %s", exportName, e.err.c_str());
+  } catch (const cv::Exception& e) {  // its what() tells of source files too
+    Log(exportName, e.err.c_str());
   } catch (const std::exception& e) {
-    AlgoLogError("%s: %s", exportName, e.what());
+    Log(exportName, e.what());
   } catch (...) {
-    AlgoLogError("%s: unknown error", exportName);
+    Log(exportName, "unknown error");
   }
   return DRAVIX_BAD_ARGUMENT;
 }

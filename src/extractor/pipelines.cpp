@@ -1,9 +1,8 @@
 #include <dravix/algolog.h>
 #include <dravix/region.h>
 
-#include <limits>
-
 #include "base/checked.h"
+#include "base/one_line.h"
 #include "checkerboard/checkerboard.h"
 #include "extractor/extractor.h"
 #include "extractor/rectify.h"
@@ -33,7 +32,7 @@ std::int32_t RefusalsAsCode(const char* method, Run&& run) {
   try {
     return run();
   } catch (const cv::Exception& e) {
-    AlgoLogError("%s--Error :: %s", method, e.err.c_str());
+    AlgoLogError("%s--Error :: %s", method, dravix::base::OneLine(e.err).c_str());
     return DRAVIX_BAD_ARGUMENT;
   }
 }
@@ -85,7 +84,6 @@ std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardSho
   constexpr const char* kMethod = "Dravix::ExtractPro";
   CheckerboardDetector detector;
   if (const std::int32_t code = SetImage(newShot); code != DRAVIX_OK) return code;
-  if (!LuminancesFit(ledWidth, ledHeight)) return RefuseLedCounts(kMethod, ledWidth, ledHeight);
   if (const std::int32_t code =
           SetsingleAreaSize(blockCounts.across, blockCounts.down, lastWidth, lastHeight);
       code != DRAVIX_OK) {
@@ -95,6 +93,7 @@ std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardSho
     AlgoLogError("Dravix::Extract--Error ::  roi empty !!.");
     return DRAVIX_NULL_ARGUMENT;
   }
+  if (!LuminancesFit(ledWidth, ledHeight)) return RefuseLedCounts(kMethod, ledWidth, ledHeight);
   return RefusalsAsCode(kMethod, [&] {
     std::vector<cv::Point> corners;
     std::int32_t code = region.GetPrecision4Corner(corners);

@@ -23,5 +23,18 @@ TEST(Guarded, TurnsWhatIsThrownIntoOneLineAndNine) {
   EXPECT_EQ(log.Errors(), (Strings{"A: std::bad_alloc", "B: refused", "C: unknown error"}));
 }
 
+TEST(Guarded, JoinsTheLinesOfWhatTheMatrixLibrarySays) {
+  const test::LogCapture log;
+  const int channels = 2;
+  EXPECT_EQ(Guarded("A",
+                    [&]() -> int {
+                      CV_CheckGE(channels, 3, "too few");
+                      return 0;
+                    }),
+            9);
+  ASSERT_EQ(log.Errors().size(), 1U);
+  EXPECT_EQ(log.Errors().front().find_first_of("\r\n"), std::string::npos) << log.Errors().front();
+}
+
 }  // namespace
 }  // namespace dravix::api

@@ -147,6 +147,19 @@ TEST(Extract, FailedRunsLeaveThePreviousResult) {
   }
 }
 
+TEST(Extract, WhatTheMatrixLibraryRefusesIsLoggedInOneLine) {
+  const Shot planes = MakeShot(cv::Mat(320, 400, CV_16UC2, cv::Scalar::all(100)), 20, 16, 12);
+  const Shot tooFew = LitShot(4, 4);
+  for (const Shot* shot : {&planes, &tooFew}) {
+    Dravix dravix;
+    const LogCapture log;
+    EXPECT_EQ(dravix.Extract(shot, LitCorners(), 0, 0, 0), 9);
+    ASSERT_EQ(log.Errors().size(), 1U);
+    EXPECT_EQ(log.Errors().front().find_first_of("\r\n"), std::string::npos)
+        << log.Errors().front();
+  }
+}
+
 TEST(Extract, LedCountsAboveTheRowAreRefused) {
   const Shot shot = LitShot();
   Dravix dravix;
@@ -224,6 +237,17 @@ TEST(ExtractPro, BlocksAreLookedAtBeforeTheRegion) {
   Dravix dravix;
   EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {3, 4}, RegionOI(), -1, -1), 281);
   EXPECT_EQ(dravix.ExtractPro(nullptr, &shot, {3, 4}, RegionOI(), -1, -1), 1);
+}
+
+TEST(ExtractPro, BlocksAndRegionAreLookedAtBeforeTheSizeOfTheResult) {
+  const Shot shot = LitShot(2000000000, 2000000000);
+  Dravix dravix;
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {3, 3}, RegionOI(), -1, -1), 281);
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {4, 4}, RegionOI(), -1, -1), 1);
+  EXPECT_EQ(dravix.singleAreaSize, 500000000);
+  RegionOI region;
+  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), 0);
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {4, 4}, region, -1, -1), 9);
 }
 
 TEST(ExtractPro, RegionWithoutCornersPassesItsCodeOn) {
