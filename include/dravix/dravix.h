@@ -6,8 +6,9 @@
  * independent.
  *
  * Ownership: strings, buffers, shots and regions stay the caller's. The measured shot is remembered
- * by address and must outlive later calls that look at it (DravixExportImage). Blocks that
- * DravixGet hands out with copy >= 1 are the caller's; they come from operator new[] of char. */
+ * by address and must outlive later calls that look at it (a coloured DravixExportImage). Blocks
+ * that DravixGet hands out with copy >= 1 are the caller's; they come from operator new[] of char.
+ */
 #ifndef DRAVIX_DRAVIX_H_
 #define DRAVIX_DRAVIX_H_
 

@@ -11,8 +11,10 @@ namespace {
 /// 8 bits, the largest absolute luminance at 255.
 cv::Mat Normalized(const cv::Mat& lum) { return dravix::shot::ToImage(lum, -1, 1); }
 
-cv::Mat ResultPicture(const cv::Mat& lum, bool colored, std::int32_t color) {
+/// The shot is the host's, and perhaps gone: only a coloured picture looks at it.
+cv::Mat ResultPicture(const cv::Mat& lum, bool colored, const Shot* shot) {
   if (!colored) return Normalized(lum);
+  const std::int32_t color = shot != nullptr ? shot->color.value_or(0) : 0;
   if (color != 0) return dravix::shot::InChannels(Normalized(lum), color);
   return dravix::shot::ToImage(lum, -1, 3);
 }
@@ -25,7 +27,6 @@ std::int32_t Dravix::ExportImage(const std::string& fullname, bool colored) cons
     AlgoLogError("Error in Semtor::ExportImage input lum empty!");
     return DRAVIX_NO_RESULT;
   }
-  const std::int32_t color = shot != nullptr ? shot->color.value_or(0) : 0;
-  const cv::Mat picture = ResultPicture(lum, colored, color);
+  const cv::Mat picture = ResultPicture(lum, colored, shot);
   return dravix::shot::WritePicture(fullname, picture) ? DRAVIX_OK : DRAVIX_CANNOT_WRITE;
 }
