@@ -42,13 +42,15 @@ cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
 }  // namespace
 
 std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv::Rect& rect) {
+  CV_Assert(mask.type() == CV_8UC1);
+  CV_Assert(rect.x >= 0 && rect.width >= 1 && rect.width <= mask.cols - rect.x);
   const cv::Range across(rect.x, rect.x + rect.width);
-  CV_Assert(rect.width >= 1 && mask.type() == CV_8UC1);
   const std::vector<ColumnRun> runs = FirstRuns(mask.colRange(across));
   if (std::any_of(runs.begin(), runs.end(), [](const ColumnRun& run) { return run.length < 1; })) {
     AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
     return DRAVIX_BAD_ARGUMENT;
   }
+  CV_Assert(ledWidth > kEdgeDepth && ledHeight > kEdgeDepth);  // before memory is taken for them
   const cv::Mat columns = ResampleColumns(image.colRange(across), runs, ledHeight);
   cv::Mat measured = rowLedNums.empty()
                          ? ResampleRows(columns, ledWidth)

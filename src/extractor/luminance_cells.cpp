@@ -27,7 +27,7 @@ std::vector<ColumnRun> CellRuns(const CheckerboardDetector& detector, const cv::
 }  // namespace
 
 std::int32_t Dravix::CalLum(const cv::Mat& image, const CheckerboardDetector& detector) {
-  lum = cv::Mat::zeros(ledHeight, ledWidth, CV_32FC1);
+  lum = cv::Mat(cv::Mat::zeros(ledHeight, ledWidth, CV_32FC1));  // new, not the old one cleared
   const int lastRow = detector.gridRows - 1;
   const int lastColumn = detector.gridColumns - 1;
   for (int r = 0; r <= lastRow; ++r) {

@@ -1,6 +1,8 @@
 #include <dravix/algolog.h>
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "extractor/extractor.h"
 
@@ -11,6 +13,13 @@ namespace {
 std::size_t GroupCount(std::int32_t rows, std::int32_t rowGroup) {
   const float count = std::ceil(static_cast<float>(rows) / static_cast<float>(rowGroup));
   return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+/// Single precision may round a difference of counts beyond what 32 bits hold.
+std::int32_t InRange(std::int64_t count) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  return static_cast<std::int32_t>(
+      std::clamp(count, std::int64_t{Limits::min()}, std::int64_t{Limits::max()}));
 }
 
 }  // namespace
@@ -34,7 +43,8 @@ std::int32_t Dravix::GetRowLedNums(std::int32_t topLedNum, std::int32_t bottomLe
       const float offset = static_cast<float>(i) * step;
       // Truncation rounds half up for rising counts and towards the larger value for falling ones.
       // NOLINTNEXTLINE(bugprone-incorrect-roundings): those roundings are the table's definition.
-      table[i] = topLedNum + static_cast<std::int32_t>(static_cast<double>(offset) + 0.5);
+      const auto more = static_cast<std::int64_t>(static_cast<double>(offset) + 0.5);
+      table[i] = InRange(topLedNum + more);
     }
   }
   rowGroup = newRowGroup;

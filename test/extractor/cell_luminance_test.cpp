@@ -125,6 +125,15 @@ TEST(CellLuminance, BorderColumnWithoutMaskIsRefusedWithLumPartlyWritten) {
   EXPECT_TRUE(dravix.resultImage.empty());
 }
 
+TEST(CellLuminance, MatrixThatSomeoneElseHoldsIsNotWrittenInto) {
+  const CellScene scene = UniformScene(2, 2);
+  Dravix dravix = ExtractorFor(scene);
+  dravix.lum = cv::Mat(12, 12, CV_32FC1, cv::Scalar(7));
+  const cv::Mat held = dravix.lum;
+  ASSERT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), 0);
+  EXPECT_TRUE(SameBytes(held, cv::Mat(12, 12, CV_32FC1, cv::Scalar(7))));
+}
+
 TEST(CellLuminance, CellOutsideTheImageThrows) {
   CellScene scene = UniformScene(2, 2);
   scene.cells.rects[3].x += 1;

@@ -147,6 +147,17 @@ TEST(Luminance, EmptyAreaThrows) {
   EXPECT_TRUE(dravix.Empty());
 }
 
+TEST(Luminance, AreaOutsideTheImageThrows) {
+  const cv::Mat image(50, 50, CV_16UC1, cv::Scalar(100));
+  constexpr int kMost = std::numeric_limits<int>::max();
+  for (const cv::Rect& rect : {cv::Rect(-1, 0, 50, 50), cv::Rect(1, 0, 50, 50),
+                               cv::Rect(kMost, 0, kMost, 50), cv::Rect(kMost, 0, 1, 50)}) {
+    Dravix dravix = ExtractorFor(10, 10);
+    EXPECT_THROW(dravix.CalLum(image, FullMask(image), rect), cv::Exception);
+    EXPECT_TRUE(dravix.Empty());
+  }
+}
+
 TEST(Luminance, RowTableThatDoesNotFitThrows) {
   const cv::Mat image(50, 50, CV_16UC1, cv::Scalar(100));
   const cv::Rect rect(0, 0, 50, 50);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "extractor/extractor.h"
 #include "reference/plain_transcription.h"
 #include "support/log_capture.h"
@@ -67,6 +69,13 @@ TEST(RowCounts, CountAboveTheWidthIsRefusedAndTheTableStays) {
     EXPECT_EQ(dravix.rowLedNums, before);
     EXPECT_EQ(dravix.rowGroup, 4);
   }
+}
+
+TEST(RowCounts, StayInTheirRangeWhereSinglePrecisionRoundsBeyondIt) {
+  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+  Dravix dravix = Panel(kMost, 2);
+  ASSERT_EQ(dravix.GetRowLedNums(1, kMost, 1), 0);  // a difference that rounds to 2^31
+  EXPECT_EQ(dravix.rowLedNums, (Table{1, kMost}));
 }
 
 TEST(RowCounts, GroupBelowOneIsRefusedAndTheTableStays) {
