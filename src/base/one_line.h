@@ -7,20 +7,20 @@
 
 namespace dravix::base {
 
-/// `text` with every line break, and the white space around it, as one blank.
+/// `text` with every line break, and the white space around it, as one blank; the marks ("> ") with
+/// which OpenCV begins each line of a message of several are gone.
 [[nodiscard]] inline std::string OneLine(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t";
   constexpr std::string_view kBreaks = "\r\n";
+  const bool several = text.find_first_of(kBreaks) != std::string_view::npos;
+  const std::string_view before = several ? " \t>" : " \t";
   std::string line;
-  for (std::size_t begin = 0; begin < text.size();) {
-    const std::size_t end = text.find_first_of(kBreaks, begin);
-    std::string_view part = text.substr(begin, end - begin);
-    part.remove_prefix(std::min(part.find_first_not_of(kBlanks), part.size()));
-    part.remove_suffix(part.size() - (part.find_last_not_of(kBlanks) + 1));
+  while (!text.empty()) {
+    std::string_view part = text.substr(0, text.find_first_of(kBreaks));
+    text.remove_prefix(std::min(part.size() + 1, text.size()));
+    part.remove_prefix(std::min(part.find_first_not_of(before), part.size()));
+    part = part.substr(0, part.find_last_not_of(" \t") + 1);
     if (!line.empty() && !part.empty()) line += ' ';
     line += part;
-    if (end == std::string_view::npos) break;
-    begin = end + 1;
   }
   return line;
 }

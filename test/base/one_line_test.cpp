@@ -16,5 +16,10 @@ TEST(OneLine, JoinsLinesByOneBlank) {
   EXPECT_EQ(OneLine("\n"), "");
 }
 
+TEST(OneLine, DropsTheMarksOfOpenCvsLines) {
+  EXPECT_EQ(OneLine("> refused:\n>     'n' is 0\n> where n > 0"), "refused: 'n' is 0 where n > 0");
+  EXPECT_EQ(OneLine("> 0 is needed"), "> 0 is needed");
+}
+
 }  // namespace
 }  // namespace dravix::base

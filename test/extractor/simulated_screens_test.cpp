@@ -1,5 +1,7 @@
+#include <dravix/region.h>
 #include <gtest/gtest.h>
 
+#include "checkerboard/checkerboard.h"
 #include "extractor/extractor.h"
 #include "reference/plain_transcription.h"
 #include "sim/catalogue.h"
@@ -28,6 +30,41 @@ TEST_P(SimulatedScreen, EqualsThePlainTranscriptionBitForBit) {
   }
 }
 INSTANTIATE_TEST_SUITE_P(Tens, SimulatedScreen, testing::Range(0, 4));
+
+TEST(SimulatedCheckerboards, EqualThePlainTranscriptionBitForBit) {
+  for (const sim::Scene& scene : sim::PlainScenes(6)) {
+    const sim::Photograph photo = sim::Render(scene);
+    const Shot board = sim::RenderCheckerboard(scene);
+    const cv::Size grid = photo.truth.grid;
+    const cv::Size last = sim::LastBlockOf(scene);
+    RegionOI region;
+    ASSERT_EQ(region.ManualSet(photo.shot.image.size(), photo.truth.cornerPixels), 0);
+
+    Dravix dravix;
+    ASSERT_EQ(dravix.ExtractPro(&photo.shot, &board, {grid.width, grid.height}, region, last.width,
+                                last.height),
+              0)
+        << scene.name;
+
+    std::vector<cv::Point> corners;
+    ASSERT_EQ(region.GetPrecision4Corner(corners), 0);
+    const cv::Mat working = reference::Rectified(photo.shot.image, corners);
+    CheckerboardDetector detector;
+    ASSERT_EQ(detector.SetImage(&board, &photo.shot), 0);
+    ASSERT_EQ(detector.SetParam(grid, working.size(),
+                                reference::WorkingFromPhoto(corners, photo.shot.image.size())),
+              0);
+    ASSERT_EQ(detector.checkborderPrision(), 0);
+    const reference::Cells cells{detector.mask, detector.cells,           grid.width,
+                                 grid.height,   scene.checkerboard.block, last.width,
+                                 last.height};
+    const std::optional<cv::Mat> expected = reference::CellLuminance(
+        working, cells, {scene.screen.ledWidth, scene.screen.ledHeight, -1, {}});
+    ASSERT_TRUE(expected.has_value()) << scene.name;
+    EXPECT_TRUE(SameBytes(dravix.lum, *expected)) << scene.name;
+    EXPECT_TRUE(SameBytes(dravix.resultImage, cv::Mat(expected->size(), CV_8UC1, cv::Scalar(2))));
+  }
+}
 
 TEST(SimulatedScreens, EvenScreenIsMeasuredEven) {
   sim::Scene scene;

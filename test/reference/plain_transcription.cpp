@@ -72,6 +72,10 @@ std::vector<cv::Point> Ordered(const std::vector<cv::Point>& corners) {
   return slots;
 }
 
+cv::Size WorkingSize(cv::Size photo) {
+  return {static_cast<int>(photo.width * 1.3), static_cast<int>(photo.height * 1.3)};
+}
+
 }  // namespace
 
 std::optional<cv::Mat> Luminance(const cv::Mat& image, const Area& area, const Panel& panel) {
@@ -164,8 +168,8 @@ std::optional<Area> Locate(const cv::Mat& image, std::optional<int> camType, int
   return area;
 }
 
-cv::Mat Rectified(const cv::Mat& photo, const std::vector<cv::Point>& orderedCorners) {
-  const cv::Size size(static_cast<int>(photo.cols * 1.3), static_cast<int>(photo.rows * 1.3));
+cv::Mat WorkingFromPhoto(const std::vector<cv::Point>& orderedCorners, cv::Size photo) {
+  const cv::Size size = WorkingSize(photo);
   const double x = size.width / 2;
   const double y = size.height / 2;
   const double dx = size.width * 0.85 / 2;
@@ -174,9 +178,14 @@ cv::Mat Rectified(const cv::Mat& photo, const std::vector<cv::Point>& orderedCor
   for (const cv::Point& p : orderedCorners) source.emplace_back(p);
   const std::vector<cv::Point2f> target{cv::Point2d(x - dx, y - dy), cv::Point2d(x + dx, y - dy),
                                         cv::Point2d(x + dx, y + dy), cv::Point2d(x - dx, y + dy)};
+  return cv::getPerspectiveTransform(source, target, cv::DECOMP_LU);
+}
+
+cv::Mat Rectified(const cv::Mat& photo, const std::vector<cv::Point>& orderedCorners) {
   cv::Mat working;
-  cv::warpPerspective(photo, working, cv::getPerspectiveTransform(source, target), size,
-                      cv::INTER_CUBIC, cv::BORDER_CONSTANT, cv::Scalar(0));
+  cv::warpPerspective(photo, working, WorkingFromPhoto(orderedCorners, photo.size()),
+                      WorkingSize(photo.size()), cv::INTER_CUBIC, cv::BORDER_CONSTANT,
+                      cv::Scalar(0));
   return working;
 }
 

@@ -46,6 +46,9 @@ std::optional<Area> Locate(const cv::Mat& image, std::optional<int> camType, int
 std::optional<cv::Mat> Extract(const cv::Mat& photo, const std::vector<cv::Point>& corners,
                                std::optional<int> camType, const Panel& panel);
 
+/// The perspective into the working image of a photograph of that size.
+cv::Mat WorkingFromPhoto(const std::vector<cv::Point>& orderedCorners, cv::Size photo);
+
 /// The working image of a photograph whose corners are ordered.
 cv::Mat Rectified(const cv::Mat& photo, const std::vector<cv::Point>& orderedCorners);
 
