@@ -101,7 +101,8 @@ std::int32_t Shot::SetPattern(const Pattern& value) {
     AlgoLogError("Shot::SetPattern--Error :: invalid pattern_type pattern_loc_xy");
     return DRAVIX_BAD_PATTERN;
   }
-  Pattern& stored = pattern.emplace(value);
+  pattern = value;  // which may be the stored one itself
+  Pattern& stored = *pattern;
   if (!partition) return DRAVIX_OK;
   const std::int32_t across = LitLeds(partition->w, stored.interval_x, stored.loc_x);
   const std::int32_t down = LitLeds(partition->h, stored.interval_y, stored.loc_y);

@@ -239,6 +239,18 @@ TEST(SetPattern, OneCountBelowOneHasBothReplaced) {
   EXPECT_EQ(shot.pattern->lighted_led_h, 4);
 }
 
+TEST(SetPattern, TakesTheStoredPatternItself) {
+  Shot shot;
+  ASSERT_EQ(shot.SetPartition({0, 0, 8, 6, 8, 6}), 0);
+  ASSERT_EQ(shot.SetPattern({1, 2, 3, 0, 0, -1, -1}), 0);
+  shot.pattern->interval_x = 4;
+  shot.pattern->lighted_led_w = -1;
+  EXPECT_EQ(shot.SetPattern(*shot.pattern), 0);
+  EXPECT_EQ(shot.pattern->interval_x, 4);
+  EXPECT_EQ(shot.pattern->lighted_led_w, 2);
+  EXPECT_EQ(shot.pattern->lighted_led_h, 2);
+}
+
 TEST(SetPattern, EqualCountsAreAcceptedOthersAreStoredAndReported) {
   LogCapture log;
   Shot shot;
