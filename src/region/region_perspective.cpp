@@ -10,6 +10,7 @@
 #include <opencv2/imgproc.hpp>
 #include <utility>
 
+#include "region/region_state.h"
 #include "region/rounding.h"
 
 namespace {
@@ -93,8 +94,12 @@ int FromOtherEnd(int whole, int length, int start) {
 
 std::int32_t RegionOI::GetPrecision4Corner(std::vector<cv::Point>& corners) const {
   AlgoLogInfo("RegionOI::GetPrecision4Corner");
-  const cv::Mat image = SearchImage(*this);
-  std::vector<cv::Point2f> found = StrongCorners(image, cornerQualityLevel);
+  cv::Mat image;
+  std::vector<cv::Point2f> found;
+  if (!dravix::region::IsEmpty(*this)) {
+    image = SearchImage(*this);
+    found = StrongCorners(image, cornerQualityLevel);
+  }
   if (found.size() != kCorners) {
     AlgoLogError("RegionOI::GetPrecision4Corner--Error ::  cannot find 4 points !!.");
     return DRAVIX_NO_CORNERS;
