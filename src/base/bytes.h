@@ -30,17 +30,41 @@ inline ByteView ViewOf(const char* data, std::size_t size) {
 }
 inline ByteView ViewOf(std::string_view text) { return ViewOf(text.data(), text.size()); }
 
-/// Reads forward through bytes it does not own; never past their end.
+/// Bytes that are fetched as they are asked for, front to back.
+class ByteSource {
+ public:
+  ByteSource() = default;
+  ByteSource(const ByteSource&) = delete;
+  ByteSource& operator=(const ByteSource&) = delete;
+  virtual ~ByteSource() = default;
+
+  /// Fills `out` from its front with the next bytes; returns how many there were.
+  virtual std::size_t Fetch(std::span<std::byte> out) = 0;
+  /// A few of the next bytes, at least one unless there are none. Good until the next call.
+  virtual ByteView FetchSome() = 0;
+  /// Passes over `count` bytes, no more than are left.
+  virtual void Skip(std::size_t count) = 0;
+  [[nodiscard]] virtual std::size_t Left() const = 0;
+};
+
+/// Reads forward through bytes, or a source, that it does not own; never past their end.
 class ByteReader {
  public:
   explicit ByteReader(ByteView bytes) : rest_(bytes) {}
+  explicit ByteReader(ByteSource& source) : source_(&source) {}
+  ByteReader(const ByteReader&) = delete;  // two readers of one source would share its place
+  ByteReader& operator=(const ByteReader&) = delete;
+  ~ByteReader() = default;
 
   /// The next number; empty, with nothing consumed, when fewer bytes are left.
   template <PlainNumber T>
   [[nodiscard]] std::optional<T> Read() {
-    if (rest_.size() < sizeof(T)) return std::nullopt;
     std::array<std::byte, sizeof(T)> raw{};
-    Take(raw);
+    if (rest_.size() >= sizeof(T)) {
+      Take(raw);
+    } else if (Remaining() < sizeof(T) || ReadUpTo(raw) < sizeof(T)) {
+      return std::nullopt;
+    }
     return std::bit_cast<T>(raw);
   }
 
@@ -48,41 +72,50 @@ class ByteReader {
   template <PlainNumber T>
   [[nodiscard]] T ReadOr(T fallback) {
     const std::optional<T> value = Read<T>();
-    if (!value) rest_ = {};
+    if (!value) Skip(Remaining());
     return value.value_or(fallback);
   }
 
   /// Fills `out`, with zeros where the bytes have run out. Returns how many were there.
   std::size_t ReadUpTo(std::span<std::byte> out) {
-    const std::size_t there = out.size() < rest_.size() ? out.size() : rest_.size();
-    Take(out.first(there));
+    std::size_t there = Take(out);
+    if (there < out.size() && source_ != nullptr) there += FromSource(out.subspan(there));
     for (std::byte& rest : out.subspan(there)) rest = std::byte{0};
     return there;
   }
 
-  /// The next `count` bytes as a view; empty, with nothing consumed, when fewer are left.
-  [[nodiscard]] std::optional<ByteView> View(std::size_t count) {
-    if (rest_.size() < count) return std::nullopt;
-    const ByteView view = rest_.first(count);
-    rest_ = rest_.subspan(count);
-    return view;
-  }
-
   /// Passes over up to `count` bytes.
   void Skip(std::size_t count) {
-    rest_ = rest_.subspan(count < rest_.size() ? count : rest_.size());
+    const std::size_t here = count < rest_.size() ? count : rest_.size();
+    rest_ = rest_.subspan(here);
+    if (count == here || source_ == nullptr) return;
+    const std::size_t more = count - here;
+    source_->Skip(more < source_->Left() ? more : source_->Left());
   }
 
-  [[nodiscard]] std::size_t Remaining() const { return rest_.size(); }
+  [[nodiscard]] std::size_t Remaining() const {
+    return rest_.size() + (source_ == nullptr ? 0 : source_->Left());
+  }
 
  private:
-  void Take(std::span<std::byte> out) {
-    if (out.empty()) return;
-    std::memcpy(out.data(), rest_.data(), out.size());
-    rest_ = rest_.subspan(out.size());
+  /// As much of `out` as is at hand.
+  std::size_t Take(std::span<std::byte> out) {
+    const std::size_t here = out.size() < rest_.size() ? out.size() : rest_.size();
+    if (here > 0) std::memcpy(out.data(), rest_.data(), here);
+    rest_ = rest_.subspan(here);
+    return here;
+  }
+  /// Planes come straight from the source; numbers, many of them, from what it has at hand.
+  std::size_t FromSource(std::span<std::byte> out) {
+    constexpr std::size_t kNumber = sizeof(std::uint64_t);
+    if (out.size() > kNumber) return source_->Fetch(out);
+    rest_ = source_->FetchSome();
+    const std::size_t there = Take(out);
+    return there < out.size() && there > 0 ? there + FromSource(out.subspan(there)) : there;
   }
 
   ByteView rest_;
+  ByteSource* source_ = nullptr;
 };
 
 /// Grows a byte string; the mirror of ByteReader.

@@ -3,7 +3,7 @@
 #include <dravix/algolog.h>
 #include <dravix/dravix.h>
 
-#include <optional>
+#include <memory>
 
 #include "base/envelope.h"
 #include "base/files.h"
@@ -29,8 +29,9 @@ std::int32_t SaveRecord(const std::string& fullname, const SaveTexts& texts,
   return DRAVIX_CANNOT_WRITE;
 }
 
-std::int32_t ReadRecord(ByteView bytes, const HeaderTexts& texts, const BodyReader& readBody) {
-  ByteReader in(bytes);
+namespace {
+
+std::int32_t ReadFrom(ByteReader& in, const HeaderTexts& texts, const BodyReader& readBody) {
   switch (ReadHeader(in)) {
     case Header::kWrongMark:
       AlgoLogError("%s", texts.wrongMark);
@@ -45,18 +46,29 @@ std::int32_t ReadRecord(ByteView bytes, const HeaderTexts& texts, const BodyRead
   return DRAVIX_OK;
 }
 
+}  // namespace
+
+std::int32_t ReadRecord(ByteView bytes, const HeaderTexts& texts, const BodyReader& readBody) {
+  ByteReader in(bytes);
+  return ReadFrom(in, texts, readBody);
+}
+
 std::int32_t LoadRecord(const std::string& fullname, const LoadTexts& fileTexts,
                         const HeaderTexts& headerTexts, const BodyReader& readBody) {
   if (!HasExtension(fullname, fileTexts.extension)) {
     AlgoLogError("%s", fileTexts.wrongName);
     return DRAVIX_WRONG_EXTENSION;
   }
-  const std::optional<Bytes> bytes = ReadFile(fullname);
-  if (!bytes) {
-    AlgoLogError("%s%s", fileTexts.cannotOpen, fullname.c_str());
-    return DRAVIX_CANNOT_READ;
+  try {
+    if (const std::unique_ptr<InputFile> file = InputFile::Open(fullname)) {
+      ByteReader in(*file);
+      return ReadFrom(in, headerTexts, readBody);
+    }
+  } catch (const ReadFailure&) {
+    // No more use than one that cannot be opened.
   }
-  return ReadRecord(*bytes, headerTexts, readBody);
+  AlgoLogError("%s%s", fileTexts.cannotOpen, fullname.c_str());
+  return DRAVIX_CANNOT_READ;
 }
 
 }  // namespace dravix::base

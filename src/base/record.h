@@ -31,14 +31,16 @@ struct HeaderTexts {
 [[nodiscard]] std::int32_t SaveRecord(const std::string& fullname, const SaveTexts& texts,
                                       const std::function<Bytes()>& record);
 
-/// What follows mark and version.
+/// Takes what follows mark and version. Reading a file may throw ReadFailure anywhere: what is read
+/// must not be kept before all of it has been.
 using BodyReader = std::function<void(ByteReader&)>;
 
 /// Checks mark and version and hands the rest to `readBody`. 0; 10 wrong mark; 3 wrong version.
 [[nodiscard]] std::int32_t ReadRecord(ByteView bytes, const HeaderTexts& texts,
                                       const BodyReader& readBody);
 
-/// As ReadRecord, from a file. 8 wrong extension; 2 cannot be opened.
+/// As ReadRecord, from a file, of which no more is read than `readBody` asks for. 8 wrong
+/// extension; 2 cannot be opened, or not be read.
 [[nodiscard]] std::int32_t LoadRecord(const std::string& fullname, const LoadTexts& fileTexts,
                                       const HeaderTexts& headerTexts, const BodyReader& readBody);
 

@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <functional>
 #include <iostream>
 #include <limits>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <system_error>
 
@@ -25,7 +28,7 @@ namespace base = dravix::base;
 namespace raw = dravix::raw;
 
 /// True when the dump has exactly that many samples. Sizes whose product leaves 32 bits fit none.
-bool HoldsSamples(std::size_t bytes, int rows, int cols) {
+bool HoldsSamples(std::uint64_t bytes, int rows, int cols) {
   if (rows < 0 || cols < 0) return false;
   const std::uint64_t samples = static_cast<std::uint64_t>(rows) * static_cast<std::uint64_t>(cols);
   return samples <= std::numeric_limits<std::uint32_t>::max() && bytes == samples * 2;
@@ -36,7 +39,7 @@ bool HoldsSamples(std::size_t bytes, int rows, int cols) {
 int Workers() { return std::max(1, omp_get_num_procs() - 1); }
 #endif
 
-/// As raw::Picture of a dump, each thread converting whole rows of its own.
+/// The picture of a dump, each thread converting whole rows of its own.
 cv::Mat UnpackRows(base::ByteView stored, int rows, int cols) {
   cv::Mat picture(rows, cols, CV_16UC1);
   const std::size_t rowBytes = static_cast<std::size_t>(cols) * 2;
@@ -51,7 +54,7 @@ cv::Mat UnpackRows(base::ByteView stored, int rows, int cols) {
   return picture;
 }
 
-cv::Mat ReadDngFile(base::ByteView file, raw::StripTag strip) {
+cv::Mat ReadDngFile(base::InputFile& file, raw::StripTag strip) {
   if (!raw::IsDng(file)) {
     std::cout << "        Error :: file not dng image " << std::endl;
     return {};
@@ -77,64 +80,90 @@ std::optional<std::int64_t> TakeNumber(std::string_view& line) {
   return number;
 }
 
-}  // namespace
-
-namespace BImage {
-
-cv::Mat ReadOrvelRaw(const std::string& fullname, int rows, int cols) {
-  const std::optional<base::Bytes> file = base::ReadFile(fullname);
-  if (!file) {
-    AlgoLogError("BImage::ReadOrvelRaw -- Open file failure, fullname = %s", fullname.c_str());
-    return {};
-  }
-  if (!HoldsSamples(file->size(), rows, cols)) {
+cv::Mat ReadDump(base::InputFile& file, int rows, int cols, const std::string& fullname) {
+  if (!HoldsSamples(file.Size(), rows, cols)) {
     AlgoLogError("BImage::ReadOrvelRaw -- Check file size, fullname = %s", fullname.c_str());
     return {};
   }
-  return UnpackRows(*file, rows, cols);
+  base::Bytes stored(file.Left());
+  file.Fetch(stored);
+  return UnpackRows(stored, rows, cols);
 }
 
-cv::Mat ReadRggbDng(const std::string& fullname) {
-  const std::optional<base::Bytes> file = base::ReadFile(fullname);
-  if (!file) {
-    AlgoLogError("BImage::ReadRggbDng -- Failed to Open file. fullname = %s", fullname.c_str());
-    return {};
-  }
-  return ReadDngFile(*file, raw::StripTag::kOffsets);
-}
-
-cv::Mat ReadDngToup(const std::string& fullname) {
-  const std::optional<base::Bytes> file = base::ReadFile(fullname);
-  if (!file) {
-    AlgoLogError("BImage::ReadDngToup -- Failed to Open file. fullname = %s", fullname.c_str());
-    return {};
-  }
-  cv::Mat picture = ReadDngFile(*file, raw::StripTag::kSamples);
-  if (!picture.empty()) cv::flip(picture, picture, 0);
-  return picture;
-}
-
-bool ReadPgm16(const std::string& fullname, cv::Mat& image) {
-  const std::optional<base::Bytes> file = base::ReadFile(fullname);
-  if (!file) {
-    std::cout << "Open file failure, fullname = " << fullname << std::endl;
-    return false;
-  }
-  std::string_view rest(static_cast<const char*>(static_cast<const void*>(file->data())),
-                        file->size());
+cv::Mat ReadGreyMap(base::InputFile& file) {
+  constexpr std::size_t kLongestHeader = std::size_t{1} << 20;
+  std::string front(std::min(file.Left(), kLongestHeader), '\0');
+  file.Fetch(std::as_writable_bytes(std::span(front)));
+  std::string_view rest = front;
   if (TakeLine(rest) != "P5") {
     std::cerr << "Version error" << std::endl;
-    return false;
+    return {};
   }
   std::string_view sizeLine = TakeLine(rest);
   const std::optional<std::int64_t> width = TakeNumber(sizeLine);
   const std::optional<std::int64_t> height = TakeNumber(sizeLine);
   std::string_view largestLine = TakeLine(rest);
-  if (!width || !height || !TakeNumber(largestLine)) return false;
-  const cv::Mat picture =
-      raw::Picture(base::ViewOf(rest), raw::ByteOrder::kHighFirst, *height, *width);
-  if (picture.empty()) return false;
-  image = picture;
+  if (!width || !height || !TakeNumber(largestLine)) return {};
+  const std::size_t headerBytes = front.size() - rest.size();
+  if (front[headerBytes - 1] != '\n') return {};  // a line without an end
+  file.SeekTo(headerBytes);
+  return raw::ReadPicture(file, raw::ByteOrder::kHighFirst, *height, *width);
+}
+
+/// What `read` makes of the file; empty when it cannot be opened or turns out not to be readable.
+std::optional<cv::Mat> ReadWith(const std::string& fullname,
+                                const std::function<cv::Mat(base::InputFile&)>& read) {
+  try {
+    if (const auto file = base::InputFile::Open(fullname)) return read(*file);
+  } catch (const base::ReadFailure&) {
+    return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+namespace BImage {
+
+cv::Mat ReadOrvelRaw(const std::string& fullname, int rows, int cols) {
+  const auto read = [&](base::InputFile& file) { return ReadDump(file, rows, cols, fullname); };
+  std::optional<cv::Mat> picture = ReadWith(fullname, read);
+  if (picture) return *std::move(picture);
+  AlgoLogError("BImage::ReadOrvelRaw -- Open file failure, fullname = %s", fullname.c_str());
+  return {};
+}
+
+cv::Mat ReadRggbDng(const std::string& fullname) {
+  const auto read = [](base::InputFile& file) {
+    return ReadDngFile(file, raw::StripTag::kOffsets);
+  };
+  std::optional<cv::Mat> picture = ReadWith(fullname, read);
+  if (picture) return *std::move(picture);
+  AlgoLogError("BImage::ReadRggbDng -- Failed to Open file. fullname = %s", fullname.c_str());
+  return {};
+}
+
+cv::Mat ReadDngToup(const std::string& fullname) {
+  const auto read = [](base::InputFile& file) {
+    return ReadDngFile(file, raw::StripTag::kSamples);
+  };
+  std::optional<cv::Mat> picture = ReadWith(fullname, read);
+  if (!picture) {
+    AlgoLogError("BImage::ReadDngToup -- Failed to Open file. fullname = %s", fullname.c_str());
+    return {};
+  }
+  if (!picture->empty()) cv::flip(*picture, *picture, 0);
+  return *std::move(picture);
+}
+
+bool ReadPgm16(const std::string& fullname, cv::Mat& image) {
+  const std::optional<cv::Mat> picture = ReadWith(fullname, ReadGreyMap);
+  if (!picture) {
+    std::cout << "Open file failure, fullname = " << fullname << std::endl;
+    return false;
+  }
+  if (picture->empty()) return false;
+  image = *picture;
   return true;
 }
 

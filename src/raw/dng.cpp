@@ -1,6 +1,6 @@
 #include "raw/dng.h"
 
-#include <algorithm>
+#include "base/bytes.h"
 
 namespace dravix::raw {
 namespace {
@@ -21,7 +21,8 @@ struct Header {
 };
 
 /// Bytes that the file lacks read as zero.
-Header ReadHeader(base::ByteView file) {
+Header ReadHeader(base::InputFile& file) {
+  file.SeekTo(0);
   base::ByteReader in(file);
   Header header;
   header.byteOrder = in.ReadOr<std::uint16_t>(0);
@@ -30,49 +31,48 @@ Header ReadHeader(base::ByteView file) {
   return header;
 }
 
-/// The file from `offset` on; nothing when that lies behind its end.
-base::ByteReader ReaderAt(base::ByteView file, std::uint32_t offset) {
-  return base::ByteReader(file.subspan(std::min<std::size_t>(offset, file.size())));
-}
-
 /// The three values that matter, from the directory's entries.
 struct Directory {
   std::optional<std::uint32_t> width, height, stripOffsets;
 };
 
-void TakeEntry(base::ByteReader entry, Directory& directory) {
-  const auto tag = entry.ReadOr<std::uint16_t>(0);
-  entry.Skip(6);  // field type and count: the value is taken as a 32-bit number whatever they say
-  const auto value = entry.Read<std::uint32_t>();
+void TakeEntry(base::ByteReader& in, Directory& directory) {
+  const auto tag = in.ReadOr<std::uint16_t>(0);
+  in.Skip(6);  // field type and count: the value is taken as a 32-bit number whatever they say
+  const auto value = in.Read<std::uint32_t>();
   if (tag == kImageWidth) directory.width = value;
   if (tag == kImageLength) directory.height = value;
   if (tag == kStripOffsets) directory.stripOffsets = value;
 }
 
-std::optional<Directory> ReadDirectory(base::ByteReader in) {
+std::optional<Directory> ReadDirectory(base::InputFile& file, std::uint32_t offset) {
+  file.SeekTo(offset);
+  base::ByteReader in(file);
   const std::optional<std::uint16_t> entries = in.Read<std::uint16_t>();
-  if (!entries) return std::nullopt;
+  if (!entries || in.Remaining() < *entries * kEntryBytes) return std::nullopt;
   Directory directory;
-  for (int i = 0; i < *entries; ++i) {
-    const std::optional<base::ByteView> entry = in.View(kEntryBytes);
-    if (!entry) return std::nullopt;
-    TakeEntry(base::ByteReader(*entry), directory);
-  }
+  for (int i = 0; i < *entries; ++i) TakeEntry(in, directory);
   return directory;
+}
+
+/// The first entry of the array of offsets.
+std::optional<std::uint32_t> ReadOffset(base::InputFile& file, std::uint32_t arrayAt) {
+  file.SeekTo(arrayAt);
+  return base::ByteReader(file).Read<std::uint32_t>();
 }
 
 }  // namespace
 
-bool IsDng(base::ByteView file) { return ReadHeader(file).magic == kMagic; }
+bool IsDng(base::InputFile& file) { return ReadHeader(file).magic == kMagic; }
 
-std::optional<DngLayout> ReadDngLayout(base::ByteView file, StripTag strip) {
+std::optional<DngLayout> ReadDngLayout(base::InputFile& file, StripTag strip) {
   const Header header = ReadHeader(file);
-  const std::optional<Directory> directory = ReadDirectory(ReaderAt(file, header.directoryAt));
+  const std::optional<Directory> directory = ReadDirectory(file, header.directoryAt);
   if (!directory || !directory->width || !directory->height || !directory->stripOffsets) {
     return std::nullopt;
   }
   std::optional<std::uint32_t> samplesAt = directory->stripOffsets;
-  if (strip == StripTag::kOffsets) samplesAt = ReaderAt(file, *samplesAt).Read<std::uint32_t>();
+  if (strip == StripTag::kOffsets) samplesAt = ReadOffset(file, *samplesAt);
   if (!samplesAt) return std::nullopt;
   return DngLayout{
       .order = header.byteOrder == kLowFirstMark ? ByteOrder::kLowFirst : ByteOrder::kHighFirst,
@@ -82,9 +82,10 @@ std::optional<DngLayout> ReadDngLayout(base::ByteView file, StripTag strip) {
   };
 }
 
-cv::Mat ReadDngSamples(base::ByteView file, const DngLayout& layout) {
-  if (layout.samplesAt > file.size()) return {};
-  return Picture(file.subspan(layout.samplesAt), layout.order, layout.rows, layout.cols);
+cv::Mat ReadDngSamples(base::InputFile& file, const DngLayout& layout) {
+  if (layout.samplesAt > file.Size()) return {};
+  file.SeekTo(layout.samplesAt);
+  return ReadPicture(file, layout.order, layout.rows, layout.cols);
 }
 
 }  // namespace dravix::raw

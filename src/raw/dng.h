@@ -6,7 +6,7 @@
 #include <opencv2/core.hpp>
 #include <optional>
 
-#include "base/bytes.h"
+#include "base/files.h"
 #include "raw/samples.h"
 
 namespace dravix::raw {
@@ -25,13 +25,13 @@ struct DngLayout {
 };
 
 /// True when the file says that it is a TIFF with its low bytes first: 42 at offset 2.
-[[nodiscard]] bool IsDng(base::ByteView file);
+[[nodiscard]] bool IsDng(base::InputFile& file);
 
 /// The layout from the first directory, of equal tags the last; empty when the directory is cut
 /// short, when width, height or strip tag is missing, or when the array of offsets lies outside.
-[[nodiscard]] std::optional<DngLayout> ReadDngLayout(base::ByteView file, StripTag strip);
+[[nodiscard]] std::optional<DngLayout> ReadDngLayout(base::InputFile& file, StripTag strip);
 
 /// The samples, CV_16UC1, in file order; empty when the file does not hold them all.
-[[nodiscard]] cv::Mat ReadDngSamples(base::ByteView file, const DngLayout& layout);
+[[nodiscard]] cv::Mat ReadDngSamples(base::InputFile& file, const DngLayout& layout);
 
 }  // namespace dravix::raw

@@ -1,17 +1,24 @@
 #include "raw/samples.h"
 
 #include <limits>
+#include <optional>
 
 #include "base/checked.h"
 
 namespace dravix::raw {
 
+namespace {
+
+/// Bytes of a picture of rows x cols 16-bit samples; empty when a side is below 1 or beyond what a
+/// matrix can have.
 std::optional<std::uint64_t> PictureBytes(std::int64_t rows, std::int64_t cols) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
   if (rows < 1 || cols < 1 || rows > kMost || cols > kMost) return std::nullopt;
   return base::CheckedMul(static_cast<std::uint64_t>(rows), static_cast<std::uint64_t>(cols),
                           sizeof(std::uint16_t));
 }
+
+}  // namespace
 
 void Unpack(base::ByteView stored, ByteOrder order, std::span<std::uint16_t> row) {
   const std::size_t low = order == ByteOrder::kLowFirst ? 0 : 1;
@@ -22,11 +29,14 @@ void Unpack(base::ByteView stored, ByteOrder order, std::span<std::uint16_t> row
   }
 }
 
-cv::Mat Picture(base::ByteView stored, ByteOrder order, std::int64_t rows, std::int64_t cols) {
+cv::Mat ReadPicture(base::InputFile& file, ByteOrder order, std::int64_t rows, std::int64_t cols) {
   const std::optional<std::uint64_t> bytes = PictureBytes(rows, cols);
-  if (!bytes || *bytes > stored.size()) return {};
+  if (!bytes || *bytes > file.Left()) return {};
   cv::Mat picture(static_cast<int>(rows), static_cast<int>(cols), CV_16UC1);
-  Unpack(stored, order, {picture.ptr<std::uint16_t>(), picture.total()});
+  const std::span<std::uint16_t> samples(picture.ptr<std::uint16_t>(), picture.total());
+  const std::span<std::byte> stored = std::as_writable_bytes(samples);
+  if (file.Fetch(stored) < stored.size()) return {};
+  if (order == ByteOrder::kHighFirst) Unpack(stored, order, samples);
   return picture;
 }
 

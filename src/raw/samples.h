@@ -3,25 +3,21 @@
 
 #include <cstdint>
 #include <opencv2/core.hpp>
-#include <optional>
 #include <span>
 
 #include "base/bytes.h"
+#include "base/files.h"
 
 namespace dravix::raw {
 
 enum class ByteOrder { kLowFirst, kHighFirst };
 
-/// Bytes of a picture of rows x cols 16-bit samples; empty when a side is below 1 or beyond what a
-/// matrix can have.
-[[nodiscard]] std::optional<std::uint64_t> PictureBytes(std::int64_t rows, std::int64_t cols);
-
-/// One row of samples from twice as many bytes.
+/// Samples from twice as many bytes, which may be their own.
 void Unpack(base::ByteView stored, ByteOrder order, std::span<std::uint16_t> row);
 
-/// The picture at the front of `stored`, CV_16UC1; empty when it has no size or `stored` is too
-/// short to hold it.
-[[nodiscard]] cv::Mat Picture(base::ByteView stored, ByteOrder order, std::int64_t rows,
-                              std::int64_t cols);
+/// The picture from where the file stands, CV_16UC1; empty when it has no size or the file does not
+/// hold all of it.
+[[nodiscard]] cv::Mat ReadPicture(base::InputFile& file, ByteOrder order, std::int64_t rows,
+                                  std::int64_t cols);
 
 }  // namespace dravix::raw

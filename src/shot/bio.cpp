@@ -1,12 +1,13 @@
 #include <dravix/algolog.h>
 #include <dravix/bio.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <istream>
 #include <locale>
+#include <memory>
 #include <optional>
-#include <sstream>
 #include <string_view>
-#include <utility>
 
 #include "base/envelope.h"
 #include "base/files.h"
@@ -28,6 +29,33 @@ std::optional<std::string> ReadText(const std::string& fullname) {
   }
 #endif
   return text;
+}
+
+/// True when the file could be opened and read.
+template <class Read>
+bool ReadWith(const std::string& fullname, Read&& read) {
+  const std::unique_ptr<base::InputFile> file = base::InputFile::Open(fullname);
+  if (!file) return false;
+  try {
+    read(*file);
+  } catch (const base::ReadFailure&) {
+    return false;
+  }
+  return true;
+}
+
+/// Numbers row by row; zeros from where the text has none on.
+cv::Mat TableOf(base::InputFile& file, cv::Size size) {
+  std::istream& in = file.Stream();
+  in.imbue(std::locale::classic());  // a decimal point, whatever the host's language
+  cv::Mat table = cv::Mat::zeros(std::max(size.height, 0), std::max(size.width, 0), CV_32FC1);
+  for (auto cell = table.begin<float>(); cell != table.end<float>(); ++cell) {
+    float number = 0;
+    if (!(in >> number)) break;
+    *cell = number;
+  }
+  if (in.bad()) throw base::ReadFailure();
+  return table;
 }
 
 }  // namespace
@@ -52,32 +80,19 @@ bool SaveMatToBin(const std::string& fullname, const cv::Mat& m) {
 }
 
 bool LoadBinToMat(const std::string& fullname, cv::Mat& m) {
-  const std::optional<base::Bytes> bytes = base::ReadFile(fullname);
-  if (!bytes) {
-    AlgoLogError("BIO::LoadBinToMat -- Failed to Open file. fullname = %s", fullname.c_str());
-    return false;
-  }
-  base::ByteReader in{base::ByteView(*bytes)};
-  if (in.Read<char>() == base::kLittleEndianMark) m = dravix::shot::ReadMatRecord(in);
-  return true;
+  const auto read = [&m](base::InputFile& file) {
+    base::ByteReader in(file);
+    if (in.Read<char>() == base::kLittleEndianMark) m = dravix::shot::ReadMatRecord(in);
+  };
+  if (ReadWith(fullname, read)) return true;
+  AlgoLogError("BIO::LoadBinToMat -- Failed to Open file. fullname = %s", fullname.c_str());
+  return false;
 }
 
 bool LoadTxtToMat(const std::string& fullname, cv::Size size, cv::Mat& m) {
-  std::optional<std::string> text = ReadText(fullname);
-  if (!text) {
-    AlgoLogError("BIO::LoadTxtToMat -- Failed to Open file. fullname = %s", fullname.c_str());
-    return false;
-  }
-  std::istringstream in(*std::move(text));
-  in.imbue(std::locale::classic());  // a decimal point, whatever the host's language
-  cv::Mat table = cv::Mat::zeros(std::max(size.height, 0), std::max(size.width, 0), CV_32FC1);
-  for (auto cell = table.begin<float>(); cell != table.end<float>(); ++cell) {
-    float number = 0;
-    if (!(in >> number)) break;
-    *cell = number;
-  }
-  m = table;
-  return true;
+  if (ReadWith(fullname, [&](base::InputFile& file) { m = TableOf(file, size); })) return true;
+  AlgoLogError("BIO::LoadTxtToMat -- Failed to Open file. fullname = %s", fullname.c_str());
+  return false;
 }
 
 bool ReadFullNameListTxt(const std::string& fullname, std::vector<std::string>& names) {

@@ -2,7 +2,6 @@
 #include <dravix/dravix.h>
 #include <dravix/shot.h>
 
-#include <algorithm>
 #include <optional>
 #include <span>
 #include <type_traits>
@@ -94,9 +93,8 @@ class FieldReader {
     value = in_.ReadOr<T>(value);
   }
   void operator()(char (&text)[64]) const {
-    const std::optional<base::ByteView> stored = in_.View(sizeof text);
-    if (!stored) return in_.Skip(in_.Remaining());
-    std::ranges::copy(*stored, std::as_writable_bytes(std::span(text)).begin());
+    if (in_.Remaining() < sizeof text) return in_.Skip(in_.Remaining());
+    in_.ReadUpTo(std::as_writable_bytes(std::span(text)));
   }
 
  private:

@@ -10,6 +10,7 @@ namespace {
 
 using dravix::base::ByteReader;
 using dravix::base::Bytes;
+using dravix::base::ByteSource;
 using dravix::base::ByteView;
 using dravix::base::ByteWriter;
 using dravix::base::CheckedMul;
@@ -65,19 +66,71 @@ TEST(ByteReader, FillsAShortBufferAndKeepsTheRest) {
   EXPECT_EQ(in.Remaining(), 1U);
 }
 
-TEST(ByteReader, ViewsAreWholeOrAbsent) {
-  ByteReader in(ViewOf("abcd"));
-  EXPECT_EQ(in.View(5), std::nullopt);
-  EXPECT_EQ(Text(in.View(3).value_or(ByteView())), "abc");
-  EXPECT_EQ(in.Remaining(), 1U);
-  EXPECT_TRUE(in.View(0).has_value());
-}
-
 TEST(ByteReader, SkipsNoFurtherThanTheEnd) {
   ByteReader in(ViewOf("abcd"));
   in.Skip(3);
   EXPECT_EQ(in.Remaining(), 1U);
   in.Skip(std::numeric_limits<std::size_t>::max());
+  EXPECT_EQ(in.Remaining(), 0U);
+}
+
+/// Hands out three bytes at a time of those it holds.
+class Trickle final : public ByteSource {
+ public:
+  explicit Trickle(std::string_view bytes) : rest_(ViewOf(bytes)) {}
+  std::size_t Fetch(std::span<std::byte> out) override {
+    const std::size_t there = std::min(out.size(), rest_.size());
+    std::copy_n(rest_.begin(), there, out.begin());
+    Skip(there);
+    return there;
+  }
+  ByteView FetchSome() override {
+    const ByteView some = rest_.first(std::min<std::size_t>(3, rest_.size()));
+    Skip(some.size());
+    return some;
+  }
+  void Skip(std::size_t count) override { rest_ = rest_.subspan(count); }
+  [[nodiscard]] std::size_t Left() const override { return rest_.size(); }
+
+ private:
+  ByteView rest_;
+};
+
+TEST(ByteReader, TakesNumbersOutOfWhatASourceHandsOut) {
+  Trickle source(std::string_view("\1\0\2\0\0\0\3\0\0\0\0\0\0\0\4\5", 16));
+  ByteReader in(source);
+  EXPECT_EQ(in.Remaining(), 16U);
+  EXPECT_EQ(in.Read<std::uint16_t>(), 1);
+  EXPECT_EQ(in.Read<std::uint32_t>(), 2U);
+  EXPECT_EQ(in.Read<std::uint64_t>(), 3U);
+  EXPECT_EQ(in.Remaining(), 2U);
+  EXPECT_EQ(in.Read<std::uint32_t>(), std::nullopt);
+  EXPECT_EQ(in.Read<std::uint16_t>(), 0x0504);
+  EXPECT_EQ(in.ReadOr<std::uint8_t>(7), 7);
+}
+
+TEST(ByteReader, FillsFromASourceBehindWhatIsAtHand) {
+  Trickle source("abcdefghijklmnop");
+  ByteReader in(source);
+  EXPECT_EQ(in.Read<char>(), 'a');
+  Bytes out(12);
+  EXPECT_EQ(in.ReadUpTo(out), 12U);
+  EXPECT_EQ(Text(out), "bcdefghijklm");
+  EXPECT_EQ(in.ReadUpTo(out), 3U);
+  EXPECT_EQ(Text(out), std::string("nop") + std::string(9, '\0'));
+}
+
+TEST(ByteReader, SkipsInASource) {
+  Trickle source("abcdefghijkl");
+  ByteReader in(source);
+  EXPECT_EQ(in.Read<char>(), 'a');
+  in.Skip(1);
+  EXPECT_EQ(in.Read<char>(), 'c');
+  in.Skip(5);
+  EXPECT_EQ(in.Read<char>(), 'i');
+  EXPECT_EQ(in.ReadOr<std::int32_t>(-1), -1);
+  EXPECT_EQ(in.Remaining(), 0U);
+  in.Skip(1);
   EXPECT_EQ(in.Remaining(), 0U);
 }
 

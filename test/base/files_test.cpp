@@ -24,8 +24,10 @@
 namespace {
 
 namespace fs = std::filesystem;
+using dravix::base::ByteReader;
 using dravix::base::Bytes;
 using dravix::base::ByteView;
+using dravix::base::InputFile;
 using dravix::base::PathOf;
 using dravix::base::ReadFile;
 using dravix::base::ViewOf;
@@ -80,6 +82,47 @@ TEST_F(Files, NamesWithAZeroByteAreNoNames) {
   EXPECT_EQ(ReadFile(cut), std::nullopt);
   EXPECT_EQ(WriteFile(cut, {ViewOf("new")}), WriteResult::kCannotOpen);
   EXPECT_EQ(Slurp(name_), "x");
+}
+
+TEST_F(Files, AreReadAsTheirBytesAreAskedFor) {
+  const std::string text = Long();
+  Spill(name_, text);
+  const auto file = InputFile::Open(name_);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(file->Size(), text.size());
+  ByteReader in(*file);
+  EXPECT_EQ(in.Read<char>(), text[0]);
+  in.Skip(99'999);
+  Bytes some(200'000);
+  EXPECT_EQ(in.ReadUpTo(some), some.size());
+  EXPECT_EQ(TextOf(some), text.substr(100'000, some.size()));
+  EXPECT_EQ(in.Remaining(), text.size() - 300'000);
+  file->SeekTo(text.size() - 2);
+  EXPECT_EQ(file->Fetch(some), 2U);
+  EXPECT_EQ(file->FetchSome().size(), 0U);
+  file->SeekTo(std::uint64_t{1} << 60);
+  EXPECT_EQ(file->Left(), 0U);
+  file->SeekTo(1);
+  EXPECT_EQ(ByteReader(*file).Read<char>(), text[1]);
+}
+
+TEST_F(Files, ThatBecomeShorterEndEarlier) {
+  Spill(name_, Long());
+  const auto file = InputFile::Open(name_);
+  ASSERT_NE(file, nullptr);
+  fs::resize_file(name_, 5);
+  Bytes some(10);
+  EXPECT_EQ(file->Fetch(some), 5U);
+  EXPECT_EQ(file->Left(), 0U);
+}
+
+TEST_F(Files, ThatAreMissingOrFoldersAreNotOpenedEmptyOnesAre) {
+  EXPECT_EQ(InputFile::Open(name_), nullptr);
+  EXPECT_EQ(InputFile::Open(dir_.File("")), nullptr);
+  Spill(name_, "");
+  const auto file = InputFile::Open(name_);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(file->Left(), 0U);
 }
 
 // --- writing ---

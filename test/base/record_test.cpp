@@ -3,6 +3,8 @@
 #include <dravix/dravix.h>
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 
@@ -20,6 +22,7 @@ using dravix::base::ViewOf;
 using dravix::test::LogCapture;
 using dravix::test::Slurp;
 using dravix::test::Spill;
+using dravix::test::SpillWithHoles;
 using dravix::test::TempDir;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -73,6 +76,16 @@ TEST_F(Record, ThatCannotBeOpenedSaysSoWithItsName) {
 }
 
 #ifdef __linux__
+TEST_F(Record, ThatCannotBeReadCouldNotBeOpened) {
+  const char* const kRefusesToBeRead = "/sys/class/net/lo/speed";
+  std::ifstream probe(kRefusesToBeRead);
+  if (!probe || (probe.peek(), !probe.bad())) GTEST_SKIP() << "no such file here";
+  const std::string name = dir_.File("a.rec");
+  std::filesystem::create_symlink(kRefusesToBeRead, name);
+  EXPECT_EQ(Load(name), DRAVIX_CANNOT_READ);
+  EXPECT_THAT(log_.Errors(), ElementsAre("load open " + name));
+}
+
 TEST_F(Record, ThatBreaksOffSaysSoWithItsName) {
   const std::string name = dir_.File("full.rec");
   std::filesystem::create_symlink("/dev/full", name);
@@ -96,6 +109,18 @@ TEST_F(Record, WithAWrongHeaderIsNotRead) {
   EXPECT_EQ(Load(dir_.File("a.txt")), DRAVIX_WRONG_EXTENSION);
   EXPECT_THAT(log_.Errors(), ElementsAre("mark", "version", "load name"));
   EXPECT_EQ(body_, kNotRead);
+}
+
+TEST_F(Record, IsNotReadBeyondWhatIsAskedFor) {
+  const std::string name = dir_.File("huge.rec");
+  if (!SpillWithHoles(name, "X")) GTEST_SKIP() << "no files of this size here";
+  EXPECT_EQ(Load(name), DRAVIX_WRONG_BYTE_ORDER);
+  ASSERT_TRUE(SpillWithHoles(name, "L\2"));
+  EXPECT_EQ(Load(name), DRAVIX_WRONG_VERSION);
+  EXPECT_EQ(body_, kNotRead);
+  ASSERT_TRUE(SpillWithHoles(name, kGoodHeader));
+  EXPECT_EQ(Load(name), 0);
+  EXPECT_EQ(body_, dravix::test::kBeyondMemory - kGoodHeader.size());
 }
 
 TEST_F(Record, WhatTheReaderThrowsPasses) {

@@ -14,6 +14,7 @@ using dravix::test::LowFirst;
 using dravix::test::RandomMat;
 using dravix::test::SameBytes;
 using dravix::test::Spill;
+using dravix::test::SpillWithHoles;
 using dravix::test::TempDir;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -60,6 +61,14 @@ TEST_F(ReadOrvelRaw, OneByteMoreOrLessIsRefused) {
     EXPECT_THAT(log_.Errors(),
                 ElementsAre("BImage::ReadOrvelRaw -- Check file size, fullname = " + name));
   }
+}
+
+TEST_F(ReadOrvelRaw, ItsSizeIsLookedAtFirst) {
+  const std::string name = dir_.File("huge.raw");
+  if (!SpillWithHoles(name, "")) GTEST_SKIP() << "no files of this size here";
+  EXPECT_TRUE(BImage::ReadOrvelRaw(name, 2, 3).empty());
+  EXPECT_THAT(log_.Errors(),
+              ElementsAre("BImage::ReadOrvelRaw -- Check file size, fullname = " + name));
 }
 
 TEST_F(ReadOrvelRaw, SidesWhoseProductWrapsAreRefused) {
@@ -154,6 +163,26 @@ TEST_F(ReadPgm16, SizesThatTheFileDoesNotHoldAreRefused) {
                            "2147483648 1", "1 4294967297", "9223372036854775807 2"}) {
     EXPECT_FALSE(Reads("P5\n" + std::string(size) + "\n65535\nxyz")) << size;
   }
+}
+
+TEST_F(ReadPgm16, ItsFrontIsLookedAtFirst) {
+  const std::string name = dir_.File("huge.pgm");
+  if (!SpillWithHoles(name, "P6\n")) GTEST_SKIP() << "no files of this size here";
+  CaptureStdout();
+  CaptureStderr();
+  EXPECT_FALSE(BImage::ReadPgm16(name, image_));
+  EXPECT_EQ(GetCapturedStderr(), "Version error\n");
+  ASSERT_TRUE(SpillWithHoles(name, "P5\n2 1\n"));
+  EXPECT_FALSE(BImage::ReadPgm16(name, image_));  // a line without an end
+  ASSERT_TRUE(SpillWithHoles(name, std::string("P5\n2 1\n65535\n\1\2\3\4", 19)));
+  EXPECT_TRUE(BImage::ReadPgm16(name, image_));
+  EXPECT_TRUE(SameBytes(image_, (cv::Mat_<std::uint16_t>(1, 2) << 0x0102, 0x0304)));
+  EXPECT_EQ(GetCapturedStdout(), "");
+}
+
+TEST_F(ReadPgm16, LinesMayBeLong) {
+  EXPECT_TRUE(Reads("P5\n2 1" + std::string(200'000, ' ') + "\n65535\n" + "\1\2\3\4"));
+  EXPECT_TRUE(SameBytes(image_, (cv::Mat_<std::uint16_t>(1, 2) << 0x0102, 0x0304)));
 }
 
 TEST_F(ReadPgm16, AShortFileIsRefused) {

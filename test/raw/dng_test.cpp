@@ -17,6 +17,7 @@ using dravix::test::LowFirst;
 using dravix::test::RandomMat;
 using dravix::test::SameBytes;
 using dravix::test::Spill;
+using dravix::test::SpillWithHoles;
 using dravix::test::TempDir;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -168,6 +169,21 @@ TEST_P(ReadDng, ADirectoryThatClaimsMoreEntriesThanItHasGivesAnEmptyMatrix) {
   bytes[8] = '\xff';
   bytes[9] = '\xff';
   EXPECT_TRUE(Read(bytes).empty());
+}
+
+TEST_P(ReadDng, OnlyWhatBelongsToThePictureIsRead) {
+  const cv::Mat expected = RandomMat({6, 4}, CV_16UC1, 11, 0, 65536);
+  const std::string bytes = DngOf({6, 4}, LowFirst(expected), Indirect()).Bytes();
+  const std::string name = dir_.File("huge.dng");
+  if (!SpillWithHoles(name, bytes)) GTEST_SKIP() << "no files of this size here";
+  cv::Mat m = ReadNamed(name);
+  ASSERT_FALSE(m.empty());
+  if (!Indirect()) cv::flip(m, m, 0);
+  EXPECT_TRUE(SameBytes(m, expected));
+  ASSERT_TRUE(SpillWithHoles(name, "II"));
+  testing::internal::CaptureStdout();
+  EXPECT_TRUE(ReadNamed(name).empty());
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), kNotDng);
 }
 
 TEST_P(ReadDng, AMissingFileAndAFolderAreLogged) {

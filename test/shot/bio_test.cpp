@@ -18,6 +18,7 @@ using dravix::test::RecordHeader;
 using dravix::test::SameBytes;
 using dravix::test::Slurp;
 using dravix::test::Spill;
+using dravix::test::SpillWithHoles;
 using dravix::test::TempDir;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -62,6 +63,20 @@ TEST_F(Bio, AnotherFirstByteLeavesTheMatrix) {
     EXPECT_EQ(m.at<uchar>(0), 77);
   }
   EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(Bio, OnlyTheRecordIsReadOfAFile) {
+  const std::string name = dir_.File("huge.bin");
+  cv::Mat m(1, 1, CV_8UC1, cv::Scalar(9));
+  if (!SpillWithHoles(name, "x")) GTEST_SKIP() << "no files of this size here";
+  EXPECT_TRUE(BIO::LoadBinToMat(name, m));
+  EXPECT_EQ(m.at<uchar>(0), 9);
+  ASSERT_TRUE(SpillWithHoles(name, "L" + RecordHeader{1, 2, CV_8UC1, 1}.Bytes() + "ab"));
+  EXPECT_TRUE(BIO::LoadBinToMat(name, m));
+  EXPECT_TRUE(SameBytes(m, (cv::Mat_<uchar>(1, 2) << 'a', 'b')));
+  ASSERT_TRUE(SpillWithHoles(name, "3 4\n"));
+  EXPECT_TRUE(BIO::LoadTxtToMat(name, {2, 1}, m));
+  EXPECT_TRUE(SameBytes(m, (cv::Mat_<float>(1, 2) << 3, 4)));
 }
 
 TEST_F(Bio, AnEmptyOrAbsurdRecordGivesAnEmptyMatrix) {

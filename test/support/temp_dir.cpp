@@ -46,4 +46,11 @@ void Spill(const std::string& fullname, std::string_view content) {
   EXPECT_TRUE(out.good()) << "cannot write " << fullname;
 }
 
+bool SpillWithHoles(const std::string& fullname, std::string_view content, std::uintmax_t size) {
+  Spill(fullname, content);
+  std::error_code error;
+  std::filesystem::resize_file(fullname, size, error);
+  return !error;
+}
+
 }  // namespace dravix::test

@@ -1,6 +1,7 @@
 /// A folder of its own for a test, removed with all that is in it.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -28,5 +29,12 @@ class TempDir {
 std::string Slurp(const std::string& fullname);
 /// Writes `content` as the whole file.
 void Spill(const std::string& fullname, std::string_view content);
+
+/// More than any memory holds, and less than file systems allow.
+inline constexpr std::uintmax_t kBeyondMemory = std::uintmax_t{1} << 43;
+/// Writes `content` and holes behind it, up to `size` bytes. False where files cannot be that
+/// large.
+[[nodiscard]] bool SpillWithHoles(const std::string& fullname, std::string_view content,
+                                  std::uintmax_t size = kBeyondMemory);
 
 }  // namespace dravix::test
