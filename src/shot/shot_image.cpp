@@ -30,19 +30,41 @@ void SetGroups(const Groups& groups, Shot& dst) {
   if (capture) dst.SetCapture(*capture);
 }
 
-/// Every pixel's (c0, c1, c2) multiplied from the left by a 3 x 3 matrix, in single precision.
-cv::Mat ConvertToCIEXYZ(const cv::Mat& image, const cv::Mat& colorTrans) {
-  const cv::Mat whole = image.isContinuous() ? image : image.clone();
-  cv::Mat pixels;
-  whole.reshape(1, whole.rows * whole.cols).convertTo(pixels, CV_32F);
-  cv::Mat columns;
-  cv::transpose(pixels, columns);
+/// Every pixel's (c0, c1, c2) multiplied from the left by a 3 x 3 matrix, in single precision. One
+/// row per plane; pixels stand row after row.
+cv::Mat PlanesInCIEXYZ(const cv::Mat& image, const cv::Mat& colorTrans) {
+  // Plane by plane: the table of the transposed pixels without their own table beside it.
+  cv::Mat table(3, image.rows * image.cols, CV_32FC1);
+  for (int i = 0; i < table.rows; ++i) {
+    cv::Mat plane;
+    cv::extractChannel(image, plane, i);
+    cv::Mat row = table.row(i);
+    plane.reshape(1, 1).convertTo(row, CV_32F);
+  }
   cv::Mat matrix;
   colorTrans.convertTo(matrix, CV_32F);
-  const cv::Mat product = matrix * columns;
-  cv::transpose(product, pixels);
+  return matrix * table;
+}
+
+/// One of those planes as 16-bit samples in `rows` rows.
+cv::Mat SamplesOf(const cv::Mat& planes, int index, int rows) {
+  cv::Mat samples;
+  planes.row(index).convertTo(samples, CV_16U);
+  return samples.reshape(1, rows);
+}
+
+/// The shot's image in a CIE type's plane or planes.
+cv::Mat ConvertToCIEXYZ(const cv::Mat& image, const cv::Mat& colorTrans, std::uint32_t cieType) {
+  const cv::Mat planes = PlanesInCIEXYZ(image, colorTrans);
+  if (cieType != CIE_XYZ) {
+    return SamplesOf(planes, dravix::shot::CiePlane(cieType), image.rows);
+  }
+  std::array<cv::Mat, 3> samples;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    samples.at(i) = SamplesOf(planes, static_cast<int>(i), image.rows);
+  }
   cv::Mat xyz;
-  pixels.reshape(3, image.rows).convertTo(xyz, CV_16U);
+  cv::merge(samples, xyz);
   return xyz;
 }
 
@@ -157,13 +179,7 @@ std::int32_t Shot::ConvertColorSpace(std::uint32_t in_cie_type, const cv::Mat& i
     AlgoLogError("Shot::ConvertToCIEXYZ--Error :: in_color_trans.size()!=cv::Size(3,3)");
     return DRAVIX_BAD_ARGUMENT;
   }
-  cv::Mat converted = ConvertToCIEXYZ(image, in_color_trans);
-  if (in_cie_type != CIE_XYZ) {
-    cv::Mat plane;
-    cv::extractChannel(converted, plane, dravix::shot::CiePlane(in_cie_type));
-    converted = plane;
-  }
-  image = converted;
+  image = ConvertToCIEXYZ(image, in_color_trans, in_cie_type);
   type = in_cie_type;
   return DRAVIX_OK;
 }

@@ -175,6 +175,40 @@ TEST(ConvertColorSpace, APartOfALargerImageIsConvertedLikeItsCopy) {
   EXPECT_TRUE(SameBytes(whole, ColorShot().image));
 }
 
+/// The conversion as the pixels' table: one pixel a row, transposed, multiplied, transposed back.
+cv::Mat ThroughTheTable(const cv::Mat& image, const cv::Mat& matrix) {
+  cv::Mat pixels;
+  image.clone().reshape(1, image.rows * image.cols).convertTo(pixels, CV_32F);
+  cv::Mat single;
+  matrix.convertTo(single, CV_32F);
+  const cv::Mat columns = pixels.t();
+  const cv::Mat product = single * columns;
+  cv::Mat samples;
+  cv::Mat(product.t()).reshape(3, image.rows).convertTo(samples, CV_16U);
+  return samples;
+}
+
+TEST(ConvertColorSpace, HasTheBitsOfTheWholeTable) {
+  for (const cv::Size size : {cv::Size(1, 1), cv::Size(7, 3), cv::Size(641, 479)}) {
+    const cv::Mat large = RandomMat({size.width + 2, size.height + 1}, CV_16UC3, 5, 0, 65536);
+    const cv::Mat before = large.clone();
+    const cv::Mat part = large(cv::Rect({1, 1}, size));
+    const cv::Mat matrix =
+        (cv::Mat_<double>(3, 3) << 0.41, 0.36, -0.18, 0.21, 0.72, 0.07, 0.02, 0.12, 1.95);
+    const cv::Mat expected = ThroughTheTable(part, matrix);
+    std::array<cv::Mat, 3> planes;
+    cv::split(expected, planes.data());
+    for (const std::uint32_t type : {CIE_XYZ, CIE_X, CIE_Y, CIE_Z}) {
+      Shot shot;
+      shot.image = part;
+      shot.type = CAM_RGB;
+      ASSERT_EQ(shot.ConvertColorSpace(type, matrix), 0);
+      EXPECT_TRUE(SameBytes(shot.image, type == CIE_XYZ ? expected : planes.at(type / 2)));
+    }
+    EXPECT_TRUE(SameBytes(large, before));
+  }
+}
+
 TEST(ConvertColorSpace, ChecksInItsOrder) {
   LogCapture log;
   const cv::Mat wide = cv::Mat::ones(3, 4, CV_64F);
