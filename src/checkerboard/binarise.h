@@ -2,7 +2,6 @@
 #pragma once
 
 #include <opencv2/core.hpp>
-#include <vector>
 
 #include "checkerboard/rectified.h"
 
@@ -17,19 +16,12 @@ constexpr Level kLevels[] = {Level::kQuotient, Level::kLocal, Level::kPlain};
 
 /// The checkerboard divided by the measured picture, CV_8UC1, an average lit block near 160: what
 /// both pictures share (vignetting, LEDs of different brightness, modules) falls out. 0 outside
-/// `mask`.
-[[nodiscard]] cv::Mat Quotient(const Rectified& pictures, const cv::Mat& mask);
+/// `mask`. Stands in `scratch` when that is CV_8UC1 of the pictures' size.
+[[nodiscard]] cv::Mat Quotient(const Rectified& pictures, const cv::Mat& mask,
+                               cv::Mat scratch = {});
 
 /// CV_8UC1, 255 where a block is lit. `quotient` as Quotient gives it.
 [[nodiscard]] cv::Mat Binarised(Level level, const Rectified& pictures, const cv::Mat& quotient,
                                 const RectifyParams& params);
-
-/// As Binarised, with each lit block's own level: where lit blocks differ, one level for all would
-/// make the brighter ones too large. `lit` and `dark` are the blocks found so far.
-[[nodiscard]] cv::Mat AtBlockLevels(const cv::Mat& quotient, const std::vector<cv::Rect>& lit,
-                                    const std::vector<cv::Rect>& dark, const RectifyParams& params);
-
-/// Brightest lit block over the darkest one, of the middles of the blocks; 1 without any.
-[[nodiscard]] double LevelRatio(const cv::Mat& quotient, const std::vector<cv::Rect>& lit);
 
 }  // namespace dravix::checkerboard

@@ -8,7 +8,6 @@
 namespace dravix::checkerboard {
 namespace {
 
-constexpr int kSearches = 3;
 /// Of its rectangle, that a block must fill: blocks that hang together at their corners fill
 /// about half.
 constexpr double kFill = 0.6;
@@ -40,20 +39,23 @@ void Collect(const cv::Mat& apart, int taken, const SearchParams& params,
   }
 }
 
-cv::Mat LitApart(const cv::Mat& lit, const cv::Mat& mask, const cv::Mat& square) {
+// Two erosions in a row are done as one with the larger square: the same pixels, one pass less.
+
+cv::Mat LitApart(const cv::Mat& lit, const cv::Mat& mask, int kernel) {
   cv::Mat cells;
-  cv::morphologyEx(lit, cells, cv::MORPH_CLOSE, square);
-  cv::erode(cells, cells, square);
+  cv::dilate(lit, cells, Square(kernel));
+  cv::erode(cells, cells, Square(2 * kernel - 1));  // closed, then eroded
   cells &= mask;
-  cv::erode(cells, cells, square);
+  cv::erode(cells, cells, Square(kernel));
   return cells;
 }
 
-cv::Mat DarkApart(const cv::Mat& lit, const cv::Mat& mask, const cv::Mat& square, int kernel) {
-  cv::Mat cells = 255 - lit;
-  cells &= mask;
-  cv::morphologyEx(cells, cells, cv::MORPH_CLOSE, square);
-  cv::morphologyEx(cells, cells, cv::MORPH_OPEN, square);
+cv::Mat DarkApart(const cv::Mat& lit, const cv::Mat& mask, int kernel) {
+  cv::Mat cells;
+  cv::subtract(mask, lit, cells);  // 255 - lit inside the mask
+  cv::dilate(cells, cells, Square(kernel));
+  cv::erode(cells, cells, Square(2 * kernel - 1));  // closed; eroded to be opened
+  cv::dilate(cells, cells, Square(kernel));
   // As much as the lit ones lose in two steps, so that edges of both colours are alike.
   cv::erode(cells, cells, Square(2 * kernel - 1));
   return cells;
@@ -61,22 +63,24 @@ cv::Mat DarkApart(const cv::Mat& lit, const cv::Mat& mask, const cv::Mat& square
 
 }  // namespace
 
-std::vector<Found> SearchCells(const cv::Mat& lit, const cv::Mat& mask,
-                               const SearchParams& params) {
-  const cv::Mat square = Square(params.kernel);
-  const cv::Mat back = Square(kDilation);
-  cv::Mat litCells = LitApart(lit, mask, square);
-  cv::Mat darkCells = DarkApart(lit, mask, square, params.kernel);
-  int taken = params.kernel - 1;
-  std::vector<Found> searches(kSearches);
-  for (Found& found : searches) {
-    Collect(litCells, taken, params, found.lit, found);
-    Collect(darkCells, taken, params, found.dark, found);
-    cv::dilate(litCells, litCells, back);
-    cv::dilate(darkCells, darkCells, back);
-    taken = std::max(0, taken - kDilation / 2);
+CellSearch::CellSearch(const cv::Mat& lit, const cv::Mat& mask, const SearchParams& params)
+    : params_(params),
+      lit_(LitApart(lit, mask, params.kernel)),
+      dark_(DarkApart(lit, mask, params.kernel)),
+      taken_(params.kernel - 1) {}
+
+Found CellSearch::Next() {
+  if (begun_) {
+    const cv::Mat back = Square(kDilation);
+    cv::dilate(lit_, lit_, back);
+    cv::dilate(dark_, dark_, back);
+    taken_ = std::max(0, taken_ - kDilation / 2);
   }
-  return searches;
+  begun_ = true;
+  Found found;
+  Collect(lit_, taken_, params_, found.lit, found);
+  Collect(dark_, taken_, params_, found.dark, found);
+  return found;
 }
 
 }  // namespace dravix::checkerboard

@@ -23,10 +23,22 @@ struct Found {
   std::vector<CheckerboardDetector::Rejected> rejected;
 };
 
-/// Three searches each, the later ones after dilating: blocks that erosion left in pieces grow
-/// together again. `lit` is a binary picture, 255 where a block is lit; only what lies inside
-/// `mask` counts.
-[[nodiscard]] std::vector<Found> SearchCells(const cv::Mat& lit, const cv::Mat& mask,
-                                             const SearchParams& params);
+/// Up to three searches in one binary picture, `lit`, 255 where a block is lit. Before each but the
+/// first what is left is dilated: blocks that erosion left in pieces grow together again. Only what
+/// lies inside `mask` counts.
+class CellSearch {
+ public:
+  static constexpr int kSearches = 3;
+
+  CellSearch(const cv::Mat& lit, const cv::Mat& mask, const SearchParams& params);
+  [[nodiscard]] Found Next();
+
+ private:
+  SearchParams params_;
+  cv::Mat lit_;   ///< eroded apart
+  cv::Mat dark_;  ///< likewise
+  int taken_;     ///< pixels that erosion took on each side
+  bool begun_ = false;
+};
 
 }  // namespace dravix::checkerboard

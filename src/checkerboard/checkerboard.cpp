@@ -10,11 +10,12 @@
 #include <utility>
 
 #include "checkerboard/binarise.h"
+#include "checkerboard/block_edges.h"
 #include "checkerboard/cell_search.h"
 #include "checkerboard/grid.h"
+#include "checkerboard/led_area.h"
 #include "checkerboard/precision.h"
 #include "checkerboard/rectified.h"
-#include "shot/lit_area.h"
 
 namespace board = dravix::checkerboard;
 
@@ -26,9 +27,6 @@ constexpr double kKernelShare = 0.15;
 constexpr int kSmallestKernel = 3;
 /// How far beyond a border block its outline is looked for.
 constexpr double kReach = 0.2;  // blocks
-
-/// Lit blocks that differ by more have their edges looked for once more, each at its own level.
-constexpr double kUneven = 1.2;
 
 /// Rectangles in the grid.
 struct Attempt {
@@ -70,12 +68,16 @@ std::vector<cv::Rect> Joined(const std::vector<cv::Rect>& lit, const std::vector
 /// The attempts of one detection: what they share, and the best of them.
 class Search {
  public:
+  /// `part` of the working image holds the LED area and what the steps see of its surroundings;
+  /// `scratch` is a CV_8UC1 picture of its size that is no longer needed.
   Search(const CheckerboardDetector& d, const board::Rectified& pictures,
-         const board::RectifyParams& params)
+         const board::RectifyParams& params, const cv::Rect& part, const cv::Mat& scratch)
       : detector_(d),
-        pictures_(pictures),
+        part_(part),
+        pictures_(pictures.Part(part)),
         params_(params),
-        quotient_(board::Quotient(pictures, d.mask)) {}
+        mask_(d.mask(part)),
+        quotient_(board::Quotient(pictures_, mask_, scratch(part))) {}
 
   /// Level by level, each with the full and with the smallest erosion, until every block is found;
   /// else the attempt with the fewest missing. Empty when none fits the grid.
@@ -84,7 +86,6 @@ class Search {
       TryAll(board::Binarised(level, pictures_, quotient_, params_));
       if (Complete()) break;
     }
-    if (best_) Refine();
     return best_;
   }
 
@@ -101,7 +102,9 @@ class Search {
 
   void TrySizes(const cv::Mat& lit, int kernel) {
     const board::SearchParams search{kernel, detector_.minCellArea, detector_.maxCellArea};
-    for (const board::Found& found : board::SearchCells(lit, detector_.mask, search)) {
+    board::CellSearch cells(lit, mask_, search);
+    for (int i = 0; i < board::CellSearch::kSearches; ++i) {
+      const board::Found found = InWorkingImage(cells.Next());
       if (!seen_) first_ = found;
       seen_ = true;
       auto attempt = Placed(found);
@@ -110,6 +113,13 @@ class Search {
       }
       if (Complete()) return;
     }
+  }
+
+  board::Found InWorkingImage(board::Found found) const {
+    for (cv::Rect& r : found.lit) r += part_.tl();
+    for (cv::Rect& r : found.dark) r += part_.tl();
+    for (CheckerboardDetector::Rejected& r : found.rejected) r.rect += part_.tl();
+    return found;
   }
 
   /// What one search found, in the grid; empty when it does not fit.
@@ -129,24 +139,11 @@ class Search {
     return attempt;
   }
 
-  /// Edges at each block's own level, where lit blocks differ and no block is lost by it.
-  void Refine() {
-    std::vector<cv::Rect> lit;
-    std::vector<cv::Rect> dark;
-    for (const std::int32_t i : best_->placement.index) {
-      if (i < 0) continue;
-      const auto at = static_cast<std::size_t>(i);
-      (at < best_->litCount ? lit : dark).push_back(best_->rects[at]);
-    }
-    if (board::LevelRatio(quotient_, lit) < kUneven) return;
-    const std::optional<Attempt> rough = std::exchange(best_, std::nullopt);
-    TryAll(board::AtBlockLevels(quotient_, lit, dark, params_));
-    if (!best_ || best_->placement.missing > rough->placement.missing) best_ = rough;
-  }
-
   const CheckerboardDetector& detector_;
-  const board::Rectified& pictures_;
+  cv::Rect part_;
+  board::Rectified pictures_;
   const board::RectifyParams& params_;
+  cv::Mat mask_;
   cv::Mat quotient_;
   std::optional<Attempt> best_;
   board::Found first_;
@@ -215,13 +212,15 @@ std::int32_t CheckerboardDetector::checkerboard() {
   const board::RectifyParams params = ParamsOf(*this);
   const board::Rectified pictures = board::Rectify(checkerboardShot->image, shot->image, params);
   rectified = board::EightBits(pictures.board);
-  if (dravix::shot::OuterContours(board::LitParts(rectified, params)).empty()) return NoArea();
-  const board::Area area = board::LedArea(pictures.measured, params);
-  if (area.mask.empty()) return NoArea();
-  mask = area.mask;
+  cv::Mat scratch;
+  if (!board::AnythingLit(rectified, params, scratch)) return NoArea();
+  const board::Area area = board::LedArea(pictures.measured, params, mask, scratch);
+  if (area.box.empty()) return NoArea();
   outlineExcess = area.excess;
 
-  Search search(*this, pictures, params);
+  Search search(*this, pictures, params,
+                board::GrownInside(area.box, board::CleaningReach(params.kernel), imageSize),
+                scratch);
   auto best = search.Best();
   if (!best) {
     contourRectangles = Joined(search.First().lit, search.First().dark);
@@ -233,6 +232,7 @@ std::int32_t CheckerboardDetector::checkerboard() {
   inferredFrom = contourRectangles.size();
   std::vector<std::int32_t>& index = best->placement.index;
   board::InferMissing({gridColumns, gridRows}, contourRectangles, index);
+  board::PlaceEdges(pictures, {gridColumns, gridRows}, index, contourRectangles);
   std::copy(index.begin(), index.end(), cellIndex.begin());
   return DRAVIX_OK;
 }
@@ -246,17 +246,14 @@ std::int32_t CheckerboardDetector::checkborderPrision() {
   const cv::Size2d cell = ExpectedCell(*this);
   const cv::Size reach(std::max(kSmallestKernel, static_cast<int>(kReach * cell.width)),
                        std::max(kSmallestKernel, static_cast<int>(kReach * cell.height)));
-  std::vector<cv::Rect> border;
+  cells = board::PlacedCells(grid, reach, mask, outlineExcess);
+  // Only now: blocks are placed by the outline as it was found.
   for (int row = 0; row < gridRows; ++row) {
     for (int column = 0; column < gridColumns; ++column) {
-      const cv::Rect estimate = board::EstimatedCell(grid, column, row);
       const auto place = static_cast<std::size_t>(row) * static_cast<std::size_t>(gridColumns) +
                          static_cast<std::size_t>(column);
-      cells[place] = board::PlacedAtBorder(grid, column, row, estimate, reach, mask, outlineExcess);
-      if (board::IsBorder(grid, column, row)) border.push_back(cells[place]);
+      if (board::IsBorder(grid, column, row)) board::FillEmptyColumns(cells[place], mask);
     }
   }
-  // Only now: blocks are placed by the outline as it was found.
-  for (const cv::Rect& block : border) board::FillEmptyColumns(block, mask);
   return DRAVIX_OK;
 }

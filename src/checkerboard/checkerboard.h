@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "checkerboard/sides.h"
+
 class Shot;
 
 /// Finds, in a photograph of the screen showing lit and dark blocks by turns, the rectangle of
@@ -43,8 +45,7 @@ class CheckerboardDetector {
   const Shot* checkerboardShot = nullptr;  ///< not owned
   const Shot* shot = nullptr;              ///< the measured one; not owned
 
-  cv::Point2d outlineExcess;  ///< how far the mask's outline lies too far out: sides; top
-                              ///< and bottom
+  dravix::checkerboard::Sides outlineExcess;  ///< how far the mask's outline lies too far out
 
   // For the picture that ExportCheckerboardResult paints.
   cv::Mat rectified;  ///< CV_8UC1, the checkerboard in the working image

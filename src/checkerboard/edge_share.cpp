@@ -3,29 +3,45 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <numeric>
 #include <opencv2/imgproc.hpp>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace dravix::checkerboard {
 namespace {
 
 constexpr double kHalf = 0.5;
+constexpr double kThreeQuarters = 0.75;
 /// In distances from half the level to three quarters: 2.7 sigma of a Gaussian, twice a disk's
 /// reach.
 constexpr double kDepth = 4;
 constexpr int kSmoothing = 6;    // pixels that earlier steps add
 constexpr int kLeastDepth = 10;  // pixels
 constexpr int kMostDepth = 200;
+constexpr double kRising = 0.3;  // blocks that the edge may rise over, with some room
 constexpr int kLongestPiece = 128;
-constexpr int kLeastColumns = 4;
+constexpr int kLeastLines = 4;
 constexpr std::size_t kLeastPieces = 4;
+constexpr int kWantedPieces = 8;  // of a side: twice as many as must be
 constexpr double kLeastShare = 0.35;
 constexpr double kLargestShare = 0.65;
 
-/// One side of the outline, turned so that the screen lies below it.
+/// One side of the outline, turned so that the screen lies to the right: a row for each pixel along
+/// the side, read from outside inwards.
 struct Strip {
-  cv::Mat light, mask, level;
+  cv::Mat light;  // CV_16UC1
+  cv::Mat mask;
+  const LevelMap& level;
+  cv::Rect part;  // of the working image
+  bool transposed, flipped;
+
+  double LevelAt(int row, int column) const {
+    const int inwards = flipped ? mask.cols - 1 - column : column;
+    return level.At(part.tl() + (transposed ? cv::Point(row, inwards) : cv::Point(inwards, row)));
+  }
 };
 
 /// How far the outline is looked at, in pixels.
@@ -40,9 +56,10 @@ struct Reach {
 struct Piece {
   double share;
   double excess;
+  double rise;
 };
 
-/// Light against the distance from the mask's outline, inwards positive, averaged over columns.
+/// Light against the distance from the mask's outline, inwards positive, averaged over lines.
 class Profile {
  public:
   explicit Profile(Reach reach)
@@ -50,36 +67,50 @@ class Profile {
         sum_(static_cast<std::size_t>(reach.depth) + static_cast<std::size_t>(reach.Inside()),
              0.0) {}
 
-  void Add(const Strip& strip, int column) {
-    int edge = 0;
-    while (edge < strip.mask.rows && strip.mask.at<uchar>(edge, column) == 0) ++edge;
-    if (edge < reach_.depth || edge + reach_.Inside() > strip.mask.rows) return;
-    for (int d = -reach_.depth; d < reach_.Inside(); ++d) {
-      sum_[Index(d)] += static_cast<double>(strip.light.at<float>(edge + d, column));
-    }
-    level_ += static_cast<double>(strip.level.at<float>(edge, column));
-    ++columns_;
+  void Add(const Strip& strip, int row) {
+    const uchar* mask = strip.mask.ptr(row);
+    const int edge = static_cast<int>(
+        std::find_if(mask, mask + strip.mask.cols, [](uchar m) { return m != 0; }) - mask);
+    if (edge < reach_.depth || edge + reach_.Inside() > strip.mask.cols) return;
+    const auto* light = strip.light.ptr<std::uint16_t>(row) + (edge - reach_.depth);
+    for (std::size_t i = 0; i < sum_.size(); ++i) sum_[i] += light[i];
+    level_ += strip.LevelAt(row, edge);
+    ++lines_;
+  }
+
+  bool Usable() const { return lines_ >= kLeastLines && level_ > 0; }
+
+  /// Of the level inside, inwards, per pixel and relative to the level.
+  double Slope() const {
+    const Line flat = LevelInside();
+    const double level = flat.At((reach_.depth + reach_.Inside()) / 2.0);
+    return level > 0 ? flat.slope / level : 0.0;
   }
 
   /// Where the outline that keeps all the light lies, and the light's share of the level there.
-  std::optional<Piece> Measured() const {
-    if (columns_ < kLeastColumns || level_ <= 0) return std::nullopt;
+  /// `slope` of the level, as Slope gives it.
+  std::optional<Piece> Measured(double slope) const {
+    if (!Usable()) return std::nullopt;
     const double dark = *std::min_element(sum_.begin(), sum_.begin() + reach_.depth);
-    const Line inside = LevelInside();
+    const Line flat = LevelInside();
+    const double middle = (reach_.depth + reach_.Inside()) / 2.0;
+    const double there = flat.At(middle);
+    const Line inside{there * (1 - slope * middle), there * slope};
     double filled = 0;  // by the light
     double room = 0;    // that an edge at 0 would fill
     for (int d = -reach_.depth; d < reach_.Inside(); ++d) {
-      const double level = inside.at + inside.slope * d - dark;
+      const double level = inside.At(d) - dark;
       if (level <= 0) return std::nullopt;
       filled += Fade(d) * (sum_[Index(d)] - dark) / level;
       room += d >= 0 ? Fade(d) : 0.0;
     }
-    return Piece{At(room - filled) / level_, room - filled};
+    return Piece{At(room - filled) / level_, room - filled, Rise(dark)};
   }
 
  private:
   struct Line {
     double at, slope;
+    double At(double d) const { return at + slope * d; }
   };
 
   std::size_t Index(int d) const {
@@ -118,79 +149,143 @@ class Profile {
     return (1 - rest) * sum_[Index(before)] + rest * sum_[Index(before + 1)];
   }
 
+  /// From half the level to three quarters.
+  double Rise(double dark) const { return Crossing(dark, kThreeQuarters) - Crossing(dark, kHalf); }
+  /// Where the light first reaches a share of the level, from outside.
+  double Crossing(double dark, double share) const {
+    const double wanted = dark + share * (level_ - dark);
+    double before = dark;
+    for (std::size_t i = 0; i < sum_.size(); ++i) {
+      if (sum_[i] >= wanted) {
+        const double step = sum_[i] - before;
+        return static_cast<double>(i) - (step > 0 ? (sum_[i] - wanted) / step : 0.0);
+      }
+      before = sum_[i];
+    }
+    return static_cast<double>(sum_.size());
+  }
+
   Reach reach_;
   std::vector<double> sum_;
   double level_ = 0;
-  int columns_ = 0;
+  int lines_ = 0;
 };
 
-void AddPieces(const Strip& strip, int piece, Reach reach, std::vector<Piece>& pieces) {
+/// Mean of the middle half: as deaf to a few dead LEDs as the median, and steadier.
+double MiddleMean(std::vector<double> values, double otherwise) {
+  if (values.size() < kLeastPieces) return otherwise;
+  std::sort(values.begin(), values.end());
+  const auto quarter = static_cast<std::ptrdiff_t>(values.size() / 4);
+  const double sum = std::accumulate(values.begin() + quarter, values.end() - quarter, 0.0);
+  return sum / static_cast<double>(static_cast<std::ptrdiff_t>(values.size()) - 2 * quarter);
+}
+
+void AddPieces(const Strip& strip, int longest, Reach reach, std::vector<Piece>& pieces) {
   // Around the corners light is lost to two sides.
-  for (int from = reach.depth; from + piece <= strip.mask.cols - reach.depth; from += piece) {
+  const int length = strip.mask.rows - 2 * reach.depth;
+  const int piece = std::clamp(length / kWantedPieces, kLeastDepth, longest);
+  std::vector<Profile> profiles;
+  std::vector<double> slopes;
+  for (int from = reach.depth; from + piece <= strip.mask.rows - reach.depth; from += piece) {
     Profile profile(reach);
     for (int x = from; x < from + piece; ++x) profile.Add(strip, x);
-    if (const auto measured = profile.Measured()) pieces.push_back(*measured);
+    if (!profile.Usable()) continue;
+    slopes.push_back(profile.Slope());
+    profiles.push_back(std::move(profile));
+  }
+  // One slope for the side: that of a single piece says more about its LEDs than about the lens,
+  // and is drawn out to the outline.
+  const double slope = MiddleMean(std::move(slopes), 0.0);
+  for (const Profile& profile : profiles) {
+    if (const auto measured = profile.Measured(slope)) pieces.push_back(*measured);
   }
 }
 
-/// The part of all three along one side, turned.
-Strip Cut(const cv::Mat& light, const cv::Mat& mask, const cv::Mat& level, const cv::Rect& part,
-          bool transposed, bool flipped) {
-  const cv::Rect inside = part & cv::Rect(0, 0, mask.cols, mask.rows);
-  Strip strip;
-  light(inside).convertTo(strip.light, CV_32F);
-  strip.mask = mask(inside).clone();
-  strip.level = level(inside).clone();
-  for (cv::Mat* m : {&strip.light, &strip.mask, &strip.level}) {
-    if (transposed) cv::transpose(*m, *m);
-    if (flipped) cv::flip(*m, *m, 0);
+/// The part along one side; `upright` ones are the top and the bottom, `far` ones the right and
+/// the bottom.
+Strip Cut(const Edge& edge, const cv::Rect& part, bool upright, bool far) {
+  const cv::Rect inside = part & cv::Rect({}, edge.mask.size());
+  Strip strip{edge.light(inside), edge.mask(inside), edge.level, inside, upright, far};
+  if (strip.light.depth() != CV_16U) strip.light.convertTo(strip.light, CV_16U);
+  for (cv::Mat* m : {&strip.light, &strip.mask}) {
+    cv::Mat turned;  // not in place: they are parts of the pictures still
+    if (upright) {
+      cv::transpose(*m, turned);
+      *m = std::exchange(turned, {});
+    }
+    if (far) {
+      cv::flip(*m, turned, 1);
+      *m = turned;
+    }
   }
   return strip;
 }
 
-double MedianOf(const std::vector<Piece>& pieces, double Piece::*value, double otherwise) {
-  if (pieces.size() < kLeastPieces) return otherwise;
+double MiddleOf(const std::vector<Piece>& pieces, double Piece::*value, double otherwise) {
   std::vector<double> values;
   values.reserve(pieces.size());
   for (const Piece& piece : pieces) values.push_back(piece.*value);
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
+  return MiddleMean(std::move(values), otherwise);
 }
 
-}  // namespace
+/// Of the four sides.
+struct Pieces {
+  std::vector<Piece> left, right, top, bottom;
 
-Outline MeasuredOutline(const cv::Mat& light, const cv::Mat& mask, const cv::Mat& level,
-                        cv::Size2d cell, double rise) {
-  const cv::Rect box = cv::boundingRect(mask);
+  static std::vector<Piece> Both(std::vector<Piece> one, const std::vector<Piece>& other) {
+    one.insert(one.end(), other.begin(), other.end());
+    return one;
+  }
+  std::vector<Piece> Beside() const { return Both(left, right); }
+  std::vector<Piece> AboveBelow() const { return Both(top, bottom); }
+  std::vector<Piece> All() const { return Both(Beside(), AboveBelow()); }
+};
+
+/// All four sides, each looked at `wanted` pixels outside where the picture has as much.
+Pieces MeasuredPieces(const Edge& edge, int wanted) {
+  const cv::Rect& box = edge.box;
   const cv::Point past = box.br();
-  const double side = std::min(cell.width, cell.height);
-  const int wanted =
-      std::clamp(static_cast<int>(kDepth * rise) + kSmoothing, kLeastDepth, kMostDepth);
-  const int piece = std::clamp(static_cast<int>(side), kLeastDepth, kLongestPiece);
-  std::vector<Piece> beside;
-  std::vector<Piece> aboveBelow;
+  const int flat = std::clamp(static_cast<int>(std::min(edge.cell.width, edge.cell.height)),
+                              kLeastDepth, kLongestPiece);
   // Each strip begins `depth` outside and has room for the outline to bend.
-  const auto add = [&](int outside, bool upright, bool far) {
-    const Reach reach{std::min(wanted, outside), piece};
-    if (reach.depth < kLeastDepth / 2) return;
+  const auto side = [&](int outside, bool upright, bool far) {
+    std::vector<Piece> measured;
+    const Reach reach{std::min(wanted, outside), flat};
+    if (reach.depth < kLeastDepth / 2) return measured;
     const int length = 2 * reach.depth + reach.Inside();
     const int first = far ? reach.depth - length : -reach.depth;
     const cv::Rect part = upright
                               ? cv::Rect(box.x, (far ? past.y : box.y) + first, box.width, length)
                               : cv::Rect((far ? past.x : box.x) + first, box.y, length, box.height);
-    AddPieces(Cut(light, mask, level, part, !upright, far), piece, reach,
-              upright ? aboveBelow : beside);
+    AddPieces(Cut(edge, part, upright, far), flat, reach, measured);
+    return measured;
   };
-  add(box.y, true, false);
-  add(mask.rows - past.y, true, true);
-  add(box.x, false, false);
-  add(mask.cols - past.x, false, true);
+  return {side(box.x, false, false), side(edge.mask.cols - past.x, false, true),
+          side(box.y, true, false), side(edge.mask.rows - past.y, true, true)};
+}
+
+}  // namespace
+
+double MeasuredRise(const Edge& edge) {
+  const double side = std::min(edge.cell.width, edge.cell.height);
+  const int depth = std::clamp(static_cast<int>(kRising * side), kLeastDepth, kMostDepth);
+  return MiddleOf(MeasuredPieces(edge, depth).All(), &Piece::rise, 0.0);
+}
+
+Outline MeasuredOutline(const Edge& edge, double rise) {
+  const int wanted =
+      std::clamp(static_cast<int>(kDepth * rise) + kSmoothing, kLeastDepth, kMostDepth);
+  const Pieces pieces = MeasuredPieces(edge, wanted);
   Outline outline;
-  outline.excess = {MedianOf(beside, &Piece::excess, 0.0),
-                    MedianOf(aboveBelow, &Piece::excess, 0.0)};
-  beside.insert(beside.end(), aboveBelow.begin(), aboveBelow.end());
-  outline.share = std::clamp(MedianOf(beside, &Piece::share, kHalf), kLeastShare, kLargestShare);
+  const auto excess = [](const std::vector<Piece>& side, const std::vector<Piece>& bothSides) {
+    const double both = MiddleOf(bothSides, &Piece::excess, 0.0);
+    return kHalf * (both + MiddleOf(side, &Piece::excess, both));
+  };
+  outline.excess = {excess(pieces.left, pieces.Beside()), excess(pieces.right, pieces.Beside()),
+                    excess(pieces.top, pieces.AboveBelow()),
+                    excess(pieces.bottom, pieces.AboveBelow())};
+  outline.share =
+      std::clamp(MiddleOf(pieces.All(), &Piece::share, kHalf), kLeastShare, kLargestShare);
   return outline;
 }
 

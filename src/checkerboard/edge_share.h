@@ -3,6 +3,9 @@
 
 #include <opencv2/core.hpp>
 
+#include "checkerboard/local_level.h"
+#include "checkerboard/sides.h"
+
 namespace dravix::checkerboard {
 
 /// Defocus moves light across the outline but loses none: the light beyond a line well inside, put
@@ -10,15 +13,23 @@ namespace dravix::checkerboard {
 /// place depends on the lens: half the level for a Gaussian spot, up to 0.57 for a disk about as
 /// wide as the LEDs are apart, whose outline at half the level lies 1 to 2 pixels too far out.
 ///
-/// All three pictures have one channel and one size; `level` is CV_32FC1, what `light` would be
-/// without the outline. The outline of `mask` is looked at in pieces as long as `cell`; the medians
-/// count. `rise`: pixels from the outline to where the light is three quarters of the level.
+/// The outline of the mask is looked at in pieces as long as a block; the medians count.
+struct Edge {
+  const cv::Mat& light;   ///< one channel
+  const cv::Mat& mask;    ///< CV_8UC1, of the same size
+  cv::Rect box;           ///< the mask's bounding rectangle
+  const LevelMap& level;  ///< what `light` would be without the outline
+  cv::Size2d cell;        ///< expected size of a block
+};
+
+/// Pixels from where the light is half the level to where it is three quarters of it.
+[[nodiscard]] double MeasuredRise(const Edge& edge);
+
 struct Outline {
   double share = 0.5;  ///< of the level, that the light has at the true outline
-  cv::Point2d excess;  ///< pixels that the mask's outline lies too far out, at the sides and at top
-                       ///< and bottom; 0 where there is too little to tell
+  Sides excess;        ///< pixels that the mask's outline lies too far out; 0 where there is too
+                       ///< little to tell
 };
-[[nodiscard]] Outline MeasuredOutline(const cv::Mat& light, const cv::Mat& mask,
-                                      const cv::Mat& level, cv::Size2d cell, double rise);
+[[nodiscard]] Outline MeasuredOutline(const Edge& edge, double rise);
 
 }  // namespace dravix::checkerboard

@@ -4,11 +4,15 @@
 #include <cstddef>
 #include <cstdlib>
 #include <numeric>
+#include <optional>
+
+#include "checkerboard/smooth_line.h"
 
 namespace dravix::checkerboard {
 namespace {
 
 constexpr double kOneOfFour = 0.25;
+constexpr double kHalf = 0.5;
 constexpr int kLinesBeyond = 2;  // reaches to either side of a border block
 
 /// Along one axis: where a rectangle begins and ends.
@@ -86,28 +90,77 @@ double MiddleMean(std::vector<int> edges) {
   return std::accumulate(first, last, 0.0) / static_cast<double>(last - first);
 }
 
-double Inwards(End end, double excess) { return end == End::kFirst ? excess : -excess; }
+/// One side of the grid. Upright ones are the top and the bottom, whose bounds lie along y.
+struct OuterSide {
+  bool upright;
+  End end;
+  double excess;
+};
 
-/// Where the mask begins or ends along x inside `window`, truncated as the inner bounds are;
-/// `otherwise` where it does not reach into it.
-int BoundAlongX(const cv::Mat& mask, const cv::Rect& window, End end, double excess,
-                int otherwise) {
-  const cv::Rect inside = window & cv::Rect(0, 0, mask.cols, mask.rows);
-  if (inside.empty()) return otherwise;
-  const std::vector<int> edges = EdgesOfRows(mask(inside), end);
-  return edges.empty() ? otherwise
-                       : static_cast<int>(inside.x + MiddleMean(edges) + Inwards(end, excess));
+/// Where to look for a block's bound: its half on that side and `reach` beyond it, and some way
+/// into the next blocks; a dead LED at the edge of a narrow block must not decide.
+cv::Rect WindowFor(const cv::Rect& block, cv::Size reach, const OuterSide& side) {
+  const cv::Point beside = kLinesBeyond * cv::Point(reach);
+  const bool first = side.end == End::kFirst;
+  if (side.upright) {
+    const int y = first ? block.y - reach.height : block.y + block.height / 2;
+    return {block.x - beside.x, y, block.width + 2 * beside.x, reach.height + block.height / 2};
+  }
+  const int x = first ? block.x - reach.width : block.x + block.width / 2;
+  return {x, block.y - beside.y, reach.width + block.width / 2, block.height + 2 * beside.y};
 }
 
-int BoundAlongY(const cv::Mat& mask, const cv::Rect& window, End end, double excess,
-                int otherwise) {
-  const cv::Rect inside = window & cv::Rect(0, 0, mask.cols, mask.rows);
-  if (inside.empty()) return otherwise;
-  cv::Mat turned;
-  cv::transpose(mask(inside), turned);
-  const std::vector<int> edges = EdgesOfRows(turned, end);
-  return edges.empty() ? otherwise
-                       : static_cast<int>(inside.y + MiddleMean(edges) + Inwards(end, excess));
+/// Where the mask begins or ends inside `window`; empty where it does not reach into it.
+std::optional<double> MaskBound(const cv::Mat& mask, const cv::Rect& window,
+                                const OuterSide& side) {
+  const cv::Rect inside = window & cv::Rect({}, mask.size());
+  if (inside.empty()) return std::nullopt;
+  cv::Mat part = mask(inside);
+  if (side.upright) part = part.t();
+  const std::vector<int> edges = EdgesOfRows(part, side.end);
+  if (edges.empty()) return std::nullopt;
+  return (side.upright ? inside.y : inside.x) + MiddleMean(edges);
+}
+
+/// Places in the grid of that side's blocks.
+std::vector<std::size_t> BlocksOf(const OuterSide& side, cv::Size grid) {
+  const auto columns = static_cast<std::size_t>(grid.width);
+  const auto rows = static_cast<std::size_t>(grid.height);
+  const bool first = side.end == End::kFirst;
+  std::vector<std::size_t> places(side.upright ? columns : rows);
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    places[i] = side.upright ? (first ? 0 : rows - 1) * columns + i
+                             : i * columns + (first ? 0 : columns - 1);
+  }
+  return places;
+}
+
+void SetBound(int bound, const OuterSide& side, cv::Rect& cell) {
+  cv::Point first = cell.tl();
+  cv::Point past = cell.br();
+  cv::Point& corner = side.end == End::kFirst ? first : past;
+  (side.upright ? corner.y : corner.x) = bound;
+  cell = {first, past};
+}
+
+void PlaceSide(const OuterSide& side, cv::Size grid, cv::Size reach, const cv::Mat& mask,
+               std::vector<cv::Rect>& cells) {
+  const std::vector<std::size_t> places = BlocksOf(side, grid);
+  std::vector<LinePoint> points;
+  points.reserve(places.size());
+  for (const std::size_t place : places) {
+    const cv::Rect& cell = cells[place];
+    const int begin = side.upright ? cell.x : cell.y;
+    const int length = side.upright ? cell.width : cell.height;
+    points.push_back({begin + length * kHalf, MaskBound(mask, WindowFor(cell, reach, side), side),
+                      std::max(1.0, 1.0 * length)});
+  }
+  const double inwards = side.end == End::kFirst ? side.excess : -side.excess;
+  const std::vector<double> bounds = WithoutOutliers(points);
+  for (std::size_t i = 0; i < bounds.size(); ++i) {
+    // Truncated as the inner bounds are.
+    SetBound(static_cast<int>(bounds[i] + inwards), side, cells[places[i]]);
+  }
 }
 
 }  // namespace
@@ -118,32 +171,20 @@ cv::Rect EstimatedCell(const Grid& grid, int column, int row) {
   return {x.begin, y.begin, x.end - x.begin, y.end - y.begin};
 }
 
-cv::Rect PlacedAtBorder(const Grid& grid, int column, int row, const cv::Rect& estimate,
-                        cv::Size reach, const cv::Mat& mask, cv::Point2d excess) {
-  // Each side is looked for in the block's half on that side and `reach` beyond it, and some way
-  // into the next blocks: a dead LED at the edge of a narrow block must not decide.
-  const cv::Size beside(kLinesBeyond * reach.width, kLinesBeyond * reach.height);
-  const cv::Size wide(reach.width + estimate.width / 2, estimate.height + 2 * beside.height);
-  const cv::Size high(estimate.width + 2 * beside.width, reach.height + estimate.height / 2);
-  const cv::Point corner = estimate.tl() - cv::Point(beside);
-  const cv::Point middle = estimate.tl() + cv::Point(estimate.width / 2, estimate.height / 2);
-  cv::Point first = estimate.tl();
-  cv::Point past = estimate.br();
-  if (column == 0) {
-    const cv::Rect window({estimate.x - reach.width, corner.y}, wide);
-    first.x = BoundAlongX(mask, window, End::kFirst, excess.x, first.x);
+std::vector<cv::Rect> PlacedCells(const Grid& grid, cv::Size reach, const cv::Mat& mask,
+                                  const Sides& excess) {
+  std::vector<cv::Rect> cells;
+  for (int row = 0; row < grid.size.height; ++row) {
+    for (int column = 0; column < grid.size.width; ++column) {
+      cells.push_back(EstimatedCell(grid, column, row));
+    }
   }
-  if (column == grid.size.width - 1) {
-    past.x = BoundAlongX(mask, {{middle.x, corner.y}, wide}, End::kLast, excess.x, past.x);
+  for (const OuterSide& side :
+       {OuterSide{false, End::kFirst, excess.left}, OuterSide{false, End::kLast, excess.right},
+        OuterSide{true, End::kFirst, excess.top}, OuterSide{true, End::kLast, excess.bottom}}) {
+    PlaceSide(side, grid.size, reach, mask, cells);
   }
-  if (row == 0) {
-    const cv::Rect window({corner.x, estimate.y - reach.height}, high);
-    first.y = BoundAlongY(mask, window, End::kFirst, excess.y, first.y);
-  }
-  if (row == grid.size.height - 1) {
-    past.y = BoundAlongY(mask, {{corner.x, middle.y}, high}, End::kLast, excess.y, past.y);
-  }
-  return {first, past};
+  return cells;
 }
 
 void FillEmptyColumns(const cv::Rect& block, cv::Mat& mask) {

@@ -5,6 +5,8 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "checkerboard/sides.h"
+
 namespace dravix::checkerboard {
 
 /// A complete grid of blocks, none of it owned.
@@ -29,11 +31,11 @@ struct Grid {
 /// own.
 [[nodiscard]] cv::Rect EstimatedCell(const Grid& grid, int column, int row);
 
-/// A block at the border of the grid: its outer bounds become those of `mask` around there, which
-/// is looked at `reach` pixels beyond the estimate. Inner blocks come back as they are.
-[[nodiscard]] cv::Rect PlacedAtBorder(const Grid& grid, int column, int row,
-                                      const cv::Rect& estimate, cv::Size reach, const cv::Mat& mask,
-                                      cv::Point2d excess = {});
+/// All blocks, row by row: as estimated, but for the outer bounds, which become those of `mask`
+/// beside each block, looked for up to `reach` pixels beyond the estimate, less `excess`. A bound
+/// that is off the line through those of its side, for the sake of a dead LED, is taken from that.
+[[nodiscard]] std::vector<cv::Rect> PlacedCells(const Grid& grid, cv::Size reach,
+                                                const cv::Mat& mask, const Sides& excess = {});
 
 /// Gives every column of a border block mask pixels, since each is measured on its own: the outline
 /// goes in between two LEDs, and a bound at its mean leaves columns there without any. Such a

@@ -1,4 +1,4 @@
-/// Both photographs in the working image, and where the LEDs are in it.
+/// Both photographs in the working image, and what of them is lit.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -20,6 +20,9 @@ struct RectifyParams {
 struct Rectified {
   cv::Mat board;     ///< the checkerboard
   cv::Mat measured;  ///< all LEDs lit
+
+  /// Both without what lies outside `part`; nothing is copied.
+  [[nodiscard]] Rectified Part(const cv::Rect& part) const { return {board(part), measured(part)}; }
 };
 
 /// Warps both photographs and smooths them. 16-bit samples are kept; anything else becomes 8 bits
@@ -30,16 +33,24 @@ struct Rectified {
 /// In 8 bits by the largest sample; one channel.
 [[nodiscard]] cv::Mat EightBits(const cv::Mat& picture);
 
-/// The lit part of an 8-bit picture by one level for all of it, gaps closed, specks removed; black
-/// outside the place where the LEDs are expected.
-[[nodiscard]] cv::Mat LitParts(const cv::Mat& grey, const RectifyParams& params);
+/// Where LEDs may be: the expected rectangle in the middle and a margin around it.
+[[nodiscard]] cv::Rect ExpectedArea(const RectifyParams& params);
 
-struct Area {
-  cv::Mat mask;        ///< CV_8UC1; empty when nothing is lit
-  cv::Point2d excess;  ///< pixels that its outline lies too far out: sides; top and bottom
-};
+/// Grown by `by` pixels on each side, as far as the picture goes.
+[[nodiscard]] cv::Rect GrownInside(const cv::Rect& r, cv::Size by, cv::Size picture);
 
-/// The LED area: the largest lit outline, filled.
-[[nodiscard]] Area LedArea(const cv::Mat& measured, const RectifyParams& params);
+/// How far closing and opening look, so that the middle of a part comes out as it would of the
+/// whole picture.
+[[nodiscard]] inline cv::Size CleaningReach(int kernel) { return {2 * kernel, 2 * kernel}; }
+
+/// Gaps closed, then specks removed, in place.
+void CloseThenOpen(cv::Mat& binary, int kernel);
+
+/// The lit part of an 8-bit picture by one level for all of it, gaps closed, specks removed; only
+/// the expected area, of its size. `grey` becomes scratch.
+[[nodiscard]] cv::Mat LitParts(cv::Mat& grey, const RectifyParams& params);
+
+/// Whether LitParts has any; `scratch` is a picture for reuse, or empty.
+[[nodiscard]] bool AnythingLit(const cv::Mat& grey, const RectifyParams& params, cv::Mat& scratch);
 
 }  // namespace dravix::checkerboard

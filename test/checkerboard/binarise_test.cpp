@@ -81,24 +81,5 @@ TEST(Binarised, TheLocalLevelSeesBlocksThatOneLevelMisses) {
   EXPECT_GT(local, one);
 }
 
-TEST(AtBlockLevels, CutsEachBlockAtHalfItsOwnLevel) {
-  Pictures p;
-  p.Dim(1, 0.4);
-  cv::Mat q = Quotient(p.Both(), p.mask);
-  cv::blur(q, q, {15, 15});
-  const cv::Mat binary = AtBlockLevels(q, p.lit, p.dark, p.Params());
-  EXPECT_GT(p.Right(binary), 0.97);
-  EXPECT_NEAR(cv::countNonZero(binary(cv::Rect(40, 60, 40, 1))), 40, 4);
-}
-
-TEST(LevelRatio, ComparesBrightestAndDarkestBlock) {
-  Pictures p;
-  EXPECT_NEAR(LevelRatio(Quotient(p.Both(), p.mask), p.lit), 1, 0.03);
-  p.Dim(3, 0.5);
-  EXPECT_NEAR(LevelRatio(Quotient(p.Both(), p.mask), p.lit), 2, 0.05);
-  EXPECT_EQ(LevelRatio(Quotient(p.Both(), p.mask), {}), 1);
-  EXPECT_GT(LevelRatio(Quotient(p.Both(), p.mask), {{500, 500, 10, 10}, p.lit[0]}), 100);
-}
-
 }  // namespace
 }  // namespace dravix::checkerboard

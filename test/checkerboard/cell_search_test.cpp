@@ -29,7 +29,15 @@ struct Picture {
   std::vector<cv::Rect> darkBlocks;
 };
 
-TEST(SearchCells, PartsBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
+std::vector<Found> SearchCells(const cv::Mat& lit, const cv::Mat& mask,
+                               const SearchParams& params) {
+  CellSearch search(lit, mask, params);
+  std::vector<Found> searches;
+  for (int i = 0; i < CellSearch::kSearches; ++i) searches.push_back(search.Next());
+  return searches;
+}
+
+TEST(CellSearch, PartsBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
   const Picture picture;
   const auto searches = SearchCells(picture.lit, picture.mask, {5, 68, 2000});
   ASSERT_EQ(searches.size(), 3U);
@@ -44,7 +52,7 @@ TEST(SearchCells, PartsBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
             searches[0].lit.end());
 }
 
-TEST(SearchCells, SaysWhatIsTooSmallAndTooLarge) {
+TEST(CellSearch, SaysWhatIsTooSmallAndTooLarge) {
   const Picture picture;
   for (const Found& found : SearchCells(picture.lit, picture.mask, {5, 1e6, 1e9})) {
     EXPECT_TRUE(found.lit.empty());
@@ -55,7 +63,7 @@ TEST(SearchCells, SaysWhatIsTooSmallAndTooLarge) {
   EXPECT_STREQ(searches[0].rejected[0].reason, "too large");
 }
 
-TEST(SearchCells, BlocksThatHangTogetherAreNoRectangle) {
+TEST(CellSearch, BlocksThatHangTogetherAreNoRectangle) {
   Picture picture;
   for (const int r : {0, 1}) picture.lit(cv::Rect(65 + 30 * r, 65 + 30 * r, 30, 30)).setTo(255);
   const auto searches = SearchCells(picture.lit, picture.mask, {3, 68, 1e6});
@@ -64,14 +72,14 @@ TEST(SearchCells, BlocksThatHangTogetherAreNoRectangle) {
                           [](const auto& r) { return std::string(r.reason) == "no rectangle"; }));
 }
 
-TEST(SearchCells, LooksOnlyInsideTheMask) {
+TEST(CellSearch, LooksOnlyInsideTheMask) {
   Picture picture;
   picture.lit(cv::Rect(190, 50, 30, 30)).setTo(255);
   const auto searches = SearchCells(picture.lit, picture.mask, {5, 68, 2000});
   EXPECT_EQ(searches[0].lit.size(), 6U);
 }
 
-TEST(SearchCells, AnEmptyMaskHasNoCells) {
+TEST(CellSearch, AnEmptyMaskHasNoCells) {
   const Picture picture;
   const cv::Mat none = cv::Mat::zeros(picture.lit.size(), CV_8UC1);
   for (const Found& found : SearchCells(picture.lit, none, {5, 68, 2000})) {

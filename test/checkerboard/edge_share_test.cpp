@@ -8,6 +8,7 @@ namespace dravix::checkerboard {
 namespace {
 
 const cv::Size2d kCell(60, 60);
+const LevelMap kLevel{cv::Mat(360, 420, CV_32FC1, cv::Scalar(1000)), 1, {}};
 
 /// A screen of level 1000 at (60, 60) to (360, 300), defocused.
 struct Screen {
@@ -18,8 +19,7 @@ struct Screen {
   Outline Measured(const cv::Rect& mask) const {
     cv::Mat filled = cv::Mat::zeros(light.size(), CV_8UC1);
     filled(mask).setTo(255);
-    return MeasuredOutline(light, filled, cv::Mat(light.size(), CV_32FC1, cv::Scalar(1000)), kCell,
-                           5);
+    return MeasuredOutline({light, filled, mask, kLevel, kCell}, 5);
   }
   cv::Rect truth{60, 60, 300, 240};
   cv::Mat light = cv::Mat::zeros(360, 420, CV_16UC1);
@@ -28,29 +28,40 @@ struct Screen {
 TEST(MeasuredOutline, OfATrueMaskHasNoExcessAndHalfTheLevel) {
   const Screen screen(9);
   const Outline outline = screen.Measured(screen.truth);
-  EXPECT_NEAR(outline.excess.x, 0, 0.1);
-  EXPECT_NEAR(outline.excess.y, 0, 0.1);
+  EXPECT_NEAR(outline.excess.left, 0, 0.1);
+  EXPECT_NEAR(outline.excess.bottom, 0, 0.1);
   EXPECT_NEAR(outline.share, 0.5, 0.03);
 }
 
-TEST(MeasuredOutline, SaysHowFarAMaskIsOffAlongEachAxis) {
+TEST(MeasuredOutline, SaysHowFarAMaskIsOffAtEachSide) {
   const Screen screen(9);
-  const Outline outline = screen.Measured({57, 61, 306, 238});
-  EXPECT_NEAR(outline.excess.x, 3, 0.1);
-  EXPECT_NEAR(outline.excess.y, -1, 0.1);
+  const Outline outline = screen.Measured({57, 61, 304, 241});
+  // Half of what a side differs from the one across from it.
+  EXPECT_NEAR(outline.excess.left, 2.5, 0.1);
+  EXPECT_NEAR(outline.excess.right, 1.5, 0.1);
+  EXPECT_NEAR(outline.excess.top, -0.25, 0.1);
+  EXPECT_NEAR(outline.excess.bottom, 1.25, 0.1);
   EXPECT_NEAR(outline.share, 0.5, 0.03);
+}
+
+TEST(MeasuredRise, IsTheWayFromHalfToThreeQuarters) {
+  const Screen screen(21);
+  cv::Mat filled = cv::Mat::zeros(screen.light.size(), CV_8UC1);
+  filled(screen.truth).setTo(255);
+  EXPECT_NEAR(MeasuredRise({screen.light, filled, screen.truth, kLevel, kCell}), 21 / 4.0, 0.3);
 }
 
 TEST(MeasuredOutline, WithoutLightOrRoomSaysNothing) {
   const Screen screen(9);
   const Outline whole = screen.Measured({0, 0, 420, 360});
-  EXPECT_EQ(whole.excess, cv::Point2d());
+  EXPECT_EQ(whole.excess.left, 0);
+  EXPECT_EQ(whole.excess.top, 0);
   EXPECT_EQ(whole.share, 0.5);
   const Outline tiny = screen.Measured({60, 60, 12, 12});
   EXPECT_EQ(tiny.share, 0.5);
   Screen dark(9);
   dark.light.setTo(0);
-  EXPECT_EQ(dark.Measured(dark.truth).excess, cv::Point2d());
+  EXPECT_EQ(dark.Measured(dark.truth).excess.right, 0);
 }
 
 }  // namespace

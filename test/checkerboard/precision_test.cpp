@@ -22,8 +22,9 @@ struct Blocks {
   cv::Rect& At(int c, int r) {
     return rects.at(static_cast<std::size_t>(std::ptrdiff_t{3} * r + c));
   }
-  cv::Rect Placed(int c, int r) const {
-    return PlacedAtBorder(Whole(), c, r, EstimatedCell(Whole(), c, r), {5, 5}, mask);
+  cv::Rect Placed(int c, int r) const { return Placed(c, r, {}); }
+  cv::Rect Placed(int c, int r, const Sides& excess) const {
+    return PlacedCells(Whole(), {5, 5}, mask, excess).at(static_cast<std::size_t>(3 * r + c));
   }
 
   std::vector<cv::Rect> rects;
@@ -95,13 +96,13 @@ TEST(EstimatedCell, ASingleBlockIsItself) {
   EXPECT_EQ(EstimatedCell({{1, 1}, rects, index}, 0, 0), rects[0]);
 }
 
-TEST(PlacedAtBorder, InnerBlocksStay) {
+TEST(PlacedCells, InnerBlocksStay) {
   Blocks blocks;
   blocks.mask.setTo(0);
   EXPECT_EQ(blocks.Placed(1, 1), blocks.At(1, 1));
 }
 
-TEST(PlacedAtBorder, OuterBoundsComeFromTheMask) {
+TEST(PlacedCells, OuterBoundsComeFromTheMask) {
   Blocks blocks;
   blocks.mask.setTo(0);
   blocks.mask(cv::Rect(97, 102, 66, 55)).setTo(255);
@@ -111,30 +112,42 @@ TEST(PlacedAtBorder, OuterBoundsComeFromTheMask) {
   EXPECT_EQ(blocks.Placed(0, 1), cv::Rect(cv::Point(97, 120), cv::Point(120, 140)));
 }
 
-TEST(PlacedAtBorder, ASingleLedThatSticksOutDoesNotMoveTheBound) {
+TEST(PlacedCells, ASingleLedThatSticksOutDoesNotMoveTheBound) {
   Blocks blocks;
   blocks.mask(cv::Rect(96, 108, 4, 3)).setTo(255);
   EXPECT_EQ(blocks.Placed(0, 0).x, 100);
 }
 
-TEST(PlacedAtBorder, TheMasksExcessIsTakenOff) {
+TEST(PlacedCells, TheMasksExcessIsTakenOffEachSide) {
   const Blocks blocks;
-  const cv::Rect cell = EstimatedCell(blocks.Whole(), 0, 0);
-  EXPECT_EQ(PlacedAtBorder(blocks.Whole(), 0, 0, cell, {5, 5}, blocks.mask, {2.0, 3.0}).tl(),
-            cv::Point(102, 103));
-  const cv::Rect last = EstimatedCell(blocks.Whole(), 2, 2);
-  EXPECT_EQ(PlacedAtBorder(blocks.Whole(), 2, 2, last, {5, 5}, blocks.mask, {2.0, 3.0}).br(),
-            cv::Point(158, 157));
+  const Sides excess{2, 4, 3, 1};
+  EXPECT_EQ(blocks.Placed(0, 0, excess).tl(), cv::Point(102, 103));
+  EXPECT_EQ(blocks.Placed(2, 2, excess).br(), cv::Point(156, 159));
+  EXPECT_EQ(blocks.Placed(1, 1, excess), cv::Rect(120, 120, 20, 20));
 }
 
-TEST(PlacedAtBorder, WithoutMaskTheEstimateStays) {
+TEST(PlacedCells, ABoundOffTheLineOfItsSideIsTakenFromThatLine) {
+  std::vector<cv::Rect> rects;
+  std::vector<std::int32_t> index;
+  cv::Mat mask = cv::Mat::zeros(60, 300, CV_8UC1);
+  for (int c = 0; c < 8; ++c) {
+    index.push_back(c);
+    rects.push_back({20 + 30 * c, 20, 30, 20});
+  }
+  mask(cv::Rect(20, 20, 240, 20)).setTo(255);
+  mask(cv::Rect(20 + 30 * 3 - 10, 20, 50, 3)).setTo(0);  // a dead LED
+  const auto cells = PlacedCells({{8, 1}, rects, index}, {5, 4}, mask);
+  for (const cv::Rect& cell : cells) EXPECT_EQ(cell.y, 20);
+}
+
+TEST(PlacedCells, WithoutMaskTheEstimateStays) {
   Blocks blocks;
   blocks.mask.setTo(0);
   EXPECT_EQ(blocks.Placed(0, 0), blocks.At(0, 0));
   EXPECT_EQ(blocks.Placed(2, 2), blocks.At(2, 2));
 }
 
-TEST(PlacedAtBorder, AnEstimateOutsideTheMaskStays) {
+TEST(PlacedCells, AnEstimateOutsideTheMaskStays) {
   Blocks blocks;
   for (cv::Rect& r : blocks.rects) r += cv::Point(500, 500);
   EXPECT_EQ(blocks.Placed(0, 0), blocks.At(0, 0));

@@ -25,8 +25,6 @@ cv::Mat Screen(double level) {
   return picture;
 }
 
-cv::Rect BoundsOf(const cv::Mat& mask) { return cv::boundingRect(mask); }
-
 TEST(Rectify, WarpsBicubicallyWithAReplicatedBorderAndSmooths) {
   const cv::Mat photo = test::RandomMat({60, 40}, CV_16UC1, 5, 0, 4096);
   RectifyParams params = ParamsFor({80, 50});
@@ -50,40 +48,29 @@ TEST(Rectify, OtherSamplesBecomeEightBitsByTheLargest) {
   EXPECT_EQ(both.board.at<uchar>(20, 30), 255);
 }
 
-TEST(LitParts, KeepsOnlyWhatLiesWhereTheScreenIsExpected) {
+TEST(LitParts, IsTheExpectedAreaClosedAndOpenedAsInTheWholePicture) {
   cv::Mat picture = Screen(1000);
-  picture(cv::Rect(2, 100, 12, 60)).setTo(3000);
-  const cv::Mat lit = LitParts(EightBits(picture), ParamsFor({400, 300}));
-  EXPECT_EQ(cv::countNonZero(lit.colRange(0, 20)), 0);
+  picture(cv::Rect(2, 100, 24, 60)).setTo(3000);
+  cv::Mat grey = EightBits(picture);
+  cv::Mat whole;
+  cv::threshold(grey, whole, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  CloseThenOpen(whole, 5);
+  const RectifyParams params = ParamsFor({400, 300});
+  EXPECT_TRUE(test::SameBytes(LitParts(grey, params).clone(), whole(ExpectedArea(params)).clone()));
 }
 
-TEST(LedArea, IsTheScreenFilled) {
-  cv::Mat picture = Screen(1000);
-  picture(cv::Rect(100, 100, 30, 30)).setTo(0);  // a dead part inside
-  const cv::Mat mask = LedArea(picture, ParamsFor({400, 300})).mask;
-  EXPECT_EQ(BoundsOf(mask), cv::Rect(30, 23, 340, 254));
-  EXPECT_EQ(cv::countNonZero(mask), 340 * 254);
-}
-
-TEST(LedArea, OfADarkPictureIsEmpty) {
-  EXPECT_TRUE(LedArea(Screen(0), ParamsFor({400, 300})).mask.empty());
-}
-
-TEST(LedArea, EndsAtHalfTheLevelAroundAlsoWhereTheLightFallsOff) {
-  cv::Mat picture;
-  Screen(1000).convertTo(picture, CV_32F);
-  for (int x = 0; x < picture.cols; ++x) picture.col(x) *= 1 - 0.5 * x / picture.cols;
-  cv::GaussianBlur(picture, picture, {0, 0}, 6);
-  picture.convertTo(picture, CV_16U);
-  const cv::Rect bounds = BoundsOf(LedArea(picture, ParamsFor({400, 300})).mask);
-  EXPECT_NEAR(bounds.x, 30, 1);
-  EXPECT_NEAR(bounds.br().x, 370, 1);
-}
-
-TEST(LedArea, ATinyPictureIsNoTrouble) {
-  cv::Mat picture(4, 5, CV_16UC1, cv::Scalar(0));
-  picture.at<std::uint16_t>(2, 2) = 100;
-  EXPECT_NO_THROW(static_cast<void>(LedArea(picture, ParamsFor({5, 4})).mask));
+TEST(AnythingLit, OnlyWhereTheScreenIsExpectedAndNoSpeck) {
+  const RectifyParams params = ParamsFor({400, 300});
+  cv::Mat scratch;
+  EXPECT_TRUE(AnythingLit(EightBits(Screen(1000)), params, scratch));
+  EXPECT_FALSE(AnythingLit(EightBits(Screen(0)), params, scratch));
+  cv::Mat beside = cv::Mat::zeros(300, 400, CV_8UC1);
+  beside(cv::Rect(2, 100, 12, 60)).setTo(200);
+  EXPECT_FALSE(AnythingLit(beside, params, scratch));
+  beside(cv::Rect(200, 100, 3, 60)).setTo(200);
+  EXPECT_FALSE(AnythingLit(beside, params, scratch));
+  beside(cv::Rect(200, 270, 6, 6)).setTo(200);
+  EXPECT_TRUE(AnythingLit(beside, params, scratch));
 }
 
 }  // namespace

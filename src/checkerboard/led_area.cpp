@@ -1,0 +1,122 @@
+#include "checkerboard/led_area.h"
+
+#include <array>
+#include <climits>
+#include <opencv2/imgproc.hpp>
+
+#include "checkerboard/edge_share.h"
+#include "checkerboard/local_level.h"
+#include "shot/lit_area.h"
+#include "shot/picture.h"
+
+namespace dravix::checkerboard {
+namespace {
+
+/// The largest outline of `lit`, filled into `mask`, in which `lit` stands at `at`. Its bounding
+/// rectangle; empty, and the mask as it was, when there is none.
+cv::Rect FillLargest(const cv::Mat& lit, cv::Point at, cv::Mat& mask) {
+  const shot::Contours outlines = shot::OuterContours(lit);
+  if (outlines.empty()) return {};
+  const std::size_t largest = shot::LargestByMinAreaRect(outlines);
+  mask.setTo(0);
+  cv::drawContours(mask, outlines, static_cast<int>(largest), cv::Scalar(255), cv::FILLED,
+                   cv::LINE_8, cv::noArray(), INT_MAX, at);
+  return cv::boundingRect(outlines[largest]) + at;
+}
+
+/// `whole` without `core`: above, below, left, right of it.
+std::array<cv::Rect, 4> Around(const cv::Rect& whole, const cv::Rect& core) {
+  const cv::Point end = whole.br();
+  const cv::Point coreEnd = core.br();
+  return {cv::Rect(whole.x, whole.y, whole.width, core.y - whole.y),
+          cv::Rect(whole.x, coreEnd.y, whole.width, end.y - coreEnd.y),
+          cv::Rect(whole.x, core.y, core.x - whole.x, core.height),
+          cv::Rect(coreEnd.x, core.y, end.x - coreEnd.x, core.height)};
+}
+
+/// What is brighter than a share of the level around, gaps closed, specks removed. Only the outline
+/// is looked at: `core` is inside for sure, and nothing lies outside `whole`.
+class AboveShare {
+ public:
+  AboveShare(const cv::Mat& measured, const LevelMap& level, double share, cv::Mat& lit)
+      : measured_(measured), level_(level), share_(share), lit_(lit) {}
+
+  void FillIn(const cv::Rect& whole, const cv::Rect& core, int kernel) {
+    if (core.empty()) {
+      Compare(whole);
+      cv::Mat all = lit_(whole);
+      CloseThenOpen(all, kernel);
+      return;
+    }
+    lit_(core).setTo(255);
+    const std::array<cv::Rect, 4> strips = Around(whole, core);
+    for (const cv::Rect& strip : strips) Compare(strip);
+    std::array<cv::Mat, 4> clean;
+    for (std::size_t i = 0; i < 4; ++i) clean[i] = Cleaned(strips[i], whole, kernel);
+    for (std::size_t i = 0; i < 4; ++i) {
+      if (!strips[i].empty()) clean[i].copyTo(lit_(strips[i]));
+    }
+  }
+
+ private:
+  void Compare(const cv::Rect& part) {
+    if (part.empty()) return;
+    const cv::Mat level = level_.In(part);
+    cv::Mat threshold;
+    level.convertTo(threshold, measured_.type(), share_);
+    cv::Mat lit = lit_(part);
+    cv::compare(measured_(part), threshold, lit, cv::CMP_GT);
+    lit.setTo(0, level <= 0);
+  }
+
+  cv::Mat Cleaned(const cv::Rect& strip, const cv::Rect& whole, int kernel) const {
+    if (strip.empty()) return {};
+    const cv::Size reach = CleaningReach(kernel);
+    const cv::Rect around =
+        cv::Rect(strip.tl() - cv::Point(reach), strip.br() + cv::Point(reach)) & whole;
+    cv::Mat part = lit_(around).clone();
+    CloseThenOpen(part, kernel);
+    return part(strip - around.tl());
+  }
+
+  const cv::Mat& measured_;
+  const LevelMap& level_;
+  double share_;
+  cv::Mat& lit_;
+};
+
+/// The same area with its outline where the light falls to a share of the level around there:
+/// vignetting and gradients shift the outline that one level for the whole picture gives.
+Area AtLocalLevel(const cv::Mat& measured, const cv::Rect& first, const RectifyParams& params,
+                  cv::Mat& mask, cv::Mat& scratch) {
+  const InnerArea inner = InnerOf(mask, first, params.cell);
+  const LevelMap level = LocalLevel(measured, inner, params.cell);
+  const Edge edge{measured, mask, first, level, params.cell};
+  const double rise = MeasuredRise(edge);
+  const double share = MeasuredOutline(edge, rise).share;
+
+  const cv::Size window(static_cast<int>(params.cell.width), static_cast<int>(params.cell.height));
+  const cv::Rect expected = ExpectedArea(params);
+  const cv::Rect whole = GrownInside(first, window, mask.size()) &
+                         GrownInside(expected, CleaningReach(params.kernel), mask.size());
+  scratch.create(mask.size(), CV_8UC1);
+  AboveShare(measured, level, share, scratch)
+      .FillIn(whole, RectangleInside(inner) & whole, params.kernel);
+  const cv::Rect seen = whole & expected;
+  const cv::Rect box = FillLargest(scratch(seen), seen.tl(), mask);
+  if (box.empty()) return {first, {}};
+  // What is left comes from the closing, which bridges the gaps between the outermost LEDs.
+  return {box, MeasuredOutline({measured, mask, box, level, params.cell}, rise).excess};
+}
+
+}  // namespace
+
+Area LedArea(const cv::Mat& measured, const RectifyParams& params, cv::Mat& mask,
+             cv::Mat& scratch) {
+  cv::normalize(measured, scratch, 255, 0, cv::NORM_INF, CV_8U);
+  const cv::Rect first = FillLargest(LitParts(scratch, params), ExpectedArea(params).tl(), mask);
+  if (first.empty()) return {};
+  return AtLocalLevel(measured, first, params, mask, scratch);
+}
+
+}  // namespace dravix::checkerboard

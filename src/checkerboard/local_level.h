@@ -1,0 +1,38 @@
+/// How bright the screen is around a place.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+namespace dravix::checkerboard {
+
+/// Levels change slowly: they are kept in a picture `shrink` times smaller.
+struct LevelMap {
+  cv::Mat small;     ///< CV_32FC1; 0 where nothing of the screen is near
+  int shrink = 1;    ///< pixels of the working image along one of the map's
+  cv::Point origin;  ///< of the map, in the working image
+
+  /// The levels of a part of the working image, CV_32FC1, of its size; 0 outside the map.
+  [[nodiscard]] cv::Mat In(const cv::Rect& part) const;
+  /// The level of one pixel.
+  [[nodiscard]] double At(cv::Point place) const;
+};
+
+/// The area of a mask without the part along its outline where a defocused edge is still rising, in
+/// a picture `shrink` times smaller.
+struct InnerArea {
+  cv::Mat small;  ///< CV_8UC1, 255 inside
+  int shrink = 1;
+  cv::Point origin;
+};
+
+/// `box` is the mask's bounding rectangle, `cell` the expected size of a block.
+[[nodiscard]] InnerArea InnerOf(const cv::Mat& mask, const cv::Rect& box, cv::Size2d cell);
+
+/// Mean of `picture` inside the area over a window of about one block.
+[[nodiscard]] LevelMap LocalLevel(const cv::Mat& picture, const InnerArea& inner, cv::Size2d cell);
+
+/// A rectangle of the working image that lies in the area, as large as its shape allows; empty when
+/// the area has holes or is too small.
+[[nodiscard]] cv::Rect RectangleInside(const InnerArea& inner);
+
+}  // namespace dravix::checkerboard

@@ -1,0 +1,65 @@
+#include "checkerboard/led_area.h"
+
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+
+namespace dravix::checkerboard {
+namespace {
+
+RectifyParams ParamsFor(cv::Size size) {
+  RectifyParams params;
+  params.transform = cv::Mat::eye(3, 3, CV_64FC1);
+  params.imageSize = size;
+  params.kernel = 5;
+  params.cell = {size.width * 0.85 / 4, size.height * 0.85 / 3};
+  return params;
+}
+
+/// An even screen where it is expected, in a picture of 400 x 300.
+cv::Mat Screen(double level) {
+  cv::Mat picture = cv::Mat::zeros(300, 400, CV_16UC1);
+  picture(cv::Rect(30, 23, 340, 254)).setTo(level);
+  return picture;
+}
+
+cv::Rect BoundsOf(const cv::Mat& mask) { return cv::boundingRect(mask); }
+
+/// What LedArea fills; its box must be the mask's.
+cv::Mat MaskOf(const cv::Mat& picture) {
+  cv::Mat mask = cv::Mat::zeros(picture.size(), CV_8UC1);
+  cv::Mat scratch;
+  const Area area = LedArea(picture, ParamsFor(picture.size()), mask, scratch);
+  EXPECT_EQ(area.box, BoundsOf(mask));
+  return mask;
+}
+
+TEST(LedArea, IsTheScreenFilled) {
+  cv::Mat picture = Screen(1000);
+  picture(cv::Rect(100, 100, 30, 30)).setTo(0);  // a dead part inside
+  const cv::Mat mask = MaskOf(picture);
+  EXPECT_EQ(BoundsOf(mask), cv::Rect(30, 23, 340, 254));
+  EXPECT_EQ(cv::countNonZero(mask), 340 * 254);
+}
+
+TEST(LedArea, OfADarkPictureIsEmpty) { EXPECT_TRUE(BoundsOf(MaskOf(Screen(0))).empty()); }
+
+TEST(LedArea, EndsAtHalfTheLevelAroundAlsoWhereTheLightFallsOff) {
+  cv::Mat picture;
+  Screen(1000).convertTo(picture, CV_32F);
+  for (int x = 0; x < picture.cols; ++x) picture.col(x) *= 1 - 0.5 * x / picture.cols;
+  cv::GaussianBlur(picture, picture, {0, 0}, 6);
+  picture.convertTo(picture, CV_16U);
+  const cv::Rect bounds = BoundsOf(MaskOf(picture));
+  EXPECT_NEAR(bounds.x, 30, 1);
+  EXPECT_NEAR(bounds.br().x, 370, 1);
+}
+
+TEST(LedArea, ATinyPictureIsNoTrouble) {
+  cv::Mat picture(4, 5, CV_16UC1, cv::Scalar(0));
+  picture.at<std::uint16_t>(2, 2) = 100;
+  EXPECT_NO_THROW(static_cast<void>(MaskOf(picture)));
+}
+
+}  // namespace
+}  // namespace dravix::checkerboard
