@@ -21,12 +21,18 @@ sim::Quad InWorking(const sim::Quad& quad, const cv::Mat& workingFromPhoto) {
   return mapped;
 }
 
-void AddErrors(const cv::Rect& cell, const sim::Quad& q, Outcome& outcome) {
+void AddErrors(const cv::Rect& cell, const sim::Quad& q, cv::Point place, Outcome& outcome) {
+  constexpr const char* kSides[4] = {"left", "right", "top", "bottom"};
   const double errors[4] = {
       cell.x - 0.5 * (q[0].x + q[3].x), cell.x + cell.width - 0.5 * (q[1].x + q[2].x),
       cell.y - 0.5 * (q[0].y + q[1].y), cell.y + cell.height - 0.5 * (q[2].y + q[3].y)};
-  for (const double e : errors) {
-    outcome.worst = std::max(outcome.worst, std::abs(e));
+  for (std::size_t side = 0; side < 4; ++side) {
+    const double e = errors[side];
+    if (std::abs(e) > outcome.worst) {
+      outcome.worst = std::abs(e);
+      outcome.where = "block " + std::to_string(place.x) + "," + std::to_string(place.y) + " " +
+                      kSides[side] + (e > 0 ? " +" : " -");
+    }
     outcome.squares += e * e;
     ++outcome.bounds;
   }
@@ -59,7 +65,9 @@ Outcome Detect(const Subject& subject, cv::Size grid) {
   const sim::Truth& truth = subject.measured.truth;
   if (outcome.code != 0 || grid != truth.grid) return outcome;
   for (std::size_t i = 0; i < truth.cells.size(); ++i) {
-    AddErrors(detector.cells[i], InWorking(truth.cells[i], subject.workingFromPhoto), outcome);
+    const auto at = static_cast<int>(i);
+    AddErrors(detector.cells[i], InWorking(truth.cells[i], subject.workingFromPhoto),
+              {at % grid.width, at / grid.width}, outcome);
   }
   return outcome;
 }

@@ -24,6 +24,7 @@ struct Subject {
 struct Outcome {
   std::int32_t code = 0;
   double worst = 0;    ///< largest error of a bound
+  std::string where;   ///< of that bound: column, row, side and signed error
   double squares = 0;  ///< sum of squared errors
   int bounds = 0;
 

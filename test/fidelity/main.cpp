@@ -2,7 +2,7 @@
 /// simulated screens, so that a change shows at once what it gains and loses.
 ///
 ///   dravix-fidelity            all scenes
-///   dravix-fidelity --quick    every fourth scene, fewer wrong grids
+///   dravix-fidelity --quick    every fourth scene and the hardest ones, fewer wrong grids
 ///   dravix-fidelity --check    likewise any of them, and exit 1 when a goal is missed
 ///   dravix-fidelity --paint DIR   also the detector's picture of every scene that is not as wanted
 #include <dravix/dravix.h>
@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,17 @@ namespace {
 constexpr double kBoundGoal = 1.5;  // pixels
 constexpr double kRmsGoal = 0.5;    // pixels
 constexpr double kHardGoal = 0.95;  // share that succeeds or refuses with 200 or 300
+
+/// Of all scenes those whose bounds were or are the farthest from the truth: blocks of 4 LEDs with
+/// a dead one at the edge, disk defocus of about the pitch, lit levels that differ, narrow last
+/// blocks under a large blur.
+constexpr const char* kHardest[] = {"plain-1",      "plain-46",     "plain-49",     "contrast-2",
+                                    "lit-levels-4", "lit-levels-5", "lit-levels-6", "distortion-5",
+                                    "blur-1",       "blur-3",       "blur-5",       "blur-7"};
+
+bool IsHardest(const sim::Scene& scene) {
+  return std::find(std::begin(kHardest), std::end(kHardest), scene.name) != std::end(kHardest);
+}
 
 struct Options {
   bool quick = false;
@@ -56,8 +68,8 @@ void AddDetection(const Subject& subject, const Options& options, Family& family
   family.squares += outcome.squares;
   family.bounds += outcome.bounds;
   if (within) return;
-  std::printf("  %s: code %d, worst %.2f px, RMS %.2f px\n", subject.scene.name.c_str(),
-              outcome.code, outcome.worst, outcome.Rms());
+  std::printf("  %s: code %d, worst %.2f px (%s), RMS %.2f px\n", subject.scene.name.c_str(),
+              outcome.code, outcome.worst, outcome.where.c_str(), outcome.Rms());
   if (!options.paint.empty()) Paint(subject, options.paint + "/" + subject.scene.name + ".png");
 }
 
@@ -83,9 +95,11 @@ Family Run(const std::string& name, const std::vector<sim::Scene>& scenes, std::
            std::size_t wrongStep, const Options& options) {
   Family family;
   family.name = name;
-  for (std::size_t i = 0; i < scenes.size(); i += step) {
+  for (std::size_t i = 0; i < scenes.size(); ++i) {
+    if (i % step != 0 && !IsHardest(scenes[i])) continue;
     const Subject subject = Photographed(scenes[i]);
     AddDetection(subject, options, family);
+    if (i % step != 0) continue;
     if (i % wrongStep == 0) AddWrongGrids(subject, family);
     const Subject even = Photographed(WithoutFalloff(scenes[i]));
     const auto automatic = AutomaticError(even);
@@ -123,7 +137,8 @@ bool Reached(const std::vector<Family>& families) {
   int hard = 0;
   int good = 0;
   for (const Family& f : families) {
-    reached = reached && f.wrongAccepted == 0;
+    // Nowhere a wrong grid, and wherever the right one is found, its bounds as good as elsewhere.
+    reached = reached && f.wrongAccepted == 0 && f.within == f.found;
     if (&f == &plain) continue;
     hard += f.scenes;
     good += f.scenes - f.other;
