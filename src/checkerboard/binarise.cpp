@@ -20,8 +20,7 @@ cv::Mat EveryFourthRow(const cv::Mat& picture) {
   return {rows, picture.cols, picture.type(), picture.data, kEvery * picture.step[0]};
 }
 
-cv::Mat Otsu(const cv::Mat& grey) {
-  cv::Mat lit;
+cv::Mat Otsu(const cv::Mat& grey, cv::Mat lit) {
   cv::threshold(grey, lit, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
   return lit;
 }
@@ -61,16 +60,16 @@ cv::Mat Quotient(const Rectified& pictures, const cv::Mat& mask, cv::Mat scratch
 }
 
 cv::Mat Binarised(Level level, const Rectified& pictures, const cv::Mat& quotient,
-                  const RectifyParams& params) {
+                  const RectifyParams& params, cv::Mat scratch) {
   switch (level) {
     case Level::kLocal:
       return AboveLocalMiddle(quotient, params);
     case Level::kPlain:
-      return Otsu(EightBits(pictures.board));
+      return Otsu(EightBits(pictures.board), scratch);
     case Level::kQuotient:
       break;
   }
-  return Otsu(quotient);
+  return Otsu(quotient, scratch);
 }
 
 }  // namespace dravix::checkerboard

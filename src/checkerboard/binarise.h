@@ -20,8 +20,9 @@ constexpr Level kLevels[] = {Level::kQuotient, Level::kLocal, Level::kPlain};
 [[nodiscard]] cv::Mat Quotient(const Rectified& pictures, const cv::Mat& mask,
                                cv::Mat scratch = {});
 
-/// CV_8UC1, 255 where a block is lit. `quotient` as Quotient gives it.
+/// CV_8UC1, 255 where a block is lit. `quotient` as Quotient gives it. Stands in `scratch` when
+/// that is of its size.
 [[nodiscard]] cv::Mat Binarised(Level level, const Rectified& pictures, const cv::Mat& quotient,
-                                const RectifyParams& params);
+                                const RectifyParams& params, cv::Mat scratch = {});
 
 }  // namespace dravix::checkerboard

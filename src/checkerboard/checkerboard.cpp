@@ -5,6 +5,7 @@
 #include <dravix/shot.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <optional>
 #include <utility>
@@ -69,21 +70,23 @@ std::vector<cv::Rect> Joined(const std::vector<cv::Rect>& lit, const std::vector
 class Search {
  public:
   /// `part` of the working image holds the LED area and what the steps see of its surroundings;
-  /// `scratch` is a CV_8UC1 picture of its size that is no longer needed.
+  /// `scratch`: pictures of its size that are no longer needed.
   Search(const CheckerboardDetector& d, const board::Rectified& pictures,
-         const board::RectifyParams& params, const cv::Rect& part, const cv::Mat& scratch)
+         const board::RectifyParams& params, const cv::Rect& part,
+         const std::array<cv::Mat, 2>& scratch)
       : detector_(d),
         part_(part),
         pictures_(pictures.Part(part)),
         params_(params),
         mask_(d.mask(part)),
-        quotient_(board::Quotient(pictures_, mask_, scratch(part))) {}
+        quotient_(board::Quotient(pictures_, mask_, scratch[0](part))),
+        scratch_(scratch[1](part)) {}
 
   /// Level by level, each with the full and with the smallest erosion, until every block is found;
   /// else the attempt with the fewest missing. Empty when none fits the grid.
   std::optional<Attempt> Best() {
     for (const board::Level level : board::kLevels) {
-      TryAll(board::Binarised(level, pictures_, quotient_, params_));
+      TryAll(board::Binarised(level, pictures_, quotient_, params_, scratch_));
       if (Complete()) break;
     }
     return best_;
@@ -145,6 +148,7 @@ class Search {
   const board::RectifyParams& params_;
   cv::Mat mask_;
   cv::Mat quotient_;
+  cv::Mat scratch_;
   std::optional<Attempt> best_;
   board::Found first_;
   bool seen_ = false;
@@ -212,9 +216,9 @@ std::int32_t CheckerboardDetector::checkerboard() {
   const board::RectifyParams params = ParamsOf(*this);
   const board::Rectified pictures = board::Rectify(checkerboardShot->image, shot->image, params);
   rectified = board::EightBits(pictures.board);
-  cv::Mat scratch;
-  if (!board::AnythingLit(rectified, params, scratch)) return NoArea();
-  const board::Area area = board::LedArea(pictures.measured, params, mask, scratch);
+  std::array<cv::Mat, 2> scratch = pictures.Scratch();
+  if (!board::AnythingLit(rectified, params, scratch[0])) return NoArea();
+  const board::Area area = board::LedArea(pictures.measured, params, mask, scratch[0]);
   if (area.box.empty()) return NoArea();
   outlineExcess = area.excess;
 

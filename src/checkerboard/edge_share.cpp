@@ -29,8 +29,8 @@ constexpr int kWantedPieces = 8;  // of a side: twice as many as must be
 constexpr double kLeastShare = 0.35;
 constexpr double kLargestShare = 0.65;
 
-/// One side of the outline, turned so that the screen lies to the right: a row for each pixel along
-/// the side, read from outside inwards.
+/// One side of the outline, turned so that each row crosses it; the screen lies to the right or,
+/// flipped, to the left.
 struct Strip {
   cv::Mat light;  // CV_16UC1
   cv::Mat mask;
@@ -38,9 +38,11 @@ struct Strip {
   cv::Rect part;  // of the working image
   bool transposed, flipped;
 
-  double LevelAt(int row, int column) const {
-    const int inwards = flipped ? mask.cols - 1 - column : column;
-    return level.At(part.tl() + (transposed ? cv::Point(row, inwards) : cv::Point(inwards, row)));
+  /// Column of the strip's part that many pixels inwards.
+  int Inwards(int distance) const { return flipped ? mask.cols - 1 - distance : distance; }
+  double LevelAt(int row, int distance) const {
+    const int column = Inwards(distance);
+    return level.At(part.tl() + (transposed ? cv::Point(row, column) : cv::Point(column, row)));
   }
 };
 
@@ -69,11 +71,14 @@ class Profile {
 
   void Add(const Strip& strip, int row) {
     const uchar* mask = strip.mask.ptr(row);
-    const int edge = static_cast<int>(
-        std::find_if(mask, mask + strip.mask.cols, [](uchar m) { return m != 0; }) - mask);
+    int edge = 0;
+    while (edge < strip.mask.cols && mask[strip.Inwards(edge)] == 0) ++edge;
     if (edge < reach_.depth || edge + reach_.Inside() > strip.mask.cols) return;
-    const auto* light = strip.light.ptr<std::uint16_t>(row) + (edge - reach_.depth);
-    for (std::size_t i = 0; i < sum_.size(); ++i) sum_[i] += light[i];
+    const std::ptrdiff_t step = strip.flipped ? -1 : 1;
+    const auto* light = strip.light.ptr<std::uint16_t>(row) + strip.Inwards(edge - reach_.depth);
+    for (std::size_t i = 0; i < sum_.size(); ++i) {
+      sum_[i] += light[step * static_cast<std::ptrdiff_t>(i)];
+    }
     level_ += strip.LevelAt(row, edge);
     ++lines_;
   }
@@ -207,16 +212,9 @@ Strip Cut(const Edge& edge, const cv::Rect& part, bool upright, bool far) {
   const cv::Rect inside = part & cv::Rect({}, edge.mask.size());
   Strip strip{edge.light(inside), edge.mask(inside), edge.level, inside, upright, far};
   if (strip.light.depth() != CV_16U) strip.light.convertTo(strip.light, CV_16U);
-  for (cv::Mat* m : {&strip.light, &strip.mask}) {
-    cv::Mat turned;  // not in place: they are parts of the pictures still
-    if (upright) {
-      cv::transpose(*m, turned);
-      *m = std::exchange(turned, {});
-    }
-    if (far) {
-      cv::flip(*m, turned, 1);
-      *m = turned;
-    }
+  if (upright) {
+    strip.light = cv::Mat(strip.light.t());
+    strip.mask = cv::Mat(strip.mask.t());
   }
   return strip;
 }

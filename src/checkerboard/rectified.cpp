@@ -42,7 +42,16 @@ Rectified Rectify(const cv::Mat& board, const cv::Mat& measured, const RectifyPa
   Rectified both;
   both.board = ready(board);
   both.measured = ready(measured);
+  both.spare = warped;
   return both;
+}
+
+std::array<cv::Mat, 2> Rectified::Scratch() const {
+  const cv::Size size = board.size();
+  if (spare.size() != size || spare.elemSize() < 2 || !spare.isContinuous()) {
+    return {cv::Mat(size, CV_8UC1), cv::Mat(size, CV_8UC1)};
+  }
+  return {cv::Mat(size, CV_8UC1, spare.data), cv::Mat(size, CV_8UC1, spare.data + size.area())};
 }
 
 cv::Mat EightBits(const cv::Mat& picture) { return shot::ToImage(picture, 0, 1); }

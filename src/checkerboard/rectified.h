@@ -1,6 +1,7 @@
 /// Both photographs in the working image, and what of them is lit.
 #pragma once
 
+#include <array>
 #include <opencv2/core.hpp>
 
 namespace dravix::checkerboard {
@@ -18,11 +19,17 @@ struct RectifyParams {
 
 /// Two pictures of the same size and depth, one channel each, smoothed.
 struct Rectified {
-  cv::Mat board;     ///< the checkerboard
-  cv::Mat measured;  ///< all LEDs lit
+  cv::Mat board;       ///< the checkerboard
+  cv::Mat measured;    ///< all LEDs lit
+  cv::Mat spare = {};  ///< memory that is no longer needed
 
+  /// Two 8-bit pictures of their size, in the spare memory where that is large enough: to touch new
+  /// memory costs as much as to threshold a picture. They live as long as it does.
+  [[nodiscard]] std::array<cv::Mat, 2> Scratch() const;
   /// Both without what lies outside `part`; nothing is copied.
-  [[nodiscard]] Rectified Part(const cv::Rect& part) const { return {board(part), measured(part)}; }
+  [[nodiscard]] Rectified Part(const cv::Rect& part) const {
+    return {board(part), measured(part), {}};
+  }
 };
 
 /// Warps both photographs and smooths them. 16-bit samples are kept; anything else becomes 8 bits

@@ -48,6 +48,22 @@ TEST(Rectify, OtherSamplesBecomeEightBitsByTheLargest) {
   EXPECT_EQ(both.board.at<uchar>(20, 30), 255);
 }
 
+TEST(Rectified, ScratchIsTwoPicturesThatShareNothing) {
+  const cv::Mat photo = test::RandomMat({60, 40}, CV_16UC1, 5, 0, 4096);
+  const Rectified both = Rectify(photo, photo, ParamsFor({80, 50}));
+  const cv::Mat board = both.board.clone();
+  for (const Rectified& pictures : {both, Rectified{both.board, both.measured}}) {
+    auto [one, other] = pictures.Scratch();
+    EXPECT_EQ(one.size(), both.board.size());
+    EXPECT_EQ(other.type(), CV_8UC1);
+    one.setTo(1);
+    other.setTo(2);
+    EXPECT_EQ(cv::countNonZero(one != 1), 0);
+    EXPECT_EQ(cv::countNonZero(other != 2), 0);
+    EXPECT_TRUE(test::SameBytes(both.board, board));
+  }
+}
+
 TEST(LitParts, IsTheExpectedAreaClosedAndOpenedAsInTheWholePicture) {
   cv::Mat picture = Screen(1000);
   picture(cv::Rect(2, 100, 24, 60)).setTo(3000);
