@@ -38,9 +38,16 @@ double At(const Terms& curve, double t) {
   return value;
 }
 
-/// Solves the normal equations, which are positive definite, by elimination.
+/// Solves the normal equations by elimination. They are positive definite where there are as many
+/// different points as terms; terms that the points do not tell apart from lower ones stay 0.
 Terms Solved(std::array<Terms, kMostTerms>& a, Terms& b, std::size_t terms) {
+  constexpr double kNothingLeft = 1e-9;
+  const auto whole = a;
   for (std::size_t k = 0; k < terms; ++k) {
+    if (!(a[k][k] > kNothingLeft * whole[k][k])) {
+      terms = k;
+      break;
+    }
     for (std::size_t i = k + 1; i < terms; ++i) {
       const double f = a[i][k] / a[k][k];
       for (std::size_t j = k; j < terms; ++j) a[i][j] -= f * a[k][j];

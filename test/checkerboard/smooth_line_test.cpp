@@ -7,6 +7,7 @@ namespace dravix::checkerboard {
 namespace {
 
 using ::testing::DoubleNear;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -63,6 +64,14 @@ TEST(WithoutOutliers, OneSeenPointSpeaksForAll) {
 TEST(WithoutOutliers, NothingSeenIsNothing) {
   EXPECT_THAT(WithoutOutliers({}), IsEmpty());
   EXPECT_THAT(WithoutOutliers({{0, std::nullopt}, {1, std::nullopt}}), IsEmpty());
+}
+
+TEST(WithoutOutliers, PointsAtOnePlaceAlongTheLineDrawNoSlope) {
+  std::vector<LinePoint> points(7, {5, 10.0});
+  points.push_back({5, std::nullopt});
+  EXPECT_THAT(WithoutOutliers(points), Each(DoubleNear(10, 1e-9)));
+  points[0].place = 30.0;
+  EXPECT_THAT(WithoutOutliers(points), Each(DoubleNear(10, 0.1)));
 }
 
 }  // namespace
