@@ -60,7 +60,7 @@ cv::Mat Quotient(const Rectified& pictures, const cv::Mat& mask, cv::Mat scratch
 }
 
 cv::Mat Binarised(Level level, const Rectified& pictures, const cv::Mat& quotient,
-                  const RectifyParams& params, cv::Mat scratch) {
+                  const RectifyParams& params, const cv::Mat& scratch) {
   switch (level) {
     case Level::kLocal:
       return AboveLocalMiddle(quotient, params);

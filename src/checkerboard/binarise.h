@@ -23,6 +23,6 @@ constexpr Level kLevels[] = {Level::kQuotient, Level::kLocal, Level::kPlain};
 /// CV_8UC1, 255 where a block is lit. `quotient` as Quotient gives it. Stands in `scratch` when
 /// that is of its size.
 [[nodiscard]] cv::Mat Binarised(Level level, const Rectified& pictures, const cv::Mat& quotient,
-                                const RectifyParams& params, cv::Mat scratch = {});
+                                const RectifyParams& params, const cv::Mat& scratch = {});
 
 }  // namespace dravix::checkerboard
