@@ -174,7 +174,7 @@ TEST_F(ReadPgm16, ItsFrontIsLookedAtFirst) {
   EXPECT_EQ(GetCapturedStderr(), "Version error\n");
   ASSERT_TRUE(SpillWithHoles(name, "P5\n2 1\n"));
   EXPECT_FALSE(BImage::ReadPgm16(name, image_));  // a line without an end
-  ASSERT_TRUE(SpillWithHoles(name, std::string("P5\n2 1\n65535\n\1\2\3\4", 19)));
+  ASSERT_TRUE(SpillWithHoles(name, "P5\n2 1\n65535\n\1\2\3\4"));
   EXPECT_TRUE(BImage::ReadPgm16(name, image_));
   EXPECT_TRUE(SameBytes(image_, (cv::Mat_<std::uint16_t>(1, 2) << 0x0102, 0x0304)));
   EXPECT_EQ(GetCapturedStdout(), "");
