@@ -4,26 +4,11 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "checkerboard/even_screen.h"
 #include "support/mats.h"
 
 namespace dravix::checkerboard {
 namespace {
-
-RectifyParams ParamsFor(cv::Size size) {
-  RectifyParams params;
-  params.transform = cv::Mat::eye(3, 3, CV_64FC1);
-  params.imageSize = size;
-  params.kernel = 5;
-  params.cell = {size.width * 0.85 / 4, size.height * 0.85 / 3};
-  return params;
-}
-
-/// An even screen where it is expected, in a picture of 400 x 300.
-cv::Mat Screen(double level) {
-  cv::Mat picture = cv::Mat::zeros(300, 400, CV_16UC1);
-  picture(cv::Rect(30, 23, 340, 254)).setTo(level);
-  return picture;
-}
 
 TEST(Rectify, WarpsBicubicallyWithAReplicatedBorderAndSmooths) {
   const cv::Mat photo = test::RandomMat({60, 40}, CV_16UC1, 5, 0, 4096);
