@@ -11,12 +11,12 @@
 #include <utility>
 #include <vector>
 
-#include "arguments.h"
-#include "commands.h"
-#include "console.h"
-#include "exit_codes.h"
-#include "failure.h"
-#include "library_log.h"
+#include "commands/commands.h"
+#include "terminal/arguments.h"
+#include "terminal/console.h"
+#include "terminal/exit_codes.h"
+#include "terminal/failure.h"
+#include "terminal/library_log.h"
 
 namespace dravix::tool {
 namespace {

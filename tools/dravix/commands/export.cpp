@@ -1,0 +1,77 @@
+#include <dravix/dravix.h>
+
+#include <memory>
+#include <string>
+
+#include "commands/commands.h"
+#include "files/files.h"
+#include "files/matrix_files.h"
+#include "files/stored_data.h"
+#include "report/picture_scale.h"
+#include "terminal/failure.h"
+#include "terminal/library_log.h"
+
+namespace dravix::tool {
+namespace {
+
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  dravix export screen.lum screen.png                 8 bits, brightest LED white\n"
+    "  dravix export screen.lum screen.png --false-colour  to look at, with a scale\n"
+    "  dravix export screen.lum screen.npy                 exact, for NumPy\n"
+    "  dravix export screen.lum screen.tif                 exact, 32-bit float\n"
+    "  dravix export screen.lum screen.csv                 exact, as text\n";
+
+struct Options {
+  std::string result, output;
+  bool falseColour = false;
+};
+
+void Write(const Options& o, const cv::Mat& luminances) {
+  const std::string extension = ExtensionOf(o.output);
+  if (o.falseColour) {
+    WritePicture(o.output,
+                 FalseColourPicture(luminances, ScaleOf(luminances, "luminance per LED")));
+  } else if (extension == ".npy") {
+    WriteFile(o.output, EncodeNpy(luminances));
+  } else if (extension == ".csv") {
+    WriteFile(o.output, EncodeCsv(luminances));
+  } else if (extension == ".tif" || extension == ".tiff") {
+    WritePicture(o.output, luminances);
+  } else {
+    WriteByName(o.output, [](const std::string& name) {
+      const std::int32_t code = DravixExportImage(Handle(), name.c_str(), 0);
+      static_cast<void>(TakeLibraryError());
+      return code == DRAVIX_OK;
+    });
+  }
+}
+
+void Run(const Options& o) {
+  const std::string extension = ExtensionOf(o.output);
+  const bool isNumbers = extension == ".npy" || extension == ".csv";
+  const bool isPicture = extension == ".png" || extension == ".tif" || extension == ".tiff" ||
+                         extension == ".bmp" || extension == ".jpg" || extension == ".pgm";
+  if (!isPicture && (!isNumbers || o.falseColour)) {
+    throw UsageFailure("export: \"" + o.output + "\": expected a name ending in " +
+                       (o.falseColour ? ".png, .tif, .bmp or .jpg" : ".png, .tif, .csv or .npy"));
+  }
+  LoadResult(o.result);
+  Write(o, Luminances());
+}
+
+}  // namespace
+
+void AddExportCommand(CLI::App& program) {
+  CLI::App& command = *program.add_subcommand(
+      "export", "Write a result as a picture or as exact numbers for other programs.");
+  const auto o = std::make_shared<Options>();
+  command.add_option("result", o->result, "result, .lum")->required();
+  command.add_option("output", o->output, "file to write: .png, .tif, .csv or .npy")->required();
+  command.add_flag("--false-colour,--false-color", o->falseColour,
+                   "a picture in false colours with a scale");
+  command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);
+  command.callback([o] { Run(*o); });
+}
+
+}  // namespace dravix::tool

@@ -1,0 +1,263 @@
+#include <array>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "commands/commands.h"
+#include "files/files.h"
+#include "files/scene_json.h"
+#include "files/stored_data.h"
+#include "files/truth_file.h"
+#include "report/result_report.h"
+#include "sim/catalogue.h"
+#include "sim/render.h"
+#include "terminal/console.h"
+#include "terminal/failure.h"
+#include "terminal/progress.h"
+#include "terminal/text_values.h"
+
+namespace dravix::tool {
+namespace {
+
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  dravix simulate screen.shot --truth screen.json\n"
+    "  dravix simulate screen.shot --leds 96x64 --tilt-y 8 --roll 2 --vignetting 0.3 --dead 0.001\n"
+    "  dravix simulate screen.shot --checkerboard board.shot --blocks 8x6 --truth screen.json\n"
+    "  dravix simulate screen.shot --named demo --save-scene demo.scene.json\n"
+    "  dravix simulate screen.shot --scene demo.scene.json --seed 7\n\n"
+    "A scene file may name only what differs from the default; --save-scene writes every number. "
+    "Options win over the file. Named scenes: demo; plain-0 to plain-59, lum-0 to lum-39, and hard "
+    "ones such as contrast-0, dead-block-0.";
+
+/// An option that stands for one number of the scene.
+struct SceneOption {
+  const char* option;
+  const char* path;  ///< group and field
+  const char* help;
+};
+constexpr std::array kSceneOptions = {
+    SceneOption{"--pitch", "pose.pitch", "camera pixels from LED to LED (8)"},
+    SceneOption{"--tilt-x", "pose.tilt_x", "degrees, positive: the bottom is farther away"},
+    SceneOption{"--tilt-y", "pose.tilt_y", "degrees, positive: the right is nearer"},
+    SceneOption{"--roll", "pose.roll", "degrees, positive: clockwise in the picture"},
+    SceneOption{"--emitter-fill", "screen.emitter_fill",
+                "side of the emitter over the pitch (0.4)"},
+    SceneOption{"--gradient-x", "screen.luminance.gradient_x", "right edge against left, relative"},
+    SceneOption{"--gradient-y", "screen.luminance.gradient_y", "bottom edge against top, relative"},
+    SceneOption{"--scatter", "screen.luminance.scatter",
+                "standard deviation from LED to LED, relative"},
+    SceneOption{"--modules", "screen.luminance.module_spread",
+                "standard deviation from module to module"},
+    SceneOption{"--dead", "screen.luminance.dead_share", "share of LEDs that are dark"},
+    SceneOption{"--hot", "screen.luminance.hot_share", "share of LEDs that are too bright"},
+    SceneOption{"--blur", "optics.blur", "defocus in pitches: sigma, or radius of the disk (0.5)"},
+    SceneOption{"--distortion", "optics.distortion",
+                "radial, at the corner: 0.01 is 1 % pincushion"},
+    SceneOption{"--vignetting", "optics.vignetting", "loss of light at the photograph's corner"},
+    SceneOption{"--stray-light", "optics.stray_light", "even veil, in units of luminance"},
+    SceneOption{"--bits", "sensor.bits", "8, 10, 12, 14 or 16 (12)"},
+    SceneOption{"--exposure", "sensor.exposure", "share of the full scale of luminance 1 (0.5)"},
+    SceneOption{"--black-level", "sensor.black_level", "samples in the dark (16)"},
+    SceneOption{"--full-well", "sensor.full_well",
+                "electrons at full scale: photon noise; 0: none"},
+    SceneOption{"--read-noise", "sensor.read_noise", "samples; 0: none"},
+    SceneOption{"--block", "checkerboard.block", "LEDs along a checkerboard block (8)"},
+    SceneOption{"--contrast", "checkerboard.contrast", "lit over dark blocks (1000)"},
+    SceneOption{"--seed", "seed", "of luminances and noise (1)"},
+};
+
+struct Options {
+  std::string output, truth, scene, saveScene, named, board, blocks, leds, size, defocus, mosaic;
+  std::array<std::optional<double>, kSceneOptions.size()> numbers;
+  bool noNoise = false;
+  bool json = false;
+};
+
+std::optional<sim::Scene> NamedScene(const std::string& name) {
+  if (name == "demo") return sim::DemoScene();
+  std::vector<std::vector<sim::Scene>> families = {sim::PlainScenes(), sim::LuminanceScenes()};
+  for (const sim::HardKind kind : sim::kHardKinds) families.push_back(sim::HardScenes(kind));
+  for (const auto& family : families) {
+    for (const sim::Scene& scene : family) {
+      if (scene.name == name) return scene;
+    }
+  }
+  return std::nullopt;
+}
+
+/// Puts a value where "group.field" says.
+void Put(Json& json, std::string path, const Json& value) {
+  Json* at = &json;
+  for (auto dot = path.find('.'); dot != std::string::npos; dot = path.find('.')) {
+    at = &(*at)[path.substr(0, dot)];
+    path.erase(0, dot + 1);
+  }
+  (*at)[path] = value;
+}
+
+/// Whole numbers as such, so that a field of whole numbers takes them.
+Json NumberJson(double value) {
+  constexpr double kMostExact = 9007199254740992.0;  // 2^53
+  if (std::abs(value) <= kMostExact && std::floor(value) == value) {
+    return static_cast<std::int64_t>(value);
+  }
+  return value;
+}
+
+Json Overrides(const Options& o) {
+  Json json = Json::object();
+  for (std::size_t i = 0; i < kSceneOptions.size(); ++i) {
+    if (o.numbers.at(i)) Put(json, kSceneOptions.at(i).path, NumberJson(*o.numbers.at(i)));
+  }
+  if (!o.leds.empty()) {
+    const cv::Size leds = ParseSize("--leds", o.leds);
+    Put(json, "screen.led_width", leds.width);
+    Put(json, "screen.led_height", leds.height);
+  }
+  if (!o.size.empty()) {
+    const cv::Size size = ParseSize("--size", o.size);
+    Put(json, "sensor.width", size.width);
+    Put(json, "sensor.height", size.height);
+  }
+  if (!o.defocus.empty()) Put(json, "optics.defocus", o.defocus);
+  if (!o.mosaic.empty()) Put(json, "sensor.mosaic", o.mosaic);
+  if (o.noNoise) {
+    Put(json, "sensor.full_well", 0);
+    Put(json, "sensor.read_noise", 0);
+  }
+  return json;
+}
+
+/// The block side that divides the screen into so many blocks, the last ones narrower or not.
+int BlockFor(const std::string& text, const sim::Screen& screen) {
+  const cv::Size blocks = ParseSize("--blocks", text);
+  const auto count = [](int leds, int side) { return (leds + side - 1) / side; };
+  for (int side = std::max(1, screen.ledWidth / blocks.width); side <= screen.ledWidth; ++side) {
+    const bool fits = count(screen.ledWidth, side) == blocks.width &&
+                      count(screen.ledHeight, side) == blocks.height;
+    if (fits) return side;
+  }
+  throw UsageFailure("--blocks: no square blocks divide " + std::to_string(screen.ledWidth) +
+                     " x " + std::to_string(screen.ledHeight) + " LEDs into " + text);
+}
+
+sim::Scene SceneFor(const Options& o) {
+  sim::Scene scene;
+  if (!o.named.empty()) {
+    const auto named = NamedScene(o.named);
+    if (!named) throw UsageFailure("--named: there is no scene \"" + o.named + "\" (see --help)");
+    scene = *named;
+  }
+  if (!o.scene.empty()) {
+    const Json json = Json::parse(ReadFile(o.scene), nullptr, false);
+    if (json.is_discarded()) throw InputFailure(o.scene, "is no valid JSON");
+    try {
+      ApplyScene(o.scene, json, scene);
+    } catch (const Failure& failure) {
+      throw Failure(ExitCode::kInput, failure.what());
+    }
+  }
+  ApplyScene("options", Overrides(o), scene);
+  if (!o.blocks.empty()) scene.checkerboard.block = BlockFor(o.blocks, scene.screen);
+  RequireReasonable(o.scene.empty() ? "scene" : o.scene, scene);
+  return scene;
+}
+
+void Report(const Options& o, const sim::Scene& scene, const sim::Photograph& photo) {
+  const cv::Size size = photo.shot.image.size();
+  const cv::Size grid = sim::GridOf(scene);
+  const cv::Size last = sim::LastBlockOf(scene);
+  if (o.json) {
+    Json json;
+    json["photo"] = o.output;
+    json["size"] = {size.width, size.height};
+    json["leds"] = {scene.screen.ledWidth, scene.screen.ledHeight};
+    json["corners"] = Json::array();
+    for (const cv::Point& corner : photo.truth.cornerPixels) {
+      json["corners"].push_back({corner.x, corner.y});
+    }
+    json["blocks"] = {grid.width, grid.height};
+    json["last_block"] = {last.width, last.height};
+    if (!o.truth.empty()) json["truth"] = o.truth;
+    if (!o.board.empty()) json["checkerboard"] = o.board;
+    PrintJson(json);
+    return;
+  }
+  std::string text = ReportLine("photograph", o.output + ", " + std::to_string(size.width) + " x " +
+                                                  std::to_string(size.height) + " pixels") +
+                     ReportLine("LEDs", std::to_string(scene.screen.ledWidth) + " x " +
+                                            std::to_string(scene.screen.ledHeight)) +
+                     ReportLine("corners", CornersText(photo.truth.cornerPixels));
+  if (!o.board.empty()) {
+    text += ReportLine("checkerboard", o.board + ", " + std::to_string(grid.width) + "x" +
+                                           std::to_string(grid.height) + " blocks, last " +
+                                           std::to_string(last.width) + " x " +
+                                           std::to_string(last.height) + " LEDs");
+  }
+  if (!o.truth.empty()) {
+    text += ReportLine("truth", o.truth + " and " + WithExtension(o.truth, ".npy"));
+  }
+  Print(text);
+}
+
+void Run(const Options& o) {
+  RequireExtension("photo", o.output, ".shot");
+  if (!o.board.empty()) RequireExtension("--checkerboard", o.board, ".shot");
+  if (!o.truth.empty()) RequireExtension("--truth", o.truth, ".json");
+  const sim::Scene scene = SceneFor(o);
+  std::optional<sim::Photograph> photo;
+  {
+    const Progress progress("simulating " + o.output);
+    photo = sim::Render(scene);
+    SaveShot(o.output, photo->shot);
+    if (!o.board.empty()) SaveShot(o.board, sim::RenderCheckerboard(scene));
+  }
+  if (!o.truth.empty()) SaveTruth(o.truth, scene, photo->truth);
+  if (!o.saveScene.empty()) WriteFile(o.saveScene, SceneJson(scene).dump(2) + "\n");
+  Report(o, scene, *photo);
+}
+
+void AddSceneOptions(CLI::App& command, Options& o) {
+  for (std::size_t i = 0; i < kSceneOptions.size(); ++i) {
+    command.add_option(kSceneOptions.at(i).option, o.numbers.at(i), kSceneOptions.at(i).help)
+        ->group("Scene")
+        ->type_name("NUMBER");
+  }
+  const auto text = [&command](const char* option, std::string& value, const char* type,
+                               const char* help) {
+    command.add_option(option, value, help)->group("Scene")->type_name(type);
+  };
+  text("--leds", o.leds, "WxH", "lit LEDs across and down (64x48)");
+  text("--size", o.size, "WxH", "photograph in pixels; without it as small as the screen allows");
+  text("--defocus", o.defocus, "KIND", "gaussian or disk (gaussian)");
+  text("--mosaic", o.mosaic, "KIND", "colour sensor: none, rggb, bggr, grbg or gbrg (none)");
+  text("--blocks", o.blocks, "WxH", "checkerboard blocks across and down, instead of --block");
+  command.add_flag("--no-noise", o.noNoise, "neither photon nor read noise")->group("Scene");
+}
+
+}  // namespace
+
+void AddSimulateCommand(CLI::App& program) {
+  CLI::App& command = *program.add_subcommand(
+      "simulate", "Make a photograph of a simulated screen, with the truth about it.");
+  const auto o = std::make_shared<Options>();
+  command.add_option("photo", o->output, "photograph to write, .shot")->required();
+  command.add_option(
+      "--truth", o->truth,
+      "also write the truth, .json: corners, cells, and the luminances in a .npy beside it");
+  command.add_option("--checkerboard", o->board,
+                     "also write the checkerboard picture of the same pose, .shot");
+  command.add_option("--scene", o->scene, "scene file, .json");
+  command.add_option("--save-scene", o->saveScene, "write the scene with every number, .json");
+  command.add_option("--named", o->named, "start from a named scene");
+  command.add_flag("--json", o->json, "print the answer as JSON");
+  AddSceneOptions(command, *o);
+  command.footer(std::string(kExamples) + "\n\n" + kExitCodeHelp);
+  command.callback([o] { Run(*o); });
+}
+
+}  // namespace dravix::tool

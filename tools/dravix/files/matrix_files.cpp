@@ -1,0 +1,114 @@
+#include "files/matrix_files.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "terminal/failure.h"
+
+namespace dravix::tool {
+namespace {
+
+static_assert(std::endian::native == std::endian::little,
+              "arrays are copied as they lie in memory");
+
+// The format is described in NumPy's own documentation, numpy.lib.format.
+constexpr std::string_view kMagic("\x93NUMPY\x01\x00", 8);
+constexpr std::size_t kPrefix = 10;     // magic, version and the header's length
+constexpr std::size_t kAlignment = 64;  // of the first value
+
+/// What follows 'name': in the header's dictionary, without leading blanks.
+std::string_view ValueAfter(std::string_view header, std::string_view name) {
+  const auto at = header.find(name);
+  if (at == std::string_view::npos) return {};
+  header.remove_prefix(at + name.size());
+  header.remove_prefix(std::min(header.size(), header.find_first_not_of(" :")));
+  return header;
+}
+
+std::optional<cv::Size> ShapeOf(std::string_view text) {
+  int rows = 0;
+  int columns = 0;
+  if (!text.starts_with('(')) return std::nullopt;
+  const char* end = text.data() + text.size();
+  auto read = std::from_chars(text.data() + 1, end, rows);
+  if (read.ec != std::errc() || read.ptr == end || *read.ptr != ',') return std::nullopt;
+  const char* second = read.ptr + 1;
+  while (second != end && *second == ' ') ++second;
+  read = std::from_chars(second, end, columns);
+  if (read.ec != std::errc() || read.ptr == end || *read.ptr != ')') return std::nullopt;
+  if (rows < 1 || columns < 1) return std::nullopt;
+  return cv::Size(columns, rows);
+}
+
+}  // namespace
+
+std::string EncodeNpy(const cv::Mat& values) {
+  CV_Assert(values.type() == CV_32FC1);
+  std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (" +
+                       std::to_string(values.rows) + ", " + std::to_string(values.cols) + "), }";
+  const std::size_t used = kPrefix + header.size() + 1;
+  header.append((kAlignment - used % kAlignment) % kAlignment, ' ');
+  header += '\n';
+  std::string bytes(kMagic);
+  bytes += static_cast<char>(header.size() & 0xFFU);
+  bytes += static_cast<char>(header.size() >> 8U);
+  bytes += header;
+  for (int y = 0; y < values.rows; ++y) {
+    const std::size_t length = static_cast<std::size_t>(values.cols) * sizeof(float);
+    bytes.append(values.ptr<char>(y), length);
+  }
+  return bytes;
+}
+
+cv::Mat DecodeNpy(const std::string& name, const std::string& bytes) {
+  if (!bytes.starts_with(kMagic) || bytes.size() < kPrefix) {
+    throw InputFailure(name, "is no .npy file of version 1.0");
+  }
+  const auto length = static_cast<std::size_t>(static_cast<unsigned char>(bytes[8])) |
+                      static_cast<std::size_t>(static_cast<unsigned char>(bytes[9])) << 8U;
+  const std::string_view header = std::string_view(bytes).substr(kPrefix, length);
+  const std::string_view type = ValueAfter(header, "'descr'");
+  const bool isFloat = type.starts_with("'<f4'");
+  const bool isDouble = type.starts_with("'<f8'");
+  const auto shape = ShapeOf(ValueAfter(header, "'shape'"));
+  if ((!isFloat && !isDouble) || !shape ||
+      !ValueAfter(header, "'fortran_order'").starts_with("False")) {
+    throw InputFailure(name, "holds no row-by-row matrix of little-endian floats");
+  }
+  const std::size_t values =
+      static_cast<std::size_t>(shape->width) * static_cast<std::size_t>(shape->height);
+  const std::size_t expected = kPrefix + length + values * (isFloat ? 4U : 8U);
+  if (bytes.size() < expected) {
+    throw InputFailure(name, "is cut short: found " + std::to_string(bytes.size()) +
+                                 " bytes, expected " + std::to_string(expected));
+  }
+  cv::Mat stored(*shape, isFloat ? CV_32FC1 : CV_64FC1);
+  std::memcpy(stored.data, bytes.data() + kPrefix + length, stored.total() * stored.elemSize());
+  cv::Mat floats;
+  stored.convertTo(floats, CV_32F);
+  return floats;
+}
+
+std::string EncodeCsv(const cv::Mat& values) {
+  CV_Assert(values.type() == CV_32FC1);
+  std::string text;
+  std::array<char, 32> digits{};
+  for (int y = 0; y < values.rows; ++y) {
+    for (int x = 0; x < values.cols; ++x) {
+      if (x > 0) text += ',';
+      const auto written =
+          std::to_chars(digits.data(), digits.data() + digits.size(), values.at<float>(y, x));
+      text.append(digits.data(), written.ptr);
+    }
+    text += '\n';
+  }
+  return text;
+}
+
+}  // namespace dravix::tool

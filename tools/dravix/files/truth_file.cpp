@@ -1,0 +1,88 @@
+#include "files/truth_file.h"
+
+#include "files/files.h"
+#include "files/matrix_files.h"
+#include "terminal/console.h"
+#include "terminal/failure.h"
+
+namespace dravix::tool {
+namespace {
+
+constexpr const char* kFormat = "dravix-truth";
+constexpr int kVersion = 1;
+
+Json QuadJson(const sim::Quad& quad) {
+  Json points = Json::array();
+  for (const cv::Point2d& point : quad) points.push_back({point.x, point.y});
+  return points;
+}
+
+Json CornersJson(const std::vector<cv::Point>& corners) {
+  Json points = Json::array();
+  for (const cv::Point& point : corners) points.push_back({point.x, point.y});
+  return points;
+}
+
+std::vector<cv::Point> CornersOf(const std::string& name, const Json& json) {
+  std::vector<cv::Point> corners;
+  for (const Json& point : json.value("corner_pixels", Json::array())) {
+    const bool fits = point.is_array() && point.size() == 2 && point[0].is_number_integer() &&
+                      point[1].is_number_integer();
+    if (fits) corners.emplace_back(point[0].get<int>(), point[1].get<int>());
+  }
+  if (corners.size() != 4) throw InputFailure(name, "does not hold four \"corner_pixels\" [x, y]");
+  return corners;
+}
+
+Json CellsJson(const sim::Truth& truth) {
+  Json cells = Json::array();
+  for (std::size_t i = 0; i < truth.cells.size(); ++i) {
+    const int at = static_cast<int>(i);
+    cells.push_back({{"column", at % truth.grid.width},
+                     {"row", at / truth.grid.width},
+                     {"lit", truth.cellLit.at(i) != 0},
+                     {"corners", QuadJson(truth.cells[i])}});
+  }
+  return cells;
+}
+
+}  // namespace
+
+void SaveTruth(const std::string& name, const sim::Scene& scene, const sim::Truth& truth) {
+  const std::string matrix = WithExtension(name, ".npy");
+  WriteFile(matrix, EncodeNpy(truth.luminances));
+  const std::u8string file = PathOf(matrix).filename().u8string();
+  Json json;
+  json["format"] = kFormat;
+  json["version"] = kVersion;
+  json["scene"] = scene.name;
+  json["seed"] = scene.seed;
+  json["leds"] = {truth.luminances.cols, truth.luminances.rows};
+  json["luminances"] = std::string(file.begin(), file.end());
+  json["samples_per_luminance"] = truth.samplesPerLuminance;
+  json["black_level"] = truth.blackLevel;
+  json["corners"] = QuadJson(truth.corners);
+  json["corner_pixels"] = CornersJson(truth.cornerPixels);
+  json["blocks"] = {truth.grid.width, truth.grid.height};
+  json["cells"] = CellsJson(truth);
+  WriteFile(name, json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
+}
+
+StoredTruth LoadTruth(const std::string& name) {
+  const Json json = Json::parse(ReadFile(name), nullptr, false);
+  if (json.is_discarded() || !json.is_object()) throw InputFailure(name, "is no valid JSON object");
+  if (json.value("format", Json()) != kFormat || json.value("version", Json()) != kVersion) {
+    throw InputFailure(name,
+                       "is no truth file of version 1 as `dravix simulate --truth` writes it");
+  }
+  const auto file = json.find("luminances");
+  if (file == json.end() || !file->is_string()) {
+    throw InputFailure(name, "does not name its luminances' file");
+  }
+  const auto path = PathOf(name).parent_path() / PathOf(file->get<std::string>());
+  const std::u8string matrix = path.u8string();
+  const std::string matrixName(matrix.begin(), matrix.end());
+  return {DecodeNpy(matrixName, ReadFile(matrixName)), CornersOf(name, json)};
+}
+
+}  // namespace dravix::tool

@@ -1,0 +1,109 @@
+#include "report/overlay.h"
+
+#include <algorithm>
+#include <array>
+#include <opencv2/imgproc.hpp>
+#include <string>
+
+#include "report/picture_scale.h"
+
+namespace dravix::tool {
+namespace {
+
+constexpr double kLongestSide = 1100;  // of each picture, pixels
+const cv::Scalar kOutline(60, 200, 255);
+const cv::Scalar kLines(230, 140, 60);
+
+using Quad = std::array<cv::Point2f, 4>;
+
+Quad RectQuad(double width, double height) {
+  const auto w = static_cast<float>(width);
+  const auto h = static_cast<float>(height);
+  return {cv::Point2f(0, 0), cv::Point2f(w, 0), cv::Point2f(w, h), cv::Point2f(0, h)};
+}
+
+/// Eight bits, the brightest sample white, three channels, reduced.
+cv::Mat Visible(const cv::Mat& photo, double scale) {
+  cv::Mat small;
+  cv::resize(photo, small, {}, scale, scale, cv::INTER_AREA);
+  cv::Mat grey;
+  cv::normalize(small, grey, 255, 0, cv::NORM_INF, CV_8U);
+  cv::Mat colour;
+  if (grey.channels() == 3) return grey;
+  cv::cvtColor(grey, colour, cv::COLOR_GRAY2BGR);
+  return colour;
+}
+
+std::vector<cv::Point> Mapped(const std::vector<cv::Point2f>& points, const cv::Mat& map) {
+  std::vector<cv::Point2f> mapped;
+  cv::perspectiveTransform(points, mapped, map);
+  return {mapped.begin(), mapped.end()};
+}
+
+void Line(cv::Mat& picture, const cv::Mat& photoFromLeds, cv::Point2f from, cv::Point2f to,
+          const cv::Scalar& colour, int thickness) {
+  const auto ends = Mapped({from, to}, photoFromLeds);
+  cv::line(picture, ends[0], ends[1], colour, thickness, cv::LINE_AA);
+}
+
+void DrawGrid(cv::Mat& picture, const cv::Mat& photoFromLeds, const BlockGrid& grid) {
+  const auto width = static_cast<float>(grid.leds.width);
+  const auto height = static_cast<float>(grid.leds.height);
+  for (const int edge : BlockEdges(grid.leds.width, grid.blocks.width, grid.last.width)) {
+    const auto x = static_cast<float>(edge);
+    Line(picture, photoFromLeds, {x, 0}, {x, height}, kLines, 1);
+  }
+  for (const int edge : BlockEdges(grid.leds.height, grid.blocks.height, grid.last.height)) {
+    const auto y = static_cast<float>(edge);
+    Line(picture, photoFromLeds, {0, y}, {width, y}, kLines, 1);
+  }
+  const Quad corners = RectQuad(width, height);
+  for (std::size_t i = 0; i < corners.size(); ++i) {
+    Line(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kOutline, 2);
+    cv::circle(picture, Mapped({corners[i]}, photoFromLeds)[0], 6, kOutline, 2, cv::LINE_AA);
+  }
+}
+
+}  // namespace
+
+std::vector<int> BlockEdges(int count, int blocks, int last) {
+  constexpr int kParts = 8;
+  std::vector<int> edges;
+  if (blocks < 2) {
+    for (int i = 0; i <= kParts; ++i) edges.push_back(count * i / kParts);
+    return edges;
+  }
+  const int side = last > 0 ? (count - last) / (blocks - 1) : count / blocks;
+  for (int i = 0; i < blocks; ++i) edges.push_back(i * side);
+  edges.push_back(count);
+  return edges;
+}
+
+cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board,
+                           const std::vector<cv::Point>& corners, const cv::Mat& luminances,
+                           const BlockGrid& grid) {
+  const double scale = std::min(1.0, kLongestSide / std::max(photo.cols, photo.rows));
+  std::vector<cv::Mat> pictures;
+  cv::Mat measured = Visible(photo, scale);
+  cv::Mat laidBack(measured.size(), CV_8UC3, cv::Scalar::all(0));
+  cv::Mat shown = board.empty() ? cv::Mat() : Visible(board, scale);
+  if (corners.size() == 4) {
+    Quad target;
+    for (std::size_t i = 0; i < 4; ++i) target.at(i) = cv::Point2f(corners[i]) * scale;
+    const Quad leds = RectQuad(grid.leds.width, grid.leds.height);
+    const cv::Mat photoFromLeds = cv::getPerspectiveTransform(leds.data(), target.data());
+    DrawGrid(measured, photoFromLeds, grid);
+    if (!shown.empty()) DrawGrid(shown, photoFromLeds, grid);
+    const cv::Mat colours = FalseColours(luminances, ScaleOf(luminances, ""));
+    // Pixel centres lie at integers, LEDs span from one whole number to the next.
+    const cv::Mat ledsFromPixels = (cv::Mat_<double>(3, 3) << 1, 0, 0.5, 0, 1, 0.5, 0, 0, 1);
+    cv::warpPerspective(colours, laidBack, photoFromLeds * ledsFromPixels, laidBack.size(),
+                        cv::INTER_NEAREST);
+  }
+  pictures.push_back(Titled(measured, "photograph, lit area and grid"));
+  if (!shown.empty()) pictures.push_back(Titled(shown, "checkerboard, the same grid"));
+  pictures.push_back(Titled(laidBack, "measured luminance in the same pose"));
+  return SideBySide(pictures);
+}
+
+}  // namespace dravix::tool

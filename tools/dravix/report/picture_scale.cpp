@@ -1,0 +1,190 @@
+#include "report/picture_scale.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <opencv2/imgproc.hpp>
+
+namespace dravix::tool {
+namespace {
+
+constexpr int kLongestSide = 1024;  // of the enlarged values, pixels
+constexpr int kMargin = 14;
+constexpr int kTitleHeight = 34;
+constexpr int kBarWidth = 22;
+constexpr int kTickLength = 6;
+constexpr int kTextWidth = 76;
+constexpr int kFewestBarRows = 120;
+const cv::Scalar kPaper(255, 255, 255);
+const cv::Scalar kInk(30, 30, 30);
+
+void Text(cv::Mat& picture, const std::string& text, cv::Point at, double size) {
+  cv::putText(picture, text, at, cv::FONT_HERSHEY_SIMPLEX, size, kInk, 1, cv::LINE_AA);
+}
+
+/// 256 colours, CV_8UC3, one row.
+cv::Mat Table(bool diverging) {
+  cv::Mat levels(1, 256, CV_8UC1);
+  for (int i = 0; i < 256; ++i) levels.at<unsigned char>(0, i) = static_cast<unsigned char>(i);
+  cv::Mat table;
+  if (!diverging) {
+    cv::applyColorMap(levels, table, cv::COLORMAP_VIRIDIS);
+    return table;
+  }
+  // White in the middle, so that what agrees is not seen at all.
+  const cv::Vec3d cold(172, 102, 33);
+  const cv::Vec3d warm(43, 24, 178);
+  const cv::Vec3d white(250, 250, 250);
+  table.create(1, 256, CV_8UC3);
+  for (int i = 0; i < 256; ++i) {
+    const double side = (i - 127.5) / 127.5;
+    const cv::Vec3d end = side < 0 ? cold : warm;
+    const double share = std::pow(std::abs(side), 0.8);
+    table.at<cv::Vec3b>(0, i) = cv::Vec3b(white * (1 - share) + end * share);
+  }
+  return table;
+}
+
+/// A step of 1, 2 or 5 times a power of ten that gives about `count` ticks.
+double NiceStep(double range, int count) {
+  const double rough = range / std::max(count, 1);
+  const double power = std::pow(10.0, std::floor(std::log10(rough)));
+  for (const double factor : {1.0, 2.0, 5.0}) {
+    if (factor * power >= rough) return factor * power;
+  }
+  return 10 * power;
+}
+
+std::string TickText(double value, double step) {
+  const int decimals = std::clamp(static_cast<int>(-std::floor(std::log10(step))), 0, 9);
+  std::array<char, 64> text{};
+  // Adding 0 turns a negative zero into a plain one.
+  std::snprintf(text.data(), text.size(), "%.*f", decimals,
+                std::abs(value) < step / 1000 ? 0.0 : value);
+  return text.data();
+}
+
+/// The scale: a bar with its colours from low (bottom) to high, ticks and numbers.
+void DrawScale(cv::Mat& picture, const cv::Rect& bar, const FalseColour& how) {
+  const cv::Mat table = Table(how.diverging);
+  for (int y = 0; y < bar.height; ++y) {
+    const int level = 255 - y * 255 / std::max(bar.height - 1, 1);
+    picture.row(bar.y + y).colRange(bar.x, bar.x + bar.width).setTo(table.at<cv::Vec3b>(0, level));
+  }
+  cv::rectangle(picture, bar, kInk, 1);
+  const double range = how.high - how.low;
+  const double step = NiceStep(range, std::clamp(bar.height / 50, 3, 10));
+  for (double value = std::ceil(how.low / step) * step; value <= how.high + step * 1e-6;
+       value += step) {
+    const double share = (value - how.low) / range;
+    const int y = bar.y + static_cast<int>(std::lround((1 - share) * (bar.height - 1)));
+    cv::line(picture, {bar.x + bar.width, y}, {bar.x + bar.width + kTickLength, y}, kInk, 1);
+    Text(picture, TickText(value, step) + how.unit,
+         {bar.x + bar.width + kTickLength + 4, std::clamp(y + 5, bar.y + 10, bar.y + bar.height)},
+         0.42);
+  }
+}
+
+/// Enlarged by a whole factor, so that every LED stays a square.
+cv::Mat Enlarged(const cv::Mat& picture) {
+  const int longest = std::max(picture.cols, picture.rows);
+  const int factor = std::max(1, kLongestSide / std::max(longest, 1));
+  cv::Mat large;
+  cv::resize(picture, large, {}, factor, factor, cv::INTER_NEAREST);
+  return large;
+}
+
+}  // namespace
+
+FalseColour ScaleOf(const cv::Mat& values, const std::string& title) {
+  std::vector<float> sorted;
+  sorted.reserve(values.total());
+  for (int y = 0; y < values.rows; ++y) {
+    std::copy_if(values.ptr<float>(y), values.ptr<float>(y) + values.cols,
+                 std::back_inserter(sorted), [](float v) { return std::isfinite(v); });
+  }
+  FalseColour how;
+  how.title = title;
+  if (sorted.empty()) return how;
+  std::sort(sorted.begin(), sorted.end());
+  const std::size_t outermost = sorted.size() / 1000;
+  how.low = sorted[outermost];
+  how.high = sorted[sorted.size() - 1 - outermost];
+  if (!(how.high > how.low)) {
+    // An even matrix: some room on both sides, so that the scale has two ends.
+    const double room = std::max(std::abs(how.high) * 0.01, 1e-6);
+    how.low -= room;
+    how.high += room;
+  }
+  return how;
+}
+
+cv::Mat FalseColours(const cv::Mat& values, const FalseColour& how) {
+  cv::Mat levels;
+  const double scale = 255 / (how.high - how.low);
+  values.convertTo(levels, CV_8U, scale, -how.low * scale);
+  const cv::Mat table = Table(how.diverging);
+  cv::Mat colours(values.size(), CV_8UC3);
+  for (int y = 0; y < values.rows; ++y) {
+    for (int x = 0; x < values.cols; ++x) {
+      colours.at<cv::Vec3b>(y, x) = table.at<cv::Vec3b>(0, levels.at<unsigned char>(y, x));
+    }
+  }
+  return colours;
+}
+
+cv::Mat FalseColourPicture(const cv::Mat& values, const FalseColour& how) {
+  const cv::Mat colours = Enlarged(FalseColours(values, how));
+  const int barHeight = std::max(colours.rows, kFewestBarRows);
+  const cv::Size size(kMargin + colours.cols + kMargin + kBarWidth + kTickLength + kTextWidth,
+                      kTitleHeight + barHeight + kMargin);
+  cv::Mat picture(size, CV_8UC3, kPaper);
+  const cv::Rect place(kMargin, kTitleHeight, colours.cols, colours.rows);
+  colours.copyTo(picture(place));
+  const cv::Rect frame(place.x - 1, place.y - 1, place.width + 2, place.height + 2);
+  cv::rectangle(picture, frame, kInk, 1);
+  Text(picture, how.title, {kMargin, kTitleHeight - 12}, 0.55);
+  DrawScale(picture, {place.x + place.width + kMargin, place.y, kBarWidth, barHeight}, how);
+  return picture;
+}
+
+cv::Mat SideBySide(const std::vector<cv::Mat>& pictures) {
+  cv::Size size;
+  for (const cv::Mat& picture : pictures) {
+    size.width += picture.cols;
+    size.height = std::max(size.height, picture.rows);
+  }
+  cv::Mat all(size, CV_8UC3, kPaper);
+  int x = 0;
+  for (const cv::Mat& picture : pictures) {
+    picture.copyTo(all(cv::Rect(x, 0, picture.cols, picture.rows)));
+    x += picture.cols;
+  }
+  return all;
+}
+
+cv::Mat OneAboveTheOther(const std::vector<cv::Mat>& pictures) {
+  cv::Size size;
+  for (const cv::Mat& picture : pictures) {
+    size.height += picture.rows;
+    size.width = std::max(size.width, picture.cols);
+  }
+  cv::Mat all(size, CV_8UC3, kPaper);
+  int y = 0;
+  for (const cv::Mat& picture : pictures) {
+    picture.copyTo(all(cv::Rect(0, y, picture.cols, picture.rows)));
+    y += picture.rows;
+  }
+  return all;
+}
+
+cv::Mat Titled(const cv::Mat& picture, const std::string& title) {
+  cv::Mat titled(picture.rows + kTitleHeight + kMargin, picture.cols + 2 * kMargin, CV_8UC3,
+                 kPaper);
+  picture.copyTo(titled(cv::Rect(kMargin, kTitleHeight, picture.cols, picture.rows)));
+  Text(titled, title, {kMargin, kTitleHeight - 12}, 0.55);
+  return titled;
+}
+
+}  // namespace dravix::tool

@@ -1,0 +1,44 @@
+#include "terminal/failure.h"
+
+#include <algorithm>
+
+namespace dravix::tool {
+namespace {
+
+Failure About(ExitCode exit, const std::string& file, std::string_view text) {
+  return {exit, file + ": " + std::string(text)};
+}
+
+}  // namespace
+
+Failure InputFailure(const std::string& file, std::string_view text) {
+  return About(ExitCode::kInput, file, text);
+}
+
+Failure OutputFailure(const std::string& file, std::string_view text) {
+  return About(ExitCode::kOutput, file, text);
+}
+
+Failure MeasurementFailure(const std::string& file, std::string_view text) {
+  return About(ExitCode::kMeasurement, file, text);
+}
+
+Failure UsageFailure(std::string_view text) { return {ExitCode::kUsage, text}; }
+
+Failure Unexpected(const std::string& place, std::string_view found, std::string_view expected) {
+  std::string text = place;
+  text.append(": found ").append(found).append(", expected ").append(expected);
+  return UsageFailure(text);
+}
+
+std::string InQuotes(std::string_view text) { return '"' + std::string(text) + '"'; }
+
+std::string OneLine(std::string_view text) {
+  std::string line(text);
+  std::replace_if(
+      line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  while (!line.empty() && line.back() == ' ') line.pop_back();
+  return line;
+}
+
+}  // namespace dravix::tool

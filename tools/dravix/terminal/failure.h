@@ -1,0 +1,38 @@
+/// The one way in which a command of the tool gives up.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "terminal/exit_codes.h"
+
+namespace dravix::tool {
+
+/// Ends the command with an exit code and one line for the person at the terminal.
+class Failure : public std::runtime_error {
+ public:
+  Failure(ExitCode exit, std::string_view message)
+      : std::runtime_error(std::string(message)), exit_(exit) {}
+  [[nodiscard]] ExitCode Exit() const { return exit_; }
+
+ private:
+  ExitCode exit_;
+};
+
+/// "FILE: TEXT" as a failure of input, output or measurement.
+[[nodiscard]] Failure InputFailure(const std::string& file, std::string_view text);
+[[nodiscard]] Failure OutputFailure(const std::string& file, std::string_view text);
+[[nodiscard]] Failure MeasurementFailure(const std::string& file, std::string_view text);
+[[nodiscard]] Failure UsageFailure(std::string_view text);
+/// "PLACE: found FOUND, expected EXPECTED" as wrong usage; the place is an option or a field.
+[[nodiscard]] Failure Unexpected(const std::string& place, std::string_view found,
+                                 std::string_view expected);
+
+/// The text between quotation marks.
+[[nodiscard]] std::string InQuotes(std::string_view text);
+
+/// The text on a single line: line ends become blanks.
+[[nodiscard]] std::string OneLine(std::string_view text);
+
+}  // namespace dravix::tool
