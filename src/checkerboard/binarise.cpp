@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
+#include "image/binary.h"
+
 namespace dravix::checkerboard {
 namespace {
 
@@ -21,7 +23,7 @@ cv::Mat EveryFourthRow(const cv::Mat& picture) {
 }
 
 cv::Mat Otsu(const cv::Mat& grey, cv::Mat lit) {
-  cv::threshold(grey, lit, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  image::BinarizeByOtsu(grey, lit);
   return lit;
 }
 

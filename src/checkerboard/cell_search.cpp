@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
-#include "shot/lit_area.h"
+#include "image/lit_area.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -24,7 +24,7 @@ cv::Rect Grown(const cv::Rect& r, int by) {
 /// block may lose most of itself to erosion.
 void Collect(const cv::Mat& apart, int taken, const SearchParams& params,
              std::vector<cv::Rect>& cells, Found& found) {
-  for (const shot::Contour& outline : shot::OuterContours(apart)) {
+  for (const image::Contour& outline : image::OuterContours(apart)) {
     const cv::Rect seen = cv::boundingRect(outline);
     const cv::Rect whole = Grown(seen, taken);
     if (static_cast<double>(whole.area()) < params.minArea) {

@@ -6,8 +6,9 @@
 
 #include "checkerboard/edge_share.h"
 #include "checkerboard/local_level.h"
-#include "shot/lit_area.h"
-#include "shot/picture.h"
+#include "image/binary.h"
+#include "image/lit_area.h"
+#include "image/picture.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -15,9 +16,9 @@ namespace {
 /// The largest outline of `lit`, filled into `mask`, in which `lit` stands at `at`. Its bounding
 /// rectangle; empty, and the mask as it was, when there is none.
 cv::Rect FillLargest(const cv::Mat& lit, cv::Point at, cv::Mat& mask) {
-  const shot::Contours outlines = shot::OuterContours(lit);
+  const image::Contours outlines = image::OuterContours(lit);
   if (outlines.empty()) return {};
-  const std::size_t largest = shot::LargestByMinAreaRect(outlines);
+  const std::size_t largest = image::LargestByMinAreaRect(outlines);
   mask.setTo(0);
   cv::drawContours(mask, outlines, static_cast<int>(largest), cv::Scalar(255), cv::FILLED,
                    cv::LINE_8, cv::noArray(), INT_MAX, at);
@@ -45,7 +46,7 @@ class AboveShare {
     if (core.empty()) {
       Compare(whole);
       cv::Mat all = lit_(whole);
-      CloseThenOpen(all, kernel);
+      image::CloseThenOpen(all, kernel);
       return;
     }
     lit_(core).setTo(255);
@@ -75,7 +76,7 @@ class AboveShare {
     const cv::Rect around =
         cv::Rect(strip.tl() - cv::Point(reach), strip.br() + cv::Point(reach)) & whole;
     cv::Mat part = lit_(around).clone();
-    CloseThenOpen(part, kernel);
+    image::CloseThenOpen(part, kernel);
     return part(strip - around.tl());
   }
 

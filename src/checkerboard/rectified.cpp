@@ -4,7 +4,8 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
-#include "shot/picture.h"
+#include "image/binary.h"
+#include "image/picture.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -24,10 +25,6 @@ cv::Mat Smoothed(const cv::Mat& picture, float sigma) {
   cv::Mat smooth;
   cv::GaussianBlur(picture, smooth, {kSmoothing, kSmoothing}, static_cast<double>(sigma), 0);
   return smooth;
-}
-
-void Otsu(const cv::Mat& grey, cv::Mat& lit) {
-  cv::threshold(grey, lit, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
 }
 
 }  // namespace
@@ -54,7 +51,7 @@ std::array<cv::Mat, 2> Rectified::Scratch() const {
   return {cv::Mat(size, CV_8UC1, spare.data), cv::Mat(size, CV_8UC1, spare.data + size.area())};
 }
 
-cv::Mat EightBits(const cv::Mat& picture) { return shot::ToImage(picture, 0, 1); }
+cv::Mat EightBits(const cv::Mat& picture) { return image::ToImage(picture, 0, 1); }
 
 cv::Rect ExpectedArea(const RectifyParams& params) {
   const auto along = [&](int length) {
@@ -70,29 +67,23 @@ cv::Rect GrownInside(const cv::Rect& r, cv::Size by, cv::Size picture) {
   return cv::Rect(r.tl() - cv::Point(by), r.br() + cv::Point(by)) & cv::Rect({}, picture);
 }
 
-void CloseThenOpen(cv::Mat& binary, int kernel) {
-  const cv::Mat square = cv::getStructuringElement(cv::MORPH_RECT, {kernel, kernel});
-  cv::morphologyEx(binary, binary, cv::MORPH_CLOSE, square);
-  cv::morphologyEx(binary, binary, cv::MORPH_OPEN, square);
-}
-
 cv::Mat LitParts(cv::Mat& grey, const RectifyParams& params) {
-  Otsu(grey, grey);
+  image::BinarizeByOtsu(grey, grey);
   const cv::Rect area = ExpectedArea(params);
   const cv::Rect around = GrownInside(area, CleaningReach(params.kernel), grey.size());
   cv::Mat lit = grey(around);
-  CloseThenOpen(lit, params.kernel);
+  image::CloseThenOpen(lit, params.kernel);
   return grey(area);
 }
 
 bool AnythingLit(const cv::Mat& grey, const RectifyParams& params, cv::Mat& scratch) {
-  Otsu(grey, scratch);
+  image::BinarizeByOtsu(grey, scratch);
   const cv::Rect area = ExpectedArea(params);
   for (int y = area.y; y < area.br().y; y += kBand) {
     const cv::Rect band(area.x, y, area.width, std::min(kBand, area.br().y - y));
     const cv::Rect around = GrownInside(band, CleaningReach(params.kernel), grey.size());
     cv::Mat lit = scratch(around).clone();
-    CloseThenOpen(lit, params.kernel);
+    image::CloseThenOpen(lit, params.kernel);
     if (cv::countNonZero(lit(band - around.tl())) > 0) return true;
   }
   return false;

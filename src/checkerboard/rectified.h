@@ -50,9 +50,6 @@ struct Rectified {
 /// whole picture.
 [[nodiscard]] inline cv::Size CleaningReach(int kernel) { return {2 * kernel, 2 * kernel}; }
 
-/// Gaps closed, then specks removed, in place.
-void CloseThenOpen(cv::Mat& binary, int kernel);
-
 /// The lit part of an 8-bit picture by one level for all of it, gaps closed, specks removed; only
 /// the expected area, of its size. `grey` becomes scratch.
 [[nodiscard]] cv::Mat LitParts(cv::Mat& grey, const RectifyParams& params);

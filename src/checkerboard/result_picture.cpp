@@ -8,7 +8,7 @@
 
 #include "checkerboard/checkerboard.h"
 #include "checkerboard/rectified.h"
-#include "shot/picture_file.h"
+#include "image/picture_file.h"
 
 namespace {
 
@@ -133,5 +133,5 @@ std::int32_t CheckerboardDetector::ExportCheckerboardResult(const std::string& f
   DrawContours(*this, canvas);
   DrawCells(*this, canvas);
   DrawLegend(*this, canvas);
-  return dravix::shot::WritePicture(fullname, canvas.picture) ? DRAVIX_OK : DRAVIX_CANNOT_WRITE;
+  return dravix::image::WritePicture(fullname, canvas.picture) ? DRAVIX_OK : DRAVIX_CANNOT_WRITE;
 }

@@ -3,7 +3,7 @@
 #include "base/envelope.h"
 #include "base/record.h"
 #include "extractor/extractor.h"
-#include "shot/mat_record.h"
+#include "image/mat_record.h"
 
 namespace {
 
@@ -32,15 +32,15 @@ constexpr dravix::base::HeaderTexts kBufferHeaderTexts{
 dravix::base::Bytes Serialized(const Dravix& result) {
   dravix::base::ByteWriter out;
   dravix::base::WriteHeader(out);
-  dravix::shot::WriteMatRecord(result.resultImage, out);
-  dravix::shot::WriteMatRecord(result.lum, out);
+  dravix::image::WriteMatRecord(result.resultImage, out);
+  dravix::image::WriteMatRecord(result.lum, out);
   return std::move(out).Data();
 }
 
 /// Replaces both matrices, once both have been read.
 void ReadResult(dravix::base::ByteReader& in, Dravix& result) {
-  const cv::Mat resultImage = dravix::shot::ReadMatRecord(in);
-  const cv::Mat lum = dravix::shot::ReadMatRecord(in);
+  const cv::Mat resultImage = dravix::image::ReadMatRecord(in);
+  const cv::Mat lum = dravix::image::ReadMatRecord(in);
   result.resultImage = resultImage;
   // As stored: assigning to the float matrix itself would convert other element types.
   static_cast<cv::Mat&>(result.lum) = lum;

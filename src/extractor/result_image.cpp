@@ -3,20 +3,20 @@
 #include <opencv2/core.hpp>
 
 #include "extractor/extractor.h"
-#include "shot/picture.h"
-#include "shot/picture_file.h"
+#include "image/picture.h"
+#include "image/picture_file.h"
 
 namespace {
 
 /// 8 bits, the largest absolute luminance at 255.
-cv::Mat Normalized(const cv::Mat& lum) { return dravix::shot::ToImage(lum, -1, 1); }
+cv::Mat Normalized(const cv::Mat& lum) { return dravix::image::ToImage(lum, -1, 1); }
 
 /// The shot is the host's, and perhaps gone: only a coloured picture looks at it.
 cv::Mat ResultPicture(const cv::Mat& lum, bool colored, const Shot* shot) {
   if (!colored) return Normalized(lum);
   const std::int32_t color = shot != nullptr ? shot->color.value_or(0) : 0;
-  if (color != 0) return dravix::shot::InChannels(Normalized(lum), color);
-  return dravix::shot::ToImage(lum, -1, 3);
+  if (color != 0) return dravix::image::InChannels(Normalized(lum), color);
+  return dravix::image::ToImage(lum, -1, 3);
 }
 
 }  // namespace
@@ -28,5 +28,5 @@ std::int32_t Dravix::ExportImage(const std::string& fullname, bool colored) cons
     return DRAVIX_NO_RESULT;
   }
   const cv::Mat picture = ResultPicture(lum, colored, shot);
-  return dravix::shot::WritePicture(fullname, picture) ? DRAVIX_OK : DRAVIX_CANNOT_WRITE;
+  return dravix::image::WritePicture(fullname, picture) ? DRAVIX_OK : DRAVIX_CANNOT_WRITE;
 }

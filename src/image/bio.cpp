@@ -4,18 +4,21 @@
 #include <algorithm>
 #include <cstddef>
 #include <istream>
+#include <limits>
 #include <locale>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string_view>
 
 #include "base/envelope.h"
 #include "base/files.h"
-#include "shot/mat_record.h"
+#include "image/mat_record.h"
 
 namespace {
 
 namespace base = dravix::base;
+namespace image = dravix::image;
 
 /// A whole text file; on Windows without the carriage returns, as a text stream gives it.
 std::optional<std::string> ReadText(const std::string& fullname) {
@@ -58,14 +61,48 @@ cv::Mat TableOf(base::InputFile& file, cv::Size size) {
   return table;
 }
 
+/// Up to `count` bytes, in chunks, so that memory grows with what the stream really holds.
+base::Bytes Collect(std::istream& in, std::uint64_t count) {
+  constexpr std::uint64_t kChunk = std::uint64_t{1} << 20;
+  base::Bytes bytes;
+  while (bytes.size() < count && in) {
+    const std::size_t before = bytes.size();
+    const auto want = static_cast<std::size_t>(std::min(kChunk, count - before));
+    bytes.resize(before + want);
+    in.read(static_cast<char*>(static_cast<void*>(&bytes[before])),
+            static_cast<std::streamsize>(want));
+    bytes.resize(before + static_cast<std::size_t>(in.gcount()));
+  }
+  return bytes;
+}
+
 }  // namespace
+
+void WriteMat(const cv::Mat& m, std::ostream& out) {
+  base::ByteWriter record;
+  image::WriteMatRecord(m, record);
+  out.write(static_cast<const char*>(static_cast<const void*>(record.Data().data())),
+            static_cast<std::streamsize>(record.Size()));
+}
+
+void ReadMat(std::istream& in, cv::Mat& m) {
+  base::Bytes record = Collect(in, image::MatHeader::kBytes);
+  base::ByteReader headerReader{base::ByteView(record)};
+  const image::MatHeader header = image::ReadMatHeader(headerReader);
+  const std::optional<std::uint64_t> claimed = header.AllPlanesBytes();
+  if (!claimed) in.ignore(std::numeric_limits<std::streamsize>::max());
+  const base::Bytes planes = Collect(in, claimed.value_or(0));
+  record.insert(record.end(), planes.begin(), planes.end());
+  base::ByteReader reader{base::ByteView(record)};
+  m = image::ReadMatRecord(reader);
+}
 
 namespace BIO {
 
 bool SaveMatToBin(const std::string& fullname, const cv::Mat& m) {
   base::ByteWriter out;
   out.Write(base::kLittleEndianMark);
-  dravix::shot::WriteMatRecord(m, out);
+  image::WriteMatRecord(m, out);
   switch (base::WriteFile(fullname, {out.Data()})) {
     case base::WriteResult::kWritten:
       return true;
@@ -82,7 +119,7 @@ bool SaveMatToBin(const std::string& fullname, const cv::Mat& m) {
 bool LoadBinToMat(const std::string& fullname, cv::Mat& m) {
   const auto read = [&m](base::InputFile& file) {
     base::ByteReader in(file);
-    if (in.Read<char>() == base::kLittleEndianMark) m = dravix::shot::ReadMatRecord(in);
+    if (in.Read<char>() == base::kLittleEndianMark) m = image::ReadMatRecord(in);
   };
   if (ReadWith(fullname, read)) return true;
   AlgoLogError("BIO::LoadBinToMat -- Failed to Open file. fullname = %s", fullname.c_str());

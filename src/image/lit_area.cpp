@@ -1,9 +1,9 @@
-#include "shot/lit_area.h"
+#include "image/lit_area.h"
 
 #include <climits>
 #include <opencv2/imgproc.hpp>
 
-namespace dravix::shot {
+namespace dravix::image {
 
 Contours OuterContours(const cv::Mat& binary) {
   Contours contours;
@@ -33,4 +33,4 @@ cv::Mat Filled(const Contours& contours, std::size_t index, cv::Size size) {
   return mask;
 }
 
-}  // namespace dravix::shot
+}  // namespace dravix::image

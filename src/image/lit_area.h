@@ -5,7 +5,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-namespace dravix::shot {
+namespace dravix::image {
 
 /// One outline, every pixel of it, in image pixels.
 using Contour = std::vector<cv::Point>;
@@ -22,4 +22,4 @@ using Contours = std::vector<Contour>;
 /// CV_8UC1 image of that size, 255 on and inside one outline, 0 elsewhere.
 [[nodiscard]] cv::Mat Filled(const Contours& contours, std::size_t index, cv::Size size);
 
-}  // namespace dravix::shot
+}  // namespace dravix::image

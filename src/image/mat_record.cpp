@@ -1,18 +1,12 @@
-#include "shot/mat_record.h"
+#include "image/mat_record.h"
 
-#include <dravix/bio.h>
-
-#include <algorithm>
 #include <array>
-#include <istream>
-#include <limits>
-#include <ostream>
 #include <span>
 #include <vector>
 
 #include "base/checked.h"
 
-namespace dravix::shot {
+namespace dravix::image {
 namespace {
 
 /// How much more than its input a record may claim: enough for a record that lost its end, too
@@ -58,34 +52,6 @@ cv::Mat ReadPlanes(const MatHeader& header, base::ByteReader& in) {
   return m;
 }
 
-/// Bytes of all planes; empty when the record cannot be read, whatever follows.
-std::optional<std::uint64_t> ClaimedBytes(const MatHeader& header) {
-  const std::optional<std::uint64_t> plane = header.PlaneBytes();
-  if (!plane) return std::nullopt;
-  return *plane * static_cast<std::uint64_t>(header.channels);
-}
-
-void RequireChannels(const MatHeader& header) {
-  if (header.channels >= 1 && header.channels <= CV_CN_MAX) return;
-  throw cv::Exception(cv::Error::BadNumChannels, "a matrix record with an impossible channel count",
-                      static_cast<const char*>(__func__), __FILE__, __LINE__);
-}
-
-/// Up to `count` bytes, in chunks, so that memory grows with what the stream really holds.
-base::Bytes Collect(std::istream& in, std::uint64_t count) {
-  constexpr std::uint64_t kChunk = std::uint64_t{1} << 20;
-  base::Bytes bytes;
-  while (bytes.size() < count && in) {
-    const std::size_t before = bytes.size();
-    const auto want = static_cast<std::size_t>(std::min(kChunk, count - before));
-    bytes.resize(before + want);
-    in.read(static_cast<char*>(static_cast<void*>(&bytes[before])),
-            static_cast<std::streamsize>(want));
-    bytes.resize(before + static_cast<std::size_t>(in.gcount()));
-  }
-  return bytes;
-}
-
 }  // namespace
 
 std::optional<std::uint64_t> MatHeader::PlaneBytes() const {
@@ -93,6 +59,18 @@ std::optional<std::uint64_t> MatHeader::PlaneBytes() const {
   const std::optional<std::uint64_t> bytes = base::CheckedMul(
       static_cast<std::uint64_t>(rows), static_cast<std::uint64_t>(cols), CV_ELEM_SIZE1(type));
   return bytes && base::FitsInt32(*bytes) ? bytes : std::nullopt;
+}
+
+std::optional<std::uint64_t> MatHeader::AllPlanesBytes() const {
+  if (IsEmpty()) return 0;
+  if (channels < 1 || channels > CV_CN_MAX) {
+    throw cv::Exception(cv::Error::BadNumChannels,
+                        "a matrix record with an impossible channel count",
+                        static_cast<const char*>(__func__), __FILE__, __LINE__);
+  }
+  const std::optional<std::uint64_t> plane = PlaneBytes();
+  if (!plane) return std::nullopt;
+  return *plane * static_cast<std::uint64_t>(channels);
 }
 
 MatHeader ReadMatHeader(base::ByteReader& in) {
@@ -110,8 +88,7 @@ MatHeader ReadMatHeader(base::ByteReader& in) {
 cv::Mat ReadMatRecord(base::ByteReader& in) {
   const MatHeader header = ReadMatHeader(in);
   if (header.IsEmpty()) return {};
-  RequireChannels(header);
-  const std::optional<std::uint64_t> claimed = ClaimedBytes(header);
+  const std::optional<std::uint64_t> claimed = header.AllPlanesBytes();
   if (!claimed || *claimed > in.Remaining() + kMostMissing) {
     in.Skip(in.Remaining());
     return {};
@@ -139,27 +116,4 @@ void WriteMatRecord(const cv::Mat& m, base::ByteWriter& out) {
   for (const cv::Mat& plane : planes) AppendPlane(plane, out);
 }
 
-}  // namespace dravix::shot
-
-void WriteMat(const cv::Mat& m, std::ostream& out) {
-  dravix::base::ByteWriter record;
-  dravix::shot::WriteMatRecord(m, record);
-  out.write(static_cast<const char*>(static_cast<const void*>(record.Data().data())),
-            static_cast<std::streamsize>(record.Size()));
-}
-
-void ReadMat(std::istream& in, cv::Mat& m) {
-  namespace shot = dravix::shot;
-  dravix::base::Bytes record = shot::Collect(in, shot::MatHeader::kBytes);
-  dravix::base::ByteReader headerReader{dravix::base::ByteView(record)};
-  const shot::MatHeader header = shot::ReadMatHeader(headerReader);
-  if (!header.IsEmpty()) {
-    shot::RequireChannels(header);
-    const std::optional<std::uint64_t> claimed = shot::ClaimedBytes(header);
-    if (!claimed) in.ignore(std::numeric_limits<std::streamsize>::max());
-    const dravix::base::Bytes planes = shot::Collect(in, claimed.value_or(0));
-    record.insert(record.end(), planes.begin(), planes.end());
-  }
-  dravix::base::ByteReader reader{dravix::base::ByteView(record)};
-  m = shot::ReadMatRecord(reader);
-}
+}  // namespace dravix::image

@@ -11,7 +11,7 @@
 
 #include "base/bytes.h"
 
-namespace dravix::shot {
+namespace dravix::image {
 
 /// The first 16 bytes of a record, as they stand there.
 struct MatHeader {
@@ -22,6 +22,9 @@ struct MatHeader {
   [[nodiscard]] bool IsEmpty() const { return rows < 1 || cols < 1; }
   /// Bytes of one plane; empty when they do not fit in 31 bits.
   [[nodiscard]] std::optional<std::uint64_t> PlaneBytes() const;
+  /// Bytes of all planes; empty when those of one do not fit in 31 bits. Throws cv::Exception for a
+  /// channel count outside 1 to 512.
+  [[nodiscard]] std::optional<std::uint64_t> AllPlanesBytes() const;
 };
 
 /// The next header; an empty matrix's when fewer than 16 bytes are left, which are then consumed.
@@ -35,4 +38,4 @@ struct MatHeader {
 /// Appends one record. Throws cv::Exception for more than two dimensions.
 void WriteMatRecord(const cv::Mat& m, base::ByteWriter& out);
 
-}  // namespace dravix::shot
+}  // namespace dravix::image

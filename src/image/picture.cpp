@@ -1,20 +1,12 @@
-#include "shot/picture.h"
+#include "image/picture.h"
 
 #include <array>
 #include <opencv2/imgproc.hpp>
 
-namespace dravix::shot {
+namespace dravix::image {
 namespace {
 
 constexpr float kWhite = 255.0F;
-
-/// Planes are stored red first; OpenCV's writers want blue first.
-cv::Mat BlueFirst(const cv::Mat& image) {
-  if (image.channels() != 3) return image;
-  cv::Mat swapped;
-  cv::cvtColor(image, swapped, cv::COLOR_BGR2RGB);
-  return swapped;
-}
 
 }  // namespace
 
@@ -22,10 +14,6 @@ std::int32_t FullScale(std::int32_t camType) {
   constexpr std::uint32_t kShiftBits = 31;
   const auto bits = static_cast<std::uint32_t>(camType % 100);
   return static_cast<std::int32_t>((std::uint32_t{1} << (bits & kShiftBits)) - 1);
-}
-
-std::int32_t FullScale(const Shot& shot) {
-  return shot.device ? FullScale(shot.device->cam_type) : -1;
 }
 
 cv::Mat ToImage(const cv::Mat& source, std::int32_t maxValue, int channels) {
@@ -57,14 +45,4 @@ cv::Mat InChannels(const cv::Mat& gray, std::int32_t color) {
   return picture;
 }
 
-cv::Mat ToGrayPicture(const Shot& shot) {
-  return ToImage(BlueFirst(shot.image), FullScale(shot), 1);
-}
-
-cv::Mat ToColorPicture(const Shot& shot) {
-  const std::int32_t color = shot.color.value_or(0);
-  if (shot.image.channels() == 1 && color != 0) return InChannels(ToGrayPicture(shot), color);
-  return ToImage(BlueFirst(shot.image), FullScale(shot), 3);
-}
-
-}  // namespace dravix::shot
+}  // namespace dravix::image

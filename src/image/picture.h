@@ -1,21 +1,16 @@
 /// How samples become an 8-bit picture: the one conversion behind every export, the search for the
-/// LED area and the region's grey source.
+/// LED area and the region's gray source.
 #pragma once
-
-#include <dravix/shot.h>
 
 #include <cstdint>
 #include <opencv2/core.hpp>
 
-namespace dravix::shot {
+namespace dravix::image {
 
 /// Largest sample of a camera: its type ends in the sensor's bits in two decimal digits, so 120016
 /// gives 65535 and 320012 gives 4095. 0 when they say 0. In 32-bit arithmetic, the shift taken from
 /// the low five bits: every number is answered.
 [[nodiscard]] std::int32_t FullScale(std::int32_t camType);
-
-/// FullScale of the shot's camera; -1, which is "not known", without a device.
-[[nodiscard]] std::int32_t FullScale(const Shot& shot);
 
 /// `source` in 8 bits, of its size: scaled by 255 / maxValue in single precision when maxValue is
 /// above 0, else so that the largest absolute sample becomes 255; saturating. Then, for `channels`
@@ -26,11 +21,4 @@ namespace dravix::shot {
 /// is channel 0), zeros in the others.
 [[nodiscard]] cv::Mat InChannels(const cv::Mat& gray, std::int32_t color);
 
-/// The shot's image as CV_8UC1; planes are taken as red, green, blue.
-[[nodiscard]] cv::Mat ToGrayPicture(const Shot& shot);
-
-/// The shot's image as CV_8UC3, BGR as OpenCV writes it. A single plane stands in the channels of
-/// the shot's `color`, in all three when that is missing or 0.
-[[nodiscard]] cv::Mat ToColorPicture(const Shot& shot);
-
-}  // namespace dravix::shot
+}  // namespace dravix::image

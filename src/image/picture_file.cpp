@@ -1,4 +1,4 @@
-#include "shot/picture_file.h"
+#include "image/picture_file.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <span>
@@ -6,7 +6,7 @@
 
 #include "base/files.h"
 
-namespace dravix::shot {
+namespace dravix::image {
 
 bool WritePicture(const std::string& fullname, const cv::Mat& picture) {
   // As cv::imwrite does: from the last point of the whole name, folders included.
@@ -24,4 +24,4 @@ bool WritePicture(const std::string& fullname, const cv::Mat& picture) {
   return base::WriteFile(fullname, {bytes}) == base::WriteResult::kWritten;
 }
 
-}  // namespace dravix::shot
+}  // namespace dravix::image

@@ -8,8 +8,8 @@
 #include "base/bytes.h"
 #include "base/envelope.h"
 #include "base/record.h"
+#include "image/mat_record.h"
 #include "region/region_state.h"
-#include "shot/mat_record.h"
 
 namespace {
 
@@ -36,7 +36,7 @@ base::Bytes Encoded(const RegionOI& region) {
   out.Write(region.rect.y);
   out.Write(region.rect.width);
   out.Write(region.rect.height);
-  dravix::shot::WriteMatRecord(region.mask, out);
+  dravix::image::WriteMatRecord(region.mask, out);
   return std::move(out).Data();
 }
 
@@ -48,7 +48,7 @@ base::BodyReader ReaderInto(RegionOI& region) {
     const auto frameHeight = in.ReadOr<std::int32_t>(0);
     cv::Rect rect;
     for (int* field : {&rect.x, &rect.y, &rect.width, &rect.height}) *field = in.ReadOr<int>(0);
-    region.mask = dravix::shot::ReadMatRecord(in);
+    region.mask = dravix::image::ReadMatRecord(in);
     region.rect = rect;
     region.frameWidth = frameWidth;
     region.frameHeight = frameHeight;

@@ -8,24 +8,25 @@
 #include <climits>
 #include <opencv2/imgproc.hpp>
 
+#include "image/binary.h"
+#include "image/lit_area.h"
 #include "region/rounding.h"
-#include "shot/lit_area.h"
-#include "shot/picture.h"
+#include "shot/shot_picture.h"
 
 namespace {
 
+using dravix::image::Contour;
+using dravix::image::Contours;
+using dravix::image::Filled;
+using dravix::image::LargestByMinAreaRect;
+using dravix::image::OuterContours;
 using dravix::region::ClampToInt32;
-using dravix::shot::Contour;
-using dravix::shot::Contours;
-using dravix::shot::Filled;
-using dravix::shot::LargestByMinAreaRect;
-using dravix::shot::OuterContours;
 
 constexpr std::uint32_t kNeedsImage = CHECK_NOT_NULL | CHECK_IMAGE;
 
 cv::Mat OtsuBinary(const cv::Mat& image) {
   cv::Mat binary;
-  cv::threshold(image, binary, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  dravix::image::BinarizeByOtsu(image, binary);
   return binary;
 }
 
@@ -48,15 +49,6 @@ cv::Mat DefocusedBinary(const cv::Mat& blurred) {
   cv::morphologyEx(binary, binary, cv::MORPH_OPEN, speck, cv::Point(-1, -1), 1,
                    cv::BORDER_CONSTANT);
   return binary;
-}
-
-/// Close before open: gaps between LEDs are bridged first, then thin spurs are cut off.
-void BridgeThenTrim(cv::Mat& mask, int kernelSize) {
-  const cv::Mat kernel =
-      cv::getStructuringElement(cv::MORPH_RECT, cv::Size(kernelSize, kernelSize));
-  for (const int operation : {cv::MORPH_CLOSE, cv::MORPH_OPEN}) {
-    cv::morphologyEx(mask, mask, operation, kernel, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT);
-  }
 }
 
 void WarnOfSeveralAreas(std::size_t count) {
@@ -146,7 +138,7 @@ std::int32_t RegionOI::ComputeBlur() {
   }
   const std::size_t chosen = LargestByMinAreaRect(contours);
   cv::Mat canvas = Filled(contours, chosen, gray.size());
-  BridgeThenTrim(canvas, blurKernelSize);
+  dravix::image::CloseThenOpen(canvas, blurKernelSize);
   const cv::Rect area = cv::boundingRect(contours[chosen]);
   mask = canvas(area).clone();
   rect = area;

@@ -9,11 +9,12 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
+#include "image/lit_area.h"
+#include "image/picture.h"
+#include "image/picture_file.h"
 #include "region/region_state.h"
 #include "region/rounding.h"
-#include "shot/lit_area.h"
-#include "shot/picture.h"
-#include "shot/picture_file.h"
+#include "shot/shot_picture.h"
 
 namespace dravix::region {
 namespace {
@@ -48,7 +49,7 @@ Strokes StrokesFor(cv::Size picture) {
 
 cv::Mat BasePicture(const Shot& shot) {
   // The colour that the screen showed would hide the overlay of the same colour: one plane is grey.
-  return shot.image.channels() == 1 ? shot::ToImage(shot.image, shot::FullScale(shot), 3)
+  return shot.image.channels() == 1 ? image::ToImage(shot.image, shot::FullScale(shot), 3)
                                     : shot::ToColorPicture(shot);
 }
 
@@ -65,7 +66,7 @@ bool IsNear(const cv::Point& point, cv::Size picture) {
 
 /// Strokes that stand on the outline like pins, from outside and with a gap that leaves the edge of
 /// the LED area to be seen: a line of one pixel is lost when 30 megapixels are fitted to a screen.
-void DrawPins(cv::Mat& picture, const shot::Contour& outline, const Strokes& strokes) {
+void DrawPins(cv::Mat& picture, const image::Contour& outline, const Strokes& strokes) {
   constexpr std::size_t kPins = 48;
   if (outline.size() < kPins) return;
   const double outward = cv::contourArea(outline, true) > 0 ? -1.0 : 1.0;
@@ -87,15 +88,15 @@ void DrawPins(cv::Mat& picture, const shot::Contour& outline, const Strokes& str
 void DrawOutlines(cv::Mat& picture, const RegionOI& region, const Strokes& strokes) {
   const cv::Rect area(region.rect.tl(), region.mask.size());
   if (!Overlap(area, picture.size())) return;
-  shot::Contours outlines = shot::OuterContours(region.mask);
+  image::Contours outlines = image::OuterContours(region.mask);
   if (outlines.empty()) return;
-  for (shot::Contour& outline : outlines) {
+  for (image::Contour& outline : outlines) {
     for (cv::Point& point : outline) point += area.tl();
   }
-  const std::size_t largest = shot::LargestByMinAreaRect(outlines);
+  const std::size_t largest = image::LargestByMinAreaRect(outlines);
   DrawPins(picture, outlines[largest], strokes);
   cv::drawContours(picture, outlines, -1, kOutlineColor, 1, cv::LINE_8);
-  const shot::Contour box = RectToCorners(cv::minAreaRect(outlines[largest]));
+  const image::Contour box = RectToCorners(cv::minAreaRect(outlines[largest]));
   cv::polylines(picture, box, true, kBoxColor, 1, cv::LINE_8);
 }
 
@@ -182,7 +183,7 @@ void DrawSizes(cv::Mat& picture, const RegionOI& region, const Strokes& strokes)
 /// False when the picture cannot be made or not be written.
 bool WriteCheckPicture(const std::string& fullname, const RegionOI& region, const Shot& shot) {
   try {
-    return shot::WritePicture(fullname, CheckPicture(region, shot));
+    return image::WritePicture(fullname, CheckPicture(region, shot));
   } catch (const cv::Exception&) {
     return false;
   }

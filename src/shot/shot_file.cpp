@@ -9,8 +9,8 @@
 
 #include "base/envelope.h"
 #include "base/record.h"
+#include "image/mat_record.h"
 #include "shot/groups.h"
-#include "shot/mat_record.h"
 
 namespace {
 
@@ -120,7 +120,7 @@ base::ByteWriter Stream(const Shot& shot) {
   out.Write(shot.type);
   cv::Mat samples = shot.image;
   if (samples.depth() != CV_16U) shot.image.convertTo(samples, CV_16U);
-  dravix::shot::WriteMatRecord(samples, out);
+  dravix::image::WriteMatRecord(samples, out);
   WriteGroup(kDevice, shot.device, out);
   WriteGroup(kCapture, shot.capture, out);
   WriteGroup(kPartition, shot.partition, out);
@@ -171,7 +171,7 @@ void ReadBody(Shot& shot, base::ByteReader& in) {
   Shot read;
   GroupsOf(read) = GroupsOf(std::as_const(shot));
   read.type = in.ReadOr<std::uint32_t>(0);
-  read.image = dravix::shot::ReadMatRecord(in);
+  read.image = dravix::image::ReadMatRecord(in);
   ReadGroups(read, in);
   shot = std::move(read);
 }

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "image/picture_file.h"
 #include "shot/groups.h"
-#include "shot/picture.h"
-#include "shot/picture_file.h"
 #include "shot/plane_types.h"
+#include "shot/shot_picture.h"
 
 namespace {
 
@@ -119,7 +119,7 @@ constexpr int kAboutBoth = -1;
 /// Writes what `make` makes of the shot; a picture that cannot be made is not written either.
 bool Exported(const Shot& shot, cv::Mat (*make)(const Shot&), const std::string& fullname) {
   try {
-    return dravix::shot::WritePicture(fullname, make(shot));
+    return dravix::image::WritePicture(fullname, make(shot));
   } catch (const cv::Exception&) {
     return false;
   }

@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "checkerboard/even_screen.h"
+#include "image/binary.h"
 #include "support/mats.h"
 
 namespace dravix::checkerboard {
@@ -55,7 +56,7 @@ TEST(LitParts, IsTheExpectedAreaClosedAndOpenedAsInTheWholePicture) {
   cv::Mat grey = EightBits(picture);
   cv::Mat whole;
   cv::threshold(grey, whole, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
-  CloseThenOpen(whole, 5);
+  image::CloseThenOpen(whole, 5);
   const RectifyParams params = ParamsFor({400, 300});
   EXPECT_TRUE(test::SameBytes(LitParts(grey, params).clone(), whole(ExpectedArea(params)).clone()));
 }

@@ -1,11 +1,11 @@
-#include "shot/lit_area.h"
+#include "image/lit_area.h"
 
 #include <gtest/gtest.h>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
-namespace dravix::shot {
+namespace dravix::image {
 namespace {
 
 cv::Mat Black(int width, int height) { return cv::Mat::zeros(height, width, CV_8UC1); }
@@ -84,4 +84,4 @@ TEST(Filled, HolesAreClosed) {
 }
 
 }  // namespace
-}  // namespace dravix::shot
+}  // namespace dravix::image

@@ -1,4 +1,4 @@
-#include "shot/mat_record.h"
+#include "image/mat_record.h"
 
 #include <dravix/bio.h>
 #include <gmock/gmock.h>
@@ -15,8 +15,8 @@ namespace {
 using dravix::base::ByteReader;
 using dravix::base::ByteWriter;
 using dravix::base::ViewOf;
-using dravix::shot::ReadMatRecord;
-using dravix::shot::WriteMatRecord;
+using dravix::image::ReadMatRecord;
+using dravix::image::WriteMatRecord;
 using dravix::test::Le;
 using dravix::test::RandomMat;
 using dravix::test::RecordHeader;

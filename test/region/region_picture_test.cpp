@@ -10,7 +10,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "shot/picture.h"
+#include "image/picture.h"
 #include "support/log_capture.h"
 #include "support/mats.h"
 #include "support/temp_dir.h"
@@ -88,7 +88,7 @@ TEST(RegionPicture, EveryPixelOfTheOutlineIsDrawn) {
   std::vector<std::vector<cv::Point>> outlines;
   cv::findContours(scene.region.mask, outlines, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
   ASSERT_EQ(outlines.size(), 1U);
-  const cv::Mat before = dravix::shot::ToImage(scene.shot.image, -1, 3);
+  const cv::Mat before = dravix::image::ToImage(scene.shot.image, -1, 3);
   for (const cv::Point& point : outlines[0]) {
     const cv::Point at = point + scene.region.rect.tl();
     EXPECT_NE(Pixel(picture, at), Pixel(before, at)) << at;
