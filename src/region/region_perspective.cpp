@@ -12,6 +12,7 @@
 
 #include "region/region_state.h"
 #include "region/rounding.h"
+#include "region/strong_corners.h"
 
 namespace {
 
@@ -35,17 +36,6 @@ cv::Mat SearchImage(const RegionOI& region) {
   cv::Mat image = cv::Mat::zeros(region.frameHeight, region.frameWidth, CV_8UC1);
   region.mask.copyTo(image(region.rect));
   return image;
-}
-
-/// Up to four corners. The block is wide so that the noise of the outline does not count; the price
-/// is that each lies about half a block inside the true corner, which Refined makes good.
-std::vector<cv::Point2f> StrongCorners(const cv::Mat& image, float qualityLevel) {
-  constexpr double kMinDistance = 100.0;
-  constexpr int kBlockSize = 111;
-  std::vector<cv::Point2f> corners;
-  cv::goodFeaturesToTrack(image, corners, kCorners, static_cast<double>(qualityLevel), kMinDistance,
-                          cv::noArray(), kBlockSize, false, 0.04);
-  return corners;
 }
 
 std::vector<cv::Point> Refined(const cv::Mat& image, std::vector<cv::Point2f> corners, int window) {
@@ -98,7 +88,7 @@ std::int32_t RegionOI::GetPrecision4Corner(std::vector<cv::Point>& corners) cons
   std::vector<cv::Point2f> found;
   if (!dravix::region::IsEmpty(*this)) {
     image = SearchImage(*this);
-    found = StrongCorners(image, cornerQualityLevel);
+    found = dravix::region::StrongCorners(image, rect, static_cast<double>(cornerQualityLevel));
   }
   if (found.size() != kCorners) {
     AlgoLogError("RegionOI::GetPrecision4Corner--Error ::  cannot find 4 points !!.");
