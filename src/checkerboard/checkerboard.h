@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "checkerboard/lit_area_share.h"
 #include "checkerboard/sides.h"
 
 class Shot;
@@ -38,7 +39,8 @@ class CheckerboardDetector {
   double maxCellArea = 0;                   ///< larger rectangles are no blocks
   double minCellArea = 0;                   ///< smaller ones neither
   double halfCellHeight = 0;                ///< half the expected height of a block
-  double areaScale = 0.85;  ///< share of the working image's width and height that is LEDs
+  /// share of the working image's width and height that the lit area takes
+  double areaScale = dravix::checkerboard::kLitAreaShare;
   std::int32_t edgeLevelPercent = 50;  ///< where an edge lies between dark and lit around it
   std::int32_t kernelSize = 11;        ///< largest structuring element; smaller for small blocks
   float blurSigma = 10.0F;

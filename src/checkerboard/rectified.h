@@ -10,7 +10,7 @@ namespace dravix::checkerboard {
 struct RectifyParams {
   cv::Mat transform;        ///< 3 x 3, working image from photograph
   cv::Size imageSize;       ///< of the working image
-  double areaScale = 0.85;  ///< share of its width and height that the LEDs should cover
+  double areaScale = 0;     ///< share of its width and height that the lit area takes; to be set
   float blurSigma = 10.0F;
   int kernel = 11;  ///< side of the square that closes gaps and removes specks; odd
   int edgeLevelPercent = 50;

@@ -3,6 +3,7 @@
 
 #include <opencv2/core.hpp>
 
+#include "checkerboard/lit_area_share.h"
 #include "checkerboard/rectified.h"
 
 namespace dravix::checkerboard {
@@ -12,8 +13,9 @@ inline RectifyParams ParamsFor(cv::Size size) {
   RectifyParams params;
   params.transform = cv::Mat::eye(3, 3, CV_64FC1);
   params.imageSize = size;
+  params.areaScale = kLitAreaShare;
   params.kernel = 5;
-  params.cell = {size.width * 0.85 / 4, size.height * 0.85 / 3};
+  params.cell = {size.width * kLitAreaShare / 4, size.height * kLitAreaShare / 3};
   return params;
 }
 
