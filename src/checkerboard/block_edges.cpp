@@ -6,7 +6,7 @@
 #include <numeric>
 #include <optional>
 
-#include "checkerboard/smooth_line.h"
+#include "checkerboard/robust_line.h"
 
 namespace dravix::checkerboard {
 namespace {

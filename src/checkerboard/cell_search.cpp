@@ -23,7 +23,7 @@ cv::Rect Grown(const cv::Rect& r, int by) {
 /// around. The upper limit holds for what was seen, the lower for what it stands for: a narrow last
 /// block may lose most of itself to erosion.
 void Collect(const cv::Mat& apart, int taken, const SearchParams& params,
-             std::vector<cv::Rect>& cells, Found& found) {
+             std::vector<cv::Rect>& cells, FoundBlocks& found) {
   for (const image::Contour& outline : image::OuterContours(apart)) {
     const cv::Rect seen = cv::boundingRect(outline);
     const cv::Rect whole = Grown(seen, taken);
@@ -69,7 +69,7 @@ CellSearch::CellSearch(const cv::Mat& lit, const cv::Mat& mask, const SearchPara
       dark_(DarkApart(lit, mask, params.kernel)),
       taken_(params.kernel - 1) {}
 
-Found CellSearch::Next() {
+FoundBlocks CellSearch::Next() {
   if (begun_) {
     const cv::Mat back = Square(kDilation);
     cv::dilate(lit_, lit_, back);
@@ -77,7 +77,7 @@ Found CellSearch::Next() {
     taken_ = std::max(0, taken_ - kDilation / 2);
   }
   begun_ = true;
-  Found found;
+  FoundBlocks found;
   Collect(lit_, taken_, params_, found.lit, found);
   Collect(dark_, taken_, params_, found.dark, found);
   return found;

@@ -17,7 +17,7 @@ struct SearchParams {
 };
 
 /// What one search found.
-struct Found {
+struct FoundBlocks {
   std::vector<cv::Rect> lit;
   std::vector<cv::Rect> dark;
   std::vector<CheckerboardDetector::Rejected> rejected;
@@ -31,7 +31,7 @@ class CellSearch {
   static constexpr int kSearches = 3;
 
   CellSearch(const cv::Mat& lit, const cv::Mat& mask, const SearchParams& params);
-  [[nodiscard]] Found Next();
+  [[nodiscard]] FoundBlocks Next();
 
  private:
   SearchParams params_;

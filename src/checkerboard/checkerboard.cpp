@@ -10,12 +10,12 @@
 #include <optional>
 #include <utility>
 
-#include "checkerboard/binarise.h"
+#include "checkerboard/binarize.h"
 #include "checkerboard/block_edges.h"
+#include "checkerboard/cell_placing.h"
 #include "checkerboard/cell_search.h"
 #include "checkerboard/grid.h"
 #include "checkerboard/led_area.h"
-#include "checkerboard/precision.h"
 #include "checkerboard/rectified.h"
 
 namespace board = dravix::checkerboard;
@@ -85,15 +85,15 @@ class Search {
   /// Level by level, each with the full and with the smallest erosion, until every block is found;
   /// else the attempt with the fewest missing. Empty when none fits the grid.
   std::optional<Attempt> Best() {
-    for (const board::Level level : board::kLevels) {
-      TryAll(board::Binarised(level, pictures_, quotient_, params_, scratch_));
+    for (const board::Binarization way : board::kBinarizations) {
+      TryAll(board::Binarized(way, pictures_, quotient_, params_, scratch_));
       if (Complete()) break;
     }
     return best_;
   }
 
   /// What the very first search found, for the picture of a detection that failed.
-  const board::Found& First() const { return first_; }
+  const board::FoundBlocks& FirstFound() const { return firstFound_; }
 
  private:
   bool Complete() const { return best_ && best_->placement.missing == 0; }
@@ -107,8 +107,8 @@ class Search {
     const board::SearchParams search{kernel, detector_.minCellArea, detector_.maxCellArea};
     board::CellSearch cells(lit, mask_, search);
     for (int i = 0; i < board::CellSearch::kSearches; ++i) {
-      const board::Found found = InWorkingImage(cells.Next());
-      if (!seen_) first_ = found;
+      const board::FoundBlocks found = InWorkingImage(cells.Next());
+      if (!seen_) firstFound_ = found;
       seen_ = true;
       auto attempt = Placed(found);
       if (attempt && (!best_ || attempt->placement.missing < best_->placement.missing)) {
@@ -118,7 +118,7 @@ class Search {
     }
   }
 
-  board::Found InWorkingImage(board::Found found) const {
+  board::FoundBlocks InWorkingImage(board::FoundBlocks found) const {
     for (cv::Rect& r : found.lit) r += part_.tl();
     for (cv::Rect& r : found.dark) r += part_.tl();
     for (CheckerboardDetector::Rejected& r : found.rejected) r.rect += part_.tl();
@@ -126,7 +126,7 @@ class Search {
   }
 
   /// What one search found, in the grid; empty when it does not fit.
-  std::optional<Attempt> Placed(const board::Found& found) const {
+  std::optional<Attempt> Placed(const board::FoundBlocks& found) const {
     Attempt attempt{Joined(found.lit, found.dark), found.lit.size(), {}, found.rejected};
     auto placement = board::PlaceInGrid(attempt.rects, attempt.litCount,
                                         {detector_.gridColumns, detector_.gridRows}, params_.cell,
@@ -150,7 +150,7 @@ class Search {
   cv::Mat quotient_;
   cv::Mat scratch_;
   std::optional<Attempt> best_;
-  board::Found first_;
+  board::FoundBlocks firstFound_;
   bool seen_ = false;
 };
 
@@ -214,7 +214,8 @@ std::int32_t CheckerboardDetector::checkerboard() {
   if (gridColumns < 1 || gridRows < 1) return NoGrid();
 
   const board::RectifyParams params = ParamsOf(*this);
-  const board::Rectified pictures = board::Rectify(checkerboardShot->image, shot->image, params);
+  const board::Rectified pictures =
+      board::WarpForDetection(checkerboardShot->image, shot->image, params);
   rectified = board::EightBits(pictures.board);
   std::array<cv::Mat, 2> scratch = pictures.Scratch();
   if (!board::AnythingLit(rectified, params, scratch[0])) return NoArea();
@@ -227,8 +228,8 @@ std::int32_t CheckerboardDetector::checkerboard() {
                 scratch);
   auto best = search.Best();
   if (!best) {
-    contourRectangles = Joined(search.First().lit, search.First().dark);
-    rejected = search.First().rejected;
+    contourRectangles = Joined(search.FirstFound().lit, search.FirstFound().dark);
+    rejected = search.FirstFound().rejected;
     return NoGrid();
   }
   contourRectangles = std::move(best->rects);

@@ -4,8 +4,8 @@
 #include <climits>
 #include <opencv2/imgproc.hpp>
 
-#include "checkerboard/edge_share.h"
 #include "checkerboard/local_level.h"
+#include "checkerboard/outline_profile.h"
 #include "image/binary.h"
 #include "image/lit_area.h"
 #include "image/picture.h"
@@ -92,9 +92,9 @@ Area AtLocalLevel(const cv::Mat& measured, const cv::Rect& first, const RectifyP
                   cv::Mat& mask, cv::Mat& scratch) {
   const InnerArea inner = InnerOf(mask, first, params.cell);
   const LevelMap level = LocalLevel(measured, inner, params.cell);
-  const Edge edge{measured, mask, first, level, params.cell};
-  const double rise = MeasuredRise(edge);
-  const double share = MeasuredOutline(edge, rise).share;
+  const OutlineInput outline{measured, mask, first, level, params.cell};
+  const double rise = MeasuredRise(outline);
+  const double share = MeasuredOutline(outline, rise).share;
 
   const cv::Size window(static_cast<int>(params.cell.width), static_cast<int>(params.cell.height));
   const cv::Rect expected = ExpectedArea(params);

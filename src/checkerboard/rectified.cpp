@@ -29,7 +29,8 @@ cv::Mat Smoothed(const cv::Mat& picture, float sigma) {
 
 }  // namespace
 
-Rectified Rectify(const cv::Mat& board, const cv::Mat& measured, const RectifyParams& params) {
+Rectified WarpForDetection(const cv::Mat& board, const cv::Mat& measured,
+                           const RectifyParams& params) {
   const bool wide = board.type() == CV_16UC1 && measured.type() == CV_16UC1;
   cv::Mat warped;  // once for both: the memory of large pictures costs as much as many a step
   const auto ready = [&](const cv::Mat& image) {
@@ -39,16 +40,17 @@ Rectified Rectify(const cv::Mat& board, const cv::Mat& measured, const RectifyPa
   Rectified both;
   both.board = ready(board);
   both.measured = ready(measured);
-  both.spare = warped;
+  both.warpBuffer = warped;
   return both;
 }
 
 std::array<cv::Mat, 2> Rectified::Scratch() const {
   const cv::Size size = board.size();
-  if (spare.size() != size || spare.elemSize() < 2 || !spare.isContinuous()) {
+  if (warpBuffer.size() != size || warpBuffer.elemSize() < 2 || !warpBuffer.isContinuous()) {
     return {cv::Mat(size, CV_8UC1), cv::Mat(size, CV_8UC1)};
   }
-  return {cv::Mat(size, CV_8UC1, spare.data), cv::Mat(size, CV_8UC1, spare.data + size.area())};
+  return {cv::Mat(size, CV_8UC1, warpBuffer.data),
+          cv::Mat(size, CV_8UC1, warpBuffer.data + size.area())};
 }
 
 cv::Mat EightBits(const cv::Mat& picture) { return image::ToImage(picture, 0, 1); }

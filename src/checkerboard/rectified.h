@@ -8,9 +8,9 @@ namespace dravix::checkerboard {
 
 /// Lengths in working-image pixels.
 struct RectifyParams {
-  cv::Mat transform;        ///< 3 x 3, working image from photograph
-  cv::Size imageSize;       ///< of the working image
-  double areaScale = 0;     ///< share of its width and height that the lit area takes; to be set
+  cv::Mat transform;     ///< 3 x 3, working image from photograph
+  cv::Size imageSize;    ///< of the working image
+  double areaScale = 0;  ///< share of its width and height that the lit area takes; to be set
   float blurSigma = 10.0F;
   int kernel = 11;  ///< side of the square that closes gaps and removes specks; odd
   int edgeLevelPercent = 50;
@@ -19,12 +19,12 @@ struct RectifyParams {
 
 /// Two pictures of the same size and depth, one channel each, smoothed.
 struct Rectified {
-  cv::Mat board;       ///< the checkerboard
-  cv::Mat measured;    ///< all LEDs lit
-  cv::Mat spare = {};  ///< memory that is no longer needed
+  cv::Mat board;            ///< the checkerboard
+  cv::Mat measured;         ///< all LEDs lit
+  cv::Mat warpBuffer = {};  ///< memory that is no longer needed
 
-  /// Two 8-bit pictures of their size, in the spare memory where that is large enough: to touch new
-  /// memory costs as much as to threshold a picture. They live as long as it does.
+  /// Two 8-bit pictures of their size, in the warpBuffer memory where that is large enough: to
+  /// touch new memory costs as much as to threshold a picture. They live as long as it does.
   [[nodiscard]] std::array<cv::Mat, 2> Scratch() const;
   /// Both without what lies outside `part`; nothing is copied.
   [[nodiscard]] Rectified Part(const cv::Rect& part) const {
@@ -34,8 +34,8 @@ struct Rectified {
 
 /// Warps both photographs and smooths them. 16-bit samples are kept; anything else becomes 8 bits
 /// by its largest sample.
-[[nodiscard]] Rectified Rectify(const cv::Mat& board, const cv::Mat& measured,
-                                const RectifyParams& params);
+[[nodiscard]] Rectified WarpForDetection(const cv::Mat& board, const cv::Mat& measured,
+                                         const RectifyParams& params);
 
 /// In 8 bits by the largest sample; one channel.
 [[nodiscard]] cv::Mat EightBits(const cv::Mat& picture);

@@ -29,10 +29,10 @@ struct Picture {
   std::vector<cv::Rect> darkBlocks;
 };
 
-std::vector<Found> SearchCells(const cv::Mat& lit, const cv::Mat& mask,
-                               const SearchParams& params) {
+std::vector<FoundBlocks> SearchCells(const cv::Mat& lit, const cv::Mat& mask,
+                                     const SearchParams& params) {
   CellSearch search(lit, mask, params);
-  std::vector<Found> searches;
+  std::vector<FoundBlocks> searches;
   for (int i = 0; i < CellSearch::kSearches; ++i) searches.push_back(search.Next());
   return searches;
 }
@@ -41,7 +41,7 @@ TEST(CellSearch, PartsBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
   const Picture picture;
   const auto searches = SearchCells(picture.lit, picture.mask, {5, 68, 2000});
   ASSERT_EQ(searches.size(), 3U);
-  for (const Found& found : searches) {
+  for (const FoundBlocks& found : searches) {
     EXPECT_THAT(found.dark, UnorderedElementsAreArray(picture.darkBlocks));
     EXPECT_EQ(found.lit.size(), picture.litBlocks.size());
     EXPECT_TRUE(found.rejected.empty());
@@ -54,7 +54,7 @@ TEST(CellSearch, PartsBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
 
 TEST(CellSearch, SaysWhatIsTooSmallAndTooLarge) {
   const Picture picture;
-  for (const Found& found : SearchCells(picture.lit, picture.mask, {5, 1e6, 1e9})) {
+  for (const FoundBlocks& found : SearchCells(picture.lit, picture.mask, {5, 1e6, 1e9})) {
     EXPECT_TRUE(found.lit.empty());
     EXPECT_EQ(found.rejected.size(), 12U);
     EXPECT_STREQ(found.rejected[0].reason, "too small");
@@ -82,7 +82,7 @@ TEST(CellSearch, LooksOnlyInsideTheMask) {
 TEST(CellSearch, AnEmptyMaskHasNoCells) {
   const Picture picture;
   const cv::Mat none = cv::Mat::zeros(picture.lit.size(), CV_8UC1);
-  for (const Found& found : SearchCells(picture.lit, none, {5, 68, 2000})) {
+  for (const FoundBlocks& found : SearchCells(picture.lit, none, {5, 68, 2000})) {
     EXPECT_TRUE(found.lit.empty());
     EXPECT_TRUE(found.dark.empty());
   }

@@ -1,4 +1,4 @@
-#include "checkerboard/smooth_line.h"
+#include "checkerboard/robust_line.h"
 
 #include <algorithm>
 #include <array>

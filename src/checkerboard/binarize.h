@@ -7,12 +7,13 @@
 
 namespace dravix::checkerboard {
 
-enum class Level {
+enum class Binarization {
   kQuotient,  ///< one level for the checkerboard divided by the measured picture
   kLocal,     ///< the middle between the darkest and the brightest around, in the quotient
   kPlain,     ///< one level for the checkerboard itself
 };
-constexpr Level kLevels[] = {Level::kQuotient, Level::kLocal, Level::kPlain};
+constexpr Binarization kBinarizations[] = {Binarization::kQuotient, Binarization::kLocal,
+                                           Binarization::kPlain};
 
 /// The checkerboard divided by the measured picture, CV_8UC1, an average lit block near 160: what
 /// both pictures share (vignetting, LEDs of different brightness, modules) falls out. 0 outside
@@ -22,7 +23,8 @@ constexpr Level kLevels[] = {Level::kQuotient, Level::kLocal, Level::kPlain};
 
 /// CV_8UC1, 255 where a block is lit. `quotient` as Quotient gives it. Stands in `scratch` when
 /// that is of its size.
-[[nodiscard]] cv::Mat Binarised(Level level, const Rectified& pictures, const cv::Mat& quotient,
-                                const RectifyParams& params, const cv::Mat& scratch = {});
+[[nodiscard]] cv::Mat Binarized(Binarization way, const Rectified& pictures,
+                                const cv::Mat& quotient, const RectifyParams& params,
+                                const cv::Mat& scratch = {});
 
 }  // namespace dravix::checkerboard

@@ -1,4 +1,4 @@
-#include "checkerboard/binarise.h"
+#include "checkerboard/binarize.h"
 
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
@@ -61,14 +61,14 @@ cv::Mat Quotient(const Rectified& pictures, const cv::Mat& mask, cv::Mat scratch
   return scratch;
 }
 
-cv::Mat Binarised(Level level, const Rectified& pictures, const cv::Mat& quotient,
+cv::Mat Binarized(Binarization way, const Rectified& pictures, const cv::Mat& quotient,
                   const RectifyParams& params, const cv::Mat& scratch) {
-  switch (level) {
-    case Level::kLocal:
+  switch (way) {
+    case Binarization::kLocal:
       return AboveLocalMiddle(quotient, params);
-    case Level::kPlain:
+    case Binarization::kPlain:
       return Otsu(EightBits(pictures.board), scratch);
-    case Level::kQuotient:
+    case Binarization::kQuotient:
       break;
   }
   return Otsu(quotient, scratch);

@@ -1,4 +1,4 @@
-#include "checkerboard/binarise.h"
+#include "checkerboard/binarize.h"
 
 #include <gtest/gtest.h>
 
@@ -61,22 +61,22 @@ TEST(Quotient, IsZeroOutsideTheMaskAndOfADarkBoard) {
   EXPECT_EQ(cv::countNonZero(Quotient(p.Both(), p.mask)), 0);
 }
 
-TEST(Binarised, EveryLevelFindsAPlainPattern) {
+TEST(Binarized, EveryLevelFindsAPlainPattern) {
   const Pictures p;
   const cv::Mat q = Quotient(p.Both(), p.mask);
-  for (const Level level : kLevels) {
-    EXPECT_GT(p.Right(Binarised(level, p.Both(), q, p.Params())), 0.95);
+  for (const Binarization way : kBinarizations) {
+    EXPECT_GT(p.Right(Binarized(way, p.Both(), q, p.Params())), 0.95);
   }
 }
 
-TEST(Binarised, TheLocalLevelSeesBlocksThatOneLevelMisses) {
+TEST(Binarized, TheLocalLevelSeesBlocksThatOneLevelMisses) {
   Pictures p;
   p.Dim(1, 0.6);
   p.Dim(2, 0.36);
   p.Dim(3, 0.2);
   const cv::Mat q = Quotient(p.Both(), p.mask);
-  const double one = p.Right(Binarised(Level::kQuotient, p.Both(), q, p.Params()));
-  const double local = p.Right(Binarised(Level::kLocal, p.Both(), q, p.Params()));
+  const double one = p.Right(Binarized(Binarization::kQuotient, p.Both(), q, p.Params()));
+  const double local = p.Right(Binarized(Binarization::kLocal, p.Both(), q, p.Params()));
   EXPECT_LT(one, 0.9);
   EXPECT_GT(local, one);
 }

@@ -1,4 +1,4 @@
-#include "checkerboard/precision.h"
+#include "checkerboard/cell_placing.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -6,7 +6,7 @@
 #include <numeric>
 #include <optional>
 
-#include "checkerboard/smooth_line.h"
+#include "checkerboard/robust_line.h"
 
 namespace dravix::checkerboard {
 namespace {

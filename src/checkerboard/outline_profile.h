@@ -14,7 +14,7 @@ namespace dravix::checkerboard {
 /// wide as the LEDs are apart, whose outline at half the level lies 1 to 2 pixels too far out.
 ///
 /// The outline of the mask is looked at in pieces as long as a block; the medians count.
-struct Edge {
+struct OutlineInput {
   const cv::Mat& light;   ///< one channel
   const cv::Mat& mask;    ///< CV_8UC1, of the same size
   cv::Rect box;           ///< the mask's bounding rectangle
@@ -23,13 +23,13 @@ struct Edge {
 };
 
 /// Pixels from where the light is half the level to where it is three quarters of it.
-[[nodiscard]] double MeasuredRise(const Edge& edge);
+[[nodiscard]] double MeasuredRise(const OutlineInput& input);
 
-struct Outline {
+struct OutlineProfile {
   double share = 0.5;  ///< of the level, that the light has at the true outline
   Sides excess;        ///< pixels that the mask's outline lies too far out; 0 where there is too
                        ///< little to tell
 };
-[[nodiscard]] Outline MeasuredOutline(const Edge& edge, double rise);
+[[nodiscard]] OutlineProfile MeasuredOutline(const OutlineInput& input, double rise);
 
 }  // namespace dravix::checkerboard

@@ -1,4 +1,4 @@
-#include "checkerboard/precision.h"
+#include "checkerboard/cell_placing.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "checkerboard/edge_share.h"
+#include "checkerboard/outline_profile.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ struct Screen {
     light(truth).setTo(1000);
     cv::blur(light, light, {blur, blur});
   }
-  Outline Measured(const cv::Rect& mask) const {
+  OutlineProfile Measured(const cv::Rect& mask) const {
     cv::Mat filled = cv::Mat::zeros(light.size(), CV_8UC1);
     filled(mask).setTo(255);
     return MeasuredOutline({light, filled, mask, kLevel, kCell}, 5);
@@ -27,7 +27,7 @@ struct Screen {
 
 TEST(MeasuredOutline, OfATrueMaskHasNoExcessAndHalfTheLevel) {
   const Screen screen(9);
-  const Outline outline = screen.Measured(screen.truth);
+  const OutlineProfile outline = screen.Measured(screen.truth);
   EXPECT_NEAR(outline.excess.left, 0, 0.1);
   EXPECT_NEAR(outline.excess.bottom, 0, 0.1);
   EXPECT_NEAR(outline.share, 0.5, 0.03);
@@ -35,7 +35,7 @@ TEST(MeasuredOutline, OfATrueMaskHasNoExcessAndHalfTheLevel) {
 
 TEST(MeasuredOutline, SaysHowFarAMaskIsOffAtEachSide) {
   const Screen screen(9);
-  const Outline outline = screen.Measured({57, 61, 304, 241});
+  const OutlineProfile outline = screen.Measured({57, 61, 304, 241});
   // Half of what a side differs from the one across from it.
   EXPECT_NEAR(outline.excess.left, 2.5, 0.1);
   EXPECT_NEAR(outline.excess.right, 1.5, 0.1);
@@ -53,11 +53,11 @@ TEST(MeasuredRise, IsTheWayFromHalfToThreeQuarters) {
 
 TEST(MeasuredOutline, WithoutLightOrRoomSaysNothing) {
   const Screen screen(9);
-  const Outline whole = screen.Measured({0, 0, 420, 360});
+  const OutlineProfile whole = screen.Measured({0, 0, 420, 360});
   EXPECT_EQ(whole.excess.left, 0);
   EXPECT_EQ(whole.excess.top, 0);
   EXPECT_EQ(whole.share, 0.5);
-  const Outline tiny = screen.Measured({60, 60, 12, 12});
+  const OutlineProfile tiny = screen.Measured({60, 60, 12, 12});
   EXPECT_EQ(tiny.share, 0.5);
   Screen dark(9);
   dark.light.setTo(0);

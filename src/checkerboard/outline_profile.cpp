@@ -1,4 +1,4 @@
-#include "checkerboard/edge_share.h"
+#include "checkerboard/outline_profile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -208,9 +208,9 @@ void AddPieces(const Strip& strip, int longest, Reach reach, std::vector<Piece>&
 
 /// The part along one side; `upright` ones are the top and the bottom, `far` ones the right and
 /// the bottom.
-Strip Cut(const Edge& edge, const cv::Rect& part, bool upright, bool far) {
-  const cv::Rect inside = part & cv::Rect({}, edge.mask.size());
-  Strip strip{edge.light(inside), edge.mask(inside), edge.level, inside, upright, far};
+Strip Cut(const OutlineInput& input, const cv::Rect& part, bool upright, bool far) {
+  const cv::Rect inside = part & cv::Rect({}, input.mask.size());
+  Strip strip{input.light(inside), input.mask(inside), input.level, inside, upright, far};
   if (strip.light.depth() != CV_16U) strip.light.convertTo(strip.light, CV_16U);
   if (upright) {
     strip.light = cv::Mat(strip.light.t());
@@ -240,10 +240,10 @@ struct Pieces {
 };
 
 /// All four sides, each looked at `wanted` pixels outside where the picture has as much.
-Pieces MeasuredPieces(const Edge& edge, int wanted) {
-  const cv::Rect& box = edge.box;
+Pieces MeasuredPieces(const OutlineInput& input, int wanted) {
+  const cv::Rect& box = input.box;
   const cv::Point past = box.br();
-  const int flat = std::clamp(static_cast<int>(std::min(edge.cell.width, edge.cell.height)),
+  const int flat = std::clamp(static_cast<int>(std::min(input.cell.width, input.cell.height)),
                               kLeastDepth, kLongestPiece);
   // Each strip begins `depth` outside and has room for the outline to bend.
   const auto side = [&](int outside, bool upright, bool far) {
@@ -255,26 +255,26 @@ Pieces MeasuredPieces(const Edge& edge, int wanted) {
     const cv::Rect part = upright
                               ? cv::Rect(box.x, (far ? past.y : box.y) + first, box.width, length)
                               : cv::Rect((far ? past.x : box.x) + first, box.y, length, box.height);
-    AddPieces(Cut(edge, part, upright, far), flat, reach, measured);
+    AddPieces(Cut(input, part, upright, far), flat, reach, measured);
     return measured;
   };
-  return {side(box.x, false, false), side(edge.mask.cols - past.x, false, true),
-          side(box.y, true, false), side(edge.mask.rows - past.y, true, true)};
+  return {side(box.x, false, false), side(input.mask.cols - past.x, false, true),
+          side(box.y, true, false), side(input.mask.rows - past.y, true, true)};
 }
 
 }  // namespace
 
-double MeasuredRise(const Edge& edge) {
-  const double side = std::min(edge.cell.width, edge.cell.height);
+double MeasuredRise(const OutlineInput& input) {
+  const double side = std::min(input.cell.width, input.cell.height);
   const int depth = std::clamp(static_cast<int>(kRising * side), kLeastDepth, kMostDepth);
-  return MiddleOf(MeasuredPieces(edge, depth).All(), &Piece::rise, 0.0);
+  return MiddleOf(MeasuredPieces(input, depth).All(), &Piece::rise, 0.0);
 }
 
-Outline MeasuredOutline(const Edge& edge, double rise) {
+OutlineProfile MeasuredOutline(const OutlineInput& input, double rise) {
   const int wanted =
       std::clamp(static_cast<int>(kDepth * rise) + kSmoothing, kLeastDepth, kMostDepth);
-  const Pieces pieces = MeasuredPieces(edge, wanted);
-  Outline outline;
+  const Pieces pieces = MeasuredPieces(input, wanted);
+  OutlineProfile outline;
   const auto excess = [](const std::vector<Piece>& side, const std::vector<Piece>& bothSides) {
     const double both = MiddleOf(bothSides, &Piece::excess, 0.0);
     return kHalf * (both + MiddleOf(side, &Piece::excess, both));
