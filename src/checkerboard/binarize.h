@@ -1,4 +1,4 @@
-/// Lit or dark: several ways, from the most robust to the plainest.
+/// Which pixels of the checkerboard are lit and which are dark, decided in three ways.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -7,24 +7,28 @@
 
 namespace dravix::checkerboard {
 
+/// The ways to binarize.
 enum class Binarization {
-  kQuotient,  ///< one level for the checkerboard divided by the measured picture
-  kLocal,     ///< the middle between the darkest and the brightest around, in the quotient
-  kPlain,     ///< one level for the checkerboard itself
+  kQuotient,  ///< one threshold for the quotient of both pictures
+  kLocal,     ///< for the same quotient, a threshold at each place from the extremes around it
+  kPlain,     ///< one threshold for the checkerboard itself
 };
+/// In the order in which they are tried: the one that suits most screens first; then the one for
+/// lit blocks of very different levels; last the one that does not look at the measured picture.
 constexpr Binarization kBinarizations[] = {Binarization::kQuotient, Binarization::kLocal,
                                            Binarization::kPlain};
 
-/// The checkerboard divided by the measured picture, CV_8UC1, an average lit block near 160: what
-/// both pictures share (vignetting, LEDs of different brightness, modules) falls out. 0 outside
-/// `mask`. Stands in `scratch` when that is CV_8UC1 of the pictures' size.
+/// The checkerboard divided by the measured picture, CV_8UC1, scaled so that an average lit block
+/// is near 160. What both pictures share falls out: vignetting, LEDs and modules of different
+/// brightness. 0 outside `mask`. The result stands in `scratch` when that is CV_8UC1 of the
+/// pictures' size.
 [[nodiscard]] cv::Mat Quotient(const Rectified& pictures, const cv::Mat& mask,
                                cv::Mat scratch = {});
 
-/// CV_8UC1, 255 where a block is lit. `quotient` as Quotient gives it. Stands in `scratch` when
-/// that is of its size.
+/// CV_8UC1, 255 where a block is lit and 0 elsewhere. `quotient` is as Quotient gives it. The
+/// result may stand in `scratch` when that is of its size.
 [[nodiscard]] cv::Mat Binarized(Binarization way, const Rectified& pictures,
                                 const cv::Mat& quotient, const RectifyParams& params,
-                                const cv::Mat& scratch = {});
+                                cv::Mat scratch = {});
 
 }  // namespace dravix::checkerboard

@@ -1,46 +1,30 @@
-/// Where exactly a block lies, from its own and its neighbours' rectangles.
+/// Where exactly each block lies in the working image: its cell.
 #pragma once
 
-#include <cstdint>
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "checkerboard/grid_view.h"
 #include "checkerboard/sides.h"
 
 namespace dravix::checkerboard {
 
-/// A complete grid of blocks, none of it owned.
-struct Grid {
-  cv::Size size;  ///< columns, rows
-  const std::vector<cv::Rect>& rects;
-  const std::vector<std::int32_t>& index;  ///< into rects, row by row, all valid
-
-  const cv::Rect& At(int column, int row) const {
-    const auto place = static_cast<std::size_t>(row) * static_cast<std::size_t>(size.width) +
-                       static_cast<std::size_t>(column);
-    return rects[static_cast<std::size_t>(index[place])];
-  }
-};
-
-/// True for a block of the first or last row or column.
-[[nodiscard]] inline bool IsBorder(const Grid& grid, int column, int row) {
-  return column == 0 || row == 0 || column == grid.size.width - 1 || row == grid.size.height - 1;
-}
-
-/// The block's rectangle: inner bounds as the mean of four edges, outer ones as the rectangle's
-/// own.
+/// The block's cell by its own and its neighbors' rectangles: a bound between two blocks is the
+/// mean of four edges, truncated; an outer bound is the rectangle's own.
 [[nodiscard]] cv::Rect EstimatedCell(const Grid& grid, int column, int row);
 
-/// All blocks, row by row: as estimated, but for the outer bounds, which become those of `mask`
-/// beside each block, looked for up to `reach` pixels beyond the estimate, less `excess`. A bound
-/// that is off the line through those of its side, for the sake of a dead LED, is taken from that.
+/// The cells of all blocks, row by row: as estimated, but for the outer bounds. These become the
+/// bounds of `mask` beside each block, which are looked for up to `reach` pixels beyond the
+/// estimate, less `excess`, the pixels by which the mask's outline lies too far out. A bound that a
+/// dead LED draws off the line through the bounds of its side is taken from that line.
 [[nodiscard]] std::vector<cv::Rect> PlacedCells(const Grid& grid, cv::Size reach,
                                                 const cv::Mat& mask, const Sides& excess = {});
 
-/// Gives every column of a border block mask pixels, since each is measured on its own: the outline
-/// goes in between two LEDs, and a bound at its mean leaves columns there without any. Such a
-/// column takes the pixels of the nearest one that has some. A block without mask, or one outside
-/// it, stays.
-void FillEmptyColumns(const cv::Rect& block, cv::Mat& mask);
+/// Gives every column of a border block's cell some mask pixels, since each column is measured on
+/// its own. The outline of the mask bends inward between two LEDs, and where a bound lies at its
+/// mean, the columns there have no mask. Such a column takes the pixels of the nearest one that has
+/// some. A cell without any mask, and one that is not all inside the mask's picture, stays as it
+/// is.
+void FillEmptyColumns(const cv::Rect& cell, cv::Mat& mask);
 
 }  // namespace dravix::checkerboard

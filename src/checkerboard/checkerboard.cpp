@@ -1,3 +1,10 @@
+// The order of the steps, each of which has a file of its own. Both photographs are warped into the
+// working image (rectified). The measured one, in which all LEDs are lit, gives the lit area
+// (led_area). Inside it, the checkerboard is binarized and searched for blocks in several ways
+// (binarize, cell_search), until the blocks found fill the grid (grid); otherwise the search with
+// the fewest missing ones counts, and those are inferred. Finally the edges between blocks are
+// placed by the light on either side (block_edges), and the cells by the edges and the mask's
+// outline (cell_placing).
 #include "checkerboard/checkerboard.h"
 
 #include <dravix/algolog.h>
@@ -15,6 +22,7 @@
 #include "checkerboard/cell_placing.h"
 #include "checkerboard/cell_search.h"
 #include "checkerboard/grid.h"
+#include "checkerboard/grid_view.h"
 #include "checkerboard/led_area.h"
 #include "checkerboard/rectified.h"
 
@@ -22,16 +30,18 @@ namespace board = dravix::checkerboard;
 
 namespace {
 
-/// Of a block's shorter side: enough to part blocks that touch at their corners, little enough to
-/// leave a last column of a quarter of a block. Good from 26 to 500 pixels a side; 0.2 is not.
+/// Side of the structuring element as a share of a block's shorter side. Blocks that touch at their
+/// corners must be separated, and a last column of a quarter of a block must survive that: 0.15
+/// does both for blocks of 26 to 500 pixels a side, and 0.2 already loses the narrow column.
 constexpr double kKernelShare = 0.15;
-constexpr int kSmallestKernel = 3;
-/// How far beyond a border block its outline is looked for.
-constexpr double kReach = 0.2;  // blocks
+constexpr int kSmallestKernel = 3;  // pixels; the next smaller odd one, 1, would do nothing
+/// How far beyond a border block the mask's outline is looked for, in blocks. The lens and a wide
+/// blur move it less than this, and farther out there is nothing of the screen.
+constexpr double kReach = 0.2;
 
-/// Rectangles in the grid.
+/// The blocks that one search found, matched to the grid.
 struct Attempt {
-  std::vector<cv::Rect> rects;  ///< the first litCount of them lit
+  std::vector<cv::Rect> rects;  ///< the first litCount of them are lit
   std::size_t litCount = 0;
   board::Placement placement;
   std::vector<CheckerboardDetector::Rejected> rejected;
@@ -69,8 +79,9 @@ std::vector<cv::Rect> Joined(const std::vector<cv::Rect>& lit, const std::vector
 /// The attempts of one detection: what they share, and the best of them.
 class Search {
  public:
-  /// `part` of the working image holds the LED area and what the steps see of its surroundings;
-  /// `scratch`: pictures of its size that are no longer needed.
+  /// `part` of the working image holds the lit area and what the steps see of its surroundings;
+  /// nothing else is looked at. `scratch` are two pictures of the working image's size that may be
+  /// overwritten.
   Search(const CheckerboardDetector& d, const board::Rectified& pictures,
          const board::RectifyParams& params, const cv::Rect& part,
          const std::array<cv::Mat, 2>& scratch)
@@ -82,8 +93,9 @@ class Search {
         quotient_(board::Quotient(pictures_, mask_, scratch[0](part))),
         scratch_(scratch[1](part)) {}
 
-  /// Level by level, each with the full and with the smallest erosion, until every block is found;
-  /// else the attempt with the fewest missing. Empty when none fits the grid.
+  /// Tries every way to binarize, each with the full and with the smallest erosion, until all
+  /// blocks are found; otherwise the attempt with the fewest missing ones counts. Empty when none
+  /// fits the grid.
   std::optional<Attempt> Best() {
     for (const board::Binarization way : board::kBinarizations) {
       TryAll(board::Binarized(way, pictures_, quotient_, params_, scratch_));
@@ -92,7 +104,7 @@ class Search {
     return best_;
   }
 
-  /// What the very first search found, for the picture of a detection that failed.
+  /// What the very first search found, to be shown in the picture of a detection that failed.
   const board::FoundBlocks& FirstFound() const { return firstFound_; }
 
  private:
@@ -125,7 +137,7 @@ class Search {
     return found;
   }
 
-  /// What one search found, in the grid; empty when it does not fit.
+  /// What one search found, matched to the grid; empty when it does not fit.
   std::optional<Attempt> Placed(const board::FoundBlocks& found) const {
     Attempt attempt{Joined(found.lit, found.dark), found.lit.size(), {}, found.rejected};
     auto placement = board::PlaceInGrid(attempt.rects, attempt.litCount,
@@ -133,10 +145,10 @@ class Search {
                                         detector_.mask);
     if (!placement) return std::nullopt;
     attempt.placement = std::move(*placement);
-    for (const std::size_t i : attempt.placement.noPlace) {
+    for (const std::size_t i : attempt.placement.wrongColor) {
       attempt.rejected.push_back({attempt.rects[i], "no place"});
     }
-    for (const std::size_t i : attempt.placement.twice) {
+    for (const std::size_t i : attempt.placement.beaten) {
       attempt.rejected.push_back({attempt.rects[i], "twice"});
     }
     return attempt;
@@ -195,6 +207,8 @@ std::int32_t CheckerboardDetector::SetParam(cv::Size gridSize, cv::Size imageSiz
   const double w = imageSize.width;
   const double h = imageSize.height;
   cellArea = w * h * areaScale * areaScale / gridColumns / gridRows;
+  // Blur and a low threshold may make a bright block half again as long each way; a narrow last
+  // block has, after erosion, only a small part of the area of a whole one.
   maxCellArea = cellArea * 1.5 * 1.5;
   minCellArea = cellArea * 0.5 * 0.5 * 0.3;
   halfCellHeight = h * areaScale / gridRows * 0.5;
@@ -247,17 +261,16 @@ std::int32_t CheckerboardDetector::checkborderPrision() {
   const std::int32_t code = checkerboard();
   if (code != DRAVIX_OK) return code;
 
-  const board::Grid grid{{gridColumns, gridRows}, contourRectangles, cellIndex};
+  const cv::Size size(gridColumns, gridRows);
   const cv::Size2d cell = ExpectedCell(*this);
   const cv::Size reach(std::max(kSmallestKernel, static_cast<int>(kReach * cell.width)),
                        std::max(kSmallestKernel, static_cast<int>(kReach * cell.height)));
-  cells = board::PlacedCells(grid, reach, mask, outlineExcess);
-  // Only now: blocks are placed by the outline as it was found.
+  cells = board::PlacedCells({size, contourRectangles, cellIndex}, reach, mask, outlineExcess);
+  // The mask is filled only now, because blocks are placed by the outline as it was found.
   for (int row = 0; row < gridRows; ++row) {
     for (int column = 0; column < gridColumns; ++column) {
-      const auto place = static_cast<std::size_t>(row) * static_cast<std::size_t>(gridColumns) +
-                         static_cast<std::size_t>(column);
-      if (board::IsBorder(grid, column, row)) board::FillEmptyColumns(cells[place], mask);
+      if (!board::IsBorder(size, column, row)) continue;
+      board::FillEmptyColumns(cells[board::GridIndex(column, row, gridColumns)], mask);
     }
   }
   return DRAVIX_OK;

@@ -1,20 +1,25 @@
-/// What is measured along a line of the grid, without what a dead LED spoils.
+/// A line of the grid measured block by block, freed from the outliers that dead LEDs cause.
 #pragma once
 
 #include <optional>
 #include <vector>
 
+#include "checkerboard/span.h"
+
 namespace dravix::checkerboard {
 
+/// What one block says about the line that it lies on.
 struct LinePoint {
-  double along;                 ///< on the line
-  std::optional<double> place;  ///< across it, pixels; empty where nothing was seen
-  double weight = 1;            ///< above 0; how much was looked at
+  Span block;                   ///< the block's extent along the line; a longer one counts more,
+                                ///< since more pixels were looked at
+  std::optional<double> place;  ///< where the line is across its direction, in pixels; empty where
+                                ///< nothing was seen
 };
 
-/// The line's place at each point: as measured, but for points that were not seen or lie off the
-/// curve through all of them. The line is one that a lens bends: nearly straight, a cubic at most.
-/// Too few points for a curve come back as they are. Empty when none was seen.
+/// The line's place at each point. It is the measured one, except for points that were not seen or
+/// lie off the curve through all of them: those take their place from the curve. The line is one
+/// that a lens bends: nearly straight, a cubic at most. Fewer than four seen points are too few to
+/// call one of them wrong and come back as they are. Empty when no point was seen.
 [[nodiscard]] std::vector<double> WithoutOutliers(const std::vector<LinePoint>& points);
 
 }  // namespace dravix::checkerboard
