@@ -7,7 +7,7 @@
 namespace dravix::checkerboard {
 namespace {
 
-/// Two rows of four blocks of 40 pixels; the measured picture falls off to the right.
+/// Two rows of four blocks of 40 pixels. The light falls off to the right.
 struct Pictures {
   Pictures() {
     for (int x = 0; x < measured.cols; ++x) measured.col(x).setTo(2000 - 9 * x);
@@ -29,7 +29,7 @@ struct Pictures {
     cv::Mat part = board(lit[static_cast<std::size_t>(block)]);
     part *= factor;
   }
-  /// Share of pixels that are as the pattern says.
+  /// The share of pixels that are as the pattern says.
   double Right(const cv::Mat& binary) const {
     int right = 0;
     for (const cv::Rect& r : lit) right += cv::countNonZero(binary(r));
@@ -44,7 +44,7 @@ struct Pictures {
   std::vector<cv::Rect> dark;
 };
 
-TEST(Quotient, TakesOutWhatBothPicturesShare) {
+TEST(Quotient, CancelsWhatBothPicturesShare) {
   const Pictures p;
   const cv::Mat q = Quotient(p.Both(), p.mask);
   EXPECT_EQ(q.type(), CV_8UC1);
@@ -61,7 +61,7 @@ TEST(Quotient, IsZeroOutsideTheMaskAndOfADarkBoard) {
   EXPECT_EQ(cv::countNonZero(Quotient(p.Both(), p.mask)), 0);
 }
 
-TEST(Binarized, EveryLevelFindsAPlainPattern) {
+TEST(Binarized, EveryWayFindsAnEvenPattern) {
   const Pictures p;
   const cv::Mat q = Quotient(p.Both(), p.mask);
   for (const Binarization way : kBinarizations) {
@@ -69,7 +69,7 @@ TEST(Binarized, EveryLevelFindsAPlainPattern) {
   }
 }
 
-TEST(Binarized, TheLocalLevelSeesBlocksThatOneLevelMisses) {
+TEST(Binarized, ALocalThresholdSeesBlocksThatASingleOneMisses) {
   Pictures p;
   p.Dim(1, 0.6);
   p.Dim(2, 0.36);

@@ -11,7 +11,7 @@ namespace {
 
 using ::testing::UnorderedElementsAreArray;
 
-/// Four by three blocks of 30 pixels from (50, 50), the first lit.
+/// Four by three blocks of 30 pixels, the first one at (50, 50) and lit.
 struct Picture {
   Picture() {
     mask(cv::Rect(50, 50, 120, 90)).setTo(255);
@@ -37,7 +37,7 @@ std::vector<FoundBlocks> SearchCells(const cv::Mat& lit, const cv::Mat& mask,
   return searches;
 }
 
-TEST(CellSearch, PartsBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
+TEST(CellSearch, SeparatesBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
   const Picture picture;
   const auto searches = SearchCells(picture.lit, picture.mask, {5, 68, 2000});
   ASSERT_EQ(searches.size(), 3U);
@@ -46,13 +46,13 @@ TEST(CellSearch, PartsBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
     EXPECT_EQ(found.lit.size(), picture.litBlocks.size());
     EXPECT_TRUE(found.rejected.empty());
   }
-  // Outside, lit blocks end where the mask does before they are eroded a second time.
+  // A lit block at the border of the screen gets its own size back, too.
   EXPECT_EQ(searches[0].lit.size(), 6U);
   EXPECT_NE(std::find(searches[0].lit.begin(), searches[0].lit.end(), cv::Rect(110, 50, 30, 30)),
             searches[0].lit.end());
 }
 
-TEST(CellSearch, SaysWhatIsTooSmallAndTooLarge) {
+TEST(CellSearch, RejectsWhatIsTooSmallOrTooLargeAndSaysSo) {
   const Picture picture;
   for (const FoundBlocks& found : SearchCells(picture.lit, picture.mask, {5, 1e6, 1e9})) {
     EXPECT_TRUE(found.lit.empty());
@@ -63,7 +63,7 @@ TEST(CellSearch, SaysWhatIsTooSmallAndTooLarge) {
   EXPECT_STREQ(searches[0].rejected[0].reason, "too large");
 }
 
-TEST(CellSearch, BlocksThatHangTogetherAreNoRectangle) {
+TEST(CellSearch, RejectsBlocksThatHangTogetherAsNoRectangle) {
   Picture picture;
   for (const int r : {0, 1}) picture.lit(cv::Rect(65 + 30 * r, 65 + 30 * r, 30, 30)).setTo(255);
   const auto searches = SearchCells(picture.lit, picture.mask, {3, 68, 1e6});
@@ -79,7 +79,7 @@ TEST(CellSearch, LooksOnlyInsideTheMask) {
   EXPECT_EQ(searches[0].lit.size(), 6U);
 }
 
-TEST(CellSearch, AnEmptyMaskHasNoCells) {
+TEST(CellSearch, FindsNothingInAnEmptyMask) {
   const Picture picture;
   const cv::Mat none = cv::Mat::zeros(picture.lit.size(), CV_8UC1);
   for (const FoundBlocks& found : SearchCells(picture.lit, none, {5, 68, 2000})) {

@@ -1,4 +1,4 @@
-/// The simplest screen: even, upright, where the detector expects it.
+/// The simplest screen: evenly lit, upright and where the detector expects it.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -8,7 +8,7 @@
 
 namespace dravix::checkerboard {
 
-/// No warp; a grid of 4 x 3 blocks.
+/// A working image of that size that is the photograph itself, with a grid of 4 x 3 blocks.
 inline RectifyParams ParamsFor(cv::Size size) {
   RectifyParams params;
   params.transform = cv::Mat::eye(3, 3, CV_64FC1);
@@ -19,7 +19,7 @@ inline RectifyParams ParamsFor(cv::Size size) {
   return params;
 }
 
-/// An even screen where it is expected, in a picture of 400 x 300.
+/// A screen of one level where it is expected, in a dark picture of 400 x 300 pixels.
 inline cv::Mat Screen(double level) {
   cv::Mat picture = cv::Mat::zeros(300, 400, CV_16UC1);
   picture(cv::Rect(30, 23, 340, 254)).setTo(level);

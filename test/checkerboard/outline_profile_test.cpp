@@ -10,7 +10,7 @@ namespace {
 const cv::Size2d kCell(60, 60);
 const LevelMap kLevel{cv::Mat(360, 420, CV_32FC1, cv::Scalar(1000)), 1, {}};
 
-/// A screen of level 1000 at (60, 60) to (360, 300), defocused.
+/// A defocused screen of level 1000 at (60, 60) to (360, 300).
 struct Screen {
   explicit Screen(int blur) {
     light(truth).setTo(1000);
@@ -25,7 +25,7 @@ struct Screen {
   cv::Mat light = cv::Mat::zeros(360, 420, CV_16UC1);
 };
 
-TEST(MeasuredOutline, OfATrueMaskHasNoExcessAndHalfTheLevel) {
+TEST(MeasuredOutline, OfATrueMaskSaysNoExcessAndHalfTheLevel) {
   const Screen screen(9);
   const OutlineProfile outline = screen.Measured(screen.truth);
   EXPECT_NEAR(outline.excess.left, 0, 0.1);
@@ -33,10 +33,10 @@ TEST(MeasuredOutline, OfATrueMaskHasNoExcessAndHalfTheLevel) {
   EXPECT_NEAR(outline.share, 0.5, 0.03);
 }
 
-TEST(MeasuredOutline, SaysHowFarAMaskIsOffAtEachSide) {
+TEST(MeasuredOutline, SaysHowFarAMaskIsOffAtEachOfItsSides) {
   const Screen screen(9);
   const OutlineProfile outline = screen.Measured({57, 61, 304, 241});
-  // Half of what a side differs from the one across from it.
+  // A side that differs from the one across from it is followed half-way.
   EXPECT_NEAR(outline.excess.left, 2.5, 0.1);
   EXPECT_NEAR(outline.excess.right, 1.5, 0.1);
   EXPECT_NEAR(outline.excess.top, -0.25, 0.1);
@@ -44,14 +44,14 @@ TEST(MeasuredOutline, SaysHowFarAMaskIsOffAtEachSide) {
   EXPECT_NEAR(outline.share, 0.5, 0.03);
 }
 
-TEST(MeasuredRise, IsTheWayFromHalfToThreeQuarters) {
+TEST(MeasuredRise, IsTheWayFromHalfToThreeQuartersOfTheLevel) {
   const Screen screen(21);
   cv::Mat filled = cv::Mat::zeros(screen.light.size(), CV_8UC1);
   filled(screen.truth).setTo(255);
   EXPECT_NEAR(MeasuredRise({screen.light, filled, screen.truth, kLevel, kCell}), 21 / 4.0, 0.3);
 }
 
-TEST(MeasuredOutline, WithoutLightOrRoomSaysNothing) {
+TEST(MeasuredOutline, WithoutLightOrRoomSaysNoExcessAndHalfTheLevel) {
   const Screen screen(9);
   const OutlineProfile whole = screen.Measured({0, 0, 420, 360});
   EXPECT_EQ(whole.excess.left, 0);

@@ -24,17 +24,17 @@ TEST(WarpForDetection, WarpsBicubicallyWithAReplicatedBorderAndSmooths) {
   EXPECT_EQ(both.measured.type(), CV_16UC1);
 }
 
-TEST(WarpForDetection, OtherSamplesBecomeEightBitsByTheLargest) {
+TEST(WarpForDetection, TurnsOtherSamplesIntoEightBitsByTheLargest) {
   cv::Mat wide = cv::Mat::zeros(40, 60, CV_16UC1);
   wide(cv::Rect(20, 10, 20, 20)).setTo(1000);
-  cv::Mat colour(40, 60, CV_8UC3, cv::Scalar(10, 10, 10));
-  const Rectified both = WarpForDetection(wide, colour, ParamsFor({60, 40}));
+  cv::Mat color(40, 60, CV_8UC3, cv::Scalar(10, 10, 10));
+  const Rectified both = WarpForDetection(wide, color, ParamsFor({60, 40}));
   EXPECT_EQ(both.board.type(), CV_8UC1);
   EXPECT_EQ(both.measured.type(), CV_8UC1);
   EXPECT_EQ(both.board.at<uchar>(20, 30), 255);
 }
 
-TEST(Rectified, ScratchIsTwoPicturesThatShareNothing) {
+TEST(Rectified, ScratchIsTwoPicturesThatShareNoMemoryWithTheOthers) {
   const cv::Mat photo = test::RandomMat({60, 40}, CV_16UC1, 5, 0, 4096);
   const Rectified both = WarpForDetection(photo, photo, ParamsFor({80, 50}));
   const cv::Mat board = both.board.clone();
@@ -50,18 +50,18 @@ TEST(Rectified, ScratchIsTwoPicturesThatShareNothing) {
   }
 }
 
-TEST(LitParts, IsTheExpectedAreaClosedAndOpenedAsInTheWholePicture) {
+TEST(LitParts, IsTheExpectedAreaCleanedAsInTheWholePicture) {
   cv::Mat picture = Screen(1000);
   picture(cv::Rect(2, 100, 24, 60)).setTo(3000);
-  cv::Mat grey = EightBits(picture);
+  cv::Mat gray = EightBits(picture);
   cv::Mat whole;
-  cv::threshold(grey, whole, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  cv::threshold(gray, whole, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
   image::CloseThenOpen(whole, 5);
   const RectifyParams params = ParamsFor({400, 300});
-  EXPECT_TRUE(test::SameBytes(LitParts(grey, params).clone(), whole(ExpectedArea(params)).clone()));
+  EXPECT_TRUE(test::SameBytes(LitParts(gray, params).clone(), whole(ExpectedArea(params)).clone()));
 }
 
-TEST(AnythingLit, OnlyWhereTheScreenIsExpectedAndNoSpeck) {
+TEST(AnythingLit, CountsLightWhereTheScreenIsExpectedUnlessItIsASpeck) {
   const RectifyParams params = ParamsFor({400, 300});
   cv::Mat scratch;
   EXPECT_TRUE(AnythingLit(EightBits(Screen(1000)), params, scratch));
