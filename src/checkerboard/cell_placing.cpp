@@ -28,14 +28,15 @@ constexpr int kReachesBeside = 2;
 /// The edge between the blocks at along - 1 and along, as the mean of where the later one begins
 /// and the earlier one ends, in this line of the grid and in its two neighbors.
 ///
-///      . . . | B . .      A and C are this row's pair. A threshold that is too low makes lit
-///      blocks . . C | A . .      larger and dark ones smaller, so A and C err the same way, and
-///      the pair . . D | . . .      of a neighboring row, whose colors are swapped, errs the other
-///      way.
+///     before   . . . | B . .
+///     across   . . C | A . .
+///     after    . . D | . . .
 ///
-/// B comes from the row before and D from the row after, so that an edge that runs aslant through
-/// the rows, as the lens draws it, is met at this row's middle. An outer row has one neighbor,
-/// which then gives both.
+/// A and C are this row's pair. A threshold that is too low makes lit blocks larger and dark ones
+/// smaller, so A and C err the same way; in a neighboring row the colors are swapped, so that a
+/// pair from there errs the other way. B comes from the row before and D from the row after, so
+/// that an edge that runs aslant through the rows, as the lens draws it, is met at this row's
+/// middle. An outer row has one neighbor, which then gives both.
 double EdgeBetween(const GridAlong& grid, int along, int across) {
   const int last = grid.BlocksAcross() - 1;
   const int before = across > 0 ? across - 1 : std::min(1, last);

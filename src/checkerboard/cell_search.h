@@ -10,7 +10,7 @@ namespace dravix::checkerboard {
 
 /// Lengths in working-image pixels.
 struct SearchParams {
-  int kernel = 11;     ///< side of the square that closes, opens and erodes; odd
+  int kernel = 0;      ///< side of the square that closes, opens and erodes; odd
   double minArea = 0;  ///< smaller rectangles, in pixels, are no blocks
   double maxArea = 0;  ///< larger ones neither
 };

@@ -4,8 +4,9 @@
 // each block, or nothing when the counts, the alternating colors or the mask's edges contradict the
 // grid. It refuses rather than guesses, since a wrong grid would assign every luminance to a wrong
 // LED: a row that was not seen at all is a contradiction, while single missing blocks are inferred
-// from the others. It needs a working image that is nearly upright; rows that the lens or a wrong
-// perspective bends by more than a quarter of a block would run together.
+// from the others. It needs a working image that is nearly upright: a row that the lens or a wrong
+// perspective bends until less than a quarter of a block is left between it and the next one merges
+// with that one.
 #include "checkerboard/grid.h"
 
 #include <algorithm>

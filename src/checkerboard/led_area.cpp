@@ -3,8 +3,8 @@
 // second step the outline is cut where the light falls to a share of the level inside around there;
 // the profile across the first outline says which share. The output is the mask of the area,
 // filled, its bounding rectangle and how far its outline still lies too far out. Only the
-// surroundings of the first outline are looked at again: a part of the screen that was dark in the
-// first search is not found, and neither is one far outside the expected rectangle.
+// surroundings of the first outline are looked at again: a part of the screen that is more than a
+// block away from it is not found, and neither is one outside the expected rectangle.
 #include "checkerboard/led_area.h"
 
 #include <array>

@@ -6,15 +6,16 @@
 
 namespace dravix::checkerboard {
 
-/// What the steps of one detection share. Lengths are in working-image pixels.
+/// What the steps of one detection share. The detector sets all of them; there are no values here,
+/// so that its defaults stand in one place. Lengths are in working-image pixels.
 struct RectifyParams {
-  cv::Mat transform;          ///< 3 x 3, working image from photograph
-  cv::Size imageSize;         ///< of the working image
-  double areaScale = 0;       ///< share of its width and height that the lit area takes; to be set
-  float blurSigma = 10.0F;    ///< of the Gaussian that smooths the warped photographs
-  int kernel = 11;            ///< side of the square that closes gaps and removes specks; odd
-  int edgeLevelPercent = 50;  ///< where between dark and lit a local threshold lies
-  cv::Size2d cell;            ///< expected size of a block
+  cv::Mat transform;         ///< 3 x 3, working image from photograph
+  cv::Size imageSize;        ///< of the working image
+  double areaScale = 0;      ///< share of its width and height that the lit area takes
+  float blurSigma = 0;       ///< of the Gaussian that smooths the warped photographs
+  int kernel = 0;            ///< side of the square that closes gaps and removes specks; odd
+  int edgeLevelPercent = 0;  ///< where between dark and lit a local threshold lies
+  cv::Size2d cell;           ///< expected size of a block
 };
 
 /// Two pictures of the same size and depth, with one channel each, smoothed.

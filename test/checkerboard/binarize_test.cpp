@@ -22,6 +22,7 @@ struct Pictures {
   Rectified Both() const { return {board, measured}; }
   RectifyParams Params() const {
     RectifyParams params;
+    params.edgeLevelPercent = 50;
     params.cell = {40, 40};
     return params;
   }

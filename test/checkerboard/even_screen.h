@@ -3,19 +3,22 @@
 
 #include <opencv2/core.hpp>
 
-#include "checkerboard/lit_area_share.h"
+#include "checkerboard/checkerboard.h"
 #include "checkerboard/rectified.h"
 
 namespace dravix::checkerboard {
 
 /// A working image of that size that is the photograph itself, with a grid of 4 x 3 blocks.
 inline RectifyParams ParamsFor(cv::Size size) {
+  const CheckerboardDetector defaults;
   RectifyParams params;
   params.transform = cv::Mat::eye(3, 3, CV_64FC1);
   params.imageSize = size;
-  params.areaScale = kLitAreaShare;
+  params.areaScale = defaults.areaScale;
+  params.blurSigma = defaults.blurSigma;
   params.kernel = 5;
-  params.cell = {size.width * kLitAreaShare / 4, size.height * kLitAreaShare / 3};
+  params.edgeLevelPercent = defaults.edgeLevelPercent;
+  params.cell = {size.width * params.areaScale / 4, size.height * params.areaScale / 3};
   return params;
 }
 

@@ -61,7 +61,7 @@ TEST(RectangleInside, LiesInsideTheAreaClearOfItsOutline) {
 
 TEST(RectangleInside, OfABentAreaLiesInsideIt) {
   cv::Mat mask = Mask();
-  cv::circle(mask, {300, -1880}, 1960, cv::Scalar(0), cv::FILLED);  // the top bends inwards
+  cv::circle(mask, {300, -1880}, 1960, cv::Scalar(0), cv::FILLED);  // the top bends inward
   const cv::Rect inside = RectangleInside(InnerOf(mask, kScreen, kCell));
   EXPECT_GT(inside.area(), 0.6 * kScreen.area());
   EXPECT_EQ(cv::countNonZero(mask(inside)), inside.area());
