@@ -1,5 +1,6 @@
-/// How long the checkerboard detector takes on a large photograph.
+/// How long the checkerboard detector takes on photographs of 20 and 31 megapixels.
 #include <benchmark/benchmark.h>
+#include <dravix/dravix.h>
 
 #include "checkerboard/checkerboard.h"
 #include "extractor/extractor.h"
@@ -21,9 +22,10 @@ void DetectSized(benchmark::State& state) {
     CheckerboardDetector detector;
     detector.SetImage(&board, &measured.shot);
     detector.SetParam(measured.truth.grid, working, transform);
-    if (detector.checkborderPrision() != 0) state.SkipWithError("not found");
+    if (detector.checkborderPrision() != DRAVIX_OK) state.SkipWithError("not found");
   }
-  state.SetItemsProcessed(state.iterations() * board.image.size().area());  // photograph pixels
+  state.SetItemsProcessed(state.iterations() *
+                          board.image.size().area());  // pixels of the photograph
 }
 BENCHMARK(DetectSized)->Arg(20)->Arg(31)->Unit(benchmark::kMillisecond);
 

@@ -1,7 +1,8 @@
-// The measuring pipeline and its steps on photographs of 20 and 31 megapixels, and what the plain
-// transcription of the luminance step takes. One item is one photograph; times are of the calling
-// thread and of the wall.
+/// How long the automatic pipeline and each of its steps take on photographs of 20 and 31
+/// megapixels, and how long the plain transcription of the luminance step takes. One item is one
+/// photograph; times are those of the calling thread and of the wall clock.
 #include <benchmark/benchmark.h>
+#include <dravix/dravix.h>
 
 #include <map>
 
@@ -13,6 +14,7 @@
 
 namespace {
 
+/// What each step starts from.
 struct Working {
   dravix::sim::Photograph photo;
   cv::Mat workingFromPhoto;
@@ -22,7 +24,7 @@ struct Working {
   Dravix dravix;
 };
 
-/// Everything up to each step, made once for a size.
+/// The photograph of that size with the results of all steps, made once.
 const Working& WorkingAt(std::int64_t megapixels) {
   static std::map<std::int64_t, Working> made;
   auto [it, isNew] = made.try_emplace(megapixels);
@@ -44,7 +46,7 @@ void Extract(benchmark::State& state) {
   const Working& w = WorkingAt(state.range(0));
   Dravix dravix;
   for (auto _ : state) {
-    if (dravix.Extract(&w.photo.shot, w.photo.truth.cornerPixels, 0, 0, 0) != 0) {
+    if (dravix.Extract(&w.photo.shot, w.photo.truth.cornerPixels, 0, 0, 0) != DRAVIX_OK) {
       state.SkipWithError("not measured");
     }
   }
@@ -72,7 +74,7 @@ void Luminance(benchmark::State& state) {
   const Working& w = WorkingAt(state.range(0));
   Dravix dravix = w.dravix;
   for (auto _ : state) {
-    if (dravix.CalLum(w.image, w.mask, w.rect) != 0) state.SkipWithError("not measured");
+    if (dravix.CalLum(w.image, w.mask, w.rect) != DRAVIX_OK) state.SkipWithError("not measured");
   }
 }
 

@@ -1,9 +1,11 @@
-/// Sweeps the region's parameters over simulated screens: how far are the corners from the truth?
+/// region_defaults [scenes]: prints the evidence for the defaults of the region's parameters.
 ///
-/// region_defaults [scenes]: one parameter at a time, the others at their defaults. Errors are root
-/// mean squares over the four corners of a scene, in pixels. `found` counts the scenes whose
-/// corners were found; `good` those of them within the goal. First, without a camera, the corners
-/// of skewed quadrilaterals set by hand.
+/// It tries many values of one parameter at a time, with the others at their defaults, on simulated
+/// screens (60 unless another number is given) and prints how far the corners are from the truth.
+/// The error of a scene is the root mean square over its four corners, in pixels. `found` counts
+/// the scenes whose corners were found and `good` those of them whose error is within the goal. The
+/// first lines are about skewed quadrilaterals that are set by hand, without any photograph.
+#include <dravix/dravix.h>
 #include <dravix/region.h>
 
 #include <algorithm>
@@ -26,8 +28,9 @@ using dravix::sim::Photograph;
 using dravix::sim::Quad;
 using dravix::sim::RmsError;
 
-constexpr double kGoal = 2.0;  // pixels
+constexpr double kGoal = 2.0;  // pixels that the corners of a scene may be off
 
+/// A way to set the region before its corners are refined.
 struct Method {
   const char* name;
   std::function<std::int32_t(RegionOI&, const Photograph&)> set;
@@ -40,6 +43,7 @@ const std::array<Method, 3> kMethods = {
         return region.ManualSet(photo.shot.image.size(), photo.truth.cornerPixels);
       }}}};
 
+/// Prints how many of the scenes were found and how large their errors are.
 void PrintErrors(std::vector<double> errors, std::size_t scenes, double goal) {
   const auto good =
       std::count_if(errors.begin(), errors.end(), [goal](double error) { return error <= goal; });
@@ -55,7 +59,8 @@ void PrintErrors(std::vector<double> errors, std::size_t scenes, double goal) {
   std::printf("\n");
 }
 
-/// The error of each scene whose corners the method and GetPrecision4Corner find.
+/// The error of every scene whose region the method finds and whose corners GetPrecision4Corner
+/// finds.
 std::vector<double> Errors(const std::vector<Photograph>& photos, const Method& method,
                            const RegionOI& parameters) {
   std::vector<double> errors;
@@ -63,20 +68,22 @@ std::vector<double> Errors(const std::vector<Photograph>& photos, const Method& 
     RegionOI region = parameters;
     region.SetShot(&photo.shot);
     std::vector<cv::Point> corners;
-    if (method.set(region, photo) != 0) continue;
-    if (region.GetPrecision4Corner(corners) != 0) continue;
+    if (method.set(region, photo) != DRAVIX_OK) continue;
+    if (region.GetPrecision4Corner(corners) != DRAVIX_OK) continue;
     errors.push_back(RmsError(corners, photo.truth.corners));
   }
   return errors;
 }
 
+/// A lit area set by hand, in a frame of its own.
 struct Quadrilateral {
   cv::Size frame;
   std::vector<cv::Point> corners;
 };
 
-/// Rectangles of 250 to 700 px a side whose corners are moved by up to `skew` of a side, those that
-/// are still convex, in order and 250 px long on every side, `margin` px from the frame's border.
+/// Fifty rectangles of 250 to 700 pixels a side whose corners are moved by up to the share `skew`
+/// of a side. Those that are no longer convex, whose corners change their order or that have a side
+/// of less than 250 pixels are left out. All lie `margin` pixels from the border of their frame.
 std::vector<Quadrilateral> Skewed(double skew, int margin) {
   constexpr std::size_t kCount = 50;
   constexpr double kShortest = 250;
@@ -104,8 +111,9 @@ std::vector<Quadrilateral> Skewed(double skew, int margin) {
   return all;
 }
 
+/// Prints one line for each value of cornerQualityLevel.
 void SweepSkewed(double skew, int margin) {
-  constexpr double kSkewedGoal = 4.0;  // pixels
+  constexpr double kSkewedGoal = 4.0;  // pixels that the corners of a quadrilateral may be off
   const std::vector<Quadrilateral> all = Skewed(skew, margin);
   for (const float quality : {0.06F, 0.1F, 0.15F, 0.2F}) {
     std::vector<double> errors;
@@ -114,7 +122,7 @@ void SweepSkewed(double skew, int margin) {
       region.cornerQualityLevel = quality;
       region.ManualSet(area.frame, area.corners);
       std::vector<cv::Point> found;
-      if (region.GetPrecision4Corner(found) != 0) continue;
+      if (region.GetPrecision4Corner(found) != DRAVIX_OK) continue;
       Quad truth;
       std::copy(area.corners.begin(), area.corners.end(), truth.begin());
       errors.push_back(RmsError(found, truth));
@@ -125,7 +133,7 @@ void SweepSkewed(double skew, int margin) {
   }
 }
 
-/// One line for each method and value.
+/// Prints one line for each method and each value of one parameter.
 template <class Value>
 void Sweep(const std::vector<Photograph>& photos, const char* name, Value RegionOI::*parameter,
            const std::vector<Value>& values) {

@@ -1,4 +1,4 @@
-/// AlgoLog functions that say nothing, for programs whose log lines would be counted or in the way.
+/// AlgoLog functions that say nothing, for programs whose output or timing log lines would disturb.
 #include <dravix/algolog.h>
 
 void AlgoLogError(const char* /*format*/, ...) {}

@@ -1,4 +1,4 @@
-/// Blocks as outlines of a binary picture.
+/// Blocks found as outlines in a black-and-white picture.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -8,36 +8,36 @@
 
 namespace dravix::checkerboard {
 
-/// Blocks of one colour touch at their corners: they are eroded apart, and rectangles are given
-/// back the border that erosion took.
+/// Lengths in working-image pixels.
 struct SearchParams {
-  int kernel = 11;     ///< side of the square that closes, opens and erodes; odd
-  double minArea = 0;  ///< of a block's rectangle, pixels
-  double maxArea = 0;
+  int kernel = 0;      ///< side of the square that closes, opens and erodes; odd
+  double minArea = 0;  ///< smaller rectangles, in pixels, are no blocks
+  double maxArea = 0;  ///< larger ones neither
 };
 
-/// What one search found.
-struct Found {
+/// What one search found, each block as its bounding rectangle.
+struct FoundBlocks {
   std::vector<cv::Rect> lit;
   std::vector<cv::Rect> dark;
   std::vector<CheckerboardDetector::Rejected> rejected;
 };
 
-/// Up to three searches in one binary picture, `lit`, 255 where a block is lit. Before each but the
-/// first what is left is dilated: blocks that erosion left in pieces grow together again. Only what
-/// lies inside `mask` counts.
+/// Up to three searches in one black-and-white picture, `lit`, which is 255 where a block is lit.
+/// Only what lies inside `mask` counts; both are CV_8UC1 of one size. Before the second and the
+/// third search, what erosion left is dilated, so that blocks in pieces grow together again.
 class CellSearch {
  public:
   static constexpr int kSearches = 3;
 
   CellSearch(const cv::Mat& lit, const cv::Mat& mask, const SearchParams& params);
-  [[nodiscard]] Found Next();
+  /// The next search.
+  [[nodiscard]] FoundBlocks Next();
 
  private:
   SearchParams params_;
-  cv::Mat lit_;   ///< eroded apart
-  cv::Mat dark_;  ///< likewise
-  int taken_;     ///< pixels that erosion took on each side
+  cv::Mat lit_;   ///< lit blocks, eroded until they no longer touch
+  cv::Mat dark_;  ///< dark blocks, likewise
+  int taken_;     ///< pixels by which erosion has moved each side of a block inward
   bool begun_ = false;
 };
 

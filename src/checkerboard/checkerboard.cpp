@@ -1,3 +1,10 @@
+// The order of the steps, each of which has a file of its own. Both photographs are warped into the
+// working image (rectified). The measured one, in which all LEDs are lit, gives the lit area
+// (led_area). Inside it, the checkerboard is binarized and searched for blocks in several ways
+// (binarize, cell_search), until the blocks found fill the grid (grid); otherwise the search with
+// the fewest missing ones counts, and those are inferred. Finally the edges between blocks are
+// placed by the light on either side (block_edges), and the cells by the edges and the mask's
+// outline (cell_placing).
 #include "checkerboard/checkerboard.h"
 
 #include <dravix/algolog.h>
@@ -10,28 +17,31 @@
 #include <optional>
 #include <utility>
 
-#include "checkerboard/binarise.h"
+#include "checkerboard/binarize.h"
 #include "checkerboard/block_edges.h"
+#include "checkerboard/cell_placing.h"
 #include "checkerboard/cell_search.h"
 #include "checkerboard/grid.h"
+#include "checkerboard/grid_view.h"
 #include "checkerboard/led_area.h"
-#include "checkerboard/precision.h"
 #include "checkerboard/rectified.h"
 
 namespace board = dravix::checkerboard;
 
 namespace {
 
-/// Of a block's shorter side: enough to part blocks that touch at their corners, little enough to
-/// leave a last column of a quarter of a block. Good from 26 to 500 pixels a side; 0.2 is not.
+/// Side of the structuring element as a share of a block's shorter side. Blocks that touch at their
+/// corners must be separated, and a last column of a quarter of a block must survive that: 0.15
+/// does both for blocks of 26 to 500 pixels a side, and 0.2 already loses the narrow column.
 constexpr double kKernelShare = 0.15;
-constexpr int kSmallestKernel = 3;
-/// How far beyond a border block its outline is looked for.
-constexpr double kReach = 0.2;  // blocks
+constexpr int kSmallestKernel = 3;  // pixels; the next smaller odd one, 1, would do nothing
+/// How far beyond a border block the mask's outline is looked for, in blocks. The lens and a wide
+/// blur move it less than this, and farther out there is nothing of the screen.
+constexpr double kReach = 0.2;
 
-/// Rectangles in the grid.
+/// The blocks that one search found, matched to the grid.
 struct Attempt {
-  std::vector<cv::Rect> rects;  ///< the first litCount of them lit
+  std::vector<cv::Rect> rects;  ///< the first litCount of them are lit
   std::size_t litCount = 0;
   board::Placement placement;
   std::vector<CheckerboardDetector::Rejected> rejected;
@@ -69,8 +79,9 @@ std::vector<cv::Rect> Joined(const std::vector<cv::Rect>& lit, const std::vector
 /// The attempts of one detection: what they share, and the best of them.
 class Search {
  public:
-  /// `part` of the working image holds the LED area and what the steps see of its surroundings;
-  /// `scratch`: pictures of its size that are no longer needed.
+  /// `part` of the working image holds the lit area and what the steps see of its surroundings;
+  /// nothing else is looked at. `scratch` are two pictures of the working image's size that may be
+  /// overwritten.
   Search(const CheckerboardDetector& d, const board::Rectified& pictures,
          const board::RectifyParams& params, const cv::Rect& part,
          const std::array<cv::Mat, 2>& scratch)
@@ -82,18 +93,19 @@ class Search {
         quotient_(board::Quotient(pictures_, mask_, scratch[0](part))),
         scratch_(scratch[1](part)) {}
 
-  /// Level by level, each with the full and with the smallest erosion, until every block is found;
-  /// else the attempt with the fewest missing. Empty when none fits the grid.
+  /// Tries every way to binarize, each with the full and with the smallest erosion, until all
+  /// blocks are found; otherwise the attempt with the fewest missing ones counts. Empty when none
+  /// fits the grid.
   std::optional<Attempt> Best() {
-    for (const board::Level level : board::kLevels) {
-      TryAll(board::Binarised(level, pictures_, quotient_, params_, scratch_));
+    for (const board::Binarization way : board::kBinarizations) {
+      TryAll(board::Binarized(way, pictures_, quotient_, params_, scratch_));
       if (Complete()) break;
     }
     return best_;
   }
 
-  /// What the very first search found, for the picture of a detection that failed.
-  const board::Found& First() const { return first_; }
+  /// What the very first search found, to be shown in the picture of a detection that failed.
+  const board::FoundBlocks& FirstFound() const { return firstFound_; }
 
  private:
   bool Complete() const { return best_ && best_->placement.missing == 0; }
@@ -107,8 +119,8 @@ class Search {
     const board::SearchParams search{kernel, detector_.minCellArea, detector_.maxCellArea};
     board::CellSearch cells(lit, mask_, search);
     for (int i = 0; i < board::CellSearch::kSearches; ++i) {
-      const board::Found found = InWorkingImage(cells.Next());
-      if (!seen_) first_ = found;
+      const board::FoundBlocks found = InWorkingImage(cells.Next());
+      if (!seen_) firstFound_ = found;
       seen_ = true;
       auto attempt = Placed(found);
       if (attempt && (!best_ || attempt->placement.missing < best_->placement.missing)) {
@@ -118,25 +130,25 @@ class Search {
     }
   }
 
-  board::Found InWorkingImage(board::Found found) const {
+  board::FoundBlocks InWorkingImage(board::FoundBlocks found) const {
     for (cv::Rect& r : found.lit) r += part_.tl();
     for (cv::Rect& r : found.dark) r += part_.tl();
     for (CheckerboardDetector::Rejected& r : found.rejected) r.rect += part_.tl();
     return found;
   }
 
-  /// What one search found, in the grid; empty when it does not fit.
-  std::optional<Attempt> Placed(const board::Found& found) const {
+  /// What one search found, matched to the grid; empty when it does not fit.
+  std::optional<Attempt> Placed(const board::FoundBlocks& found) const {
     Attempt attempt{Joined(found.lit, found.dark), found.lit.size(), {}, found.rejected};
     auto placement = board::PlaceInGrid(attempt.rects, attempt.litCount,
                                         {detector_.gridColumns, detector_.gridRows}, params_.cell,
                                         detector_.mask);
     if (!placement) return std::nullopt;
     attempt.placement = std::move(*placement);
-    for (const std::size_t i : attempt.placement.noPlace) {
+    for (const std::size_t i : attempt.placement.wrongColor) {
       attempt.rejected.push_back({attempt.rects[i], "no place"});
     }
-    for (const std::size_t i : attempt.placement.twice) {
+    for (const std::size_t i : attempt.placement.beaten) {
       attempt.rejected.push_back({attempt.rects[i], "twice"});
     }
     return attempt;
@@ -150,7 +162,7 @@ class Search {
   cv::Mat quotient_;
   cv::Mat scratch_;
   std::optional<Attempt> best_;
-  board::Found first_;
+  board::FoundBlocks firstFound_;
   bool seen_ = false;
 };
 
@@ -195,6 +207,8 @@ std::int32_t CheckerboardDetector::SetParam(cv::Size gridSize, cv::Size imageSiz
   const double w = imageSize.width;
   const double h = imageSize.height;
   cellArea = w * h * areaScale * areaScale / gridColumns / gridRows;
+  // Blur and a low threshold may make a bright block half again as long each way; a narrow last
+  // block has, after erosion, only a small part of the area of a whole one.
   maxCellArea = cellArea * 1.5 * 1.5;
   minCellArea = cellArea * 0.5 * 0.5 * 0.3;
   halfCellHeight = h * areaScale / gridRows * 0.5;
@@ -214,7 +228,8 @@ std::int32_t CheckerboardDetector::checkerboard() {
   if (gridColumns < 1 || gridRows < 1) return NoGrid();
 
   const board::RectifyParams params = ParamsOf(*this);
-  const board::Rectified pictures = board::Rectify(checkerboardShot->image, shot->image, params);
+  const board::Rectified pictures =
+      board::WarpForDetection(checkerboardShot->image, shot->image, params);
   rectified = board::EightBits(pictures.board);
   std::array<cv::Mat, 2> scratch = pictures.Scratch();
   if (!board::AnythingLit(rectified, params, scratch[0])) return NoArea();
@@ -227,8 +242,8 @@ std::int32_t CheckerboardDetector::checkerboard() {
                 scratch);
   auto best = search.Best();
   if (!best) {
-    contourRectangles = Joined(search.First().lit, search.First().dark);
-    rejected = search.First().rejected;
+    contourRectangles = Joined(search.FirstFound().lit, search.FirstFound().dark);
+    rejected = search.FirstFound().rejected;
     return NoGrid();
   }
   contourRectangles = std::move(best->rects);
@@ -246,17 +261,16 @@ std::int32_t CheckerboardDetector::checkborderPrision() {
   const std::int32_t code = checkerboard();
   if (code != DRAVIX_OK) return code;
 
-  const board::Grid grid{{gridColumns, gridRows}, contourRectangles, cellIndex};
+  const cv::Size size(gridColumns, gridRows);
   const cv::Size2d cell = ExpectedCell(*this);
   const cv::Size reach(std::max(kSmallestKernel, static_cast<int>(kReach * cell.width)),
                        std::max(kSmallestKernel, static_cast<int>(kReach * cell.height)));
-  cells = board::PlacedCells(grid, reach, mask, outlineExcess);
-  // Only now: blocks are placed by the outline as it was found.
+  cells = board::PlacedCells({size, contourRectangles, cellIndex}, reach, mask, outlineExcess);
+  // The mask is filled only now, because blocks are placed by the outline as it was found.
   for (int row = 0; row < gridRows; ++row) {
     for (int column = 0; column < gridColumns; ++column) {
-      const auto place = static_cast<std::size_t>(row) * static_cast<std::size_t>(gridColumns) +
-                         static_cast<std::size_t>(column);
-      if (board::IsBorder(grid, column, row)) board::FillEmptyColumns(cells[place], mask);
+      if (!board::IsBorder(size, column, row)) continue;
+      board::FillEmptyColumns(cells[board::GridIndex(column, row, gridColumns)], mask);
     }
   }
   return DRAVIX_OK;

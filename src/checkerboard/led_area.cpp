@@ -1,11 +1,18 @@
+// The input is the working image of the screen with all LEDs lit. A first search takes the largest
+// outline above one threshold (Otsu's). Vignetting and gradients shift such an outline, so in a
+// second step the outline is cut where the light falls to a share of the level inside around there;
+// the profile across the first outline says which share. The output is the mask of the area,
+// filled, its bounding rectangle and how far its outline still lies too far out. Only the
+// surroundings of the first outline are looked at again: a part of the screen that is more than a
+// block away from it is not found, and neither is one outside the expected rectangle.
 #include "checkerboard/led_area.h"
 
 #include <array>
 #include <climits>
 #include <opencv2/imgproc.hpp>
 
-#include "checkerboard/edge_share.h"
 #include "checkerboard/local_level.h"
+#include "checkerboard/outline_profile.h"
 #include "image/binary.h"
 #include "image/lit_area.h"
 #include "image/picture.h"
@@ -13,8 +20,8 @@
 namespace dravix::checkerboard {
 namespace {
 
-/// The largest outline of `lit`, filled into `mask`, in which `lit` stands at `at`. Its bounding
-/// rectangle; empty, and the mask as it was, when there is none.
+/// Fills the largest outline of `lit` into `mask`, in which `lit` stands at `at`. Its bounding
+/// rectangle; when there is no outline, this is empty and the mask stays as it was.
 cv::Rect FillLargest(const cv::Mat& lit, cv::Point at, cv::Mat& mask) {
   const image::Contours outlines = image::OuterContours(lit);
   if (outlines.empty()) return {};
@@ -25,7 +32,7 @@ cv::Rect FillLargest(const cv::Mat& lit, cv::Point at, cv::Mat& mask) {
   return cv::boundingRect(outlines[largest]) + at;
 }
 
-/// `whole` without `core`: above, below, left, right of it.
+/// `whole` without `core`, as the strips above, below, left and right of it.
 std::array<cv::Rect, 4> Around(const cv::Rect& whole, const cv::Rect& core) {
   const cv::Point end = whole.br();
   const cv::Point coreEnd = core.br();
@@ -35,13 +42,14 @@ std::array<cv::Rect, 4> Around(const cv::Rect& whole, const cv::Rect& core) {
           cv::Rect(coreEnd.x, core.y, end.x - coreEnd.x, core.height)};
 }
 
-/// What is brighter than a share of the level around, gaps closed, specks removed. Only the outline
-/// is looked at: `core` is inside for sure, and nothing lies outside `whole`.
+/// Finds what is brighter than a share of the level around, closes its gaps and removes specks.
 class AboveShare {
  public:
+  /// The result is written into `lit`.
   AboveShare(const cv::Mat& measured, const LevelMap& level, double share, cv::Mat& lit)
       : measured_(measured), level_(level), share_(share), lit_(lit) {}
 
+  /// Looks only between `core`, which is lit for sure, and `whole`, outside of which nothing is.
   void FillIn(const cv::Rect& whole, const cv::Rect& core, int kernel) {
     if (core.empty()) {
       Compare(whole);
@@ -70,6 +78,7 @@ class AboveShare {
     lit.setTo(0, level <= 0);
   }
 
+  /// A strip as it would be had the whole picture been cleaned.
   cv::Mat Cleaned(const cv::Rect& strip, const cv::Rect& whole, int kernel) const {
     if (strip.empty()) return {};
     const cv::Size reach = CleaningReach(kernel);
@@ -86,15 +95,15 @@ class AboveShare {
   cv::Mat& lit_;
 };
 
-/// The same area with its outline where the light falls to a share of the level around there:
-/// vignetting and gradients shift the outline that one level for the whole picture gives.
+/// The area of a first search, whose bounding rectangle is `first`, with its outline moved to where
+/// the light falls to a share of the level around there.
 Area AtLocalLevel(const cv::Mat& measured, const cv::Rect& first, const RectifyParams& params,
                   cv::Mat& mask, cv::Mat& scratch) {
   const InnerArea inner = InnerOf(mask, first, params.cell);
   const LevelMap level = LocalLevel(measured, inner, params.cell);
-  const Edge edge{measured, mask, first, level, params.cell};
-  const double rise = MeasuredRise(edge);
-  const double share = MeasuredOutline(edge, rise).share;
+  const OutlineInput outline{measured, mask, first, level, params.cell};
+  const double rise = MeasuredRise(outline);
+  const double share = MeasuredOutline(outline, rise).share;
 
   const cv::Size window(static_cast<int>(params.cell.width), static_cast<int>(params.cell.height));
   const cv::Rect expected = ExpectedArea(params);
@@ -106,7 +115,8 @@ Area AtLocalLevel(const cv::Mat& measured, const cv::Rect& first, const RectifyP
   const cv::Rect seen = whole & expected;
   const cv::Rect box = FillLargest(scratch(seen), seen.tl(), mask);
   if (box.empty()) return {first, {}};
-  // What is left comes from the closing, which bridges the gaps between the outermost LEDs.
+  // The excess that is left comes from the closing, which bridges the gaps between the outermost
+  // LEDs.
   return {box, MeasuredOutline({measured, mask, box, level, params.cell}, rise).excess};
 }
 

@@ -1,4 +1,4 @@
-/// Where the LEDs are in the working image.
+/// Where the lit area is in the working image.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -8,13 +8,15 @@
 
 namespace dravix::checkerboard {
 
+/// What is known of the lit area beside its mask.
 struct Area {
-  cv::Rect box;  ///< bounding rectangle; empty when nothing is lit
-  Sides excess;  ///< pixels that the outline lies too far out
+  cv::Rect box;  ///< the mask's bounding rectangle; empty when nothing is lit
+  Sides excess;  ///< pixels by which the mask's outline lies too far out
 };
 
-/// The LED area: the largest lit outline, filled with 255 into `mask`, which is CV_8UC1 of the
-/// picture's size and otherwise becomes 0. `scratch` is a picture of that kind for reuse, or empty.
+/// Finds the lit area in `measured` and fills it with 255 into `mask`, which is CV_8UC1 of the
+/// picture's size and becomes 0 elsewhere; when nothing is lit, the mask stays as it was. `scratch`
+/// is an 8-bit picture of that size for reuse, or empty.
 [[nodiscard]] Area LedArea(const cv::Mat& measured, const RectifyParams& params, cv::Mat& mask,
                            cv::Mat& scratch);
 

@@ -1,3 +1,10 @@
+// The input is the picture of the screen with all LEDs lit and the mask of a first search. The
+// level at a place is the mean of the pixels within half a block that surely belong to the screen:
+// those of the mask without the strip along its outline, where the light is still rising. Dividing
+// a box filter of the masked picture by that of the mask itself gives this mean, also near the
+// outline, where only a part of the window is inside. The output is a map of the levels, several
+// times smaller than the picture. It is too coarse to show single LEDs, and more than half a block
+// outside the area it knows nothing.
 #include "checkerboard/local_level.h"
 
 #include <algorithm>
@@ -5,24 +12,22 @@
 #include <opencv2/imgproc.hpp>
 
 #include "checkerboard/rectified.h"
+#include "checkerboard/shrink.h"
 
 namespace dravix::checkerboard {
 namespace {
 
-/// A blur of a third of a block makes the outline's edge rise over a sixth of one on either side.
-constexpr double kRising = 0.2;  // blocks
-/// As long as a block keeps enough pixels in the small picture.
-constexpr int kLargestShrink = 8;
+/// Width of the strip along the outline that is left out, in blocks. A blur of a third of a block
+/// makes the edge rise over a sixth of one on either side; this leaves a little room.
+constexpr double kRising = 0.2;
+/// Pixels that a block's shorter side keeps in the map: enough for a strip of one pixel.
 constexpr double kShrunkenCell = 6;
 constexpr double kHalf = 0.5;
-constexpr double kEnough = 0.02;  // of the window, that must be inside the area
+/// Share of the window that must be inside the area. A mean over less would be that of a few pixels
+/// at a corner of the window.
+constexpr double kEnough = 0.02;
 
-int ShrinkFor(cv::Size2d cell) {
-  const double room = std::min(cell.width, cell.height) / kShrunkenCell;
-  return std::clamp(static_cast<int>(room), 1, kLargestShrink);
-}
-
-/// `box` and the window around it, in whole pixels of the small picture.
+/// `box` and the window around it, cut to whole pixels of the smaller picture.
 cv::Rect WholePixels(const cv::Rect& box, cv::Size2d cell, int shrink, cv::Size picture) {
   const cv::Size window(static_cast<int>(cell.width) + shrink,
                         static_cast<int>(cell.height) + shrink);
@@ -32,7 +37,7 @@ cv::Rect WholePixels(const cv::Rect& box, cv::Size2d cell, int shrink, cv::Size 
   return part;
 }
 
-/// Zeros outside the picture.
+/// The part of `picture` that begins at `origin`, shrunk to the size `small`.
 cv::Mat Shrunken(const cv::Mat& picture, cv::Point origin, cv::Size small, int shrink) {
   const cv::Rect part(origin, small * shrink);
   cv::Mat shrunken;
@@ -43,9 +48,10 @@ cv::Mat Shrunken(const cv::Mat& picture, cv::Point origin, cv::Size small, int s
 }  // namespace
 
 InnerArea InnerOf(const cv::Mat& mask, const cv::Rect& box, cv::Size2d cell) {
-  const int shrink = std::min({ShrinkFor(cell), mask.cols, mask.rows});
+  const int shrink = std::min({ShrinkFor(cell, kShrunkenCell), mask.cols, mask.rows});
   const cv::Rect part = WholePixels(box, cell, shrink, mask.size());
   InnerArea inner{Shrunken(mask, part.tl(), part.size() / shrink, shrink), shrink, part.tl()};
+  // Only pixels that are all inside the mask count.
   cv::threshold(inner.small, inner.small, 254, 255, cv::THRESH_BINARY);
   const auto side = [&](double length) {
     return 2 * static_cast<int>(kRising * length / shrink) + 1;
@@ -75,7 +81,8 @@ LevelMap LocalLevel(const cv::Mat& picture, const InnerArea& inner, cv::Size2d c
 }
 
 cv::Mat LevelMap::In(const cv::Rect& part) const {
-  // One pixel of the map around it, so that all of it lies between pixels.
+  // The map's pixels that cover the part and one more on each side, so that every pixel of the part
+  // lies between the centers of two of the map's and is interpolated as it is in the whole map.
   const auto down = [&](int x) { return (x >= 0 ? x : x - shrink + 1) / shrink - 1; };
   const cv::Point first(down(part.x - origin.x), down(part.y - origin.y));
   const cv::Point past(down(part.br().x - 1 - origin.x) + 3, down(part.br().y - 1 - origin.y) + 3);
@@ -90,6 +97,8 @@ cv::Mat LevelMap::In(const cv::Rect& part) const {
 }
 
 double LevelMap::At(cv::Point place) const {
+  // Bilinear between the map's pixels. Their centers lie half a pixel of the map from its origin,
+  // and those of the working image's pixels half a pixel of that.
   const double x = (place.x - origin.x + kHalf) / shrink - kHalf;
   const double y = (place.y - origin.y + kHalf) / shrink - kHalf;
   const cv::Point first(static_cast<int>(std::floor(x)), static_cast<int>(std::floor(y)));
@@ -104,6 +113,8 @@ double LevelMap::At(cv::Point place) const {
 }
 
 cv::Rect RectangleInside(const InnerArea& inner) {
+  // From the bounding rectangle, every side that is not all inside moves in by one pixel, until all
+  // four are.
   cv::Rect r = cv::boundingRect(inner.small);
   const auto full = [&](const cv::Rect& line) {
     return cv::countNonZero(inner.small(line)) == line.area();

@@ -5,33 +5,34 @@
 
 namespace dravix::checkerboard {
 
-/// Levels change slowly: they are kept in a picture `shrink` times smaller.
+/// Levels in a picture that is `shrink` times smaller than the working image, since they change
+/// slowly.
 struct LevelMap {
   cv::Mat small;     ///< CV_32FC1; 0 where nothing of the screen is near
-  int shrink = 1;    ///< pixels of the working image along one of the map's
+  int shrink = 1;    ///< side of the square of working-image pixels that is one pixel of the map
   cv::Point origin;  ///< of the map, in the working image
 
   /// The levels of a part of the working image, CV_32FC1, of its size; 0 outside the map.
   [[nodiscard]] cv::Mat In(const cv::Rect& part) const;
-  /// The level of one pixel.
+  /// The level at one pixel of the working image; 0 outside the map.
   [[nodiscard]] double At(cv::Point place) const;
 };
 
-/// The area of a mask without the part along its outline where a defocused edge is still rising, in
-/// a picture `shrink` times smaller.
+/// The area of a mask without the strip along its outline in which a defocused edge is still
+/// rising, in a picture that is `shrink` times smaller.
 struct InnerArea {
-  cv::Mat small;  ///< CV_8UC1, 255 inside
-  int shrink = 1;
-  cv::Point origin;
+  cv::Mat small;     ///< CV_8UC1, 255 inside
+  int shrink = 1;    ///< side of the square of working-image pixels that is one pixel of `small`
+  cv::Point origin;  ///< of `small`, in the working image
 };
 
-/// `box` is the mask's bounding rectangle, `cell` the expected size of a block.
+/// `box` is the mask's bounding rectangle and `cell` the expected size of a block.
 [[nodiscard]] InnerArea InnerOf(const cv::Mat& mask, const cv::Rect& box, cv::Size2d cell);
 
-/// Mean of `picture` inside the area over a window of about one block.
+/// The mean of `picture` inside the area over a window of the size of a block.
 [[nodiscard]] LevelMap LocalLevel(const cv::Mat& picture, const InnerArea& inner, cv::Size2d cell);
 
-/// A rectangle of the working image that lies in the area, as large as its shape allows; empty when
+/// A rectangle of the working image that lies in the area, as large as its shape allows. Empty when
 /// the area has holes or is too small.
 [[nodiscard]] cv::Rect RectangleInside(const InnerArea& inner);
 

@@ -1,3 +1,9 @@
+// The input is two photographs and the perspective that maps them to the working image. Both are
+// warped and smoothed, so that the gaps between LEDs do not stand out; from here on, the screen is
+// an upright rectangle in the middle, whose place is known but for what the lens bends. The first
+// question to that picture is answered here too: what of it is brighter than one threshold, once
+// gaps are closed and specks removed. The output is both pictures, and this lit part. One threshold
+// is not exact at the outline where the light falls off; later steps refine it.
 #include "checkerboard/rectified.h"
 
 #include <algorithm>
@@ -10,11 +16,17 @@
 namespace dravix::checkerboard {
 namespace {
 
-constexpr int kSmoothing = 5;  // side of the Gaussian, pixels
-/// Beyond the expected rectangle the lens may still move the outline a little; 1 % keeps such
-/// outlines and cuts off reflections beside the screen.
+/// Side of the Gaussian, in pixels. Its sigma is larger, so it is nearly the mean of 5 x 5 pixels:
+/// enough against noise and the finest structure of the LEDs, and too small to round off the
+/// corners of small blocks.
+constexpr int kSmoothing = 5;
+/// Margin around the expected rectangle, as a share of the working image. The lens may move the
+/// outline outward a little; 1 % keeps such outlines, and more would let in reflections beside the
+/// screen.
 constexpr double kClipMargin = 0.01;
-constexpr int kBand = 256;  // rows looked at together
+/// Rows that are searched for light together. The first of them usually have some, so that the rest
+/// of a large picture need not be looked at.
+constexpr int kBand = 256;
 
 void Warp(const cv::Mat& image, const RectifyParams& params, cv::Mat& warped) {
   cv::warpPerspective(image, warped, params.transform, params.imageSize, cv::INTER_CUBIC,
@@ -29,9 +41,11 @@ cv::Mat Smoothed(const cv::Mat& picture, float sigma) {
 
 }  // namespace
 
-Rectified Rectify(const cv::Mat& board, const cv::Mat& measured, const RectifyParams& params) {
+Rectified WarpForDetection(const cv::Mat& board, const cv::Mat& measured,
+                           const RectifyParams& params) {
   const bool wide = board.type() == CV_16UC1 && measured.type() == CV_16UC1;
-  cv::Mat warped;  // once for both: the memory of large pictures costs as much as many a step
+  // One buffer for both, since new memory for a large picture takes as long as many a step.
+  cv::Mat warped;
   const auto ready = [&](const cv::Mat& image) {
     Warp(image, params, warped);
     return Smoothed(wide ? warped : EightBits(warped), params.blurSigma);
@@ -39,16 +53,17 @@ Rectified Rectify(const cv::Mat& board, const cv::Mat& measured, const RectifyPa
   Rectified both;
   both.board = ready(board);
   both.measured = ready(measured);
-  both.spare = warped;
+  both.warpBuffer = warped;
   return both;
 }
 
 std::array<cv::Mat, 2> Rectified::Scratch() const {
   const cv::Size size = board.size();
-  if (spare.size() != size || spare.elemSize() < 2 || !spare.isContinuous()) {
+  if (warpBuffer.size() != size || warpBuffer.elemSize() < 2 || !warpBuffer.isContinuous()) {
     return {cv::Mat(size, CV_8UC1), cv::Mat(size, CV_8UC1)};
   }
-  return {cv::Mat(size, CV_8UC1, spare.data), cv::Mat(size, CV_8UC1, spare.data + size.area())};
+  return {cv::Mat(size, CV_8UC1, warpBuffer.data),
+          cv::Mat(size, CV_8UC1, warpBuffer.data + size.area())};
 }
 
 cv::Mat EightBits(const cv::Mat& picture) { return image::ToImage(picture, 0, 1); }
@@ -67,21 +82,21 @@ cv::Rect GrownInside(const cv::Rect& r, cv::Size by, cv::Size picture) {
   return cv::Rect(r.tl() - cv::Point(by), r.br() + cv::Point(by)) & cv::Rect({}, picture);
 }
 
-cv::Mat LitParts(cv::Mat& grey, const RectifyParams& params) {
-  image::BinarizeByOtsu(grey, grey);
+cv::Mat LitParts(cv::Mat& gray, const RectifyParams& params) {
+  image::BinarizeByOtsu(gray, gray);
   const cv::Rect area = ExpectedArea(params);
-  const cv::Rect around = GrownInside(area, CleaningReach(params.kernel), grey.size());
-  cv::Mat lit = grey(around);
+  const cv::Rect around = GrownInside(area, CleaningReach(params.kernel), gray.size());
+  cv::Mat lit = gray(around);
   image::CloseThenOpen(lit, params.kernel);
-  return grey(area);
+  return gray(area);
 }
 
-bool AnythingLit(const cv::Mat& grey, const RectifyParams& params, cv::Mat& scratch) {
-  image::BinarizeByOtsu(grey, scratch);
+bool AnythingLit(const cv::Mat& gray, const RectifyParams& params, cv::Mat& scratch) {
+  image::BinarizeByOtsu(gray, scratch);
   const cv::Rect area = ExpectedArea(params);
   for (int y = area.y; y < area.br().y; y += kBand) {
     const cv::Rect band(area.x, y, area.width, std::min(kBand, area.br().y - y));
-    const cv::Rect around = GrownInside(band, CleaningReach(params.kernel), grey.size());
+    const cv::Rect around = GrownInside(band, CleaningReach(params.kernel), gray.size());
     cv::Mat lit = scratch(around).clone();
     image::CloseThenOpen(lit, params.kernel);
     if (cv::countNonZero(lit(band - around.tl())) > 0) return true;

@@ -12,14 +12,15 @@
 
 namespace {
 
-// Blue, green, red.
+// Colors as blue, green, red.
 const cv::Scalar kCell(0, 220, 0);        // a block as it will be measured
-const cv::Scalar kMatched(255, 160, 0);   // the outline it was found by
-const cv::Scalar kInferred(0, 220, 255);  // taken from its neighbours
-const cv::Scalar kRejected(60, 60, 255);
-const cv::Scalar kArea(255, 0, 255);  // outline of the LED area
+const cv::Scalar kMatched(255, 160, 0);   // the rectangle that it was found by
+const cv::Scalar kInferred(0, 220, 255);  // one that was taken from its neighbors
+const cv::Scalar kRejected(60, 60, 255);  // a contour that was no block
+const cv::Scalar kArea(255, 0, 255);      // the outline of the lit area
 const cv::Scalar kShadow(0, 0, 0);
-constexpr double kReadable = 900;  // smaller pictures are enlarged to about this, for the text
+/// Pictures whose shorter side has fewer pixels are enlarged to about this, so that the text fits.
+constexpr double kReadable = 900;
 constexpr int kMostEnlarged = 4;
 
 /// The picture under the marks, and how much it was enlarged.
@@ -32,15 +33,15 @@ struct Canvas {
   }
 };
 
-/// The rectified checkerboard; before the detection has made it, the shot as it is.
+/// The rectified checkerboard or, before a detection has made it, the shot as it is.
 Canvas CanvasOf(const CheckerboardDetector& d) {
-  cv::Mat grey = d.rectified;
-  if (grey.empty()) grey = dravix::checkerboard::EightBits(d.checkerboardShot->image);
+  cv::Mat gray = d.rectified;
+  if (gray.empty()) gray = dravix::checkerboard::EightBits(d.checkerboardShot->image);
   Canvas canvas;
-  const int shorter = std::max(1, std::min(grey.cols, grey.rows));
+  const int shorter = std::max(1, std::min(gray.cols, gray.rows));
   canvas.scale = std::clamp(static_cast<int>(kReadable / shorter), 1, kMostEnlarged);
-  cv::resize(grey, grey, {}, canvas.scale, canvas.scale, cv::INTER_NEAREST);
-  cv::cvtColor(grey, canvas.picture, cv::COLOR_GRAY2BGR);
+  cv::resize(gray, gray, {}, canvas.scale, canvas.scale, cv::INTER_NEAREST);
+  cv::cvtColor(gray, canvas.picture, cv::COLOR_GRAY2BGR);
   return canvas;
 }
 
@@ -51,7 +52,8 @@ void Write(const std::string& text, cv::Point at, double size, const cv::Scalar&
   cv::putText(picture, text, at, cv::FONT_HERSHEY_SIMPLEX, size, color, 1, cv::LINE_AA);
 }
 
-/// As large as fits into `width` pixels, within what is legible and what is not clumsy.
+/// The font scale at which the text fits into `width` pixels, as far as it is neither illegible nor
+/// clumsy.
 double TextSize(const std::string& text, int width) {
   int baseline = 0;
   const cv::Size one = cv::getTextSize(text, cv::FONT_HERSHEY_SIMPLEX, 1.0, 1, &baseline);
@@ -73,7 +75,7 @@ void DrawContours(const CheckerboardDetector& d, Canvas& canvas) {
     cv::rectangle(canvas.picture, box, kRejected, 1);
     Write(r.reason, {box.x + 2, box.y + box.height - 4}, 0.4, kRejected, canvas.picture);
   }
-  // A rectangle without a place in the grid was found, but there is no grid.
+  // After a failure nothing was inferred, and all rectangles are those of contours.
   for (std::size_t i = 0; i < d.contourRectangles.size(); ++i) {
     const bool inferred = d.inferredFrom > 0 && i >= d.inferredFrom;
     cv::rectangle(canvas.picture, canvas.At(d.contourRectangles[i]),
@@ -95,7 +97,7 @@ void DrawCells(const CheckerboardDetector& d, Canvas& canvas) {
   }
 }
 
-/// What the colours mean and how far the detection came.
+/// What the colors mean and how far the detection came.
 void DrawLegend(const CheckerboardDetector& d, Canvas& canvas) {
   const auto found =
       std::count_if(d.cells.begin(), d.cells.end(), [](const cv::Rect& r) { return !r.empty(); });

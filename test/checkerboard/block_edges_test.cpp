@@ -14,7 +14,8 @@ constexpr int kSide = 40;
 cv::Rect Block(int c, int r) { return {30 + kSide * c, 30 + kSide * r, kSide, kSide}; }
 bool Lit(int c, int r) { return (c + r) % 2 == 0; }
 
-/// A defocused checkerboard whose lit blocks differ, on a screen that falls off to the right.
+/// A defocused checkerboard whose lit blocks differ, on a screen whose light falls off to the
+/// right.
 struct Board {
   Board() {
     cv::Mat screen = cv::Mat::zeros(240, 280, CV_32FC1);
@@ -24,7 +25,7 @@ struct Board {
         index.push_back(static_cast<std::int32_t>(found.size()));
         screen(Block(c, r)).setTo(8000);
         if (Lit(c, r)) blocks(Block(c, r)).setTo(2000 + 1500 * ((c + 2 * r) % 5));
-        // As found: bright blocks are too large, dark ones too small.
+        // As a search finds them: lit blocks too large, dark ones too small.
         const int by = Lit(c, r) ? 3 : -3;
         const cv::Rect b = Block(c, r);
         found.push_back({b.x - by, b.y - by, b.width + 2 * by, b.height + 2 * by});
@@ -36,11 +37,6 @@ struct Board {
     }
     screen.convertTo(pictures.measured, CV_16U);
     blocks.convertTo(pictures.board, CV_16U);
-  }
-  /// Both lights of some LEDs.
-  void Kill(const cv::Rect& part) {
-    pictures.board(part).setTo(0);
-    pictures.measured(part).setTo(0);
   }
   std::vector<cv::Rect> Placed() const {
     std::vector<cv::Rect> rects = found;
@@ -66,25 +62,25 @@ struct Board {
   std::vector<std::int32_t> index;
 };
 
-TEST(PlaceEdges, PutsEdgesWhereBlocksOfAnyLevelMeet) {
+TEST(PlaceEdges, PutsEdgesWhereBlocksMeetWhateverTheirLevels) {
   const Board board;
   Board::ExpectInner(board.Placed(), 1);
 }
 
-TEST(PlaceEdges, LeavesOuterEdges) {
+TEST(PlaceEdges, LeavesOuterEdgesAsFound) {
   const Board board;
   const auto rects = board.Placed();
   EXPECT_EQ(rects.front().tl(), board.found.front().tl());
   EXPECT_EQ(rects.back().br(), board.found.back().br());
 }
 
-TEST(PlaceEdges, BesideADeadBlockFollowsTheLine) {
+TEST(PlaceEdges, EdgesBesideADeadBlockFollowTheOthersOfTheirLine) {
   Board board;
   board.pictures.board(Block(2, 2)).setTo(0);
   Board::ExpectInner(board.Placed(), 2);
 }
 
-TEST(PlaceEdges, ADarkBoardStaysAsFound) {
+TEST(PlaceEdges, BlocksOfADarkBoardStayAsFound) {
   Board board;
   board.pictures.board.setTo(0);
   EXPECT_EQ(board.Placed(), board.found);
@@ -96,7 +92,7 @@ TEST(PlaceEdges, BlocksBeyondThePictureStayAsFound) {
   EXPECT_EQ(board.Placed(), board.found);
 }
 
-TEST(PlaceEdges, EightBitsDoAsWell) {
+TEST(PlaceEdges, WorksOnEightBitPicturesToo) {
   Board board;
   board.pictures.board.convertTo(board.pictures.board, CV_8U, 1 / 40.0);
   board.pictures.measured.convertTo(board.pictures.measured, CV_8U, 1 / 40.0);

@@ -11,7 +11,7 @@ namespace {
 
 using ::testing::UnorderedElementsAreArray;
 
-/// Four by three blocks of 30 pixels from (50, 50), the first lit.
+/// Four by three blocks of 30 pixels, the first one at (50, 50) and lit.
 struct Picture {
   Picture() {
     mask(cv::Rect(50, 50, 120, 90)).setTo(255);
@@ -29,32 +29,32 @@ struct Picture {
   std::vector<cv::Rect> darkBlocks;
 };
 
-std::vector<Found> SearchCells(const cv::Mat& lit, const cv::Mat& mask,
-                               const SearchParams& params) {
+std::vector<FoundBlocks> SearchCells(const cv::Mat& lit, const cv::Mat& mask,
+                                     const SearchParams& params) {
   CellSearch search(lit, mask, params);
-  std::vector<Found> searches;
+  std::vector<FoundBlocks> searches;
   for (int i = 0; i < CellSearch::kSearches; ++i) searches.push_back(search.Next());
   return searches;
 }
 
-TEST(CellSearch, PartsBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
+TEST(CellSearch, SeparatesBlocksThatTouchAtCornersAndGivesThemTheirSizeBack) {
   const Picture picture;
   const auto searches = SearchCells(picture.lit, picture.mask, {5, 68, 2000});
   ASSERT_EQ(searches.size(), 3U);
-  for (const Found& found : searches) {
+  for (const FoundBlocks& found : searches) {
     EXPECT_THAT(found.dark, UnorderedElementsAreArray(picture.darkBlocks));
     EXPECT_EQ(found.lit.size(), picture.litBlocks.size());
     EXPECT_TRUE(found.rejected.empty());
   }
-  // Outside, lit blocks end where the mask does before they are eroded a second time.
+  // A lit block at the border of the screen gets its own size back, too.
   EXPECT_EQ(searches[0].lit.size(), 6U);
   EXPECT_NE(std::find(searches[0].lit.begin(), searches[0].lit.end(), cv::Rect(110, 50, 30, 30)),
             searches[0].lit.end());
 }
 
-TEST(CellSearch, SaysWhatIsTooSmallAndTooLarge) {
+TEST(CellSearch, RejectsWhatIsTooSmallOrTooLargeAndSaysSo) {
   const Picture picture;
-  for (const Found& found : SearchCells(picture.lit, picture.mask, {5, 1e6, 1e9})) {
+  for (const FoundBlocks& found : SearchCells(picture.lit, picture.mask, {5, 1e6, 1e9})) {
     EXPECT_TRUE(found.lit.empty());
     EXPECT_EQ(found.rejected.size(), 12U);
     EXPECT_STREQ(found.rejected[0].reason, "too small");
@@ -63,7 +63,7 @@ TEST(CellSearch, SaysWhatIsTooSmallAndTooLarge) {
   EXPECT_STREQ(searches[0].rejected[0].reason, "too large");
 }
 
-TEST(CellSearch, BlocksThatHangTogetherAreNoRectangle) {
+TEST(CellSearch, RejectsBlocksThatHangTogetherAsNoRectangle) {
   Picture picture;
   for (const int r : {0, 1}) picture.lit(cv::Rect(65 + 30 * r, 65 + 30 * r, 30, 30)).setTo(255);
   const auto searches = SearchCells(picture.lit, picture.mask, {3, 68, 1e6});
@@ -79,10 +79,10 @@ TEST(CellSearch, LooksOnlyInsideTheMask) {
   EXPECT_EQ(searches[0].lit.size(), 6U);
 }
 
-TEST(CellSearch, AnEmptyMaskHasNoCells) {
+TEST(CellSearch, FindsNothingInAnEmptyMask) {
   const Picture picture;
   const cv::Mat none = cv::Mat::zeros(picture.lit.size(), CV_8UC1);
-  for (const Found& found : SearchCells(picture.lit, none, {5, 68, 2000})) {
+  for (const FoundBlocks& found : SearchCells(picture.lit, none, {5, 68, 2000})) {
     EXPECT_TRUE(found.lit.empty());
     EXPECT_TRUE(found.dark.empty());
   }

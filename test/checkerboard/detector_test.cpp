@@ -1,3 +1,4 @@
+#include <dravix/dravix.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -54,31 +55,31 @@ TEST(CheckerboardDetector, RemembersBothShots) {
   const Shot board;
   const Shot measured;
   CheckerboardDetector d;
-  EXPECT_EQ(d.SetImage(&board, &measured), 0);
+  EXPECT_EQ(d.SetImage(&board, &measured), DRAVIX_OK);
   EXPECT_EQ(d.checkerboardShot, &board);
   EXPECT_EQ(d.shot, &measured);
   EXPECT_THAT(log.Infos(), ElementsAre("CheckerboardDetector::SetImage"));
   EXPECT_THAT(log.Errors(), IsEmpty());
 }
 
-TEST(CheckerboardDetector, RefusesAMissingShotAndKeepsTheOldOnes) {
+TEST(CheckerboardDetector, RefusesAMissingShotAndKeepsTheEarlierOnes) {
   const Shot a;
   const Shot b;
   CheckerboardDetector d;
   d.SetImage(&a, &b);
   LogCapture log;
-  EXPECT_EQ(d.SetImage(nullptr, &a), 1);
-  EXPECT_EQ(d.SetImage(&b, nullptr), 1);
+  EXPECT_EQ(d.SetImage(nullptr, &a), DRAVIX_NULL_ARGUMENT);
+  EXPECT_EQ(d.SetImage(&b, nullptr), DRAVIX_NULL_ARGUMENT);
   EXPECT_EQ(d.checkerboardShot, &a);
   EXPECT_EQ(d.shot, &b);
   EXPECT_THAT(log.Errors(), ElementsAre("CheckerboardDetector::SetImage--Error :: input nullptr.",
                                         "CheckerboardDetector::SetImage--Error :: input nullptr."));
 }
 
-TEST(CheckerboardDetector, ComputesTheFiltersOfFourByThreeOnAThousandBySixHundred) {
+TEST(CheckerboardDetector, SetsTheAreaLimitsByTheExpectedCell) {
   LogCapture log;
   CheckerboardDetector d;
-  EXPECT_EQ(d.SetParam({4, 3}, {1000, 600}, cv::Mat::eye(3, 3, CV_64FC1)), 0);
+  EXPECT_EQ(d.SetParam({4, 3}, {1000, 600}, cv::Mat::eye(3, 3, CV_64FC1)), DRAVIX_OK);
   EXPECT_NEAR(d.cellArea, 36125, 1e-6);
   EXPECT_NEAR(d.maxCellArea, 81281.25, 1e-6);
   EXPECT_NEAR(d.minCellArea, 2709.375, 1e-6);
@@ -101,37 +102,37 @@ TEST(CheckerboardDetector, CopiesTheTransform) {
   EXPECT_EQ(d.transform.at<double>(0, 0), 1);
 }
 
-TEST(CheckerboardDetector, ParametersWithoutSenseEndInACode) {
+TEST(CheckerboardDetector, AnswersGridsAndSizesOfZeroOrLessWithACode) {
   const Subject subject(SmallScene());
   for (const cv::Size grid : {cv::Size(0, 0), cv::Size(-3, 4), cv::Size(4, -1), cv::Size(6, 0)}) {
     CheckerboardDetector d;
     d.SetImage(&subject.board, &subject.measured.shot);
-    EXPECT_EQ(d.SetParam(grid, subject.working, subject.transform), 0);
+    EXPECT_EQ(d.SetParam(grid, subject.working, subject.transform), DRAVIX_OK);
     EXPECT_TRUE(d.cells.empty());
     LogCapture log;
-    EXPECT_EQ(d.checkborderPrision(), 300);
+    EXPECT_EQ(d.checkborderPrision(), DRAVIX_NO_GRID);
     EXPECT_THAT(log.Errors(), ElementsAre(kNoGrid));
   }
   for (const cv::Size size : {cv::Size(0, 0), cv::Size(-5, 100), cv::Size(100, 0)}) {
     CheckerboardDetector d;
     d.SetImage(&subject.board, &subject.measured.shot);
-    EXPECT_EQ(d.SetParam({6, 4}, size, subject.transform), 0);
-    EXPECT_EQ(d.checkborderPrision(), 200);
+    EXPECT_EQ(d.SetParam({6, 4}, size, subject.transform), DRAVIX_OK);
+    EXPECT_EQ(d.checkborderPrision(), DRAVIX_NO_LED_AREA);
   }
 }
 
-TEST(CheckerboardDetector, MissingInputEndsInACode) {
+TEST(CheckerboardDetector, AnswersMissingInputWithNoLedArea) {
   const Subject subject(SmallScene());
   CheckerboardDetector d;
-  EXPECT_EQ(d.checkerboard(), 200);
+  EXPECT_EQ(d.checkerboard(), DRAVIX_NO_LED_AREA);
   d.SetImage(&subject.board, &subject.measured.shot);
-  EXPECT_EQ(d.checkerboard(), 200);
+  EXPECT_EQ(d.checkerboard(), DRAVIX_NO_LED_AREA);
   d.SetParam({6, 4}, subject.working, cv::Mat());
-  EXPECT_EQ(d.checkerboard(), 200);
+  EXPECT_EQ(d.checkerboard(), DRAVIX_NO_LED_AREA);
   const Shot empty;
   d.SetParam({6, 4}, subject.working, subject.transform);
   d.SetImage(&empty, &subject.measured.shot);
-  EXPECT_EQ(d.checkerboard(), 200);
+  EXPECT_EQ(d.checkerboard(), DRAVIX_NO_LED_AREA);
 }
 
 // --- detection ---
@@ -143,7 +144,7 @@ TEST(CheckerboardDetector, FindsEveryBlockOfASmallScreen) {
     const Subject subject(scene);
     CheckerboardDetector d = subject.Prepared();
     LogCapture log;
-    ASSERT_EQ(d.checkborderPrision(), 0);
+    ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
     EXPECT_LT(WorstBound(d, subject), 1.5);
     EXPECT_THAT(log.Errors(), IsEmpty());
     EXPECT_THAT(log.Infos(), ElementsAre("CheckerboardDetector::checkborderPrision",
@@ -151,10 +152,10 @@ TEST(CheckerboardDetector, FindsEveryBlockOfASmallScreen) {
   }
 }
 
-TEST(CheckerboardDetector, IndexesARectangleForEveryPlace) {
+TEST(CheckerboardDetector, IndexesARectangleForEveryBlock) {
   const Subject subject(SmallScene());
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkerboard(), 0);
+  ASSERT_EQ(d.checkerboard(), DRAVIX_OK);
   ASSERT_EQ(d.cellIndex.size(), 25U);
   EXPECT_EQ(d.cellIndex.back(), -1);
   for (std::size_t i = 0; i < 24; ++i) {
@@ -166,60 +167,60 @@ TEST(CheckerboardDetector, IndexesARectangleForEveryPlace) {
   }
 }
 
-TEST(CheckerboardDetector, FillsTheMaskWithTheLedArea) {
+TEST(CheckerboardDetector, FillsTheMaskWithTheLitArea) {
   const Subject subject(SmallScene());
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkerboard(), 0);
+  ASSERT_EQ(d.checkerboard(), DRAVIX_OK);
   const cv::Rect2d whole = subject.TrueCell(0) | subject.TrueCell(23);
   EXPECT_NEAR(cv::countNonZero(d.mask) / whole.area(), 1, 0.02);
 }
 
-TEST(CheckerboardDetector, ADarkCheckerboardGivesNoArea) {
+TEST(CheckerboardDetector, FindsNoLitAreaOnADarkCheckerboard) {
   Subject subject(SmallScene());
   subject.board.image.setTo(0);
   CheckerboardDetector d = subject.Prepared();
   LogCapture log;
-  EXPECT_EQ(d.checkborderPrision(), 200);
+  EXPECT_EQ(d.checkborderPrision(), DRAVIX_NO_LED_AREA);
   EXPECT_THAT(log.Errors(), ElementsAre(kNoArea));
 }
 
-TEST(CheckerboardDetector, ADarkMeasuredShotGivesNoArea) {
+TEST(CheckerboardDetector, FindsNoLitAreaInADarkMeasuredShot) {
   Subject subject(SmallScene());
   subject.measured.shot.image.setTo(0);
   CheckerboardDetector d = subject.Prepared();
   LogCapture log;
-  EXPECT_EQ(d.checkborderPrision(), 200);
+  EXPECT_EQ(d.checkborderPrision(), DRAVIX_NO_LED_AREA);
   EXPECT_THAT(log.Errors(), ElementsAre(kNoArea));
 }
 
-TEST(CheckerboardDetector, AnotherGridIsRefused) {
+TEST(CheckerboardDetector, RefusesAGridThatTheScreenDoesNotHave) {
   const Subject subject(SmallScene());
   for (const cv::Size grid : {cv::Size(5, 4), cv::Size(7, 4), cv::Size(6, 3), cv::Size(6, 5),
                               cv::Size(4, 6), cv::Size(3, 2), cv::Size(12, 8), cv::Size(100, 80)}) {
     CheckerboardDetector d = subject.Prepared(grid);
     LogCapture log;
-    EXPECT_EQ(d.checkborderPrision(), 300) << grid;
+    EXPECT_EQ(d.checkborderPrision(), DRAVIX_NO_GRID) << grid;
     EXPECT_THAT(log.Errors(), ElementsAre(kNoGrid));
   }
 }
 
-TEST(CheckerboardDetector, AScreenWithoutPatternIsRefused) {
+TEST(CheckerboardDetector, RefusesAScreenWithoutPattern) {
   const Subject subject(SmallScene());
   CheckerboardDetector d;
   d.SetImage(&subject.measured.shot, &subject.measured.shot);
   d.SetParam({6, 4}, subject.working, subject.transform);
-  EXPECT_EQ(d.checkborderPrision(), 300);
+  EXPECT_EQ(d.checkborderPrision(), DRAVIX_NO_GRID);
 }
 
-TEST(CheckerboardDetector, AGridOfOneAlongAnAxisEndsInACode) {
+TEST(CheckerboardDetector, RefusesAGridOfOneRowOrColumnThatIsNotThere) {
   const Subject subject(SmallScene());
   for (const cv::Size grid : {cv::Size(1, 1), cv::Size(1, 4), cv::Size(6, 1)}) {
     CheckerboardDetector d = subject.Prepared(grid);
-    EXPECT_EQ(d.checkborderPrision(), 300) << grid;
+    EXPECT_EQ(d.checkborderPrision(), DRAVIX_NO_GRID) << grid;
   }
 }
 
-TEST(CheckerboardDetector, ASingleRowOfBlocksIsFoundWhereThereIsOne) {
+TEST(CheckerboardDetector, FindsASingleRowOfBlocks) {
   sim::Scene scene = SmallScene();
   scene.screen.ledWidth = 80;
   scene.screen.ledHeight = 16;
@@ -227,73 +228,73 @@ TEST(CheckerboardDetector, ASingleRowOfBlocksIsFoundWhereThereIsOne) {
   const Subject subject(scene);
   ASSERT_EQ(subject.measured.truth.grid, cv::Size(5, 1));
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkborderPrision(), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
   EXPECT_LT(WorstBound(d, subject), 2);
 }
 
-TEST(CheckerboardDetector, ADeadBlockIsInferredWithItsNeighbours) {
+TEST(CheckerboardDetector, InfersADeadBlockWithItsNeighbors) {
   sim::Scene scene = SmallScene();
   scene.checkerboard.deadBlock = {2, 2};
   const Subject subject(scene);
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkborderPrision(), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
   EXPECT_LT(WorstBound(d, subject), 2.5);
   EXPECT_LT(d.inferredFrom, d.contourRectangles.size());
 }
 
-TEST(CheckerboardDetector, TooManyDeadBlocksAreRefused) {
+TEST(CheckerboardDetector, RefusesAScreenWithTooManyDeadBlocks) {
   Subject subject(SmallScene());
   const cv::Size size = subject.board.image.size();
   subject.board.image(cv::Rect(0, 0, size.width, size.height / 2)).setTo(16);
   CheckerboardDetector d = subject.Prepared();
-  EXPECT_EQ(d.checkborderPrision(), 300);
+  EXPECT_EQ(d.checkborderPrision(), DRAVIX_NO_GRID);
   EXPECT_FALSE(d.contourRectangles.empty());
 }
 
-TEST(CheckerboardDetector, LitLevelsThatDifferByThreeAreFound) {
+TEST(CheckerboardDetector, FindsLitBlocksWhoseLevelsDifferByAFactorOfThree) {
   sim::Scene scene = SmallScene();
   scene.checkerboard.levelRatio = 3;
   const Subject subject(scene);
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkborderPrision(), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
   EXPECT_LT(WorstBound(d, subject), 2.5);
 }
 
-TEST(CheckerboardDetector, AReflectionBesideTheScreenDoesNotDisturb) {
+TEST(CheckerboardDetector, IgnoresAReflectionBesideTheScreen) {
   sim::Scene scene = SmallScene();
   scene.sensor.margin = 90;
   scene.reflection = {2.0, {40, 120}, 35};
   const Subject subject(scene);
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkborderPrision(), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
   EXPECT_LT(WorstBound(d, subject), 1.5);
 }
 
-TEST(CheckerboardDetector, EightBitAndColourPicturesAreTakenToo) {
+TEST(CheckerboardDetector, TakesEightBitColorPicturesToo) {
   Subject subject(SmallScene());
-  cv::Mat grey;
-  subject.board.image.convertTo(grey, CV_8U, 255.0 / 4095);
-  cv::merge(std::vector<cv::Mat>{grey, grey, grey}, subject.board.image);
+  cv::Mat gray;
+  subject.board.image.convertTo(gray, CV_8U, 255.0 / 4095);
+  cv::merge(std::vector<cv::Mat>{gray, gray, gray}, subject.board.image);
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkborderPrision(), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
   EXPECT_LT(WorstBound(d, subject), 2);
 }
 
-TEST(CheckerboardDetector, ASecondRunGivesTheSameCells) {
+TEST(CheckerboardDetector, FindsTheSameCellsInASecondRun) {
   const Subject subject(SmallScene());
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkborderPrision(), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
   const std::vector<cv::Rect> first = d.cells;
-  ASSERT_EQ(d.checkborderPrision(), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
   EXPECT_EQ(d.cells, first);
 }
 
-TEST(CheckerboardDetector, AFailedRunForgetsTheRunBefore) {
+TEST(CheckerboardDetector, ForgetsTheRunBeforeWhenItFails) {
   Subject subject(SmallScene());
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkborderPrision(), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
   subject.board.image.setTo(0);
-  EXPECT_EQ(d.checkborderPrision(), 200);
+  EXPECT_EQ(d.checkborderPrision(), DRAVIX_NO_LED_AREA);
   EXPECT_TRUE(d.contourRectangles.empty());
   EXPECT_THAT(d.cellIndex, ::testing::Each(-1));
 }

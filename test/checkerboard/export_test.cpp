@@ -1,3 +1,4 @@
+#include <dravix/dravix.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -18,10 +19,11 @@ int CountOf(const cv::Mat& picture, const cv::Scalar& color) {
   return cv::countNonZero(same);
 }
 
-TEST(ExportCheckerboardResult, WithoutACheckerboardShotAnswersOne) {
+TEST(ExportCheckerboardResult, WithoutACheckerboardShotIsRefused) {
   const TempDir dir;
   LogCapture log;
-  EXPECT_EQ(CheckerboardDetector().ExportCheckerboardResult(dir.File("a.png")), 1);
+  EXPECT_EQ(CheckerboardDetector().ExportCheckerboardResult(dir.File("a.png")),
+            DRAVIX_NULL_ARGUMENT);
   EXPECT_THAT(
       log.Errors(),
       ElementsAre(
@@ -29,20 +31,20 @@ TEST(ExportCheckerboardResult, WithoutACheckerboardShotAnswersOne) {
   EXPECT_TRUE(cv::imread(dir.File("a.png")).empty());
 }
 
-TEST(ExportCheckerboardResult, AnEmptyCheckerboardShotAnswersOne) {
+TEST(ExportCheckerboardResult, OfAnEmptyCheckerboardShotIsRefused) {
   const TempDir dir;
   const Shot empty;
   CheckerboardDetector d;
   d.SetImage(&empty, &empty);
-  EXPECT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), 1);
+  EXPECT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), DRAVIX_NULL_ARGUMENT);
 }
 
 TEST(ExportCheckerboardResult, PaintsCellsOverTheRectifiedPicture) {
   const TempDir dir;
   const Subject subject(SmallScene());
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkborderPrision(), 0);
-  ASSERT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
+  ASSERT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), DRAVIX_OK);
   const cv::Mat picture = cv::imread(dir.File("a.png"));
   ASSERT_FALSE(picture.empty());
   const int scale = picture.cols / subject.working.width;
@@ -52,15 +54,15 @@ TEST(ExportCheckerboardResult, PaintsCellsOverTheRectifiedPicture) {
             cv::Vec3b(0, 220, 0));
 }
 
-TEST(ExportCheckerboardResult, MarksWhatWasInferredAndRejected) {
+TEST(ExportCheckerboardResult, MarksInferredBlocksAndRejectedContours) {
   const TempDir dir;
   sim::Scene scene = SmallScene();
   scene.checkerboard.deadBlock = {2, 2};
   const Subject subject(scene);
   CheckerboardDetector d = subject.Prepared();
-  ASSERT_EQ(d.checkborderPrision(), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_OK);
   ASSERT_FALSE(d.rejected.empty());
-  ASSERT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), 0);
+  ASSERT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), DRAVIX_OK);
   const cv::Mat picture = cv::imread(dir.File("a.png"));
   EXPECT_GT(CountOf(picture, {0, 220, 255}), 0);
   cv::Mat reddish;
@@ -68,31 +70,31 @@ TEST(ExportCheckerboardResult, MarksWhatWasInferredAndRejected) {
   EXPECT_GT(cv::countNonZero(reddish), 20);
 }
 
-TEST(ExportCheckerboardResult, ShowsTheShotBeforeAnyDetection) {
+TEST(ExportCheckerboardResult, ShowsTheShotItselfBeforeAnyDetection) {
   const TempDir dir;
   const Subject subject(SmallScene());
   const CheckerboardDetector d = subject.Prepared();
-  EXPECT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), 0);
+  EXPECT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), DRAVIX_OK);
   CheckerboardDetector bare;
   bare.SetImage(&subject.board, &subject.measured.shot);
-  EXPECT_EQ(bare.ExportCheckerboardResult(dir.File("b.png")), 0);
+  EXPECT_EQ(bare.ExportCheckerboardResult(dir.File("b.png")), DRAVIX_OK);
 }
 
-TEST(ExportCheckerboardResult, AfterAFailureShowsTheContoursFound) {
+TEST(ExportCheckerboardResult, ShowsTheContoursThatAFailedDetectionFound) {
   const TempDir dir;
   const Subject subject(SmallScene());
   CheckerboardDetector d = subject.Prepared({7, 4});
-  ASSERT_EQ(d.checkborderPrision(), 300);
-  ASSERT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), 0);
+  ASSERT_EQ(d.checkborderPrision(), DRAVIX_NO_GRID);
+  ASSERT_EQ(d.ExportCheckerboardResult(dir.File("a.png")), DRAVIX_OK);
   EXPECT_GT(CountOf(cv::imread(dir.File("a.png")), {255, 160, 0}), 100);
 }
 
-TEST(ExportCheckerboardResult, APictureThatCannotBeWrittenAnswersFour) {
+TEST(ExportCheckerboardResult, SaysThatAPictureCannotBeWritten) {
   const TempDir dir;
   const Subject subject(SmallScene());
   const CheckerboardDetector d = subject.Prepared();
-  EXPECT_EQ(d.ExportCheckerboardResult(dir.File("no/such/folder/a.png")), 4);
-  EXPECT_EQ(d.ExportCheckerboardResult(dir.File("a.unknown")), 4);
+  EXPECT_EQ(d.ExportCheckerboardResult(dir.File("no/such/folder/a.png")), DRAVIX_CANNOT_WRITE);
+  EXPECT_EQ(d.ExportCheckerboardResult(dir.File("a.unknown")), DRAVIX_CANNOT_WRITE);
 }
 
 }  // namespace

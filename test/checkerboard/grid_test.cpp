@@ -11,7 +11,8 @@ namespace {
 constexpr int kCell = 40;
 const cv::Size2d kCellSize(kCell, kCell);
 
-/// A perfect board at (kCell, kCell); lit rectangles first, as the search gives them.
+/// A perfect board whose first block is at (kCell, kCell). The lit rectangles come first, as in
+/// what the search gives.
 struct Board {
   explicit Board(cv::Size size)
       : grid(size),
@@ -44,7 +45,7 @@ struct Board {
   std::size_t lit = 0;
 };
 
-TEST(PlaceInGrid, PutsEveryRectangleWhereItIs) {
+TEST(PlaceInGrid, GivesEveryBlockTheRectangleAtItsPlace) {
   const Board board({5, 4});
   const auto placement = board.Placed();
   ASSERT_TRUE(placement);
@@ -58,7 +59,7 @@ TEST(PlaceInGrid, PutsEveryRectangleWhereItIs) {
   }
 }
 
-TEST(PlaceInGrid, RefusesOtherCounts) {
+TEST(PlaceInGrid, RefusesOtherCountsOfColumnsOrRows) {
   const Board board({5, 4});
   for (const cv::Size asked : {cv::Size(4, 4), cv::Size(6, 4), cv::Size(5, 3), cv::Size(4, 5)}) {
     EXPECT_FALSE(board.Placed(asked)) << asked;
@@ -66,13 +67,13 @@ TEST(PlaceInGrid, RefusesOtherCounts) {
   EXPECT_FALSE(PlaceInGrid({}, 0, {5, 4}, kCellSize, board.mask));
 }
 
-TEST(PlaceInGrid, RefusesColoursThatDoNotAlternate) {
+TEST(PlaceInGrid, RefusesColorsThatDoNotAlternate) {
   Board board({4, 4});
   board.lit = board.rects.size();
   EXPECT_FALSE(board.Placed());
 }
 
-TEST(PlaceInGrid, AWrongColourIsMissingAndSaysSo) {
+TEST(PlaceInGrid, ARectangleOfTheWrongColorIsTakenAwayAndNamed) {
   Board board({4, 4});
   board.Remove(1, 1);
   board.rects.push_back(Board::At(1, 1));  // among the dark ones
@@ -80,10 +81,10 @@ TEST(PlaceInGrid, AWrongColourIsMissingAndSaysSo) {
   ASSERT_TRUE(placement);
   EXPECT_EQ(placement->missing, 1);
   EXPECT_EQ(placement->index[5], -1);
-  EXPECT_THAT(placement->noPlace, ::testing::ElementsAre(board.rects.size() - 1));
+  EXPECT_THAT(placement->wrongColor, ::testing::ElementsAre(board.rects.size() - 1));
 }
 
-TEST(PlaceInGrid, OfTwoAtOnePlaceTheLargerStays) {
+TEST(PlaceInGrid, OfTwoRectanglesAtOnePlaceTheLargerStays) {
   for (const int shrink : {3, -3}) {
     Board board({4, 4});
     const cv::Rect r = Board::At(2, 1);
@@ -91,13 +92,13 @@ TEST(PlaceInGrid, OfTwoAtOnePlaceTheLargerStays) {
         {r.x + shrink, r.y + shrink, r.width - 2 * shrink, r.height - 2 * shrink});
     const auto placement = board.Placed();
     ASSERT_TRUE(placement);
-    ASSERT_EQ(placement->twice.size(), 1U);
-    const std::size_t beaten = placement->twice[0];
+    ASSERT_EQ(placement->beaten.size(), 1U);
+    const std::size_t beaten = placement->beaten[0];
     EXPECT_EQ(beaten == board.rects.size() - 1, shrink > 0);
   }
 }
 
-TEST(PlaceInGrid, AQuarterMayBeMissingButNoMore) {
+TEST(PlaceInGrid, AQuarterOfTheBlocksMayBeMissingButNoMore) {
   Board board({4, 4});
   for (const cv::Point p : {cv::Point(0, 0), cv::Point(2, 0), cv::Point(1, 2), cv::Point(3, 3)}) {
     board.Remove(p.x, p.y);
@@ -116,12 +117,12 @@ TEST(PlaceInGrid, RefusesAnOuterColumnThatWasNotSeen) {
   EXPECT_FALSE(board.Placed());
 }
 
-TEST(PlaceInGrid, RefusesARowWhoseOnlyBlocksHaveTheWrongColour) {
+TEST(PlaceInGrid, RefusesARowWhoseOnlyBlockHasTheWrongColor) {
   Board board({8, 5});
   for (int c = 0; c < 8; ++c) {
     if (c != 3) board.Remove(c, 2);
   }
-  // 3, 2 is dark; it now stands among the lit ones.
+  // Block (3, 2) is dark, but now it stands among the lit ones.
   const cv::Rect odd = Board::At(3, 2);
   board.Remove(3, 2);
   board.rects.insert(board.rects.begin(), odd);
@@ -129,12 +130,13 @@ TEST(PlaceInGrid, RefusesARowWhoseOnlyBlocksHaveTheWrongColour) {
   EXPECT_FALSE(board.Placed());
 }
 
-TEST(InferMissing, TakesEdgesFromTheNearestOfTheSameColour) {
+TEST(InferMissing, TakesEdgesFromTheNearestBlocksOfTheSameColor) {
   Board board({4, 4});
   board.Remove(1, 1);
   auto placement = board.Placed();
   ASSERT_TRUE(placement);
-  // The same colour two to the right and two below, each shifted; other colours stay.
+  // The blocks of the same color two to the right and two below are shifted; the neighbors, which
+  // have the other color, are not.
   for (cv::Rect& r : board.rects) {
     if (r == Board::At(3, 1)) r += cv::Point(0, 3);
     if (r == Board::At(1, 3)) r += cv::Point(2, 0);
@@ -146,7 +148,7 @@ TEST(InferMissing, TakesEdgesFromTheNearestOfTheSameColour) {
   EXPECT_EQ(board.rects[found], Board::At(1, 1) + cv::Point(2, 3));
 }
 
-TEST(InferMissing, TakesTheOtherColourWhereThereIsNoOther) {
+TEST(InferMissing, TakesEdgesFromTheOtherColorWhereNoBlockHasTheSame) {
   Board board({2, 2});
   board.Remove(1, 1);
   auto placement = board.Placed();
@@ -155,7 +157,7 @@ TEST(InferMissing, TakesTheOtherColourWhereThereIsNoOther) {
   EXPECT_EQ(board.rects.back(), Board::At(1, 1));
 }
 
-TEST(InferMissing, LeavesWhatCannotBeInferredEmpty) {
+TEST(InferMissing, ABlockWithoutOthersToInferItFromIsEmpty) {
   std::vector<cv::Rect> rects;
   std::vector<std::int32_t> index{-1};
   InferMissing({1, 1}, rects, index);

@@ -11,7 +11,7 @@ namespace {
 
 cv::Rect BoundsOf(const cv::Mat& mask) { return cv::boundingRect(mask); }
 
-/// What LedArea fills; its box must be the mask's.
+/// What LedArea fills. Its box must be that of the mask.
 cv::Mat MaskOf(const cv::Mat& picture) {
   cv::Mat mask = cv::Mat::zeros(picture.size(), CV_8UC1);
   cv::Mat scratch;
@@ -20,7 +20,7 @@ cv::Mat MaskOf(const cv::Mat& picture) {
   return mask;
 }
 
-TEST(LedArea, IsTheScreenFilled) {
+TEST(LedArea, IsTheWholeScreenEvenWithADeadPartInside) {
   cv::Mat picture = Screen(1000);
   picture(cv::Rect(100, 100, 30, 30)).setTo(0);  // a dead part inside
   const cv::Mat mask = MaskOf(picture);
@@ -28,9 +28,9 @@ TEST(LedArea, IsTheScreenFilled) {
   EXPECT_EQ(cv::countNonZero(mask), 340 * 254);
 }
 
-TEST(LedArea, OfADarkPictureIsEmpty) { EXPECT_TRUE(BoundsOf(MaskOf(Screen(0))).empty()); }
+TEST(LedArea, IsEmptyInADarkPicture) { EXPECT_TRUE(BoundsOf(MaskOf(Screen(0))).empty()); }
 
-TEST(LedArea, EndsAtHalfTheLevelAroundAlsoWhereTheLightFallsOff) {
+TEST(LedArea, EndsAtHalfTheLevelAroundEvenWhereTheLightFallsOff) {
   cv::Mat picture;
   Screen(1000).convertTo(picture, CV_32F);
   for (int x = 0; x < picture.cols; ++x) picture.col(x) *= 1 - 0.5 * x / picture.cols;
@@ -41,7 +41,7 @@ TEST(LedArea, EndsAtHalfTheLevelAroundAlsoWhereTheLightFallsOff) {
   EXPECT_NEAR(bounds.br().x, 370, 1);
 }
 
-TEST(LedArea, ATinyPictureIsNoTrouble) {
+TEST(LedArea, ThrowsNothingForATinyPicture) {
   cv::Mat picture(4, 5, CV_16UC1, cv::Scalar(0));
   picture.at<std::uint16_t>(2, 2) = 100;
   EXPECT_NO_THROW(static_cast<void>(MaskOf(picture)));

@@ -24,18 +24,18 @@ cv::Mat Falling() {
   return picture;
 }
 
-TEST(LocalLevel, IsTheMeanInsideTheAreaAround) {
+TEST(LocalLevel, IsTheMeanOfTheAreaAroundAPlace) {
   cv::Mat picture = Falling();
   picture.setTo(50, Mask() == 0);
   const LevelMap level = LocalLevel(picture, InnerOf(Mask(), kScreen, kCell), kCell);
   const cv::Mat all = level.In({0, 0, 600, 460});
   EXPECT_NEAR(all.at<float>(230, 300), 4000 - 3 * 300, 3);
-  // At the outline, that of the part inside.
+  // At the outline, only the part inside counts.
   EXPECT_NEAR(all.at<float>(230, 62), 4000 - 3 * 62, 100);
   EXPECT_EQ(all.at<float>(5, 5), 0);
 }
 
-TEST(LocalLevel, APartIsThatPartOfTheWhole) {
+TEST(LocalLevel, OfAPartEqualsThatPartOfTheWhole) {
   const LevelMap level = LocalLevel(Falling(), InnerOf(Mask(), kScreen, kCell), kCell);
   ASSERT_GT(level.shrink, 1);
   const cv::Mat all = level.In({0, 0, 600, 460});
@@ -45,29 +45,29 @@ TEST(LocalLevel, APartIsThatPartOfTheWhole) {
   }
 }
 
-TEST(LocalLevel, OutsideTheMapIsZero) {
+TEST(LocalLevel, IsZeroOutsideTheMap) {
   const LevelMap level{cv::Mat(3, 4, CV_32FC1, cv::Scalar(7)), 1, {10, 10}};
   const cv::Mat part = level.In({8, 9, 4, 3});
   EXPECT_EQ(cv::sum(part)[0], 2 * 2 * 7);
   EXPECT_EQ(part.at<float>(1, 2), 7);
 }
 
-TEST(RectangleInside, LiesInTheAreaClearOfItsOutline) {
+TEST(RectangleInside, LiesInsideTheAreaClearOfItsOutline) {
   const cv::Rect inside = RectangleInside(InnerOf(Mask(), kScreen, kCell));
   EXPECT_EQ(inside & kScreen, inside);
   EXPECT_GE(inside.x, kScreen.x + 10);
   EXPECT_GT(inside.area(), 0.8 * kScreen.area());
 }
 
-TEST(RectangleInside, OfABentAreaIsAllInside) {
+TEST(RectangleInside, OfABentAreaLiesInsideIt) {
   cv::Mat mask = Mask();
-  cv::circle(mask, {300, -1880}, 1960, cv::Scalar(0), cv::FILLED);  // the top bends inwards
+  cv::circle(mask, {300, -1880}, 1960, cv::Scalar(0), cv::FILLED);  // the top bends inward
   const cv::Rect inside = RectangleInside(InnerOf(mask, kScreen, kCell));
   EXPECT_GT(inside.area(), 0.6 * kScreen.area());
   EXPECT_EQ(cv::countNonZero(mask(inside)), inside.area());
 }
 
-TEST(RectangleInside, OfAnAreaWithAHoleIsEmpty) {
+TEST(RectangleInside, IsEmptyForAnAreaWithAHole) {
   cv::Mat mask = Mask();
   mask(cv::Rect(290, 200, 30, 30)).setTo(0);
   EXPECT_TRUE(RectangleInside(InnerOf(mask, kScreen, kCell)).empty());

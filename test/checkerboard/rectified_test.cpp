@@ -11,11 +11,11 @@
 namespace dravix::checkerboard {
 namespace {
 
-TEST(Rectify, WarpsBicubicallyWithAReplicatedBorderAndSmooths) {
+TEST(WarpForDetection, WarpsBicubicallyWithAReplicatedBorderAndSmooths) {
   const cv::Mat photo = test::RandomMat({60, 40}, CV_16UC1, 5, 0, 4096);
   RectifyParams params = ParamsFor({80, 50});
   params.transform.at<double>(0, 2) = 7.3;
-  const Rectified both = Rectify(photo, photo * 2, params);
+  const Rectified both = WarpForDetection(photo, photo * 2, params);
   cv::Mat expected;
   cv::warpPerspective(photo, expected, params.transform, params.imageSize, cv::INTER_CUBIC,
                       cv::BORDER_REPLICATE);
@@ -24,19 +24,19 @@ TEST(Rectify, WarpsBicubicallyWithAReplicatedBorderAndSmooths) {
   EXPECT_EQ(both.measured.type(), CV_16UC1);
 }
 
-TEST(Rectify, OtherSamplesBecomeEightBitsByTheLargest) {
+TEST(WarpForDetection, TurnsOtherSamplesIntoEightBitsByTheLargest) {
   cv::Mat wide = cv::Mat::zeros(40, 60, CV_16UC1);
   wide(cv::Rect(20, 10, 20, 20)).setTo(1000);
-  cv::Mat colour(40, 60, CV_8UC3, cv::Scalar(10, 10, 10));
-  const Rectified both = Rectify(wide, colour, ParamsFor({60, 40}));
+  cv::Mat color(40, 60, CV_8UC3, cv::Scalar(10, 10, 10));
+  const Rectified both = WarpForDetection(wide, color, ParamsFor({60, 40}));
   EXPECT_EQ(both.board.type(), CV_8UC1);
   EXPECT_EQ(both.measured.type(), CV_8UC1);
   EXPECT_EQ(both.board.at<uchar>(20, 30), 255);
 }
 
-TEST(Rectified, ScratchIsTwoPicturesThatShareNothing) {
+TEST(Rectified, ScratchIsTwoPicturesThatShareNoMemoryWithTheOthers) {
   const cv::Mat photo = test::RandomMat({60, 40}, CV_16UC1, 5, 0, 4096);
-  const Rectified both = Rectify(photo, photo, ParamsFor({80, 50}));
+  const Rectified both = WarpForDetection(photo, photo, ParamsFor({80, 50}));
   const cv::Mat board = both.board.clone();
   for (const Rectified& pictures : {both, Rectified{both.board, both.measured}}) {
     auto [one, other] = pictures.Scratch();
@@ -50,18 +50,18 @@ TEST(Rectified, ScratchIsTwoPicturesThatShareNothing) {
   }
 }
 
-TEST(LitParts, IsTheExpectedAreaClosedAndOpenedAsInTheWholePicture) {
+TEST(LitParts, IsTheExpectedAreaCleanedAsInTheWholePicture) {
   cv::Mat picture = Screen(1000);
   picture(cv::Rect(2, 100, 24, 60)).setTo(3000);
-  cv::Mat grey = EightBits(picture);
+  cv::Mat gray = EightBits(picture);
   cv::Mat whole;
-  cv::threshold(grey, whole, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  cv::threshold(gray, whole, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
   image::CloseThenOpen(whole, 5);
   const RectifyParams params = ParamsFor({400, 300});
-  EXPECT_TRUE(test::SameBytes(LitParts(grey, params).clone(), whole(ExpectedArea(params)).clone()));
+  EXPECT_TRUE(test::SameBytes(LitParts(gray, params).clone(), whole(ExpectedArea(params)).clone()));
 }
 
-TEST(AnythingLit, OnlyWhereTheScreenIsExpectedAndNoSpeck) {
+TEST(AnythingLit, CountsLightWhereTheScreenIsExpectedUnlessItIsASpeck) {
   const RectifyParams params = ParamsFor({400, 300});
   cv::Mat scratch;
   EXPECT_TRUE(AnythingLit(EightBits(Screen(1000)), params, scratch));

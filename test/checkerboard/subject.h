@@ -10,7 +10,7 @@
 
 namespace dravix::test {
 
-/// 6 x 4 blocks of 8 LEDs, the last column and row narrower, a little tilted.
+/// A screen of 6 x 4 blocks of 8 LEDs, the last column and row narrower, seen a little aslant.
 inline sim::Scene SmallScene() {
   sim::Scene scene;
   scene.screen.ledWidth = 45;
@@ -21,7 +21,8 @@ inline sim::Scene SmallScene() {
   return scene;
 }
 
-/// Both photographs and their rectification; the detector refers to them.
+/// Both photographs of a scene and their rectification. Detectors refer to them and must not
+/// outlive them.
 struct Subject {
   explicit Subject(const sim::Scene& scene)
       : measured(sim::Render(scene)), board(sim::RenderCheckerboard(scene)) {
@@ -41,7 +42,7 @@ struct Subject {
   }
   CheckerboardDetector Prepared() const { return Prepared(measured.truth.grid); }
 
-  /// The true block in the working image; sides are means of two corners.
+  /// The true cell of a block. Each bound is the mean of the two corners on that side.
   cv::Rect2d TrueCell(std::size_t i) const {
     const cv::Matx33d m = transform;
     sim::Quad q = measured.truth.cells[i];

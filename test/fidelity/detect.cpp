@@ -1,6 +1,7 @@
 #include "fidelity/detect.h"
 
-#include <algorithm>
+#include <dravix/dravix.h>
+
 #include <array>
 #include <cmath>
 
@@ -11,6 +12,7 @@
 namespace dravix::fidelity {
 namespace {
 
+/// Corners in the photograph, mapped to the working image.
 sim::Quad InWorking(const sim::Quad& quad, const cv::Mat& workingFromPhoto) {
   const cv::Matx33d m = workingFromPhoto;
   sim::Quad mapped;
@@ -21,7 +23,9 @@ sim::Quad InWorking(const sim::Quad& quad, const cv::Mat& workingFromPhoto) {
   return mapped;
 }
 
-void AddErrors(const cv::Rect& cell, const sim::Quad& q, cv::Point place, Outcome& outcome) {
+/// Adds the errors of a block's four bounds. `q` is the true block in the working image and `block`
+/// its column and row.
+void AddErrors(const cv::Rect& cell, const sim::Quad& q, cv::Point block, Outcome& outcome) {
   constexpr const char* kSides[4] = {"left", "right", "top", "bottom"};
   const double errors[4] = {
       cell.x - 0.5 * (q[0].x + q[3].x), cell.x + cell.width - 0.5 * (q[1].x + q[2].x),
@@ -30,7 +34,7 @@ void AddErrors(const cv::Rect& cell, const sim::Quad& q, cv::Point place, Outcom
     const double e = errors[side];
     if (std::abs(e) > outcome.worst) {
       outcome.worst = std::abs(e);
-      outcome.where = "block " + std::to_string(place.x) + "," + std::to_string(place.y) + " " +
+      outcome.where = "block " + std::to_string(block.x) + "," + std::to_string(block.y) + " " +
                       kSides[side] + (e > 0 ? " +" : " -");
     }
     outcome.squares += e * e;
@@ -63,7 +67,7 @@ Outcome Detect(const Subject& subject, cv::Size grid) {
   Outcome outcome;
   outcome.code = detector.checkborderPrision();
   const sim::Truth& truth = subject.measured.truth;
-  if (outcome.code != 0 || grid != truth.grid) return outcome;
+  if (outcome.code != DRAVIX_OK || grid != truth.grid) return outcome;
   for (std::size_t i = 0; i < truth.cells.size(); ++i) {
     const auto at = static_cast<int>(i);
     AddErrors(detector.cells[i], InWorking(truth.cells[i], subject.workingFromPhoto),

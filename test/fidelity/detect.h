@@ -1,4 +1,4 @@
-/// One scene through the detector, compared with the truth.
+/// Runs the detector on one scene and compares what it finds with the truth.
 #pragma once
 
 #include <cstdint>
@@ -19,24 +19,28 @@ struct Subject {
   cv::Mat workingFromPhoto;
 };
 
-/// Errors of the bounds in working-image pixels: a block's left is its rectangle's x, its right
-/// x + width, and so on; the truth is the mean of the two corners of that side.
+/// What the detector answered and how far the bounds of its cells are off, in working-image pixels.
+/// The left bound of a cell is its x, the right one x + width, and so on; the truth is the mean of
+/// the two corners on that side.
 struct Outcome {
   std::int32_t code = 0;
-  double worst = 0;    ///< largest error of a bound
-  std::string where;   ///< of that bound: column, row, side and signed error
-  double squares = 0;  ///< sum of squared errors
-  int bounds = 0;
+  double worst = 0;    ///< the largest error of a bound
+  std::string where;   ///< that bound: column, row, side and the sign of its error
+  double squares = 0;  ///< the sum of the squared errors
+  int bounds = 0;      ///< the number of bounds that were compared
 
-  double Rms() const;
+  double Rms() const;  ///< root mean square of the errors; 0 without any
 };
 
+/// Takes both photographs of a scene.
 [[nodiscard]] Subject Photographed(const sim::Scene& scene);
-/// Asks for `grid` blocks; errors only where the code is 0 and the grid the scene's.
+/// Searches for a grid of that many columns and rows. There are errors only when it was found and
+/// is the grid of the scene.
 [[nodiscard]] Outcome Detect(const Subject& subject, cv::Size grid);
-/// Grids that the scene does not have: one more or less each way, swapped, half, double.
+/// Grids that a scene with this one does not have: one column or row more or less, columns and rows
+/// swapped, half and twice as many of both.
 [[nodiscard]] std::vector<cv::Size> WrongGrids(cv::Size grid);
-/// The picture that the detector paints of the scene.
+/// Writes the picture that the detector paints of the scene.
 void Paint(const Subject& subject, const std::string& fullname);
 
 }  // namespace dravix::fidelity

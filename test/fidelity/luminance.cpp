@@ -1,8 +1,8 @@
 #include "fidelity/luminance.h"
 
+#include <dravix/dravix.h>
 #include <dravix/region.h>
 
-#include <algorithm>
 #include <cmath>
 
 #include "extractor/extractor.h"
@@ -10,8 +10,12 @@
 namespace dravix::fidelity {
 namespace {
 
-constexpr int kOuter = 4;  // LEDs at each side that the pipelines fill from their neighbours
+/// LEDs at each side of the screen that are not compared: the pipelines copy them from their
+/// neighbors.
+constexpr int kOuter = 4;
 
+/// Root mean square of the differences, as a share of the mean. The unit of the luminances is free,
+/// so the gain that makes both means equal is taken out.
 std::optional<double> ErrorOf(const cv::Mat& lum, const cv::Mat& truth) {
   const cv::Rect inner(kOuter, kOuter, truth.cols - 2 * kOuter, truth.rows - 2 * kOuter);
   if (lum.size() != truth.size() || inner.width < 1 || inner.height < 1) return std::nullopt;
@@ -29,7 +33,8 @@ std::optional<double> ErrorOf(const cv::Mat& lum, const cv::Mat& truth) {
 std::optional<double> AutomaticError(const Subject& subject) {
   Dravix dravix;
   const sim::Photograph& photograph = subject.measured;
-  if (dravix.Extract(&photograph.shot, photograph.truth.cornerPixels, 0, 0, 0) != 0) return {};
+  if (dravix.Extract(&photograph.shot, photograph.truth.cornerPixels, 0, 0, 0) != DRAVIX_OK)
+    return {};
   return ErrorOf(dravix.lum, photograph.truth.luminances);
 }
 
@@ -37,21 +42,15 @@ std::optional<double> CheckerboardError(const Subject& subject) {
   Dravix dravix;
   RegionOI region;
   const sim::Photograph& photograph = subject.measured;
-  if (region.ManualSet(photograph.shot.image.size(), photograph.truth.cornerPixels) != 0) return {};
+  if (region.ManualSet(photograph.shot.image.size(), photograph.truth.cornerPixels) != DRAVIX_OK)
+    return {};
   const cv::Size grid = photograph.truth.grid;
   const cv::Size last = sim::LastBlockOf(subject.scene);
   if (dravix.ExtractPro(&photograph.shot, &subject.board, {grid.width, grid.height}, region,
-                        last.width, last.height) != 0) {
+                        last.width, last.height) != DRAVIX_OK) {
     return {};
   }
   return ErrorOf(dravix.lum, photograph.truth.luminances);
-}
-
-double Median(std::vector<double> values) {
-  if (values.empty()) return 0;
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 }  // namespace dravix::fidelity

@@ -1,19 +1,16 @@
-/// How true the luminances are, measured by either pipeline.
+/// How exactly either pipeline measures luminances.
 #pragma once
 
 #include <optional>
-#include <vector>
 
 #include "fidelity/detect.h"
 
 namespace dravix::fidelity {
 
-/// RMS error of the luminances against the truth, relative to their mean, one gain for all taken
-/// out, the outer 4 LEDs aside. Empty when the pipeline refused.
+/// Root mean square error of the luminances against the truth, as a share of their mean, without
+/// the outer 4 LEDs at each side; one gain for all LEDs is taken out first. Empty when the pipeline
+/// refused the scene.
 [[nodiscard]] std::optional<double> AutomaticError(const Subject& subject);
 [[nodiscard]] std::optional<double> CheckerboardError(const Subject& subject);
-
-/// Of values in any order; 0 of none.
-[[nodiscard]] double Median(std::vector<double> values);
 
 }  // namespace dravix::fidelity

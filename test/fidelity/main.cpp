@@ -1,10 +1,10 @@
-/// dravix-fidelity: the table of what the checkerboard detector and both pipelines reach on
-/// simulated screens, so that a change shows at once what it gains and loses.
+/// dravix-fidelity: a table of how well the checkerboard detector and both pipelines do on
+/// simulated screens, so that a change shows at once what it gains and what it loses.
 ///
-///   dravix-fidelity            all scenes
-///   dravix-fidelity --quick    every fourth scene and the hardest ones, fewer wrong grids
-///   dravix-fidelity --check    likewise any of them, and exit 1 when a goal is missed
-///   dravix-fidelity --paint DIR   also the detector's picture of every scene that is not as wanted
+///   dravix-fidelity              runs all scenes
+///   dravix-fidelity --quick      runs every fourth scene and the hardest ones, with fewer wrong
+///   grids dravix-fidelity --check      exits with 1 when a goal is missed dravix-fidelity --paint
+///   DIR  also writes the detector's picture of every scene that misses a goal
 #include <dravix/dravix.h>
 
 #include <algorithm>
@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "checkerboard/statistics.h"
 #include "fidelity/detect.h"
 #include "fidelity/luminance.h"
 #include "sim/catalogue.h"
@@ -21,13 +22,16 @@
 namespace dravix::fidelity {
 namespace {
 
-constexpr double kBoundGoal = 1.5;  // pixels
-constexpr double kRmsGoal = 0.5;    // pixels
-constexpr double kHardGoal = 0.95;  // share that succeeds or refuses with 200 or 300
+using checkerboard::Median;
 
-/// Of all scenes those whose bounds were or are the farthest from the truth: blocks of 4 LEDs with
-/// a dead one at the edge, disk defocus of about the pitch, lit levels that differ, narrow last
-/// blocks under a large blur.
+constexpr double kBoundGoal = 1.5;  // largest error of a bound, working-image pixels
+constexpr double kRmsGoal = 0.5;    // of all bounds of the plain scenes, working-image pixels
+/// Share of the hard scenes that must be found, or refused for want of a lit area or of the grid.
+constexpr double kHardGoal = 0.95;
+
+/// The scenes whose bounds have been the farthest from the truth: blocks of 4 LEDs with a dead one
+/// at the edge, disk defocus of about the pitch, lit levels that differ, narrow last blocks under a
+/// large blur.
 constexpr const char* kHardest[] = {"plain-1",      "plain-46",     "plain-49",     "contrast-2",
                                     "lit-levels-4", "lit-levels-5", "lit-levels-6", "distortion-5",
                                     "blur-1",       "blur-3",       "blur-5",       "blur-7"};
@@ -42,14 +46,14 @@ struct Options {
   std::string paint;
 };
 
-/// One line of the table.
+/// What came of the scenes of one kind: one line of the table.
 struct Family {
   std::string name;
   int scenes = 0, found = 0, noArea = 0, noGrid = 0, other = 0, within = 0;
   int wrongAsked = 0, wrongAccepted = 0;
   double worst = 0, squares = 0;
   int bounds = 0;
-  std::vector<double> automatic, checkerboard;
+  std::vector<double> automatic, checkerboard;  ///< luminance errors of either pipeline, percent
 
   double Rms() const { return bounds > 0 ? std::sqrt(squares / bounds) : 0; }
 };
@@ -83,14 +87,16 @@ void AddWrongGrids(const Subject& subject, Family& family) {
   }
 }
 
-/// The lens's vignetting is the same error for both pipelines and dead LEDs nearly so; without them
-/// the table shows what the pipelines themselves do.
+/// The scene without vignetting and dead LEDs. Vignetting is the same error for both pipelines, and
+/// a dead LED nearly so; without them the table shows what the pipelines themselves do.
 sim::Scene WithoutFalloff(sim::Scene scene) {
   scene.optics.vignetting = 0;
   scene.screen.luminance.deadShare = 0;
   return scene;
 }
 
+/// Runs every `step`-th scene and the hardest ones; every `wrongStep`-th is asked for wrong grids
+/// too.
 Family Run(const std::string& name, const std::vector<sim::Scene>& scenes, std::size_t step,
            std::size_t wrongStep, const Options& options) {
   Family family;
@@ -118,7 +124,8 @@ void Print(const Family& f) {
               f.wrongAsked, f.wrongAccepted, Median(f.automatic), Median(f.checkerboard));
 }
 
-/// RMS error of the automatic pipeline on the scenes for luminances.
+/// The errors of the automatic pipeline, in percent, on every `step`-th of the scenes for
+/// luminances; a refused scene counts as 100 %.
 std::vector<double> LuminanceErrors(std::size_t step) {
   std::vector<double> errors;
   const auto scenes = sim::LuminanceScenes();
@@ -130,6 +137,7 @@ std::vector<double> LuminanceErrors(std::size_t step) {
   return errors;
 }
 
+/// Whether all goals are reached. The plain family comes first.
 bool Reached(const std::vector<Family>& families) {
   const Family& plain = families.front();
   bool reached =
@@ -137,7 +145,8 @@ bool Reached(const std::vector<Family>& families) {
   int hard = 0;
   int good = 0;
   for (const Family& f : families) {
-    // Nowhere a wrong grid, and wherever the right one is found, its bounds as good as elsewhere.
+    // A wrong grid is accepted nowhere, and wherever the right one is found, its bounds are as
+    // exact as those of the plain scenes.
     reached = reached && f.wrongAccepted == 0 && f.within == f.found;
     if (&f == &plain) continue;
     hard += f.scenes;

@@ -1,4 +1,4 @@
-#include "checkerboard/precision.h"
+#include "checkerboard/cell_placing.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 namespace dravix::checkerboard {
 namespace {
 
-/// Three by three blocks of 20 pixels from (100, 100); tests shift what they are about.
+/// Three by three blocks of 20 pixels, the first at (100, 100). Each test shifts what it is about.
 struct Blocks {
   Blocks() {
     for (int r = 0; r < 3; ++r) {
@@ -32,20 +32,20 @@ struct Blocks {
   cv::Mat mask = cv::Mat::zeros(300, 300, CV_8UC1);
 };
 
-TEST(EstimatedCell, OfAPerfectGridIsTheBlock) {
+TEST(EstimatedCell, InAPerfectGridIsTheBlocksRectangle) {
   Blocks blocks;
   for (int r = 0; r < 3; ++r) {
     for (int c = 0; c < 3; ++c) EXPECT_EQ(EstimatedCell(blocks.Whole(), c, r), blocks.At(c, r));
   }
 }
 
-TEST(EstimatedCell, ErosionOfAllBlocksCancels) {
+TEST(EstimatedCell, ErosionOfAllBlocksCancelsOut) {
   Blocks blocks;
   for (cv::Rect& r : blocks.rects) r = {r.x + 3, r.y + 3, r.width - 6, r.height - 6};
   EXPECT_EQ(EstimatedCell(blocks.Whole(), 1, 1), cv::Rect(120, 120, 20, 20));
 }
 
-TEST(EstimatedCell, BlocksOfOneColourThatAreTooLargeCancel) {
+TEST(EstimatedCell, BlocksOfOneColorThatAreTooLargeCancelOut) {
   Blocks blocks;
   for (int r = 0; r < 3; ++r) {
     for (int c = 0; c < 3; ++c) {
@@ -58,7 +58,7 @@ TEST(EstimatedCell, BlocksOfOneColourThatAreTooLargeCancel) {
   EXPECT_EQ(EstimatedCell(blocks.Whole(), 0, 0).br(), cv::Point(120, 120));
 }
 
-TEST(EstimatedCell, AnAslantEdgeIsMetAtTheRowsMiddle) {
+TEST(EstimatedCell, AnAslantEdgeIsMetAtTheMiddleOfTheRow) {
   Blocks blocks;
   for (int c = 0; c < 3; ++c) {
     blocks.At(c, 0).x -= 4;
@@ -75,7 +75,7 @@ TEST(EstimatedCell, TruncatesTheMeanOfFourEdges) {
   EXPECT_EQ(EstimatedCell(blocks.Whole(), 1, 1).x, 121);
 }
 
-TEST(EstimatedCell, OuterBoundsAreTheBlocksOwn) {
+TEST(EstimatedCell, OuterBoundsAreThoseOfTheBlockItself) {
   Blocks blocks;
   blocks.At(0, 0) -= cv::Point(3, 5);
   blocks.At(2, 2) += cv::Size(4, 6);
@@ -96,7 +96,7 @@ TEST(EstimatedCell, ASingleBlockIsItself) {
   EXPECT_EQ(EstimatedCell({{1, 1}, rects, index}, 0, 0), rects[0]);
 }
 
-TEST(PlacedCells, InnerBlocksStay) {
+TEST(PlacedCells, InnerBlocksStayAsEstimated) {
   Blocks blocks;
   blocks.mask.setTo(0);
   EXPECT_EQ(blocks.Placed(1, 1), blocks.At(1, 1));
@@ -118,7 +118,7 @@ TEST(PlacedCells, ASingleLedThatSticksOutDoesNotMoveTheBound) {
   EXPECT_EQ(blocks.Placed(0, 0).x, 100);
 }
 
-TEST(PlacedCells, TheMasksExcessIsTakenOffEachSide) {
+TEST(PlacedCells, TheExcessOfTheMaskIsTakenOffEachSide) {
   const Blocks blocks;
   const Sides excess{2, 4, 3, 1};
   EXPECT_EQ(blocks.Placed(0, 0, excess).tl(), cv::Point(102, 103));
@@ -126,7 +126,7 @@ TEST(PlacedCells, TheMasksExcessIsTakenOffEachSide) {
   EXPECT_EQ(blocks.Placed(1, 1, excess), cv::Rect(120, 120, 20, 20));
 }
 
-TEST(PlacedCells, ABoundOffTheLineOfItsSideIsTakenFromThatLine) {
+TEST(PlacedCells, ABoundOffTheLineOfItsSideIsReplacedByThatLine) {
   std::vector<cv::Rect> rects;
   std::vector<std::int32_t> index;
   cv::Mat mask = cv::Mat::zeros(60, 300, CV_8UC1);
@@ -154,7 +154,7 @@ TEST(PlacedCells, AnEstimateOutsideTheMaskStays) {
   EXPECT_EQ(blocks.Placed(2, 2), blocks.At(2, 2));
 }
 
-TEST(FillEmptyColumns, AColumnTakesTheNearestOnesPixels) {
+TEST(FillEmptyColumns, AnEmptyColumnTakesThePixelsOfTheNearestFilledOne) {
   const cv::Mat before = (cv::Mat_<uchar>(3, 7) << 0, 0, 9, 0, 0, 0, 0,  //
                           0, 0, 9, 0, 0, 7, 0,                           //
                           0, 0, 0, 0, 0, 0, 0);
@@ -166,14 +166,14 @@ TEST(FillEmptyColumns, AColumnTakesTheNearestOnesPixels) {
   EXPECT_EQ(cv::countNonZero(mask != after), 0) << mask;
 }
 
-TEST(FillEmptyColumns, BlocksWithoutMaskAndBlocksOutsideStay) {
+TEST(FillEmptyColumns, CellsWithoutMaskAndCellsOutsideThePictureStay) {
   cv::Mat mask = cv::Mat::zeros(10, 10, CV_8UC1);
   mask.at<uchar>(9, 9) = 255;
   const cv::Mat before = mask.clone();
-  for (const cv::Rect& block :
+  for (const cv::Rect& cell :
        {cv::Rect(0, 0, 5, 5), cv::Rect(5, 5, 6, 6), cv::Rect(-1, 0, 3, 3), cv::Rect()}) {
-    FillEmptyColumns(block, mask);
-    EXPECT_EQ(cv::countNonZero(mask != before), 0) << block;
+    FillEmptyColumns(cell, mask);
+    EXPECT_EQ(cv::countNonZero(mask != before), 0) << cell;
   }
 }
 

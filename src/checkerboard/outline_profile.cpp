@@ -1,36 +1,58 @@
-#include "checkerboard/edge_share.h"
+// The input is a picture of the lit area, a mask of it and the level of the light inside. Defocus
+// moves light across the outline but loses none, so the light on a line across the outline, counted
+// in units of the level inside, is as long as the way from the true outline to the end of the
+// count. The difference to the mask is the excess, and the light at that place is the share of the
+// level at which the outline must be cut: half for a Gaussian spot, up to 0.57 for a disk about as
+// wide as the LEDs are apart, whose outline at half the level lies 1 to 2 pixels too far out. The
+// output is one share and the excess of each side, as middle means over pieces of the outline. It
+// needs a dark surround and a level that changes steadily: light of another source beside the
+// screen counts as its own, and a side with too few pieces, or too close to the frame, says
+// nothing.
+#include "checkerboard/outline_profile.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <numeric>
 #include <opencv2/imgproc.hpp>
 #include <optional>
 #include <utility>
 #include <vector>
+
+#include "checkerboard/span.h"
+#include "checkerboard/statistics.h"
 
 namespace dravix::checkerboard {
 namespace {
 
 constexpr double kHalf = 0.5;
 constexpr double kThreeQuarters = 0.75;
-/// In distances from half the level to three quarters: 2.7 sigma of a Gaussian, twice a disk's
-/// reach.
+/// How far out the light is counted, in distances from half the level to three quarters: this
+/// is 2.7 sigma of a Gaussian and 1.6 times the radius of a disk. Less would leave light uncounted,
+/// which moves the outline inward; more would count stray light.
 constexpr double kDepth = 4;
-constexpr int kSmoothing = 6;    // pixels that earlier steps add
-constexpr int kLeastDepth = 10;  // pixels
+constexpr int kSmoothing = 6;  // pixels that the smoothing and the mask's cleaning add to that
+/// Bounds of the depth, in pixels. The lower one is what a sharp edge spreads over once it is
+/// smoothed; beyond the upper one the count would only take longer.
+constexpr int kLeastDepth = 10;
 constexpr int kMostDepth = 200;
-constexpr double kRising = 0.3;  // blocks that the edge may rise over, with some room
+/// The depth to measure the rise by, in blocks. Blurs are up to a third of a block wide, so the
+/// edge rises within half of that on either side; this leaves room.
+constexpr double kRising = 0.3;
+/// Largest length of a piece along the outline, and of the flat part, in pixels: enough for a mean
+/// over several LEDs.
 constexpr int kLongestPiece = 128;
-constexpr int kLeastLines = 4;
+constexpr int kLeastLines = 4;  // lines of pixels that a piece must have
+/// Pieces that there must be for a middle mean; with fewer, a single dead LED would move it.
 constexpr std::size_t kLeastPieces = 4;
-constexpr int kWantedPieces = 8;  // of a side: twice as many as must be
+/// Pieces that a side is cut into where it is short: twice as many as there must be.
+constexpr int kWantedPieces = 8;
+/// Bounds of the share. Lenses give 0.5 to 0.57; what lies farther off was measured on noise.
 constexpr double kLeastShare = 0.35;
 constexpr double kLargestShare = 0.65;
 
-/// One side of the outline, turned so that each row crosses it; the screen lies to the right or,
-/// flipped, to the left.
+/// The surroundings of one side of the outline, turned so that each row crosses it. The screen lies
+/// to the right or, flipped, to the left.
 struct Strip {
   cv::Mat light;  // CV_16UC1
   cv::Mat mask;
@@ -38,30 +60,31 @@ struct Strip {
   cv::Rect part;  // of the working image
   bool transposed, flipped;
 
-  /// Column of the strip's part that many pixels inwards.
-  int Inwards(int distance) const { return flipped ? mask.cols - 1 - distance : distance; }
+  /// The column of the strip that lies that many pixels inward from its outer end.
+  int Inward(int distance) const { return flipped ? mask.cols - 1 - distance : distance; }
   double LevelAt(int row, int distance) const {
-    const int column = Inwards(distance);
+    const int column = Inward(distance);
     return level.At(part.tl() + (transposed ? cv::Point(row, column) : cv::Point(column, row)));
   }
 };
 
-/// How far the outline is looked at, in pixels.
+/// How far to either side of the outline the light is looked at, in pixels.
 struct Reach {
-  int depth;  ///< outside, and inside until the edge has risen
+  int depth;  ///< outside, and as far inside, where the edge is still rising
   int flat;   ///< farther inside, where the level is measured
 
   int Inside() const { return depth + flat; }
 };
 
-/// What a piece of the outline says.
+/// What one piece of the outline says.
 struct Piece {
-  double share;
-  double excess;
-  double rise;
+  double share;   ///< as in OutlineProfile
+  double excess;  ///< pixels by which the mask lies too far out here
+  double rise;    ///< pixels from half the level to three quarters
 };
 
-/// Light against the distance from the mask's outline, inwards positive, averaged over lines.
+/// The light against the distance from the mask's outline, which is positive inward, summed up over
+/// the lines of one piece.
 class Profile {
  public:
   explicit Profile(Reach reach)
@@ -69,13 +92,14 @@ class Profile {
         sum_(static_cast<std::size_t>(reach.depth) + static_cast<std::size_t>(reach.Inside()),
              0.0) {}
 
+  /// Adds one line, unless the strip ends too close to the outline.
   void Add(const Strip& strip, int row) {
     const uchar* mask = strip.mask.ptr(row);
     int edge = 0;
-    while (edge < strip.mask.cols && mask[strip.Inwards(edge)] == 0) ++edge;
+    while (edge < strip.mask.cols && mask[strip.Inward(edge)] == 0) ++edge;
     if (edge < reach_.depth || edge + reach_.Inside() > strip.mask.cols) return;
     const std::ptrdiff_t step = strip.flipped ? -1 : 1;
-    const auto* light = strip.light.ptr<std::uint16_t>(row) + strip.Inwards(edge - reach_.depth);
+    const auto* light = strip.light.ptr<std::uint16_t>(row) + strip.Inward(edge - reach_.depth);
     for (std::size_t i = 0; i < sum_.size(); ++i) {
       sum_[i] += light[step * static_cast<std::ptrdiff_t>(i)];
     }
@@ -85,15 +109,15 @@ class Profile {
 
   bool Usable() const { return lines_ >= kLeastLines && level_ > 0; }
 
-  /// Of the level inside, inwards, per pixel and relative to the level.
+  /// Change of the level per pixel inward, as a share of the level.
   double Slope() const {
     const Line flat = LevelInside();
     const double level = flat.At((reach_.depth + reach_.Inside()) / 2.0);
     return level > 0 ? flat.slope / level : 0.0;
   }
 
-  /// Where the outline that keeps all the light lies, and the light's share of the level there.
-  /// `slope` of the level, as Slope gives it.
+  /// Where the outline lies that accounts for all the light, and the light's share of the level
+  /// there. `slope` is that of the level, as Slope gives it. Empty where there is too little light.
   std::optional<Piece> Measured(double slope) const {
     if (!Usable()) return std::nullopt;
     const double dark = *std::min_element(sum_.begin(), sum_.begin() + reach_.depth);
@@ -101,8 +125,8 @@ class Profile {
     const double middle = (reach_.depth + reach_.Inside()) / 2.0;
     const double there = flat.At(middle);
     const Line inside{there * (1 - slope * middle), there * slope};
-    double filled = 0;  // by the light
-    double room = 0;    // that an edge at 0 would fill
+    double filled = 0;  // pixels that the light would fill at the full level
+    double room = 0;    // pixels that it would fill if the mask's outline were the true one
     for (int d = -reach_.depth; d < reach_.Inside(); ++d) {
       const double level = inside.At(d) - dark;
       if (level <= 0) return std::nullopt;
@@ -121,15 +145,15 @@ class Profile {
   std::size_t Index(int d) const {
     return static_cast<std::size_t>(std::ptrdiff_t{d} + reach_.depth);
   }
-  /// 0 to 1 across the flat part.
+  /// The place in the flat part, 0 at its beginning to 1 at its end.
   double Flat(int d) const { return (d + 0.5 - reach_.depth) / reach_.flat; }
-  /// 1 up to the flat part, then gently to 0, so that it does not matter whether the sum ends on an
-  /// LED or between two.
+  /// Weight of a pixel in the count: 1 up to the flat part, then gently down to 0, so that it does
+  /// not matter whether the count ends on an LED or between two.
   double Fade(int d) const {
     const double t = std::clamp(Flat(d), 0.0, 1.0);
     return 1 - t * t * (3 - 2 * t);
   }
-  /// Straight line through the flat part; its ends count little, for the same reason.
+  /// The straight line through the flat part. Its ends count little, for the same reason.
   Line LevelInside() const {
     double w = 0, wx = 0, wxx = 0, wy = 0, wxy = 0;
     for (int d = reach_.depth; d < reach_.Inside(); ++d) {
@@ -146,7 +170,8 @@ class Profile {
     const double slope = spread > 0 ? (w * wxy - wx * wy) / spread : 0.0;
     return {(wy - slope * wx) / w, slope};
   }
-  /// Between samples: the edge before pixel d lies at d, the pixel's middle half a pixel later.
+  /// The light at a place between the samples. The edge before pixel d lies at d, and the center of
+  /// the pixel half a pixel farther.
   double At(double edge) const {
     const double place = std::clamp(edge - 0.5, -1.0 * reach_.depth, reach_.depth - 1.0);
     const int before = static_cast<int>(std::floor(place));
@@ -154,9 +179,9 @@ class Profile {
     return (1 - rest) * sum_[Index(before)] + rest * sum_[Index(before + 1)];
   }
 
-  /// From half the level to three quarters.
+  /// The way from half the level to three quarters.
   double Rise(double dark) const { return Crossing(dark, kThreeQuarters) - Crossing(dark, kHalf); }
-  /// Where the light first reaches a share of the level, from outside.
+  /// Where the light, coming from outside, first reaches a share of the level.
   double Crossing(double dark, double share) const {
     const double wanted = dark + share * (level_ - dark);
     double before = dark;
@@ -176,17 +201,14 @@ class Profile {
   int lines_ = 0;
 };
 
-/// Mean of the middle half: as deaf to a few dead LEDs as the median, and steadier.
-double MiddleMean(std::vector<double> values, double otherwise) {
-  if (values.size() < kLeastPieces) return otherwise;
-  std::sort(values.begin(), values.end());
-  const auto quarter = static_cast<std::ptrdiff_t>(values.size() / 4);
-  const double sum = std::accumulate(values.begin() + quarter, values.end() - quarter, 0.0);
-  return sum / static_cast<double>(static_cast<std::ptrdiff_t>(values.size()) - 2 * quarter);
+/// The middle mean of enough values, else `otherwise`.
+double MiddleMeanOr(double otherwise, std::vector<double> values) {
+  return values.size() < kLeastPieces ? otherwise : MiddleMean(std::move(values));
 }
 
+/// Cuts one side into pieces of up to `longest` pixels and adds what each of them says.
 void AddPieces(const Strip& strip, int longest, Reach reach, std::vector<Piece>& pieces) {
-  // Around the corners light is lost to two sides.
+  // The corners are left out, because there the light is lost to two sides.
   const int length = strip.mask.rows - 2 * reach.depth;
   const int piece = std::clamp(length / kWantedPieces, kLeastDepth, longest);
   std::vector<Profile> profiles;
@@ -198,35 +220,36 @@ void AddPieces(const Strip& strip, int longest, Reach reach, std::vector<Piece>&
     slopes.push_back(profile.Slope());
     profiles.push_back(std::move(profile));
   }
-  // One slope for the side: that of a single piece says more about its LEDs than about the lens,
-  // and is drawn out to the outline.
-  const double slope = MiddleMean(std::move(slopes), 0.0);
+  // One slope serves the whole side: that of a single piece says more about its LEDs than about the
+  // lens, and it would be continued to the outline, where its error is largest.
+  const double slope = MiddleMeanOr(0.0, std::move(slopes));
   for (const Profile& profile : profiles) {
     if (const auto measured = profile.Measured(slope)) pieces.push_back(*measured);
   }
 }
 
-/// The part along one side; `upright` ones are the top and the bottom, `far` ones the right and
-/// the bottom.
-Strip Cut(const Edge& edge, const cv::Rect& part, bool upright, bool far) {
-  const cv::Rect inside = part & cv::Rect({}, edge.mask.size());
-  Strip strip{edge.light(inside), edge.mask(inside), edge.level, inside, upright, far};
+/// The strip along one side of the outline, which is `part` of the picture.
+Strip Cut(const OutlineInput& input, const cv::Rect& part, Axis axis, End end) {
+  const cv::Rect inside = part & cv::Rect({}, input.mask.size());
+  Strip strip{input.light(inside), input.mask(inside), input.level, inside,
+              axis == Axis::kY,    end == End::kLast};
   if (strip.light.depth() != CV_16U) strip.light.convertTo(strip.light, CV_16U);
-  if (upright) {
+  if (strip.transposed) {
     strip.light = cv::Mat(strip.light.t());
     strip.mask = cv::Mat(strip.mask.t());
   }
   return strip;
 }
 
+/// The middle mean of one value of the pieces, or `otherwise` where they are too few.
 double MiddleOf(const std::vector<Piece>& pieces, double Piece::*value, double otherwise) {
   std::vector<double> values;
   values.reserve(pieces.size());
   for (const Piece& piece : pieces) values.push_back(piece.*value);
-  return MiddleMean(std::move(values), otherwise);
+  return MiddleMeanOr(otherwise, std::move(values));
 }
 
-/// Of the four sides.
+/// The pieces of the four sides.
 struct Pieces {
   std::vector<Piece> left, right, top, bottom;
 
@@ -239,42 +262,46 @@ struct Pieces {
   std::vector<Piece> All() const { return Both(Beside(), AboveBelow()); }
 };
 
-/// All four sides, each looked at `wanted` pixels outside where the picture has as much.
-Pieces MeasuredPieces(const Edge& edge, int wanted) {
-  const cv::Rect& box = edge.box;
-  const cv::Point past = box.br();
-  const int flat = std::clamp(static_cast<int>(std::min(edge.cell.width, edge.cell.height)),
+/// The pieces of all four sides. The light is counted from `wanted` pixels outside on, or from the
+/// picture's border where that is nearer.
+Pieces MeasuredPieces(const OutlineInput& input, int wanted) {
+  const int flat = std::clamp(static_cast<int>(std::min(input.cell.width, input.cell.height)),
                               kLeastDepth, kLongestPiece);
-  // Each strip begins `depth` outside and has room for the outline to bend.
-  const auto side = [&](int outside, bool upright, bool far) {
+  // A strip begins `depth` outside the mask's bounding rectangle. It is longer than the reach by
+  // another `depth`, so that the outline may bend inward.
+  const auto side = [&](Axis axis, End end) {
     std::vector<Piece> measured;
+    const Span box = SpanOf(input.box, axis);
+    const bool last = end == End::kLast;
+    const int outside = last ? Along(input.mask.size(), axis) - box.end : box.begin;
     const Reach reach{std::min(wanted, outside), flat};
     if (reach.depth < kLeastDepth / 2) return measured;
     const int length = 2 * reach.depth + reach.Inside();
-    const int first = far ? reach.depth - length : -reach.depth;
-    const cv::Rect part = upright
-                              ? cv::Rect(box.x, (far ? past.y : box.y) + first, box.width, length)
-                              : cv::Rect((far ? past.x : box.x) + first, box.y, length, box.height);
-    AddPieces(Cut(edge, part, upright, far), flat, reach, measured);
+    const int begin = last ? box.end + reach.depth - length : box.begin - reach.depth;
+    const cv::Rect part = RectOf(axis, {begin, begin + length}, SpanOf(input.box, Other(axis)));
+    AddPieces(Cut(input, part, axis, end), flat, reach, measured);
     return measured;
   };
-  return {side(box.x, false, false), side(edge.mask.cols - past.x, false, true),
-          side(box.y, true, false), side(edge.mask.rows - past.y, true, true)};
+  return {side(Axis::kX, End::kFirst), side(Axis::kX, End::kLast), side(Axis::kY, End::kFirst),
+          side(Axis::kY, End::kLast)};
 }
 
 }  // namespace
 
-double MeasuredRise(const Edge& edge) {
-  const double side = std::min(edge.cell.width, edge.cell.height);
+double MeasuredRise(const OutlineInput& input) {
+  const double side = std::min(input.cell.width, input.cell.height);
   const int depth = std::clamp(static_cast<int>(kRising * side), kLeastDepth, kMostDepth);
-  return MiddleOf(MeasuredPieces(edge, depth).All(), &Piece::rise, 0.0);
+  return MiddleOf(MeasuredPieces(input, depth).All(), &Piece::rise, 0.0);
 }
 
-Outline MeasuredOutline(const Edge& edge, double rise) {
+OutlineProfile MeasuredOutline(const OutlineInput& input, double rise) {
   const int wanted =
       std::clamp(static_cast<int>(kDepth * rise) + kSmoothing, kLeastDepth, kMostDepth);
-  const Pieces pieces = MeasuredPieces(edge, wanted);
-  Outline outline;
+  const Pieces pieces = MeasuredPieces(input, wanted);
+  OutlineProfile outline;
+  // The mean of what the side itself says and of what it says together with the opposite one. Both
+  // see the same lens, so together they are steadier; a difference between them is still followed
+  // half-way.
   const auto excess = [](const std::vector<Piece>& side, const std::vector<Piece>& bothSides) {
     const double both = MiddleOf(bothSides, &Piece::excess, 0.0);
     return kHalf * (both + MiddleOf(side, &Piece::excess, both));

@@ -1,4 +1,4 @@
-#include "checkerboard/binarise.h"
+#include "checkerboard/binarize.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 namespace dravix::checkerboard {
 namespace {
 
-/// Two rows of four blocks of 40 pixels; the measured picture falls off to the right.
+/// Two rows of four blocks of 40 pixels. The light falls off to the right.
 struct Pictures {
   Pictures() {
     for (int x = 0; x < measured.cols; ++x) measured.col(x).setTo(2000 - 9 * x);
@@ -22,6 +22,7 @@ struct Pictures {
   Rectified Both() const { return {board, measured}; }
   RectifyParams Params() const {
     RectifyParams params;
+    params.edgeLevelPercent = 50;
     params.cell = {40, 40};
     return params;
   }
@@ -29,7 +30,7 @@ struct Pictures {
     cv::Mat part = board(lit[static_cast<std::size_t>(block)]);
     part *= factor;
   }
-  /// Share of pixels that are as the pattern says.
+  /// The share of pixels that are as the pattern says.
   double Right(const cv::Mat& binary) const {
     int right = 0;
     for (const cv::Rect& r : lit) right += cv::countNonZero(binary(r));
@@ -44,7 +45,7 @@ struct Pictures {
   std::vector<cv::Rect> dark;
 };
 
-TEST(Quotient, TakesOutWhatBothPicturesShare) {
+TEST(Quotient, CancelsWhatBothPicturesShare) {
   const Pictures p;
   const cv::Mat q = Quotient(p.Both(), p.mask);
   EXPECT_EQ(q.type(), CV_8UC1);
@@ -61,22 +62,22 @@ TEST(Quotient, IsZeroOutsideTheMaskAndOfADarkBoard) {
   EXPECT_EQ(cv::countNonZero(Quotient(p.Both(), p.mask)), 0);
 }
 
-TEST(Binarised, EveryLevelFindsAPlainPattern) {
+TEST(Binarized, EveryWayFindsAnEvenPattern) {
   const Pictures p;
   const cv::Mat q = Quotient(p.Both(), p.mask);
-  for (const Level level : kLevels) {
-    EXPECT_GT(p.Right(Binarised(level, p.Both(), q, p.Params())), 0.95);
+  for (const Binarization way : kBinarizations) {
+    EXPECT_GT(p.Right(Binarized(way, p.Both(), q, p.Params())), 0.95);
   }
 }
 
-TEST(Binarised, TheLocalLevelSeesBlocksThatOneLevelMisses) {
+TEST(Binarized, ALocalThresholdSeesBlocksThatASingleOneMisses) {
   Pictures p;
   p.Dim(1, 0.6);
   p.Dim(2, 0.36);
   p.Dim(3, 0.2);
   const cv::Mat q = Quotient(p.Both(), p.mask);
-  const double one = p.Right(Binarised(Level::kQuotient, p.Both(), q, p.Params()));
-  const double local = p.Right(Binarised(Level::kLocal, p.Both(), q, p.Params()));
+  const double one = p.Right(Binarized(Binarization::kQuotient, p.Both(), q, p.Params()));
+  const double local = p.Right(Binarized(Binarization::kLocal, p.Both(), q, p.Params()));
   EXPECT_LT(one, 0.9);
   EXPECT_GT(local, one);
 }
