@@ -1,9 +1,13 @@
-# How every target of this project is compiled. Consumers inherit none of it.
+# This file sets how every target of the project is compiled. Consumers inherit none of it.
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   find_program(DRAVIX_CCACHE ccache)
   if(DRAVIX_CCACHE)
+    if(DRAVIX_PCH)
+      # Without these two, ccache would not store what is compiled with precompiled headers.
+      set(DRAVIX_CCACHE ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${DRAVIX_CCACHE})
+    endif()
     set(CMAKE_C_COMPILER_LAUNCHER ${DRAVIX_CCACHE})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${DRAVIX_CCACHE})
   endif()
@@ -14,13 +18,13 @@ target_compile_features(dravix_compile INTERFACE cxx_std_20)
 set_target_properties(dravix_compile PROPERTIES EXPORT_NAME compile)
 
 if(MSVC)
-  # /fp:precise: luminances must not depend on contraction or reordering.
+  # With /fp:precise the compiler neither contracts nor reorders operations, so luminances keep their bits.
   target_compile_options(dravix_compile INTERFACE /W4 /utf-8 /fp:precise /permissive-)
   if(DRAVIX_WERROR)
     target_compile_options(dravix_compile INTERFACE /WX)
   endif()
 else()
-  # No contraction: a fused multiply-add would change the last bit of a luminance.
+  # Contraction is off because a fused multiply-add would change the last bit of a luminance.
   target_compile_options(dravix_compile INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wundef
     $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
@@ -30,11 +34,27 @@ else()
   endif()
 endif()
 
-# dravix_setup(<target>): warnings, language level and hidden symbols, the same for every target.
+# dravix_setup(<target>) gives a target the warnings, the language level and the hidden symbols that all targets share.
 function(dravix_setup target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:dravix_compile>)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF C_STANDARD 99 C_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# dravix_precompile(<target> <argument>...) calls target_precompile_headers with DRAVIX_PCH and does nothing without.
+#
+# Only headers of other projects are precompiled, and only where that is faster: the headers of CLI11 and nlohmann-json
+# consist of templates, and the time goes into their instances. A source file that forgets an include compiles all the
+# same; the builds without the option (clang, release, windows, subprojects) and clang-tidy find it.
+function(dravix_precompile target)
+  if(NOT DRAVIX_PCH)
+    return()
+  endif()
+  target_precompile_headers(${target} ${ARGN})
+  # ccache asks for these: it compares the precompiled file's contents, which must not hold the time of day.
+  target_compile_options(${target} PRIVATE
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess>
+    "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 endfunction()
