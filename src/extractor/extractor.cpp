@@ -7,9 +7,10 @@
 
 namespace {
 
-/// a / b when b is 1 or more and divides a; empty otherwise.
+/// a / b when b is not 0, divides a and gives 32 bits; empty otherwise. Negative counts are divided
+/// like others.
 std::optional<std::int32_t> ExactQuotient(std::int64_t a, std::int64_t b) {
-  if (b < 1 || a % b != 0 || !std::in_range<std::int32_t>(a / b)) return std::nullopt;
+  if (b == 0 || a % b != 0 || !std::in_range<std::int32_t>(a / b)) return std::nullopt;
   return static_cast<std::int32_t>(a / b);
 }
 

@@ -41,7 +41,8 @@ class Dravix {
   /// 0; or the code of Shot::Check for a missing shot or an empty image, with nothing changed.
   std::int32_t SetImage(const Shot* shot);
   /// Fits square blocks into the LED counts. lastWidth, lastHeight: LEDs of the last column's and
-  /// row's blocks, -1 when like the others. 0; 281 when they do not fit (fields may be set then).
+  /// row's blocks, -1 when they are like the others. Negative counts are divided like others. 0;
+  /// 281 when the blocks do not fit (fields may be set then) or a count would divide by zero.
   std::int32_t SetsingleAreaSize(std::int32_t countAcross, std::int32_t countDown,
                                  std::int32_t lastWidth, std::int32_t lastHeight);
   /// Where the LED area's corners go in a working image of that size: the centred rectangle of

@@ -239,6 +239,17 @@ TEST(ExtractPro, BlocksAreLookedAtBeforeTheRegion) {
   EXPECT_EQ(dravix.ExtractPro(nullptr, &shot, {3, 4}, RegionOI(), -1, -1), 1);
 }
 
+TEST(ExtractPro, NegativeBlockCountsThatDivideTheLedsAreNoGrid) {
+  const Shot shot = LitShot(20, 16);
+  RegionOI region;
+  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), 0);
+  Dravix dravix;
+  // 20 / -5 = -4, and (16 + 4) / (-4 - 1) = -4.
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {-5, -4}, region, -1, -1), DRAVIX_NO_GRID);
+  EXPECT_EQ(dravix.singleAreaSize, -4);
+  EXPECT_TRUE(dravix.Empty());
+}
+
 TEST(ExtractPro, BlocksAndRegionAreLookedAtBeforeTheSizeOfTheResult) {
   const Shot shot = LitShot(2000000000, 2000000000);
   Dravix dravix;
