@@ -77,8 +77,10 @@ class Dravix {
                              std::int32_t rowGroup);
   /// Measures the area under `mask` between rect's left and right: `lum` and `resultImage`.
   /// `image`: one channel, any depth; `mask`: CV_8UC1 of its size. 0; 9 when a column holds no mask
-  /// pixel. Throws cv::Exception for an empty area and for LED counts too small for the edges; on
-  /// any failure both matrices are as before.
+  /// pixel: columns are looked at from the left, so such a column is answered with 9 also where the
+  /// rectangle leaves the mask further right. Throws cv::Exception for an empty area, for a
+  /// rectangle that leaves the mask and for LED counts too small for the border LEDs; on any
+  /// failure both matrices are as before.
   std::int32_t CalLum(const cv::Mat& image, const cv::Mat& mask, const cv::Rect& rect);
   /// Measures cell by cell. 0; 9 when a column of a border cell holds no mask pixel. Throws as
   /// above. On failure `lum` is partly written.

@@ -39,17 +39,24 @@ cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
   return result;
 }
 
+[[noreturn]] void RefuseOutsideMask() {
+  CV_Error(cv::Error::StsOutOfRange, "the LED area's rectangle leaves its mask");
+}
+
 }  // namespace
 
 std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv::Rect& rect) {
   CV_Assert(mask.type() == CV_8UC1);
-  CV_Assert(rect.x >= 0 && rect.width >= 1 && rect.width <= mask.cols - rect.x);
-  const cv::Range across(rect.x, rect.x + rect.width);
+  if (rect.width < 1) CV_Error(cv::Error::StsOutOfRange, "the LED area has no columns");
+  if (rect.x < 0 || rect.x >= mask.cols) RefuseOutsideMask();
+  // A column without mask is reported before the rectangle's leaving the mask further right.
+  const cv::Range across(rect.x, rect.x + std::min(rect.width, mask.cols - rect.x));
   const std::vector<ColumnRun> runs = FirstRuns(mask.colRange(across));
   if (std::any_of(runs.begin(), runs.end(), [](const ColumnRun& run) { return run.length < 1; })) {
     AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
     return DRAVIX_BAD_ARGUMENT;
   }
+  if (across.size() < rect.width) RefuseOutsideMask();
   CV_Assert(ledWidth > kEdgeDepth && ledHeight > kEdgeDepth);  // before memory is taken for them
   const cv::Mat columns = ResampleColumns(image.colRange(across), runs, ledHeight);
   cv::Mat measured = rowLedNums.empty()
