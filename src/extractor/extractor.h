@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "checkerboard/lit_area_share.h"
+
 class CheckerboardDetector;
 class RegionOI;
 
@@ -28,8 +30,9 @@ class Dravix {
   std::int32_t lastRowAreaHeight = -1;    ///< of the bottom blocks, LEDs
   std::int32_t lastColumnAreaWidth = -1;  ///< of the right blocks, LEDs
   std::int32_t reservedBlockValue = -1;   ///< kept for hosts' layouts of old; nothing reads it
-  double roiScale = 0.85;  ///< part of the working image's width and height that the LED area takes
-  double warpScale = 1.3;  ///< working image's size by the photograph's
+  double roiScale = dravix::checkerboard::kLitAreaShare;  ///< of the working image's width and
+                                                          ///< height: what the lit area takes
+  double warpScale = 1.3;                ///< working image's size by the photograph's
   std::int32_t ledWidth = 0;             ///< lit LEDs across
   std::int32_t ledHeight = 0;            ///< lit LEDs down
   std::int32_t rowGroup = -1;            ///< rows that one entry of rowLedNums stands for

@@ -104,6 +104,7 @@ std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardSho
     const cv::Mat working = dravix::extractor::Rectify(shot->image, workingFromPhoto, size);
     code = detector.SetImage(checkerboardShot, shot);
     if (code != DRAVIX_OK) return code;
+    detector.areaScale = roiScale;  // the detector sizes its blocks by what TargetRectangle covers
     code =
         detector.SetParam(cv::Size(blockCounts.across, blockCounts.down), size, workingFromPhoto);
     if (code != DRAVIX_OK) return code;
