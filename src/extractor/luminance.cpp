@@ -1,23 +1,22 @@
-#include <dravix/algolog.h>
-
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
-#include "extractor/edges.h"
+#include "extractor/border_leds.h"
 #include "extractor/extractor.h"
+#include "extractor/measured_marks.h"
 #include "extractor/resample.h"
 
 namespace {
 
 using dravix::extractor::ColumnRun;
 using dravix::extractor::FirstRuns;
-using dravix::extractor::ReplaceEdges;
+using dravix::extractor::ReplaceBorderLeds;
 using dravix::extractor::ResampleColumns;
 using dravix::extractor::ResampleRows;
 
 /// The defocus spills light over the area's edge: this many outer rows and columns are not to be
 /// trusted.
-constexpr int kEdgeDepth = 4;
+constexpr int kBorderDepth = 4;
 
 /// Rows measured at their own LED counts, each spread over the full width by repetition.
 cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
@@ -52,17 +51,15 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv:
   // A column without mask is reported before the rectangle's leaving the mask further right.
   const cv::Range across(rect.x, rect.x + std::min(rect.width, mask.cols - rect.x));
   const std::vector<ColumnRun> runs = FirstRuns(mask.colRange(across));
-  if (std::any_of(runs.begin(), runs.end(), [](const ColumnRun& run) { return run.length < 1; })) {
-    AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
-    return DRAVIX_BAD_ARGUMENT;
-  }
+  if (!dravix::extractor::EveryColumnHasMask(runs)) return DRAVIX_BAD_ARGUMENT;
   if (across.size() < rect.width) RefuseOutsideMask();
-  CV_Assert(ledWidth > kEdgeDepth && ledHeight > kEdgeDepth);  // before memory is taken for them
+  CV_Assert(ledWidth > kBorderDepth &&
+            ledHeight > kBorderDepth);  // before memory is taken for them
   const cv::Mat columns = ResampleColumns(image.colRange(across), runs, ledHeight);
   cv::Mat measured = rowLedNums.empty()
                          ? ResampleRows(columns, ledWidth)
                          : ResampleUnequalRows(columns, ledWidth, rowLedNums, rowGroup);
-  ReplaceEdges(measured, kEdgeDepth);
+  ReplaceBorderLeds(measured, kBorderDepth);
   resultImage = dravix::extractor::MeasuredMarks(measured.size());
   lum = measured;
   return DRAVIX_OK;

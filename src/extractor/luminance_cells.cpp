@@ -1,10 +1,7 @@
-#include <dravix/algolog.h>
-
-#include <algorithm>
-
 #include "checkerboard/checkerboard.h"
-#include "extractor/edges.h"
+#include "extractor/border_leds.h"
 #include "extractor/extractor.h"
+#include "extractor/measured_marks.h"
 #include "extractor/resample.h"
 
 namespace {
@@ -14,7 +11,7 @@ using dravix::extractor::FirstRuns;
 
 /// Blocks end sharper than the whole area does, so fewer outer rows suffer than in the other
 /// pipeline.
-constexpr int kEdgeDepth = 2;
+constexpr int kBorderDepth = 2;
 
 /// The rows of a cell to average, per column: the mask's on the screen's border, all of them
 /// inside, where the cell's rectangle is trusted as it stands.
@@ -39,17 +36,13 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const CheckerboardDetector& de
           detector.cells.at(static_cast<std::size_t>(r) * static_cast<std::size_t>(lastColumn + 1) +
                             static_cast<std::size_t>(c));
       const std::vector<ColumnRun> runs = CellRuns(detector, cell, border);
-      if (std::any_of(runs.begin(), runs.end(),
-                      [](const ColumnRun& run) { return run.length < 1; })) {
-        AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
-        return DRAVIX_BAD_ARGUMENT;
-      }
+      if (!dravix::extractor::EveryColumnHasMask(runs)) return DRAVIX_BAD_ARGUMENT;
       const cv::Mat columns = dravix::extractor::ResampleColumns(image(cell), runs, cellHeight);
       const cv::Rect place(singleAreaSize * c, singleAreaSize * r, cellWidth, cellHeight);
       dravix::extractor::ResampleRows(columns, cellWidth).copyTo(lum(place));
     }
   }
-  dravix::extractor::ReplaceEdges(lum, kEdgeDepth);
+  dravix::extractor::ReplaceBorderLeds(lum, kBorderDepth);
   resultImage = dravix::extractor::MeasuredMarks(lum.size());
   return DRAVIX_OK;
 }

@@ -68,7 +68,7 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
       return std::int32_t{DRAVIX_BAD_ARGUMENT};
     }
     const cv::Size size = dravix::extractor::WorkingSize(shot->image.size(), warpScale);
-    const cv::Mat working = dravix::extractor::Rectify(
+    const cv::Mat working = dravix::extractor::WarpToWorkingImage(
         shot->image, dravix::extractor::WorkingFromPhoto(ordered, TargetRectangle(size)), size);
     cv::Mat mask;
     cv::Rect rect;
@@ -101,7 +101,11 @@ std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardSho
     const cv::Size size = dravix::extractor::WorkingSize(shot->image.size(), warpScale);
     const cv::Mat workingFromPhoto =
         dravix::extractor::WorkingFromPhoto(corners, TargetRectangle(size));
-    const cv::Mat working = dravix::extractor::Rectify(shot->image, workingFromPhoto, size);
+    // The detector warps the same photograph once more, with its border pixels repeated. The two
+    // differ near the photograph's border, where luminances must be those of the plain method to
+    // the last bit, so that one cannot take the other's place.
+    const cv::Mat working =
+        dravix::extractor::WarpToWorkingImage(shot->image, workingFromPhoto, size);
     code = detector.SetImage(checkerboardShot, shot);
     if (code != DRAVIX_OK) return code;
     detector.areaScale = roiScale;  // the detector sizes its blocks by what TargetRectangle covers

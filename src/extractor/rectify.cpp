@@ -34,7 +34,7 @@ bool AnyThreeOnALine(const std::vector<cv::Point>& corners) {
   return false;
 }
 
-cv::Mat Rectify(const cv::Mat& photo, const cv::Mat& workingFromPhoto, cv::Size size) {
+cv::Mat WarpToWorkingImage(const cv::Mat& photo, const cv::Mat& workingFromPhoto, cv::Size size) {
   cv::Mat working;
   cv::warpPerspective(photo, working, workingFromPhoto, size, cv::INTER_CUBIC, cv::BORDER_CONSTANT,
                       cv::Scalar::all(0));

@@ -1,5 +1,7 @@
 #include "extractor/resample.h"
 
+#include <dravix/algolog.h>
+
 #include <algorithm>
 #include <cstring>
 #include <opencv2/imgproc.hpp>
@@ -60,6 +62,14 @@ std::vector<ColumnRun> FirstRuns(const cv::Mat& mask) {
     tracker.Row(mask.ptr(y), y);
   }
   return std::move(tracker).Finish(mask.rows);
+}
+
+bool EveryColumnHasMask(const std::vector<ColumnRun>& runs) {
+  if (std::none_of(runs.begin(), runs.end(), [](const ColumnRun& run) { return run.length < 1; })) {
+    return true;
+  }
+  AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
+  return false;
 }
 
 cv::Mat ResampleColumns(const cv::Mat& image, const std::vector<ColumnRun>& runs, int rows) {

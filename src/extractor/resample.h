@@ -17,6 +17,10 @@ struct ColumnRun {
 /// One run per column of `mask` (CV_8UC1).
 [[nodiscard]] std::vector<ColumnRun> FirstRuns(const cv::Mat& mask);
 
+/// True when every run has a pixel. Otherwise the area cannot be measured, and one error line,
+/// which both ways of measuring share, says so.
+[[nodiscard]] bool EveryColumnHasMask(const std::vector<ColumnRun>& runs);
+
 /// Resamples column x of `image` (one channel, any depth, runs.size() columns), rows runs[x], to
 /// `rows` 32-bit float values by area averaging. Every run has a length of 1 or more.
 [[nodiscard]] cv::Mat ResampleColumns(const cv::Mat& image, const std::vector<ColumnRun>& runs,

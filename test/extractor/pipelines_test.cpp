@@ -206,7 +206,7 @@ TEST(WorkingSize, IsTruncated) {
   EXPECT_EQ(extractor::WorkingSize({7, 9}, 1.3), cv::Size(9, 11));
 }
 
-TEST(Rectify, MapsTheCornersOntoTheTarget) {
+TEST(WorkingFromPhoto, MapsTheCornersOntoTheTarget) {
   const std::vector<cv::Point> corners = LitCorners();
   const auto target = Dravix().TargetRectangle({520, 416});
   const cv::Mat workingFromPhoto = extractor::WorkingFromPhoto(corners, target);
