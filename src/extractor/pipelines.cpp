@@ -48,7 +48,7 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
                              std::int32_t topLedNum, std::int32_t bottomLedNum,
                              std::int32_t newRowGroup) {
   constexpr const char* kMethod = "Dravix::Extract";
-  AlgoLogInfo("%s", kMethod);
+  AlgoLogInfo("Dravix::Extract");
   if (const std::int32_t code = SetImage(newShot); code != DRAVIX_OK) return code;
   if (!LuminancesFit(ledWidth, ledHeight)) return RefuseLedCounts(kMethod, ledWidth, ledHeight);
   if (topLedNum > 0 && bottomLedNum > 0) {
