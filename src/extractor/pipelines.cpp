@@ -5,7 +5,9 @@
 #include "base/one_line.h"
 #include "checkerboard/checkerboard.h"
 #include "extractor/extractor.h"
+#include "extractor/locate.h"
 #include "extractor/rectify.h"
+#include "shot/shot_picture.h"
 
 namespace {
 
@@ -70,10 +72,12 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
     const cv::Size size = dravix::extractor::WorkingSize(shot->image.size(), warpScale);
     const cv::Mat working = dravix::extractor::WarpToWorkingImage(
         shot->image, dravix::extractor::WorkingFromPhoto(ordered, TargetRectangle(size)), size);
-    cv::Mat mask;
-    cv::Rect rect;
-    AutoBlurLocate(working, mask, rect);
-    return CalLum(working, mask, rect);
+    // Without an area CalLum gets an empty one, and says that it cannot measure it.
+    const dravix::extractor::LitArea area =
+        dravix::extractor::LocateLitArea(working, dravix::shot::FullScale(*shot),
+                                         {blurKernelSize, blurSigma})
+            .value_or(dravix::extractor::LitArea());
+    return CalLum(working, area.mask, area.rect);
   });
 }
 
