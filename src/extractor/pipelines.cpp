@@ -7,6 +7,7 @@
 #include "extractor/extractor.h"
 #include "extractor/locate.h"
 #include "extractor/rectify.h"
+#include "region/region_state.h"
 #include "shot/shot_picture.h"
 
 namespace {
@@ -93,7 +94,7 @@ std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardSho
       code != DRAVIX_OK) {
     return code;
   }
-  if (region.rect.width <= 0 || region.rect.height <= 0 || region.mask.empty()) {
+  if (dravix::region::IsEmpty(region)) {
     AlgoLogError("Dravix::Extract--Error ::  roi empty !!.");
     return DRAVIX_NULL_ARGUMENT;
   }
