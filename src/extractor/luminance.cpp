@@ -1,3 +1,10 @@
+/// One luminance per LED of an area that is found as a whole.
+///
+/// Single LEDs are not resolved in a defocused photograph, but the lit area divides evenly among
+/// them. Each image column is averaged, between the top and the bottom of the mask, to one value
+/// per LED row; each row of those is averaged to one value per LED. A value is thus the mean light
+/// of the rectangle that belongs to one LED. Light that the defocus spreads to neighboring
+/// rectangles is counted there, and lines of LEDs that the lens bends are cut by straight ones.
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
@@ -14,11 +21,11 @@ using dravix::extractor::ReplaceBorderLeds;
 using dravix::extractor::ResampleColumns;
 using dravix::extractor::ResampleRows;
 
-/// The defocus spills light over the area's edge: this many outer rows and columns are not to be
-/// trusted.
+/// The defocus spills light over the lit area's edge, so this many outer rows and columns of LEDs
+/// are measured too low and are replaced.
 constexpr int kBorderDepth = 4;
 
-/// Rows measured at their own LED counts, each spread over the full width by repetition.
+/// Measures each row at its own LED count and spreads it over the full width by repeating values.
 cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
                             const std::vector<std::int32_t>& rowLedNums, int rowGroup) {
   cv::Mat result = cv::Mat::zeros(columns.rows, ledWidth, CV_32FC1);
@@ -28,7 +35,7 @@ cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
     const auto group = static_cast<std::size_t>(begin / rowGroup);
     CV_Assert(group < rowLedNums.size());
     const int count = rowLedNums[group];
-    CV_CheckGE(count, 1, "a row needs a LED");
+    CV_CheckGE(count, 1, "a row needs an LED");
     CV_CheckLE(count, ledWidth, "a row has more LEDs than the widest");
     const cv::Mat measured = ResampleRows(columns.rowRange(begin, end), count);
     cv::Mat target = result.rowRange(begin, end);

@@ -1,3 +1,9 @@
+/// One luminance per LED, measured block by block.
+///
+/// The detector gives the rectangle of every block of a checkerboard in the working image. Each
+/// block is averaged to its own LEDs as the whole area is in the other pipeline, so that what the
+/// lens bends matters only within a block. Blocks on the screen's border are cut by the mask; inner
+/// ones are taken as the detector gives them.
 #include "checkerboard/checkerboard.h"
 #include "extractor/border_leds.h"
 #include "extractor/extractor.h"
@@ -9,12 +15,12 @@ namespace {
 using dravix::extractor::ColumnRun;
 using dravix::extractor::FirstRuns;
 
-/// Blocks end sharper than the whole area does, so fewer outer rows suffer than in the other
-/// pipeline.
+/// Border blocks are cut closer to the true edge than the whole area is, so fewer outer rows and
+/// columns are measured too low than in the other pipeline.
 constexpr int kBorderDepth = 2;
 
-/// The rows of a cell to average, per column: the mask's on the screen's border, all of them
-/// inside, where the cell's rectangle is trusted as it stands.
+/// The rows that are averaged in each column of a cell: those of the mask in a border cell, all
+/// rows in an inner one.
 std::vector<ColumnRun> CellRuns(const CheckerboardDetector& detector, const cv::Rect& cell,
                                 bool border) {
   if (border) return FirstRuns(detector.mask(cell));
@@ -24,7 +30,8 @@ std::vector<ColumnRun> CellRuns(const CheckerboardDetector& detector, const cv::
 }  // namespace
 
 std::int32_t Dravix::CalLum(const cv::Mat& image, const CheckerboardDetector& detector) {
-  lum = cv::Mat(cv::Mat::zeros(ledHeight, ledWidth, CV_32FC1));  // new, not the old one cleared
+  lum = cv::Mat(
+      cv::Mat::zeros(ledHeight, ledWidth, CV_32FC1));  // a new matrix: a host may hold the old one
   const int lastRow = detector.gridRows - 1;
   const int lastColumn = detector.gridColumns - 1;
   for (int r = 0; r <= lastRow; ++r) {

@@ -1,3 +1,4 @@
+/// The two pipelines: an area located by itself, and blocks found with the help of a checkerboard.
 #include <dravix/algolog.h>
 #include <dravix/region.h>
 
@@ -12,7 +13,7 @@
 
 namespace {
 
-/// Every luminance of a run with three corners: intended, though nothing is measured.
+/// Every luminance of a run with three corners, which measures nothing. Hosts rely on the value.
 constexpr double kUnmeasured = 2048.0;
 
 std::int32_t RefuseCorners() {
@@ -20,16 +21,16 @@ std::int32_t RefuseCorners() {
   return DRAVIX_BAD_ARGUMENT;
 }
 
-/// A result must fit the 32-bit byte counts of its descriptor and record.
+/// Whether a result of that size fits the 32-bit byte counts of its descriptor and record.
 bool LuminancesFit(std::int32_t width, std::int32_t height) {
-  if (width < 1 || height < 1) return true;  // refused, or empty, further on
+  if (width < 1 || height < 1) return true;  // refused, or empty, in a later step
   const auto bytes = dravix::base::CheckedMul(static_cast<std::uint64_t>(width),
                                               static_cast<std::uint64_t>(height), sizeof(float));
   return bytes && dravix::base::FitsInt32(*bytes);
 }
 
-/// Runs a pipeline; what the matrix library refuses (an area without size, blocks that leave the
-/// matrix, LED counts too small for the edges) becomes a code.
+/// Runs a pipeline. What the matrix library refuses (an area without size, blocks that leave the
+/// matrix, too few LEDs to replace the border) becomes one error line and the code 9.
 template <class Run>
 std::int32_t RefusalsAsCode(const char* method, Run&& run) {
   try {
@@ -85,7 +86,7 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
 std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardShot,
                                 DravixBlockCounts blockCounts, const RegionOI& region,
                                 std::int32_t lastWidth, std::int32_t lastHeight) {
-  AlgoLogInfo("Dravix::Extract");  // hosts' logs know both pipelines by this one name
+  AlgoLogInfo("Dravix::Extract");  // hosts know both pipelines by this text
   constexpr const char* kMethod = "Dravix::ExtractPro";
   CheckerboardDetector detector;
   if (const std::int32_t code = SetImage(newShot); code != DRAVIX_OK) return code;
