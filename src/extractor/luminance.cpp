@@ -60,8 +60,10 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv:
   const std::vector<ColumnRun> runs = FirstRuns(mask.colRange(across));
   if (!dravix::extractor::EveryColumnHasMask(runs)) return DRAVIX_BAD_ARGUMENT;
   if (across.size() < rect.width) RefuseOutsideMask();
-  CV_Assert(ledWidth > kBorderDepth &&
-            ledHeight > kBorderDepth);  // before memory is taken for them
+  // Checked here, before memory is taken for them.
+  if (ledWidth <= kBorderDepth || ledHeight <= kBorderDepth) {
+    CV_Error(cv::Error::StsOutOfRange, "there are too few LEDs to replace those on the border");
+  }
   const cv::Mat columns = ResampleColumns(image.colRange(across), runs, ledHeight);
   cv::Mat measured = rowLedNums.empty()
                          ? ResampleRows(columns, ledWidth)

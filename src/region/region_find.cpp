@@ -97,7 +97,7 @@ std::int32_t RegionOI::AutoSet() {
 
   // pyrDown halves and pyrUp doubles. At another factor they refuse the sizes or, for images of a
   // few pixels, give a mask that does not belong to the rectangle.
-  CV_Assert(pyramidFactor == 2);
+  if (pyramidFactor != 2) CV_Error(cv::Error::StsOutOfRange, "the pyramid factor must be 2");
   const int factor = pyramidFactor;
   cv::Mat small;
   cv::pyrDown(gray, small, cv::Size(gray.cols / factor, gray.rows / factor));

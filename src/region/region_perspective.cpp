@@ -36,7 +36,9 @@ bool Contains(cv::Size frame, const cv::Rect& rect) {
 
 /// The mask at its place in a dark frame.
 cv::Mat SearchImage(const RegionOI& region) {
-  CV_Assert(Contains(cv::Size(region.frameWidth, region.frameHeight), region.rect));
+  if (!Contains(cv::Size(region.frameWidth, region.frameHeight), region.rect)) {
+    CV_Error(cv::Error::StsOutOfRange, "the region's rectangle leaves its frame");
+  }
   cv::Mat image = cv::Mat::zeros(region.frameHeight, region.frameWidth, CV_8UC1);
   region.mask.copyTo(image(region.rect));
   return image;

@@ -160,6 +160,20 @@ TEST(Extract, WhatTheMatrixLibraryRefusesIsLoggedInOneLine) {
   }
 }
 
+TEST(Extract, WhatCannotBeMeasuredIsLoggedInWords) {
+  const Shot black = MakeShot(cv::Mat::zeros(320, 400, CV_16UC1), 20, 16, 12);
+  const Shot tooFew = LitShot(4, 4);
+  Dravix dravix;
+  LogCapture log;
+  EXPECT_EQ(dravix.Extract(&black, LitCorners(), 0, 0, 0), 9);
+  EXPECT_EQ(dravix.Extract(&tooFew, LitCorners(), 0, 0, 0), 9);
+  EXPECT_EQ(
+      log.Errors(),
+      (Strings{"Dravix::AutoBlurLocate--Error :: Cannot find led area.",
+               "Dravix::Extract--Error :: the LED area has no columns",
+               "Dravix::Extract--Error :: there are too few LEDs to replace those on the border"}));
+}
+
 TEST(Extract, LedCountsAboveTheRowAreRefused) {
   const Shot shot = LitShot();
   Dravix dravix;
@@ -282,7 +296,8 @@ TEST(ExtractPro, RegionThatLeavesItsFrameEndsInACode) {
   Dravix dravix;
   const LogCapture log;
   EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {5, 4}, region, -1, -1), 9);
-  EXPECT_EQ(log.Errors().size(), 1U);
+  EXPECT_EQ(log.Errors(),
+            Strings{"Dravix::ExtractPro--Error :: the region's rectangle leaves its frame"});
 }
 
 TEST(ExtractPro, MissingCheckerboardIsReportedByTheDetector) {
