@@ -36,7 +36,7 @@ const Working& WorkingAt(std::int64_t megapixels) {
         dravix::extractor::WorkingSize(w.photo.shot.image.size(), w.dravix.warpScale);
     w.workingFromPhoto = dravix::extractor::WorkingFromPhoto(w.photo.truth.cornerPixels,
                                                              w.dravix.TargetRectangle(size));
-    w.image = dravix::extractor::Rectify(w.photo.shot.image, w.workingFromPhoto, size);
+    w.image = dravix::extractor::WarpToWorkingImage(w.photo.shot.image, w.workingFromPhoto, size);
     w.dravix.AutoBlurLocate(w.image, w.mask, w.rect);
   }
   return w;
@@ -56,7 +56,7 @@ void Rectify(benchmark::State& state) {
   const Working& w = WorkingAt(state.range(0));
   for (auto _ : state) {
     benchmark::DoNotOptimize(
-        dravix::extractor::Rectify(w.photo.shot.image, w.workingFromPhoto, w.image.size()));
+        dravix::extractor::WarpToWorkingImage(w.photo.shot.image, w.workingFromPhoto, w.image.size()));
   }
 }
 

@@ -18,7 +18,7 @@ bool AnyNull(const Pointers*... pointers) {
   return (... || (pointers == nullptr));
 }
 
-/// `count` pairs x, y.
+/// The points of `count` pairs x, y.
 std::vector<cv::Point> Points(const std::int32_t* corners, std::int32_t count) {
   std::vector<cv::Point> points(static_cast<std::size_t>(count));
   for (cv::Point& point : points) {

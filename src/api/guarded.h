@@ -1,4 +1,4 @@
-/// The one exception barrier around the exported functions.
+/// The exception barrier that every exported function has.
 #pragma once
 
 #include <dravix/algolog.h>
@@ -13,7 +13,8 @@
 
 namespace dravix::api {
 
-/// One line, also where there is no memory left to make it one.
+/// Logs one error line. Where there is no memory to join several lines, they are logged as they
+/// are.
 inline void Log(const char* exportName, const char* what) noexcept {
   try {
     AlgoLogError("%s: %s", exportName, base::OneLine(what).c_str());
@@ -27,8 +28,8 @@ template <class Body>
 std::int32_t Guarded(const char* exportName, Body&& body) noexcept {
   try {
     return std::forward<Body>(body)();
-  } catch (const cv::Exception& e) {  // its what() tells of source files too
-    Log(exportName, e.err.c_str());
+  } catch (const cv::Exception& e) {
+    Log(exportName, e.err.c_str());  // its what() also names the library's source files
   } catch (const std::exception& e) {
     Log(exportName, e.what());
   } catch (...) {

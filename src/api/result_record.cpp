@@ -8,7 +8,8 @@
 namespace dravix::api {
 namespace {
 
-/// All but the data pointer; zero throughout for an empty matrix.
+/// Everything but the data pointer; all zero for an empty matrix. Throws cv::Exception for a matrix
+/// whose byte count does not fit into 32 bits.
 DravixMatrix Described(const cv::Mat& m) {
   if (m.empty()) return {};
   const std::uint64_t size = m.total() * m.elemSize();

@@ -1,4 +1,4 @@
-/// Matrices as the records that a host reads.
+/// A result's matrices as the records that a host reads.
 #pragma once
 
 #include <dravix/dravix.h>
@@ -7,10 +7,11 @@
 
 namespace dravix::api {
 
-/// Describes both matrices with pointers into them.
+/// Describes both matrices, with pointers to their own elements.
 [[nodiscard]] DravixResult Borrowed(cv::Mat& resultImage, cv::Mat& lum);
 
-/// Describes copies of both matrices, each in a block of its own that the host frees.
+/// Describes copies of both matrices, each in a block of its own, from operator new[] of char, that
+/// the host frees.
 [[nodiscard]] DravixResult Copied(const cv::Mat& resultImage, const cv::Mat& lum);
 
 }  // namespace dravix::api

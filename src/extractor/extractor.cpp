@@ -7,9 +7,10 @@
 
 namespace {
 
-/// a / b when b is 1 or more and divides a; empty otherwise.
+/// a / b when b is not 0, divides a and gives 32 bits; empty otherwise. Negative counts are divided
+/// like others.
 std::optional<std::int32_t> ExactQuotient(std::int64_t a, std::int64_t b) {
-  if (b < 1 || a % b != 0 || !std::in_range<std::int32_t>(a / b)) return std::nullopt;
+  if (b == 0 || a % b != 0 || !std::in_range<std::int32_t>(a / b)) return std::nullopt;
   return static_cast<std::int32_t>(a / b);
 }
 
@@ -57,14 +58,14 @@ std::int32_t Dravix::SetsingleAreaSize(std::int32_t countAcross, std::int32_t co
 }
 
 std::array<cv::Point2f, 4> Dravix::TargetRectangle(cv::Size workingSize) const {
-  const int centreX = workingSize.width / 2;  // truncated
-  const int centreY = workingSize.height / 2;
+  const int centerX = workingSize.width / 2;  // truncated
+  const int centerY = workingSize.height / 2;
   const double halfWidth = workingSize.width * roiScale / 2;
   const double halfHeight = workingSize.height * roiScale / 2;
-  const auto left = static_cast<float>(centreX - halfWidth);
-  const auto right = static_cast<float>(centreX + halfWidth);
-  const auto top = static_cast<float>(centreY - halfHeight);
-  const auto bottom = static_cast<float>(centreY + halfHeight);
+  const auto left = static_cast<float>(centerX - halfWidth);
+  const auto right = static_cast<float>(centerX + halfWidth);
+  const auto top = static_cast<float>(centerY - halfHeight);
+  const auto bottom = static_cast<float>(centerY + halfHeight);
   return {cv::Point2f(left, top), cv::Point2f(right, top), cv::Point2f(right, bottom),
           cv::Point2f(left, bottom)};
 }

@@ -1,25 +1,31 @@
-#include <dravix/algolog.h>
-
+/// One luminance per LED of an area that is found as a whole.
+///
+/// Single LEDs are not resolved in a defocused photograph, but the lit area divides evenly among
+/// them. Each image column is averaged, between the top and the bottom of the mask, to one value
+/// per LED row; each row of those is averaged to one value per LED. A value is thus the mean light
+/// of the rectangle that belongs to one LED. Light that the defocus spreads to neighboring
+/// rectangles is counted there, and lines of LEDs that the lens bends are cut by straight ones.
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
-#include "extractor/edges.h"
+#include "extractor/border_leds.h"
 #include "extractor/extractor.h"
+#include "extractor/measured_marks.h"
 #include "extractor/resample.h"
 
 namespace {
 
 using dravix::extractor::ColumnRun;
 using dravix::extractor::FirstRuns;
-using dravix::extractor::ReplaceEdges;
+using dravix::extractor::ReplaceBorderLeds;
 using dravix::extractor::ResampleColumns;
 using dravix::extractor::ResampleRows;
 
-/// The defocus spills light over the area's edge: this many outer rows and columns are not to be
-/// trusted.
-constexpr int kEdgeDepth = 4;
+/// The defocus spills light over the lit area's edge, so this many outer rows and columns of LEDs
+/// are measured too low and are replaced.
+constexpr int kBorderDepth = 4;
 
-/// Rows measured at their own LED counts, each spread over the full width by repetition.
+/// Measures each row at its own LED count and spreads it over the full width by repeating values.
 cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
                             const std::vector<std::int32_t>& rowLedNums, int rowGroup) {
   cv::Mat result = cv::Mat::zeros(columns.rows, ledWidth, CV_32FC1);
@@ -29,7 +35,7 @@ cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
     const auto group = static_cast<std::size_t>(begin / rowGroup);
     CV_Assert(group < rowLedNums.size());
     const int count = rowLedNums[group];
-    CV_CheckGE(count, 1, "a row needs a LED");
+    CV_CheckGE(count, 1, "a row needs an LED");
     CV_CheckLE(count, ledWidth, "a row has more LEDs than the widest");
     const cv::Mat measured = ResampleRows(columns.rowRange(begin, end), count);
     cv::Mat target = result.rowRange(begin, end);
@@ -39,23 +45,30 @@ cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
   return result;
 }
 
+[[noreturn]] void RefuseOutsideMask() {
+  CV_Error(cv::Error::StsOutOfRange, "the LED area's rectangle leaves its mask");
+}
+
 }  // namespace
 
 std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv::Rect& rect) {
   CV_Assert(mask.type() == CV_8UC1);
-  CV_Assert(rect.x >= 0 && rect.width >= 1 && rect.width <= mask.cols - rect.x);
-  const cv::Range across(rect.x, rect.x + rect.width);
+  if (rect.width < 1) CV_Error(cv::Error::StsOutOfRange, "the LED area has no columns");
+  if (rect.x < 0 || rect.x >= mask.cols) RefuseOutsideMask();
+  // A column without mask is reported before the rectangle's leaving the mask further right.
+  const cv::Range across(rect.x, rect.x + std::min(rect.width, mask.cols - rect.x));
   const std::vector<ColumnRun> runs = FirstRuns(mask.colRange(across));
-  if (std::any_of(runs.begin(), runs.end(), [](const ColumnRun& run) { return run.length < 1; })) {
-    AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
-    return DRAVIX_BAD_ARGUMENT;
+  if (!dravix::extractor::EveryColumnHasMask(runs)) return DRAVIX_BAD_ARGUMENT;
+  if (across.size() < rect.width) RefuseOutsideMask();
+  // Checked here, before memory is taken for them.
+  if (ledWidth <= kBorderDepth || ledHeight <= kBorderDepth) {
+    CV_Error(cv::Error::StsOutOfRange, "there are too few LEDs to replace those on the border");
   }
-  CV_Assert(ledWidth > kEdgeDepth && ledHeight > kEdgeDepth);  // before memory is taken for them
   const cv::Mat columns = ResampleColumns(image.colRange(across), runs, ledHeight);
   cv::Mat measured = rowLedNums.empty()
                          ? ResampleRows(columns, ledWidth)
                          : ResampleUnequalRows(columns, ledWidth, rowLedNums, rowGroup);
-  ReplaceEdges(measured, kEdgeDepth);
+  ReplaceBorderLeds(measured, kBorderDepth);
   resultImage = dravix::extractor::MeasuredMarks(measured.size());
   lum = measured;
   return DRAVIX_OK;

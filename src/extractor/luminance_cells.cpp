@@ -1,10 +1,13 @@
-#include <dravix/algolog.h>
-
-#include <algorithm>
-
+/// One luminance per LED, measured block by block.
+///
+/// The detector gives the rectangle of every block of a checkerboard in the working image. Each
+/// block is averaged to its own LEDs as the whole area is in the other pipeline, so that what the
+/// lens bends matters only within a block. Blocks on the screen's border are cut by the mask; inner
+/// ones are taken as the detector gives them.
 #include "checkerboard/checkerboard.h"
-#include "extractor/edges.h"
+#include "extractor/border_leds.h"
 #include "extractor/extractor.h"
+#include "extractor/measured_marks.h"
 #include "extractor/resample.h"
 
 namespace {
@@ -12,12 +15,12 @@ namespace {
 using dravix::extractor::ColumnRun;
 using dravix::extractor::FirstRuns;
 
-/// Blocks end sharper than the whole area does, so fewer outer rows suffer than in the other
-/// pipeline.
-constexpr int kEdgeDepth = 2;
+/// Border blocks are cut closer to the true edge than the whole area is, so fewer outer rows and
+/// columns are measured too low than in the other pipeline.
+constexpr int kBorderDepth = 2;
 
-/// The rows of a cell to average, per column: the mask's on the screen's border, all of them
-/// inside, where the cell's rectangle is trusted as it stands.
+/// The rows that are averaged in each column of a cell: those of the mask in a border cell, all
+/// rows in an inner one.
 std::vector<ColumnRun> CellRuns(const CheckerboardDetector& detector, const cv::Rect& cell,
                                 bool border) {
   if (border) return FirstRuns(detector.mask(cell));
@@ -27,7 +30,8 @@ std::vector<ColumnRun> CellRuns(const CheckerboardDetector& detector, const cv::
 }  // namespace
 
 std::int32_t Dravix::CalLum(const cv::Mat& image, const CheckerboardDetector& detector) {
-  lum = cv::Mat(cv::Mat::zeros(ledHeight, ledWidth, CV_32FC1));  // new, not the old one cleared
+  lum = cv::Mat(
+      cv::Mat::zeros(ledHeight, ledWidth, CV_32FC1));  // a new matrix: a host may hold the old one
   const int lastRow = detector.gridRows - 1;
   const int lastColumn = detector.gridColumns - 1;
   for (int r = 0; r <= lastRow; ++r) {
@@ -39,17 +43,13 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const CheckerboardDetector& de
           detector.cells.at(static_cast<std::size_t>(r) * static_cast<std::size_t>(lastColumn + 1) +
                             static_cast<std::size_t>(c));
       const std::vector<ColumnRun> runs = CellRuns(detector, cell, border);
-      if (std::any_of(runs.begin(), runs.end(),
-                      [](const ColumnRun& run) { return run.length < 1; })) {
-        AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
-        return DRAVIX_BAD_ARGUMENT;
-      }
+      if (!dravix::extractor::EveryColumnHasMask(runs)) return DRAVIX_BAD_ARGUMENT;
       const cv::Mat columns = dravix::extractor::ResampleColumns(image(cell), runs, cellHeight);
       const cv::Rect place(singleAreaSize * c, singleAreaSize * r, cellWidth, cellHeight);
       dravix::extractor::ResampleRows(columns, cellWidth).copyTo(lum(place));
     }
   }
-  dravix::extractor::ReplaceEdges(lum, kEdgeDepth);
+  dravix::extractor::ReplaceBorderLeds(lum, kBorderDepth);
   resultImage = dravix::extractor::MeasuredMarks(lum.size());
   return DRAVIX_OK;
 }

@@ -1,3 +1,4 @@
+/// The two pipelines: an area located by itself, and blocks found with the help of a checkerboard.
 #include <dravix/algolog.h>
 #include <dravix/region.h>
 
@@ -5,11 +6,14 @@
 #include "base/one_line.h"
 #include "checkerboard/checkerboard.h"
 #include "extractor/extractor.h"
+#include "extractor/locate.h"
 #include "extractor/rectify.h"
+#include "region/region_state.h"
+#include "shot/shot_picture.h"
 
 namespace {
 
-/// Every luminance of a run with three corners: intended, though nothing is measured.
+/// Every luminance of a run with three corners, which measures nothing. Hosts rely on the value.
 constexpr double kUnmeasured = 2048.0;
 
 std::int32_t RefuseCorners() {
@@ -17,16 +21,16 @@ std::int32_t RefuseCorners() {
   return DRAVIX_BAD_ARGUMENT;
 }
 
-/// A result must fit the 32-bit byte counts of its descriptor and record.
+/// Whether a result of that size fits the 32-bit byte counts of its descriptor and record.
 bool LuminancesFit(std::int32_t width, std::int32_t height) {
-  if (width < 1 || height < 1) return true;  // refused, or empty, further on
+  if (width < 1 || height < 1) return true;  // refused, or empty, in a later step
   const auto bytes = dravix::base::CheckedMul(static_cast<std::uint64_t>(width),
                                               static_cast<std::uint64_t>(height), sizeof(float));
   return bytes && dravix::base::FitsInt32(*bytes);
 }
 
-/// Runs a pipeline; what the matrix library refuses (an area without size, blocks that leave the
-/// matrix, LED counts too small for the edges) becomes a code.
+/// Runs a pipeline. What the matrix library refuses (an area without size, blocks that leave the
+/// matrix, too few LEDs to replace the border) becomes one error line and the code 9.
 template <class Run>
 std::int32_t RefusalsAsCode(const char* method, Run&& run) {
   try {
@@ -48,7 +52,7 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
                              std::int32_t topLedNum, std::int32_t bottomLedNum,
                              std::int32_t newRowGroup) {
   constexpr const char* kMethod = "Dravix::Extract";
-  AlgoLogInfo("%s", kMethod);
+  AlgoLogInfo("Dravix::Extract");
   if (const std::int32_t code = SetImage(newShot); code != DRAVIX_OK) return code;
   if (!LuminancesFit(ledWidth, ledHeight)) return RefuseLedCounts(kMethod, ledWidth, ledHeight);
   if (topLedNum > 0 && bottomLedNum > 0) {
@@ -68,19 +72,21 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
       return std::int32_t{DRAVIX_BAD_ARGUMENT};
     }
     const cv::Size size = dravix::extractor::WorkingSize(shot->image.size(), warpScale);
-    const cv::Mat working = dravix::extractor::Rectify(
+    const cv::Mat working = dravix::extractor::WarpToWorkingImage(
         shot->image, dravix::extractor::WorkingFromPhoto(ordered, TargetRectangle(size)), size);
-    cv::Mat mask;
-    cv::Rect rect;
-    AutoBlurLocate(working, mask, rect);
-    return CalLum(working, mask, rect);
+    // Without an area CalLum gets an empty one, and says that it cannot measure it.
+    const dravix::extractor::LitArea area =
+        dravix::extractor::LocateLitArea(working, dravix::shot::FullScale(*shot),
+                                         {blurKernelSize, blurSigma})
+            .value_or(dravix::extractor::LitArea());
+    return CalLum(working, area.mask, area.rect);
   });
 }
 
 std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardShot,
                                 DravixBlockCounts blockCounts, const RegionOI& region,
                                 std::int32_t lastWidth, std::int32_t lastHeight) {
-  AlgoLogInfo("Dravix::Extract");  // hosts' logs know both pipelines by this one name
+  AlgoLogInfo("Dravix::Extract");  // hosts know both pipelines by this text
   constexpr const char* kMethod = "Dravix::ExtractPro";
   CheckerboardDetector detector;
   if (const std::int32_t code = SetImage(newShot); code != DRAVIX_OK) return code;
@@ -89,7 +95,7 @@ std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardSho
       code != DRAVIX_OK) {
     return code;
   }
-  if (region.rect.width <= 0 || region.rect.height <= 0 || region.mask.empty()) {
+  if (dravix::region::IsEmpty(region)) {
     AlgoLogError("Dravix::Extract--Error ::  roi empty !!.");
     return DRAVIX_NULL_ARGUMENT;
   }
@@ -101,9 +107,14 @@ std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardSho
     const cv::Size size = dravix::extractor::WorkingSize(shot->image.size(), warpScale);
     const cv::Mat workingFromPhoto =
         dravix::extractor::WorkingFromPhoto(corners, TargetRectangle(size));
-    const cv::Mat working = dravix::extractor::Rectify(shot->image, workingFromPhoto, size);
+    // The detector warps the same photograph once more, with its border pixels repeated. The two
+    // differ near the photograph's border, where luminances must be those of the plain method to
+    // the last bit, so that one cannot take the other's place.
+    const cv::Mat working =
+        dravix::extractor::WarpToWorkingImage(shot->image, workingFromPhoto, size);
     code = detector.SetImage(checkerboardShot, shot);
     if (code != DRAVIX_OK) return code;
+    detector.areaScale = roiScale;  // the detector sizes its blocks by what TargetRectangle covers
     code =
         detector.SetParam(cv::Size(blockCounts.across, blockCounts.down), size, workingFromPhoto);
     if (code != DRAVIX_OK) return code;

@@ -24,8 +24,8 @@ bool AnyThreeOnALine(const std::vector<cv::Point>& corners) {
     const cv::Point a = corners[(left + 1) % corners.size()];
     const cv::Point b = corners[(left + 2) % corners.size()];
     const cv::Point c = corners[(left + 3) % corners.size()];
-    // Differences of 32-bit coordinates need 33 bits and their products 66: long double's 64-bit
-    // mantissa tells a zero from all that can occur in a photograph.
+    // Differences of 32-bit coordinates need 33 bits, their products 66. A long double has 64 bits
+    // of mantissa, and so is exact for all coordinates that a photograph can have.
     const auto cross =
         static_cast<long double>(std::int64_t{b.x} - a.x) * (std::int64_t{c.y} - a.y) -
         static_cast<long double>(std::int64_t{b.y} - a.y) * (std::int64_t{c.x} - a.x);
@@ -34,7 +34,7 @@ bool AnyThreeOnALine(const std::vector<cv::Point>& corners) {
   return false;
 }
 
-cv::Mat Rectify(const cv::Mat& photo, const cv::Mat& workingFromPhoto, cv::Size size) {
+cv::Mat WarpToWorkingImage(const cv::Mat& photo, const cv::Mat& workingFromPhoto, cv::Size size) {
   cv::Mat working;
   cv::warpPerspective(photo, working, workingFromPhoto, size, cv::INTER_CUBIC, cv::BORDER_CONSTANT,
                       cv::Scalar::all(0));

@@ -1,4 +1,4 @@
-/// The step from the photograph to the working image, the same in both pipelines.
+/// The step from the photograph to the working image, which both pipelines share.
 #pragma once
 
 #include <array>
@@ -7,18 +7,23 @@
 
 namespace dravix::extractor {
 
-/// Size of the working image, each side truncated.
+/// Size of the working image in pixels: `photo` times `warpScale`, each side truncated.
 [[nodiscard]] cv::Size WorkingSize(cv::Size photo, double warpScale);
 
-/// The 3 x 3 CV_64F perspective that maps photograph pixels to working pixels. Four corners each,
-/// as top-left, top-right, bottom-right, bottom-left.
+/// The 3 x 3 CV_64F perspective matrix that maps photograph pixels to working-image pixels. Both
+/// lists hold four corners: top-left, top-right, bottom-right, bottom-left.
 [[nodiscard]] cv::Mat WorkingFromPhoto(const std::vector<cv::Point>& photoCorners,
                                        const std::array<cv::Point2f, 4>& workingCorners);
 
-/// True when the perspective is not determined: three of the four corners lie on one line.
+/// True when three of the four corners lie on one line: no perspective matrix maps such corners to
+/// a rectangle.
 [[nodiscard]] bool AnyThreeOnALine(const std::vector<cv::Point>& corners);
 
-/// The photograph warped into the working image; cubic, 0 outside.
-[[nodiscard]] cv::Mat Rectify(const cv::Mat& photo, const cv::Mat& workingFromPhoto, cv::Size size);
+/// Warps a photograph into a working image that is measured: bicubic interpolation, 0 beyond the
+/// photograph's border. No light was seen there, and no luminance may be made from it; the
+/// detector, which only looks for edges, repeats the border pixels instead, because a jump to 0
+/// would be an edge.
+[[nodiscard]] cv::Mat WarpToWorkingImage(const cv::Mat& photo, const cv::Mat& workingFromPhoto,
+                                         cv::Size size);
 
 }  // namespace dravix::extractor

@@ -1,5 +1,7 @@
 #include "extractor/resample.h"
 
+#include <dravix/algolog.h>
+
 #include <algorithm>
 #include <cstring>
 #include <opencv2/imgproc.hpp>
@@ -35,10 +37,11 @@ class RunTracker {
   std::vector<ColumnRun> runs_;
 };
 
-/// Columns resampled together: enough to fill vector registers, few enough to stay in the cache.
+/// The most columns that are resampled in one call: enough to fill the vector registers, few enough
+/// that the samples stay in the processor's cache.
 constexpr int kMostColumns = 256;
 
-/// End of the columns from `begin` on that share begin's run.
+/// The column behind the last of those, from `begin` on, that have the same run as `begin`.
 int EndOfSameRun(const std::vector<ColumnRun>& runs, int begin) {
   const int limit = std::min(static_cast<int>(runs.size()), begin + kMostColumns);
   int end = begin + 1;
@@ -55,11 +58,19 @@ std::vector<ColumnRun> FirstRuns(const cv::Mat& mask) {
   RunTracker tracker(mask.cols);
   const auto bytes = static_cast<std::size_t>(mask.cols);
   for (int y = 0; y < mask.rows; ++y) {
-    // Runs begin and end only where a row differs from the one above, which is seldom.
+    // A run begins or ends only where a row differs from the one above, which few rows do.
     if (y > 0 && std::memcmp(mask.ptr(y), mask.ptr(y - 1), bytes) == 0) continue;
     tracker.Row(mask.ptr(y), y);
   }
   return std::move(tracker).Finish(mask.rows);
+}
+
+bool EveryColumnHasMask(const std::vector<ColumnRun>& runs) {
+  if (std::none_of(runs.begin(), runs.end(), [](const ColumnRun& run) { return run.length < 1; })) {
+    return true;
+  }
+  AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
+  return false;
 }
 
 cv::Mat ResampleColumns(const cv::Mat& image, const std::vector<ColumnRun>& runs, int rows) {
@@ -68,9 +79,9 @@ cv::Mat ResampleColumns(const cv::Mat& image, const std::vector<ColumnRun>& runs
   cv::Mat samples;
   for (int begin = 0; begin < image.cols;) {
     const ColumnRun run = runs[static_cast<std::size_t>(begin)];
-    // Averaging works column by column, so columns of the same rows give the same bits together.
-    // Where there are fewer pixels than LEDs the library interpolates instead, and a neighbour that
-    // is not finite would leak in: then one column at a time.
+    // Averaging treats columns one by one, so columns with the same rows give the same bits in one
+    // call as alone. With fewer pixels than LEDs the library interpolates instead, and a neighbor
+    // that is not finite would spoil the column: then columns are resampled one at a time.
     const int end = run.length >= rows ? EndOfSameRun(runs, begin) : begin + 1;
     image(cv::Range(run.start, run.start + run.length), cv::Range(begin, end))
         .convertTo(samples, CV_32F);

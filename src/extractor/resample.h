@@ -1,4 +1,8 @@
-/// Area resampling of many columns or rows at once, with the very bits of one at a time.
+/// Area resampling of many columns or rows in one call.
+///
+/// Each column of an area is averaged to one value per LED row, each row to one value per LED. The
+/// plain way is one library call per column and row; here adjacent columns and rows that need the
+/// same weights share a call. The results are the same to the last bit.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +21,13 @@ struct ColumnRun {
 /// One run per column of `mask` (CV_8UC1).
 [[nodiscard]] std::vector<ColumnRun> FirstRuns(const cv::Mat& mask);
 
-/// Resamples column x of `image` (one channel, any depth, runs.size() columns), rows runs[x], to
-/// `rows` 32-bit float values by area averaging. Every run has a length of 1 or more.
+/// True when every run has a pixel. Otherwise the area cannot be measured, and one error line,
+/// which both ways of measuring share, says so.
+[[nodiscard]] bool EveryColumnHasMask(const std::vector<ColumnRun>& runs);
+
+/// Resamples rows runs[x] of each column x of `image` to `rows` 32-bit float values by area
+/// averaging. `image` has one channel of any depth and as many columns as there are runs; every run
+/// has a length of 1 or more. Throws cv::Exception otherwise.
 [[nodiscard]] cv::Mat ResampleColumns(const cv::Mat& image, const std::vector<ColumnRun>& runs,
                                       int rows);
 

@@ -8,14 +8,14 @@
 
 namespace {
 
-/// Groups of `rowGroup` rows that `rows` make, in single precision as the table has always been
-/// made.
+/// How many groups of `rowGroup` rows `rows` make. Division and rounding are in single precision:
+/// that is the table's definition, and above 2^24 rows it shows.
 std::size_t GroupCount(std::int32_t rows, std::int32_t rowGroup) {
   const float count = std::ceil(static_cast<float>(rows) / static_cast<float>(rowGroup));
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-/// Single precision may round a difference of counts beyond what 32 bits hold.
+/// The nearest 32-bit value: single precision may round a difference of counts up to 2^31.
 std::int32_t InRange(std::int64_t count) {
   using Limits = std::numeric_limits<std::int32_t>;
   return static_cast<std::int32_t>(
@@ -35,14 +35,14 @@ std::int32_t Dravix::GetRowLedNums(std::int32_t topLedNum, std::int32_t bottomLe
     return DRAVIX_BAD_ARGUMENT;
   }
   const std::size_t groups = GroupCount(ledHeight, newRowGroup);
-  std::vector<std::int32_t> table(groups, topLedNum);  // one group has no step: the top row's count
+  std::vector<std::int32_t> table(groups, topLedNum);  // a single group keeps the top row's count
   if (groups > 1) {
     const auto difference = static_cast<float>(std::int64_t{bottomLedNum} - topLedNum);
     const float step = difference / static_cast<float>(groups - 1);
     for (std::size_t i = 0; i < groups; ++i) {
       const float offset = static_cast<float>(i) * step;
-      // Truncation rounds half up for rising counts and towards the larger value for falling ones.
-      // NOLINTNEXTLINE(bugprone-incorrect-roundings): those roundings are the table's definition.
+      // Truncation rounds rising counts half up and falling ones toward the larger value.
+      // NOLINTNEXTLINE(bugprone-incorrect-roundings): this rounding is the table's definition.
       const auto more = static_cast<std::int64_t>(static_cast<double>(offset) + 0.5);
       table[i] = InRange(topLedNum + more);
     }

@@ -1,4 +1,4 @@
-/// The corner order that every corner list follows, and lists from rectangles.
+/// The order that every list of corners has, and the corner lists of rectangles.
 #include <dravix/region.h>
 
 #include <array>
@@ -14,8 +14,9 @@ using dravix::region::RoundPixel;
 
 constexpr std::size_t kCorners = 4;
 
-/// Mean height, each share summed in single precision and in input order: corners close to the mean
-/// fall to the upper or the lower half by its last bit.
+/// Mean of the y coordinates, each divided first and summed in single precision and in input order.
+/// The last bit of the mean decides to which half a corner close to it belongs, so the order of the
+/// operations must stay.
 float MeanY(const std::vector<cv::Point>& points) {
   const auto count = static_cast<float>(points.size());
   float mean = 0.0F;

@@ -1,4 +1,11 @@
-/// Finding the lit area in a photograph, or setting it by hand.
+/// Finds the lit area in a photograph, or takes it from four corners set by hand.
+///
+/// Both searches work on a gray picture: they blur it, tell lit pixels from dark ones by Otsu's
+/// threshold, and take the outline with the largest rotated bounding box as the lit area. AutoSet
+/// does so at half size, where the gaps between LEDs are narrower, and grows its mask. ComputeBlur
+/// works at full size, also takes what is brighter than its neighborhood, and does not grow its
+/// mask, so that its outline lies closer to the true one. Neither can tell the screen from other
+/// light of the same brightness, nor find a part of the screen that is as dark as the surround.
 #include <dravix/algolog.h>
 #include <dravix/dravix.h>
 #include <dravix/region.h>
@@ -30,20 +37,22 @@ cv::Mat OtsuBinary(const cv::Mat& image) {
   return binary;
 }
 
-/// What ComputeMask grows its mask with.
+/// The ellipse by which ComputeMask grows its mask.
 cv::Mat GrowingEllipse(int blurKernelSize) {
   const int side = ClampToInt32(std::int64_t{3} * blurKernelSize / 2);
   return cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side));
 }
 
-/// The gaps between LEDs vary with the local brightness, the dark surround does not: what either
-/// the local or the global level calls lit is lit, and specks below 5 x 5 pixels are noise.
+/// 255 where the picture is lit. A pixel counts as lit when it is above Otsu's threshold for the
+/// whole picture, or above the mean of its neighborhood: the first alone would lose dim parts of
+/// the screen, the second alone would tear holes into even ones. An opening then removes noise,
+/// which is specks smaller than 5 x 5 pixels.
 cv::Mat DefocusedBinary(const cv::Mat& blurred) {
-  constexpr int kNeighbourhood = 41;
+  constexpr int kNeighborhood = 41;  // pixels; a few LEDs at the usual pitch
   const cv::Mat otsu = OtsuBinary(blurred);
   cv::Mat binary;
   cv::adaptiveThreshold(blurred, binary, 255, cv::ADAPTIVE_THRESH_GAUSSIAN_C, cv::THRESH_BINARY,
-                        kNeighbourhood, 0);
+                        kNeighborhood, 0);
   binary.setTo(255, otsu > 254);
   const cv::Mat speck = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(5, 5));
   cv::morphologyEx(binary, binary, cv::MORPH_OPEN, speck, cv::Point(-1, -1), 1,
@@ -52,8 +61,7 @@ cv::Mat DefocusedBinary(const cv::Mat& blurred) {
 }
 
 void WarnOfSeveralAreas(std::size_t count) {
-// The text has no place for the count; logging libraries that keep the arguments get it all the
-// same.
+// The text has no placeholder for the count; a logging library that keeps the arguments has it.
 #if defined(__GNUC__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-extra-args"
@@ -87,9 +95,9 @@ std::int32_t RegionOI::AutoSet() {
   if (code != DRAVIX_OK) return code;
   const cv::Mat gray = dravix::shot::ToGrayPicture(*shot);
 
-  // pyrDown and pyrUp halve and double; at any other factor they refuse their sizes, or, for images
-  // of a few pixels, give a mask that is not the rectangle's.
-  CV_Assert(pyramidFactor == 2);
+  // pyrDown halves and pyrUp doubles. At another factor they refuse the sizes or, for images of a
+  // few pixels, give a mask that does not belong to the rectangle.
+  if (pyramidFactor != 2) CV_Error(cv::Error::StsOutOfRange, "the pyramid factor must be 2");
   const int factor = pyramidFactor;
   cv::Mat small;
   cv::pyrDown(gray, small, cv::Size(gray.cols / factor, gray.rows / factor));
@@ -100,7 +108,7 @@ std::int32_t RegionOI::AutoSet() {
   const cv::Rect area(found.x * factor, found.y * factor, found.width * factor,
                       found.height * factor);
   cv::Mat areaMask;
-  // Not thresholded again: the border keeps its intermediate values.
+  // The mask is not thresholded again: its border keeps the values between 0 and 255.
   cv::pyrUp(smallMask(found), areaMask, area.size());
   rect = area;
   mask = areaMask;
@@ -161,8 +169,8 @@ std::int32_t RegionOI::ManualSet(cv::Size frame, const std::vector<cv::Point>& c
     AlgoLogError("RegionOI::ManualSet--Error :: corners4.size() != 4");
     return DRAVIX_NOT_FOUR_CORNERS;
   }
-  // Only the outline's rectangle of the frame is drawn: filling does not depend on where in the
-  // image it happens, and a small area far from the origin must not cost the frame's memory.
+  // Only the outline's rectangle is drawn, not the frame: filling gives the same pixels anywhere,
+  // and a small area far from the origin must not cost the memory of the whole frame.
   const cv::Rect area = cv::boundingRect(outline);
   for (cv::Point& corner : outline) corner -= area.tl();
   mask = Filled({outline}, 0, area.size());

@@ -1,4 +1,10 @@
-/// From the mask to corners, from corners to the rectified image, and turning with the image.
+/// Finds the corners of a region's mask, rectifies by corners, and turns a region with its image.
+///
+/// The corners are sought in the mask, not in the photograph. A corner detector with a window of
+/// 111 pixels gives up to four points, which the outline's noise hardly moves but which lie about
+/// half a window inside the true corners; an iterative refinement then moves each point to where
+/// the outline's two edges meet. The detector needs areas of about 210 pixels a side, and corners
+/// of about a right angle: a very acute or obtuse one may be too weak to be found.
 #include <dravix/algolog.h>
 #include <dravix/dravix.h>
 #include <dravix/region.h>
@@ -22,17 +28,18 @@ using dravix::region::TruncToInt32;
 
 constexpr int kCorners = 4;
 
-/// In 64 bits: the matrix library's own test adds in 32 and takes a rectangle at their end for one
-/// inside.
+/// Whether `rect` lies in the frame. The sums have 64 bits: the matrix library's own test adds in
+/// 32 bits and accepts a rectangle whose end overflows.
 bool Contains(cv::Size frame, const cv::Rect& rect) {
   return rect.x >= 0 && rect.y >= 0 && std::int64_t{rect.x} + rect.width <= frame.width &&
          std::int64_t{rect.y} + rect.height <= frame.height;
 }
 
-/// The mask at its place in an otherwise dark frame: corners are sought in the area's shape, not in
-/// the photograph.
+/// The mask at its place in a dark frame.
 cv::Mat SearchImage(const RegionOI& region) {
-  CV_Assert(Contains(cv::Size(region.frameWidth, region.frameHeight), region.rect));
+  if (!Contains(cv::Size(region.frameWidth, region.frameHeight), region.rect)) {
+    CV_Error(cv::Error::StsOutOfRange, "the region's rectangle leaves its frame");
+  }
   cv::Mat image = cv::Mat::zeros(region.frameHeight, region.frameWidth, CV_8UC1);
   region.mask.copyTo(image(region.rect));
   return image;
@@ -50,7 +57,8 @@ std::vector<cv::Point> Refined(const cv::Mat& image, std::vector<cv::Point2f> co
   return pixels;
 }
 
-/// A quadrilateral to go on with by hand when the found corners make none.
+/// The corners of a rectangle inside the frame, from which a host can go on by hand when the
+/// corners that were found cannot be put in order.
 std::vector<cv::Point> InnerRectangle(double width, double height) {
   const int left = TruncToInt32(width * 0.1);
   const int top = TruncToInt32(height * 0.1);
@@ -65,17 +73,18 @@ float Distance(const cv::Point2f& a, const cv::Point2f& b) {
   return std::sqrt(dx * dx + dy * dy);
 }
 
-/// Opposite sides of a screen seen at an angle differ: the longer one keeps all of its detail.
+/// The rectified length of two opposite sides, in pixels. A screen that is seen at an angle has
+/// sides of different lengths; at the longer one no detail is lost.
 int LongerSide(float a, float b) { return RoundPixel(std::max(a, b)); }
 
-/// The angle as 0 to 359, or 360 for the negative multiples of 360, which Rotate refuses.
+/// The angle as 0 to 359 degrees, or 360 for negative multiples of 360, which Rotate refuses.
 std::int64_t NormalizedAngle(int rollAngle) {
   const std::int64_t angle = rollAngle;
   const std::int64_t turns = angle / 360;
   return angle < 0 ? angle + (1 - turns) * 360 : angle - turns * 360;
 }
 
-/// What is left of `whole` behind an interval: its start as seen from the other end.
+/// The start of an interval as counted from the other end of `whole`.
 int FromOtherEnd(int whole, int length, int start) {
   return ClampToInt32(std::int64_t{whole} - length - start);
 }
@@ -158,7 +167,8 @@ std::int32_t RegionOI::Rotate(int roll_angle) {
     AlgoLogError("RegionOI::Rotate--Error :: roll_angle");
     return DRAVIX_BAD_ARGUMENT;
   }
-  // Transposed, never mirrored: exact for a mask that is symmetric, and what hosts rely on.
+  // The mask is transposed and never mirrored. That is exact for symmetric masks, such as those of
+  // PerspectiveSet, and hosts rely on it for all others.
   cv::Mat turned;
   if (!mask.empty()) cv::transpose(mask, turned);
   mask = turned;

@@ -19,7 +19,7 @@
 namespace dravix::region {
 namespace {
 
-// Saturated, so that they stand out on grey, black and white alike.
+// Saturated colors (BGR) stand out on gray, black and white alike.
 const cv::Scalar kOutlineColor(0, 255, 0);
 const cv::Scalar kPinColor(0, 200, 0);
 const cv::Scalar kBoxColor(255, 0, 255);
@@ -30,15 +30,16 @@ const cv::Scalar kLabelEdgeColor(0, 0, 0);
 constexpr int kCircleRadius = 3;
 constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
 
-/// Sizes of what must be readable when the whole picture is fitted to a screen.
+/// Sizes of what must be readable when the whole picture is fitted to a monitor.
 struct Strokes {
-  double fontScale;  ///< 1 is a capital of 21 pixels
-  int width;         ///< of letters and brackets, pixels
-  int gap;           ///< between a corner and its label, pixels
+  double fontScale;  ///< OpenCV's: at 1 a capital is 21 pixels high
+  int width;         ///< of the strokes of letters and brackets, in pixels
+  int gap;           ///< between a corner and its label, in pixels
 };
 
 Strokes StrokesFor(cv::Size picture) {
-  // A capital of 1.75 % of the picture's mean side; never below 9 pixels, where the font ends.
+  // A capital is 1.75 % of the picture's mean side high, but at least 9 pixels, below which the
+  // font cannot be read.
   constexpr double kSideAtScale1 = 1200.0;
   constexpr double kSmallest = 0.45;
   const double side = std::sqrt(static_cast<double>(picture.width) * picture.height);
@@ -48,7 +49,8 @@ Strokes StrokesFor(cv::Size picture) {
 }
 
 cv::Mat BasePicture(const Shot& shot) {
-  // The colour that the screen showed would hide the overlay of the same colour: one plane is grey.
+  // A single plane is shown gray: in the color that the screen showed it would hide overlays of the
+  // same color.
   return shot.image.channels() == 1 ? image::ToImage(shot.image, shot::FullScale(shot), 3)
                                     : shot::ToColorPicture(shot);
 }
@@ -58,19 +60,20 @@ bool Overlap(const cv::Rect& rect, cv::Size picture) {
          std::int64_t{rect.x} + rect.width > 0 && std::int64_t{rect.y} + rect.height > 0;
 }
 
-/// Pixels that may be drawn at without leaving the range of OpenCV's arithmetic.
+/// Whether a mark may be drawn at `point` without leaving the range of OpenCV's arithmetic.
 bool IsNear(const cv::Point& point, cv::Size picture) {
   return point.x >= -kCircleRadius && point.y >= -kCircleRadius &&
          point.x <= picture.width + kCircleRadius && point.y <= picture.height + kCircleRadius;
 }
 
-/// Strokes that stand on the outline like pins, from outside and with a gap that leaves the edge of
-/// the LED area to be seen: a line of one pixel is lost when 30 megapixels are fitted to a screen.
+/// Draws strokes that point at the outline from outside, like pins. A line of one pixel is lost
+/// when 30 megapixels are fitted to a monitor; the pins are not, and their gap leaves the edge of
+/// the lit area free.
 void DrawPins(cv::Mat& picture, const image::Contour& outline, const Strokes& strokes) {
   constexpr std::size_t kPins = 48;
   if (outline.size() < kPins) return;
   const double outward = cv::contourArea(outline, true) > 0 ? -1.0 : 1.0;
-  const std::size_t reach = outline.size() / kPins / 3;  // of the chord that gives the direction
+  const std::size_t reach = outline.size() / kPins / 3;  // half the chord that gives the direction
   for (std::size_t pin = 0; pin < kPins; ++pin) {
     const std::size_t i = pin * outline.size() / kPins;
     const cv::Point2d at = outline[i];
@@ -100,7 +103,7 @@ void DrawOutlines(cv::Mat& picture, const RegionOI& region, const Strokes& strok
   cv::polylines(picture, box, true, kBoxColor, 1, cv::LINE_8);
 }
 
-/// Text with a dark edge, moved so that all of it is inside the picture where it fits.
+/// Draws text with a dark edge, moved so that all of it lies inside the picture where it fits.
 void DrawLabel(cv::Mat& picture, const std::string& text, cv::Point origin,
                const Strokes& strokes) {
   const int edge = strokes.width + 2 * std::max(1, strokes.width / 2);
@@ -114,17 +117,17 @@ void DrawLabel(cv::Mat& picture, const std::string& text, cv::Point origin,
               cv::LINE_AA);
 }
 
-/// One of the rectangle's corners: its name and the directions that lead out of the rectangle.
+/// One of the rectangle's corners.
 struct Corner {
   const char* name;
-  int outX;
-  int outY;
+  int outX;  ///< 1 or -1: the direction in x that leads out of the rectangle
+  int outY;  ///< 1 or -1: the direction in y that leads out of the rectangle
 };
 
 constexpr std::array<Corner, 4> kCorners = {
     {{"TL", -1, -1}, {"TR", 1, -1}, {"BR", 1, 1}, {"BL", -1, 1}}};
 
-/// Two thick strokes beside the corner, outside the rectangle, so that no outline is hidden.
+/// Draws two thick strokes beside the corner, outside the rectangle so that they hide no outline.
 void DrawBracket(cv::Mat& picture, const cv::Point& at, const Corner& corner,
                  const Strokes& strokes) {
   const int away = kCircleRadius + 2 + strokes.width;
@@ -134,8 +137,7 @@ void DrawBracket(cv::Mat& picture, const cv::Point& at, const Corner& corner,
   cv::line(picture, knee, {knee.x, knee.y - corner.outY * length}, kLabelColor, strokes.width);
 }
 
-/// Where a label begins so that it stands above or below its corner and within the rectangle's
-/// width.
+/// Where a label begins that stands above or below its corner and within the rectangle's width.
 cv::Point LabelOrigin(const cv::Point& at, const Corner& corner, cv::Size text,
                       const Strokes& strokes) {
   const std::int64_t away = std::int64_t{2} * strokes.gap;
@@ -164,8 +166,8 @@ std::string SizeText(int width, int height) {
   return std::to_string(width) + " x " + std::to_string(height);
 }
 
-/// Sizes in the middle of the rectangle: a frame of another size than the picture is the usual
-/// reason for a region that lies wrong.
+/// Writes the sizes of rectangle and frame into the middle of the rectangle: a frame of another
+/// size than the picture is the usual reason for a region in the wrong place.
 void DrawSizes(cv::Mat& picture, const RegionOI& region, const Strokes& strokes) {
   const cv::Rect& rect = region.rect;
   const std::array<std::string, 2> lines = {
@@ -180,7 +182,7 @@ void DrawSizes(cv::Mat& picture, const RegionOI& region, const Strokes& strokes)
   }
 }
 
-/// False when the picture cannot be made or not be written.
+/// False when the picture cannot be made or cannot be written.
 bool WriteCheckPicture(const std::string& fullname, const RegionOI& region, const Shot& shot) {
   try {
     return image::WritePicture(fullname, CheckPicture(region, shot));

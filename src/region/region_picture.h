@@ -6,12 +6,13 @@
 
 namespace dravix::region {
 
-/// The shot's image as CV_8UC3 (BGR) with the region drawn over it: the mask's outlines in green,
-/// the rotated box of the largest in magenta, the rectangle's corners as red circles, all one pixel
-/// wide; and, as large as the picture needs to be read in one piece, dark green pins around the
-/// largest outline, yellow brackets around the rectangle, each corner's name and place, and the
-/// sizes. What lies outside the image is left out;
-/// labels stay inside. Throws cv::Exception for pixels that cannot be shown.
+/// The shot's image as CV_8UC3 (BGR) with the region drawn over it. One pixel wide are the mask's
+/// outlines in green, the rotated box of the largest outline in magenta and a red circle at each of
+/// the rectangle's corners. So large that they can be read when the whole picture is fitted to a
+/// monitor are dark green pins around the largest outline, yellow brackets around the rectangle,
+/// the name and place of each corner, and the sizes. What lies outside the image is left out;
+/// labels are moved inside. Empty for a shot without pixels. Throws cv::Exception for pixels that
+/// cannot be shown.
 [[nodiscard]] cv::Mat CheckPicture(const RegionOI& region, const Shot& shot);
 
 }  // namespace dravix::region

@@ -1,11 +1,11 @@
-/// Questions about a region that several of its parts ask.
+/// The question whether a region holds an area.
 #pragma once
 
 #include <dravix/region.h>
 
 namespace dravix::region {
 
-/// True when the rectangle has no pixels or the mask none.
+/// True when the rectangle or the mask has no pixels.
 [[nodiscard]] inline bool IsEmpty(const RegionOI& region) {
   return region.rect.width < 1 || region.rect.height < 1 || region.mask.empty();
 }

@@ -158,6 +158,38 @@ TEST(Luminance, AreaOutsideTheImageThrows) {
   }
 }
 
+TEST(Luminance, ColumnWithoutMaskIsFoundBeforeTheRectangleLeavesTheMaskFurtherRight) {
+  const cv::Mat image(50, 50, CV_16UC1, cv::Scalar(100));
+  cv::Mat mask = FullMask(image);
+  mask.col(20) = 0;
+  constexpr int kMost = std::numeric_limits<int>::max();
+  for (const cv::Rect& rect : {cv::Rect(0, 0, 51, 50), cv::Rect(20, 0, 31, 50),
+                               cv::Rect(10, 0, kMost, 50), cv::Rect(20, 0, kMost, 50)}) {
+    Dravix dravix = ExtractorFor(10, 10);
+    const LogCapture log;
+    EXPECT_EQ(dravix.CalLum(image, mask, rect), DRAVIX_BAD_ARGUMENT) << rect;
+    EXPECT_EQ(log.Errors(),
+              std::vector<std::string>{"Dravix::CalLum--Error ::  height is error !!."});
+    EXPECT_TRUE(dravix.Empty());
+  }
+}
+
+TEST(Luminance, RectangleThatLeavesTheMaskBeforeAColumnWithoutMaskThrows) {
+  const cv::Mat image(50, 50, CV_16UC1, cv::Scalar(100));
+  cv::Mat mask = FullMask(image);
+  mask.colRange(0, 20) = 0;
+  constexpr int kMost = std::numeric_limits<int>::max();
+  constexpr int kLeast = std::numeric_limits<int>::min();
+  for (const cv::Rect& rect : {cv::Rect(-1, 0, 50, 50), cv::Rect(kLeast, 0, kMost, 50),
+                               cv::Rect(50, 0, 1, 50), cv::Rect(20, 0, 31, 50)}) {
+    Dravix dravix = ExtractorFor(10, 10);
+    const LogCapture log;
+    EXPECT_THROW(dravix.CalLum(image, mask, rect), cv::Exception) << rect;
+    EXPECT_TRUE(log.Errors().empty());
+    EXPECT_TRUE(dravix.Empty());
+  }
+}
+
 TEST(Luminance, RowTableThatDoesNotFitThrows) {
   const cv::Mat image(50, 50, CV_16UC1, cv::Scalar(100));
   const cv::Rect rect(0, 0, 50, 50);

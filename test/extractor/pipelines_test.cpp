@@ -160,6 +160,20 @@ TEST(Extract, WhatTheMatrixLibraryRefusesIsLoggedInOneLine) {
   }
 }
 
+TEST(Extract, WhatCannotBeMeasuredIsLoggedInWords) {
+  const Shot black = MakeShot(cv::Mat::zeros(320, 400, CV_16UC1), 20, 16, 12);
+  const Shot tooFew = LitShot(4, 4);
+  Dravix dravix;
+  LogCapture log;
+  EXPECT_EQ(dravix.Extract(&black, LitCorners(), 0, 0, 0), 9);
+  EXPECT_EQ(dravix.Extract(&tooFew, LitCorners(), 0, 0, 0), 9);
+  EXPECT_EQ(
+      log.Errors(),
+      (Strings{"Dravix::AutoBlurLocate--Error :: Cannot find led area.",
+               "Dravix::Extract--Error :: the LED area has no columns",
+               "Dravix::Extract--Error :: there are too few LEDs to replace those on the border"}));
+}
+
 TEST(Extract, LedCountsAboveTheRowAreRefused) {
   const Shot shot = LitShot();
   Dravix dravix;
@@ -206,7 +220,7 @@ TEST(WorkingSize, IsTruncated) {
   EXPECT_EQ(extractor::WorkingSize({7, 9}, 1.3), cv::Size(9, 11));
 }
 
-TEST(Rectify, MapsTheCornersOntoTheTarget) {
+TEST(WorkingFromPhoto, MapsTheCornersOntoTheTarget) {
   const std::vector<cv::Point> corners = LitCorners();
   const auto target = Dravix().TargetRectangle({520, 416});
   const cv::Mat workingFromPhoto = extractor::WorkingFromPhoto(corners, target);
@@ -237,6 +251,17 @@ TEST(ExtractPro, BlocksAreLookedAtBeforeTheRegion) {
   Dravix dravix;
   EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {3, 4}, RegionOI(), -1, -1), 281);
   EXPECT_EQ(dravix.ExtractPro(nullptr, &shot, {3, 4}, RegionOI(), -1, -1), 1);
+}
+
+TEST(ExtractPro, NegativeBlockCountsThatDivideTheLedsAreNoGrid) {
+  const Shot shot = LitShot(20, 16);
+  RegionOI region;
+  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), 0);
+  Dravix dravix;
+  // 20 / -5 = -4, and (16 + 4) / (-4 - 1) = -4.
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {-5, -4}, region, -1, -1), DRAVIX_NO_GRID);
+  EXPECT_EQ(dravix.singleAreaSize, -4);
+  EXPECT_TRUE(dravix.Empty());
 }
 
 TEST(ExtractPro, BlocksAndRegionAreLookedAtBeforeTheSizeOfTheResult) {
@@ -271,7 +296,8 @@ TEST(ExtractPro, RegionThatLeavesItsFrameEndsInACode) {
   Dravix dravix;
   const LogCapture log;
   EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {5, 4}, region, -1, -1), 9);
-  EXPECT_EQ(log.Errors().size(), 1U);
+  EXPECT_EQ(log.Errors(),
+            Strings{"Dravix::ExtractPro--Error :: the region's rectangle leaves its frame"});
 }
 
 TEST(ExtractPro, MissingCheckerboardIsReportedByTheDetector) {

@@ -97,13 +97,18 @@ INSTANTIATE_TEST_SUITE_P(
                     Fit{120, 60, 4, 2, 20, -1, 281, -1, 20, -1},
                     Fit{120, 60, 0, 2, -1, -1, 281, -1, -1, -1},  // would divide by zero
                     Fit{120, 60, 1, 2, 30, -1, 281, -1, 30, -1},
-                    Fit{120, 60, -4, 2, -1, -1, 281, -1, -1, -1}));
+                    Fit{120, 60, -7, 2, -1, -1, 281, -1, -1, -1}));  // 120 / -7 leaves 1
+INSTANTIATE_TEST_SUITE_P(
+    NegativeCountsAreDividedLikeOthers, BlockFit,
+    testing::Values(Fit{120, 60, -4, -2, -1, -1, 0, -30, -30, -30},   // 90 / -3 = -30
+                    Fit{120, 60, -4, 2, -1, -1, 281, -30, -30, -30},  // 90 / 1 = 90
+                    Fit{120, 10, -4, 3, 20, 50, 0, -20, 20, 50},      // 100 / -5 = -40 / 2
+                    Fit{64, 64, 4, -3, -1, -1, 281, 16, 16, 16}));    // 48 / -4 = -12
 INSTANTIATE_TEST_SUITE_P(
     Vertical, BlockFit,
-    testing::Values(Fit{64, 64, 4, 5, -1, -1, 281, 16, 16, 16},  // 12 is not 16; fields stay set
-                    Fit{64, 65, 4, 4, -1, -1, 281, 16, 16, 16},  // a remainder
-                    Fit{64, 64, 4, 1, -1, -1, 281, 16, 16, 16},  // would divide by zero
-                    Fit{64, 64, 4, -3, -1, -1, 281, 16, 16, 16}));
+    testing::Values(Fit{64, 64, 4, 5, -1, -1, 281, 16, 16, 16},    // 12 is not 16; fields stay set
+                    Fit{64, 65, 4, 4, -1, -1, 281, 16, 16, 16},    // a remainder
+                    Fit{64, 64, 4, 1, -1, -1, 281, 16, 16, 16}));  // would divide by zero
 
 TEST(BlockFit, HorizontalAndVerticalHaveTextsOfTheirOwn) {
   Dravix dravix;

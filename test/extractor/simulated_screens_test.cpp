@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "checkerboard/checkerboard.h"
+#include "checkerboard/lit_area_share.h"
 #include "extractor/extractor.h"
 #include "reference/plain_transcription.h"
 #include "sim/catalogue.h"
@@ -64,6 +65,39 @@ TEST(SimulatedCheckerboards, EqualThePlainTranscriptionBitForBit) {
     EXPECT_TRUE(SameBytes(dravix.lum, *expected)) << scene.name;
     EXPECT_TRUE(SameBytes(dravix.resultImage, cv::Mat(expected->size(), CV_8UC1, cv::Scalar(2))));
   }
+}
+
+class OtherLitAreaShare : public testing::TestWithParam<double> {};
+
+// With another share than the detector expects, its blocks are not found or the outer ones are cut.
+TEST_P(OtherLitAreaShare, IsMeasuredAsTheUsualOne) {
+  for (const sim::Scene& scene : sim::PlainScenes(2)) {
+    const sim::Photograph photo = sim::Render(scene);
+    const Shot board = sim::RenderCheckerboard(scene);
+    const cv::Size grid = photo.truth.grid;
+    const cv::Size last = sim::LastBlockOf(scene);
+    RegionOI region;
+    ASSERT_EQ(region.ManualSet(photo.shot.image.size(), photo.truth.cornerPixels), DRAVIX_OK);
+    const auto measured = [&](double roiScale) {
+      Dravix dravix;
+      dravix.roiScale = roiScale;
+      EXPECT_EQ(dravix.ExtractPro(&photo.shot, &board, {grid.width, grid.height}, region,
+                                  last.width, last.height),
+                DRAVIX_OK)
+          << scene.name << " at " << roiScale;
+      return dravix.lum;
+    };
+    const cv::Mat usual = measured(checkerboard::kLitAreaShare);
+    const cv::Mat other = measured(GetParam());
+    ASSERT_EQ(other.size(), usual.size());
+    EXPECT_LT(cv::norm(other, usual) / cv::norm(usual), 0.01) << scene.name;
+  }
+}
+INSTANTIATE_TEST_SUITE_P(Shares, OtherLitAreaShare, testing::Values(0.6, 0.95));
+
+TEST(LitAreaShare, IsOneValueForExtractorAndDetector) {
+  EXPECT_EQ(Dravix().roiScale, checkerboard::kLitAreaShare);
+  EXPECT_EQ(CheckerboardDetector().areaScale, checkerboard::kLitAreaShare);
 }
 
 TEST(SimulatedScreens, EvenScreenIsMeasuredEven) {

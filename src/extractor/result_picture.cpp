@@ -8,10 +8,11 @@
 
 namespace {
 
-/// 8 bits, the largest absolute luminance at 255.
+/// The luminances in 8 bits, the largest absolute one at 255.
 cv::Mat Normalized(const cv::Mat& lum) { return dravix::image::ToImage(lum, -1, 1); }
 
-/// The shot is the host's, and perhaps gone: only a coloured picture looks at it.
+/// The picture of a result. Only a colored one looks at the shot: it belongs to the host, which may
+/// have let go of it.
 cv::Mat ResultPicture(const cv::Mat& lum, bool colored, const Shot* shot) {
   if (!colored) return Normalized(lum);
   const std::int32_t color = shot != nullptr ? shot->color.value_or(0) : 0;
