@@ -8,7 +8,7 @@
 #include "commands/commands.h"
 #include "files/files.h"
 #include "files/stored_data.h"
-#include "report/picture_scale.h"
+#include "report/false_color.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -72,18 +72,18 @@ Difference Compared(const cv::Mat& measured, const cv::Mat& reference, int edge)
 
 /// Measured and reference in one scale, and what is between them.
 cv::Mat Picture(const cv::Mat& measured, const cv::Mat& reference, const Difference& d) {
-  FalseColour scale = ScaleOf(reference, "measured, times " + NumberText(d.gain));
-  const cv::Mat measuredPicture = FalseColourPicture(measured * d.gain, scale);
+  FalseColor scale = ScaleOf(reference, "measured, times " + NumberText(d.gain));
+  const cv::Mat measuredPicture = FalseColorPicture(measured * d.gain, scale);
   scale.title = "reference";
-  const cv::Mat referencePicture = FalseColourPicture(reference, scale);
-  const FalseColour found = ScaleOf(cv::abs(d.relative), "");
-  FalseColour how;
+  const cv::Mat referencePicture = FalseColorPicture(reference, scale);
+  const FalseColor found = ScaleOf(cv::abs(d.relative), "");
+  FalseColor how;
   how.title = "measured - reference, of the mean";
   how.unit = " %";
   how.high = std::max(100 * found.high, 0.01);
   how.low = -how.high;
   how.diverging = true;
-  const cv::Mat difference = FalseColourPicture(d.relative * 100, how);
+  const cv::Mat difference = FalseColorPicture(d.relative * 100, how);
   const std::vector<cv::Mat> all = {measuredPicture, referencePicture, difference};
   return measured.cols > measured.rows ? OneAboveTheOther(all) : SideBySide(all);
 }
@@ -147,7 +147,7 @@ void AddCompareCommand(CLI::App& program) {
       ->required();
   command.add_option("--edge", o->edge, "outer LEDs left out on every side (default 4)");
   command.add_option("--image", o->image,
-                     "false-colour picture: both in one scale, and the difference");
+                     "false-color picture: both in one scale, and the difference");
   command.add_option("--max-rms", o->maxRms, "exit with 1 above this relative RMS error");
   command.add_flag("--json", o->json, "print the answer as JSON");
   command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);

@@ -11,8 +11,8 @@
 #include "files/files.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
-#include "report/overlay.h"
-#include "report/picture_scale.h"
+#include "report/false_color.h"
+#include "report/measurement_overlay.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -185,7 +185,7 @@ void Run(const Options& o) {
   if (!o.output.empty()) SaveResult(o.output);
   const cv::Mat luminances = Luminances();
   if (!o.image.empty()) {
-    WritePicture(o.image, FalseColourPicture(luminances, ScaleOf(luminances, "luminance per LED")));
+    WritePicture(o.image, FalseColorPicture(luminances, ScaleOf(luminances, "luminance per LED")));
   }
   if (!o.debugImage.empty()) {
     WritePicture(o.debugImage, MeasurementOverlay(shot.image, board ? board->image : cv::Mat(),
@@ -209,7 +209,7 @@ void AddMeasureCommand(CLI::App& program) {
   command.add_option("--region", o->region, "the lit area as `dravix region` found it, .roi");
   command.add_option("--truth", o->truth, "take the corners from a simulation's truth file, .json");
   command.add_option("-o,--output", o->output, "where to save the result, .lum");
-  command.add_option("--image", o->image, "false-colour picture of the result, with a scale");
+  command.add_option("--image", o->image, "false-color picture of the result, with a scale");
   command.add_option("--top-leds", o->topLeds, "LEDs in the top row, where rows differ in length");
   command.add_option("--bottom-leds", o->bottomLeds, "LEDs in the bottom row, likewise");
   command.add_option("--row-group", o->rowGroup, "rows that share one length (default 1)");

@@ -1,4 +1,4 @@
-#include "report/picture_scale.h"
+#include "report/false_color.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 namespace dravix::tool {
 namespace {
 
-constexpr int kLongestSide = 1024;  // of the enlarged values, pixels
+constexpr int kLongestSide = 1024;  // pixels; small matrices are enlarged up to this
 constexpr int kMargin = 14;
 constexpr int kTitleHeight = 34;
 constexpr int kBarWidth = 22;
@@ -23,7 +23,7 @@ void Text(cv::Mat& picture, const std::string& text, cv::Point at, double size) 
   cv::putText(picture, text, at, cv::FONT_HERSHEY_SIMPLEX, size, kInk, 1, cv::LINE_AA);
 }
 
-/// 256 colours, CV_8UC3, one row.
+/// The 256 colors of a scale, CV_8UC3, one row.
 cv::Mat Table(bool diverging) {
   cv::Mat levels(1, 256, CV_8UC1);
   for (int i = 0; i < 256; ++i) levels.at<unsigned char>(0, i) = static_cast<unsigned char>(i);
@@ -32,7 +32,7 @@ cv::Mat Table(bool diverging) {
     cv::applyColorMap(levels, table, cv::COLORMAP_VIRIDIS);
     return table;
   }
-  // White in the middle, so that what agrees is not seen at all.
+  // The middle is white, so that places without a difference do not catch the eye.
   const cv::Vec3d cold(172, 102, 33);
   const cv::Vec3d warm(43, 24, 178);
   const cv::Vec3d white(250, 250, 250);
@@ -46,7 +46,7 @@ cv::Mat Table(bool diverging) {
   return table;
 }
 
-/// A step of 1, 2 or 5 times a power of ten that gives about `count` ticks.
+/// The smallest step of 1, 2 or 5 times a power of ten that gives at most about `count` ticks.
 double NiceStep(double range, int count) {
   const double rough = range / std::max(count, 1);
   const double power = std::pow(10.0, std::floor(std::log10(rough)));
@@ -59,14 +59,14 @@ double NiceStep(double range, int count) {
 std::string TickText(double value, double step) {
   const int decimals = std::clamp(static_cast<int>(-std::floor(std::log10(step))), 0, 9);
   std::array<char, 64> text{};
-  // Adding 0 turns a negative zero into a plain one.
+  // What rounding left of a tick at 0 would be printed as "-0.00".
   std::snprintf(text.data(), text.size(), "%.*f", decimals,
                 std::abs(value) < step / 1000 ? 0.0 : value);
   return text.data();
 }
 
-/// The scale: a bar with its colours from low (bottom) to high, ticks and numbers.
-void DrawScale(cv::Mat& picture, const cv::Rect& bar, const FalseColour& how) {
+/// Draws the scale: a bar of its colors with the low end at the bottom, ticks and numbers.
+void DrawScale(cv::Mat& picture, const cv::Rect& bar, const FalseColor& how) {
   const cv::Mat table = Table(how.diverging);
   for (int y = 0; y < bar.height; ++y) {
     const int level = 255 - y * 255 / std::max(bar.height - 1, 1);
@@ -86,7 +86,7 @@ void DrawScale(cv::Mat& picture, const cv::Rect& bar, const FalseColour& how) {
   }
 }
 
-/// Enlarged by a whole factor, so that every LED stays a square.
+/// The picture enlarged by a whole factor, so that every LED stays a square.
 cv::Mat Enlarged(const cv::Mat& picture) {
   const int longest = std::max(picture.cols, picture.rows);
   const int factor = std::max(1, kLongestSide / std::max(longest, 1));
@@ -97,14 +97,14 @@ cv::Mat Enlarged(const cv::Mat& picture) {
 
 }  // namespace
 
-FalseColour ScaleOf(const cv::Mat& values, const std::string& title) {
+FalseColor ScaleOf(const cv::Mat& values, const std::string& title) {
   std::vector<float> sorted;
   sorted.reserve(values.total());
   for (int y = 0; y < values.rows; ++y) {
     std::copy_if(values.ptr<float>(y), values.ptr<float>(y) + values.cols,
                  std::back_inserter(sorted), [](float v) { return std::isfinite(v); });
   }
-  FalseColour how;
+  FalseColor how;
   how.title = title;
   if (sorted.empty()) return how;
   std::sort(sorted.begin(), sorted.end());
@@ -112,7 +112,7 @@ FalseColour ScaleOf(const cv::Mat& values, const std::string& title) {
   how.low = sorted[outermost];
   how.high = sorted[sorted.size() - 1 - outermost];
   if (!(how.high > how.low)) {
-    // An even matrix: some room on both sides, so that the scale has two ends.
+    // All values are equal. Some room on both sides gives the scale two different ends.
     const double room = std::max(std::abs(how.high) * 0.01, 1e-6);
     how.low -= room;
     how.high += room;
@@ -120,28 +120,28 @@ FalseColour ScaleOf(const cv::Mat& values, const std::string& title) {
   return how;
 }
 
-cv::Mat FalseColours(const cv::Mat& values, const FalseColour& how) {
+cv::Mat FalseColors(const cv::Mat& values, const FalseColor& how) {
   cv::Mat levels;
   const double scale = 255 / (how.high - how.low);
   values.convertTo(levels, CV_8U, scale, -how.low * scale);
   const cv::Mat table = Table(how.diverging);
-  cv::Mat colours(values.size(), CV_8UC3);
+  cv::Mat colors(values.size(), CV_8UC3);
   for (int y = 0; y < values.rows; ++y) {
     for (int x = 0; x < values.cols; ++x) {
-      colours.at<cv::Vec3b>(y, x) = table.at<cv::Vec3b>(0, levels.at<unsigned char>(y, x));
+      colors.at<cv::Vec3b>(y, x) = table.at<cv::Vec3b>(0, levels.at<unsigned char>(y, x));
     }
   }
-  return colours;
+  return colors;
 }
 
-cv::Mat FalseColourPicture(const cv::Mat& values, const FalseColour& how) {
-  const cv::Mat colours = Enlarged(FalseColours(values, how));
-  const int barHeight = std::max(colours.rows, kFewestBarRows);
-  const cv::Size size(kMargin + colours.cols + kMargin + kBarWidth + kTickLength + kTextWidth,
+cv::Mat FalseColorPicture(const cv::Mat& values, const FalseColor& how) {
+  const cv::Mat colors = Enlarged(FalseColors(values, how));
+  const int barHeight = std::max(colors.rows, kFewestBarRows);
+  const cv::Size size(kMargin + colors.cols + kMargin + kBarWidth + kTickLength + kTextWidth,
                       kTitleHeight + barHeight + kMargin);
   cv::Mat picture(size, CV_8UC3, kPaper);
-  const cv::Rect place(kMargin, kTitleHeight, colours.cols, colours.rows);
-  colours.copyTo(picture(place));
+  const cv::Rect place(kMargin, kTitleHeight, colors.cols, colors.rows);
+  colors.copyTo(picture(place));
   const cv::Rect frame(place.x - 1, place.y - 1, place.width + 2, place.height + 2);
   cv::rectangle(picture, frame, kInk, 1);
   Text(picture, how.title, {kMargin, kTitleHeight - 12}, 0.55);
