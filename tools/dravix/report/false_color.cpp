@@ -6,21 +6,33 @@
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 
+#include "report/copied_border.h"
+
 namespace dravix::tool {
 namespace {
 
 constexpr int kLongestSide = 1024;  // pixels; small matrices are enlarged up to this
 constexpr int kMargin = 14;
 constexpr int kTitleHeight = 34;
+constexpr int kFootHeight = 26;
 constexpr int kBarWidth = 22;
 constexpr int kTickLength = 6;
 constexpr int kTextWidth = 76;
 constexpr int kFewestBarRows = 120;
+constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
+constexpr double kTitleSize = 0.55;  // of letters; 1 is a capital of 21 pixels
+constexpr double kTextSize = 0.45;
 const cv::Scalar kPaper(255, 255, 255);
 const cv::Scalar kInk(30, 30, 30);
 
-void Text(cv::Mat& picture, const std::string& text, cv::Point at, double size) {
-  cv::putText(picture, text, at, cv::FONT_HERSHEY_SIMPLEX, size, kInk, 1, cv::LINE_AA);
+/// `zoom` enlarges all that stands around the values, so that it can be read when a picture of
+/// thousands of LEDs is fitted to a screen.
+int ZoomFor(cv::Size values) {
+  return std::max(1, (std::max(values.width, values.height) + kLongestSide / 2) / kLongestSide);
+}
+
+void Text(cv::Mat& picture, const std::string& text, cv::Point at, double size, int zoom = 1) {
+  cv::putText(picture, text, at, kFont, size * zoom, kInk, zoom, cv::LINE_AA);
 }
 
 /// The 256 colors of a scale, CV_8UC3, one row.
@@ -66,23 +78,23 @@ std::string TickText(double value, double step) {
 }
 
 /// Draws the scale: a bar of its colors with the low end at the bottom, ticks and numbers.
-void DrawScale(cv::Mat& picture, const cv::Rect& bar, const FalseColor& how) {
+void DrawScale(cv::Mat& picture, const cv::Rect& bar, const FalseColor& how, int zoom) {
   const cv::Mat table = Table(how.diverging);
   for (int y = 0; y < bar.height; ++y) {
     const int level = 255 - y * 255 / std::max(bar.height - 1, 1);
     picture.row(bar.y + y).colRange(bar.x, bar.x + bar.width).setTo(table.at<cv::Vec3b>(0, level));
   }
-  cv::rectangle(picture, bar, kInk, 1);
+  cv::rectangle(picture, bar, kInk, zoom);
   const double range = how.high - how.low;
-  const double step = NiceStep(range, std::clamp(bar.height / 50, 3, 10));
+  const double step = NiceStep(range, std::clamp(bar.height / (50 * zoom), 3, 10));
   for (double value = std::ceil(how.low / step) * step; value <= how.high + step * 1e-6;
        value += step) {
     const double share = (value - how.low) / range;
     const int y = bar.y + static_cast<int>(std::lround((1 - share) * (bar.height - 1)));
-    cv::line(picture, {bar.x + bar.width, y}, {bar.x + bar.width + kTickLength, y}, kInk, 1);
-    Text(picture, TickText(value, step) + how.unit,
-         {bar.x + bar.width + kTickLength + 4, std::clamp(y + 5, bar.y + 10, bar.y + bar.height)},
-         0.42);
+    const int tick = bar.x + bar.width + kTickLength * zoom;
+    cv::line(picture, {bar.x + bar.width, y}, {tick, y}, kInk, zoom);
+    const int base = std::clamp(y + 5 * zoom, bar.y + 10 * zoom, bar.y + bar.height);
+    Text(picture, TickText(value, step) + how.unit, {tick + 4 * zoom, base}, kTextSize, zoom);
   }
 }
 
@@ -93,6 +105,32 @@ cv::Mat Enlarged(const cv::Mat& picture) {
   cv::Mat large;
   cv::resize(picture, large, {}, factor, factor, cv::INTER_NEAREST);
   return large;
+}
+
+/// Marks the outer `width` pixels of the picture as copies: faded towards gray, hatched, with a
+/// line along the inner edge. The line lies on the innermost copied pixels, so that even at one
+/// pixel per LED no measured LED is hidden.
+void MarkCopied(cv::Mat& picture, int width) {
+  constexpr int kHatchStep = 8;  // pixels; the hatching of 4 LEDs at one pixel each is still seen
+  const cv::Vec3d gray(190, 190, 190);
+  const cv::Vec3b ink = cv::Vec3d(kInk[0], kInk[1], kInk[2]);
+  for (int y = 0; y < picture.rows; ++y) {
+    for (int x = 0; x < picture.cols; ++x) {
+      const int toEdge = std::min({x, y, picture.cols - 1 - x, picture.rows - 1 - y});
+      if (toEdge >= width) continue;
+      auto& pixel = picture.at<cv::Vec3b>(y, x);
+      const bool isLine = toEdge == width - 1 || (x + y) % kHatchStep == 0;
+      pixel = isLine ? ink : cv::Vec3b((cv::Vec3d(pixel) + gray) * 0.5);
+    }
+  }
+}
+
+std::string CopiedText(int copied) {
+  return "hatched: " + CopiedBorderText(copied) + ", not measured";
+}
+
+int TextWidth(const std::string& text, double size) {
+  return cv::getTextSize(text, kFont, size, 1, nullptr).width;
 }
 
 }  // namespace
@@ -135,17 +173,27 @@ cv::Mat FalseColors(const cv::Mat& values, const FalseColor& how) {
 }
 
 cv::Mat FalseColorPicture(const cv::Mat& values, const FalseColor& how) {
-  const cv::Mat colors = Enlarged(FalseColors(values, how));
-  const int barHeight = std::max(colors.rows, kFewestBarRows);
-  const cv::Size size(kMargin + colors.cols + kMargin + kBarWidth + kTickLength + kTextWidth,
-                      kTitleHeight + barHeight + kMargin);
+  cv::Mat colors = Enlarged(FalseColors(values, how));
+  if (how.copied > 0) MarkCopied(colors, how.copied * colors.cols / values.cols);
+  const std::string foot = how.copied > 0 ? CopiedText(how.copied) : "";
+
+  const int zoom = ZoomFor(colors.size());
+  const int margin = kMargin * zoom;
+  const int barHeight = std::max(colors.rows, kFewestBarRows * zoom);
+  const int scaleWidth = (kBarWidth + kTickLength + kTextWidth) * zoom;
+  const int textWidth = std::max(TextWidth(how.title, kTitleSize), TextWidth(foot, kTextSize));
+  const cv::Size size(
+      std::max(2 * margin + colors.cols + scaleWidth, 2 * margin + textWidth * zoom),
+      (kTitleHeight + (foot.empty() ? kMargin : kFootHeight)) * zoom + barHeight);
   cv::Mat picture(size, CV_8UC3, kPaper);
-  const cv::Rect place(kMargin, kTitleHeight, colors.cols, colors.rows);
+
+  const cv::Rect place(margin, kTitleHeight * zoom, colors.cols, colors.rows);
   colors.copyTo(picture(place));
   const cv::Rect frame(place.x - 1, place.y - 1, place.width + 2, place.height + 2);
   cv::rectangle(picture, frame, kInk, 1);
-  Text(picture, how.title, {kMargin, kTitleHeight - 12}, 0.55);
-  DrawScale(picture, {place.x + place.width + kMargin, place.y, kBarWidth, barHeight}, how);
+  Text(picture, how.title, {margin, (kTitleHeight - 12) * zoom}, kTitleSize, zoom);
+  Text(picture, foot, {margin, size.height - 9 * zoom}, kTextSize, zoom);
+  DrawScale(picture, {place.br().x + margin, place.y, kBarWidth * zoom, barHeight}, how, zoom);
   return picture;
 }
 
@@ -183,7 +231,7 @@ cv::Mat Titled(const cv::Mat& picture, const std::string& title) {
   cv::Mat titled(picture.rows + kTitleHeight + kMargin, picture.cols + 2 * kMargin, CV_8UC3,
                  kPaper);
   picture.copyTo(titled(cv::Rect(kMargin, kTitleHeight, picture.cols, picture.rows)));
-  Text(titled, title, {kMargin, kTitleHeight - 12}, 0.55);
+  Text(titled, title, {kMargin, kTitleHeight - 12}, kTitleSize);
   return titled;
 }
 

@@ -14,6 +14,7 @@ struct FalseColor {
   double low = 0;          ///< this value and all below it have the scale's first color
   double high = 1;         ///< this value and all above it have its last color; above `low`
   bool diverging = false;  ///< blue, white, red instead of dark to bright; for differences
+  int copied = 0;          ///< rows and columns on each side to mark as copies, see copied_border.h
 };
 
 /// A scale whose ends are the smallest and the largest of the CV_32FC1 values. The outermost 0.1 %
@@ -22,6 +23,8 @@ struct FalseColor {
 
 /// The values in colors, with their title above and their scale on the right, CV_8UC3. Matrices of
 /// fewer than 1024 values a side are enlarged by a whole factor, so that every LED is a square.
+/// A copied border is faded and hatched, a line separates it from the measured LEDs, and a line of
+/// text below says what that means. No measured LED is covered.
 [[nodiscard]] cv::Mat FalseColorPicture(const cv::Mat& values, const FalseColor& how);
 
 /// The values alone in the scale's colors, one pixel each, CV_8UC3.
