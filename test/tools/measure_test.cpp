@@ -212,4 +212,137 @@ TEST(Measure, BlackPhotographEndsInACode) {
   EXPECT_FALSE(std::filesystem::exists(screen.File("k.lum")));
 }
 
+/// The words of a measurement that would write these outputs.
+std::vector<std::string> Measuring(const SmallScreen& screen,
+                                   const std::vector<std::string>& outputs) {
+  return With({"measure", screen.Photo(), "--truth", screen.Truth()}, outputs);
+}
+
+TEST(Measure, TwoOutputsOfOneNameAreRefused) {
+  const SmallScreen screen;
+  const std::string q = screen.File("q.png");
+  const Outcome outcome = RunTool(Measuring(screen, {"--image", q, "--debug-image", q}));
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("--debug-image"), std::string::npos) << outcome.err;
+  EXPECT_FALSE(std::filesystem::exists(q));
+}
+
+TEST(Measure, OutputOverAnInputIsRefused) {
+  const SmallScreen screen;
+  const std::string board = Slurp(screen.Board());
+  std::filesystem::create_hard_link(screen.Board(), screen.File("link.png"));
+  const Outcome outcome = RunTool(Measuring(screen, {"--checkerboard", screen.Board(), "--blocks",
+                                                     "8x6", "--image", screen.File("link.png")}));
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_EQ(Slurp(screen.Board()), board);
+}
+
+TEST(Measure, RegionOfAnotherPhotographIsRefusedWithBothSizes) {
+  const SmallScreen screen;
+  const Shot photo = dravix::test::Loaded(screen.Photo());
+  // The corners would fit both photographs, so nothing but the size tells them apart.
+  ASSERT_EQ(RunTool({"region", "manual", "--frame", "900x700", "--corners", "30,30", "300,30",
+                     "300,220", "30,220", "-o", screen.File("r.roi")})
+                .exit,
+            0);
+  const Outcome outcome = RunTool(
+      {"measure", screen.Photo(), "--region", screen.File("r.roi"), "-o", screen.File("r.lum")});
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  const std::string size =
+      std::to_string(photo.image.cols) + " x " + std::to_string(photo.image.rows);
+  EXPECT_NE(outcome.err.find("900 x 700 pixels, expected " + size), std::string::npos)
+      << outcome.err;
+  EXPECT_FALSE(std::filesystem::exists(screen.File("r.lum")));
+}
+
+TEST(Measure, CheckerboardOfAnotherSizeIsRefusedWithBothSizes) {
+  const SmallScreen screen;
+  ASSERT_TRUE(cv::imwrite(screen.File("b.png"), cv::Mat(200, 300, CV_8UC1, cv::Scalar(9))));
+  ASSERT_EQ(RunTool({"convert", screen.File("b.png"), screen.File("b.shot")}).exit, 0);
+  const Outcome outcome =
+      RunTool(Measuring(screen, {"--checkerboard", screen.File("b.shot"), "--blocks", "8x6"}));
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("300 x 200 pixels, expected "), std::string::npos) << outcome.err;
+}
+
+struct WrongCount {
+  const char* option;
+  const char* value;
+};
+
+class WrongCounts : public testing::TestWithParam<WrongCount> {};
+
+TEST_P(WrongCounts, AreWrongUsageNamingOptionAndValue) {
+  const SmallScreen screen;
+  const auto [option, value] = GetParam();
+  const Outcome outcome = RunTool(Measuring(screen, {option, value}));
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find(std::string(option) + ": found " + value), std::string::npos)
+      << outcome.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Measure, WrongCounts,
+    testing::Values(WrongCount{"--row-group", "0"}, WrongCount{"--row-group", "-1"},
+                    WrongCount{"--top-leds", "0"}, WrongCount{"--bottom-leds", "0"},
+                    WrongCount{"--last-width", "0"}, WrongCount{"--last-height", "-2"}));
+
+/// A gray photograph of 240 x 200 pixels that says it shows so many LEDs.
+std::string GrayPhoto(const SmallScreen& screen, const std::string& leds) {
+  const cv::Mat gray(200, 240, CV_8UC1, cv::Scalar(90));
+  EXPECT_TRUE(cv::imwrite(screen.File("g.png"), gray));
+  EXPECT_EQ(RunTool({"convert", screen.File("g.png"), screen.File("g.shot"), "--leds", leds}).exit,
+            0);
+  return screen.File("g.shot");
+}
+
+const std::vector<std::string> kSquareCorners = {"--corners", "20,20", "180,20", "180,180",
+                                                 "20,180"};
+
+TEST(Measure, FewerThanFourPixelsPerLedAreWarnedAbout) {
+  const SmallScreen screen;
+  // 160 pixels across 480 LEDs, and 160 pixels down 20 LEDs.
+  const auto words =
+      With({"measure", GrayPhoto(screen, "480x20"), "-o", screen.File("g.lum")}, kSquareCorners);
+  const Outcome outcome = RunTool(With(words, {"--json"}));
+  ASSERT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_NEAR(outcome.Json()["pixels_per_led"][0], 1.0 / 3, 0.01);
+  EXPECT_NEAR(outcome.Json()["pixels_per_led"][1], 8.0, 0.1);
+  ASSERT_EQ(outcome.Json()["warnings"].size(), 1U);
+  const std::string warning = outcome.Json()["warnings"][0];
+  EXPECT_NE(warning.find("0.33 x 8"), std::string::npos) << warning;
+  EXPECT_NE(warning.find("at least 4"), std::string::npos) << warning;
+  EXPECT_EQ(outcome.err, "dravix: warning: " + warning + "\n");
+  EXPECT_TRUE(std::filesystem::exists(screen.File("g.lum")));
+}
+
+TEST(Measure, FourPixelsPerLedAreEnough) {
+  const SmallScreen screen;
+  const Outcome outcome =
+      RunTool(With({"measure", GrayPhoto(screen, "40x40"), "--json"}, kSquareCorners));
+  ASSERT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_TRUE(outcome.Json()["warnings"].empty());
+}
+
+TEST(Measure, SaysThatTheBorderIsCopied) {
+  const SmallScreen screen;
+  EXPECT_EQ(RunTool(Measuring(screen, {"--json"})).Json()["copied_border"], 4);
+  const std::string text = RunTool(Measuring(screen, {})).out;
+  EXPECT_NE(text.find("outer 4 LEDs on each side are copies"), std::string::npos) << text;
+}
+
+TEST(Measure, CheckerboardCopiesANarrowerBorder) {
+  const SmallScreen screen({"--leds", "64x48", "--block", "8"});
+  const auto json =
+      RunTool(Measuring(screen, {"--checkerboard", screen.Board(), "--blocks", "8x6", "--json"}))
+          .Json();
+  EXPECT_EQ(json["copied_border"], 2);
+}
+
 }  // namespace

@@ -13,6 +13,7 @@ namespace {
 constexpr double kLongestSide = 1100;  // pixels; three such pictures fit side by side on a screen
 const cv::Scalar kOutline(60, 200, 255);
 const cv::Scalar kLines(230, 140, 60);
+const cv::Scalar kCopiedLine(255, 255, 255);
 
 using Quad = std::array<cv::Point2f, 4>;
 
@@ -64,6 +65,18 @@ void DrawGrid(cv::Mat& picture, const cv::Mat& photoFromLeds, const BlockGrid& g
   }
 }
 
+/// The line between measured LEDs and the border of copies.
+void DrawCopiedBorder(cv::Mat& picture, const cv::Mat& photoFromLeds, const BlockGrid& grid) {
+  const cv::Size inner = grid.leds - cv::Size(2 * grid.copied, 2 * grid.copied);
+  if (grid.copied == 0 || inner.width < 1 || inner.height < 1) return;
+  Quad corners = RectQuad(inner.width, inner.height);
+  const auto offset = static_cast<float>(grid.copied);
+  for (cv::Point2f& corner : corners) corner += cv::Point2f(offset, offset);
+  for (std::size_t i = 0; i < corners.size(); ++i) {
+    Line(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kCopiedLine, 1);
+  }
+}
+
 }  // namespace
 
 std::vector<int> BlockEdges(int count, int blocks, int last) {
@@ -99,10 +112,12 @@ cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board,
     const cv::Mat ledsFromPixels = (cv::Mat_<double>(3, 3) << 1, 0, 0.5, 0, 1, 0.5, 0, 0, 1);
     cv::warpPerspective(colors, laidBack, photoFromLeds * ledsFromPixels, laidBack.size(),
                         cv::INTER_NEAREST);
+    DrawCopiedBorder(laidBack, photoFromLeds, grid);
   }
   pictures.push_back(Titled(measured, "photograph, lit area and grid"));
   if (!shown.empty()) pictures.push_back(Titled(shown, "checkerboard, the same grid"));
-  pictures.push_back(Titled(laidBack, "measured luminance in the same pose"));
+  const std::string copied = grid.copied > 0 ? "; outside the line: copies of inner LEDs" : "";
+  pictures.push_back(Titled(laidBack, "measured luminance in the same pose" + copied));
   return SideBySide(pictures);
 }
 
