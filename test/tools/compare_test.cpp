@@ -17,7 +17,7 @@ using dravix::test::TempDir;
 
 namespace {
 
-/// A .npy of `rows` rows, values given row by row.
+/// The bytes of a .npy file whose values are given row by row.
 std::string Npy(int rows, int columns, const std::vector<float>& values) {
   std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (" +
                        std::to_string(rows) + ", " + std::to_string(columns) + "), }";
@@ -27,7 +27,7 @@ std::string Npy(int rows, int columns, const std::vector<float>& values) {
   return bytes;
 }
 
-TEST(Compare, ResultEqualsItself) {
+TEST(Compare, ResultDoesNotDifferFromItself) {
   const SmallScreen screen;
   const std::string result = screen.Measured();
   const auto json = RunTool({"compare", result, result, "--json"}).Json();
@@ -36,7 +36,7 @@ TEST(Compare, ResultEqualsItself) {
   EXPECT_NEAR(json["correlation"], 1.0, 1e-12);
 }
 
-TEST(Compare, OneGainAndTheRmsOfWhatIsLeft) {
+TEST(Compare, RmsIsThatOfWhatOneGainLeaves) {
   const TempDir folder;
   Spill(folder.File("a.npy"), Npy(1, 4, {1, 1, 1, 1}));
   Spill(folder.File("b.npy"), Npy(1, 4, {1, 3, 1, 3}));
@@ -90,7 +90,7 @@ TEST(Compare, DifferentSizesAreNamed) {
   EXPECT_NE(outcome.err.find("has 4 x 1 LEDs, expected 40 x 30"), std::string::npos);
 }
 
-TEST(Compare, TruthWithoutItsMatrixIsNamed) {
+TEST(Compare, MissingMatrixOfATruthIsNamed) {
   const SmallScreen screen;
   Spill(screen.File("lost.json"),
         R"({"format": "dravix-truth", "version": 1, "luminances": "gone.npy"})");
@@ -177,7 +177,8 @@ TEST(Compare, LettersGrowWithTheMatrix) {
   const std::string picture = folder.File("c.png");
   ASSERT_EQ(
       RunTool({"compare", folder.File("a.npy"), folder.File("a.npy"), "--image", picture}).exit, 0);
-  // Three pictures, each with a scale at least 120 pixels high where one LED is about 1 pixel.
+  // Each of the three pictures has a scale of at least 120 pixels, enlarged about 4800 / 1024
+  // times.
   EXPECT_GT(cv::imread(picture).rows, 3 * 4 * 120);
 }
 

@@ -21,7 +21,7 @@ using dravix::test::Spill;
 
 namespace {
 
-/// The luminances as they lie in the file: its last 40 x 30 floats.
+/// The luminances of a result file, which are its last 40 x 30 floats.
 cv::Mat StoredLuminances(const std::string& result) {
   const std::string bytes = Slurp(result);
   cv::Mat values(30, 40, CV_32FC1);
@@ -64,7 +64,7 @@ TEST(Export, NpyIsWrittenAsNumPyWritesIt) {
   const std::string result = screen.Measured();
   ASSERT_EQ(RunTool({"export", result, screen.File("e.npy")}).exit, 0);
   const std::string bytes = Slurp(screen.File("e.npy"));
-  // The magic, version 1.0, a header of 118 bytes: 128 in all.
+  // The magic and the version take 8 bytes, the header's length 2 and the header 118: 128 in all.
   ASSERT_EQ(bytes.size(), 128U + 40 * 30 * 4);
   EXPECT_EQ(bytes.substr(0, 10), std::string("\x93NUMPY\x01\x00\x76\x00", 10));
   std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (30, 40), }";

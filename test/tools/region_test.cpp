@@ -21,7 +21,7 @@ using dravix::test::TempDir;
 
 namespace {
 
-/// Large enough for the corner search, which wants about 210 pixels a side.
+/// A screen of 512 x 384 pixels, large enough for the corner search, which needs about 210 a side.
 const std::vector<std::string> kLarger = {"--leds", "64x48", "--block", "8"};
 
 double LargestCornerError(const nlohmann::json& region, const SmallScreen& screen) {
@@ -44,7 +44,7 @@ TEST(Region, BlurFindsTheCorners) {
   EXPECT_LT(LargestCornerError(outcome.Json(), screen), 5.0);
 }
 
-TEST(Region, AutoFindsTheArea) {
+TEST(Region, AutoFindsTheLitArea) {
   const SmallScreen screen(kLarger);
   const Outcome outcome =
       RunTool({"region", "auto", screen.Photo(), "-o", screen.File("r.roi"), "--json"});
@@ -52,7 +52,7 @@ TEST(Region, AutoFindsTheArea) {
   EXPECT_NEAR(outcome.Json()["rectangle"]["width"].get<double>(), 64 * 8, 30);
 }
 
-TEST(Region, CornersOfASavedRegionArePrinted) {
+TEST(Region, CornersOfASavedRegionAreThoseFoundBefore) {
   const SmallScreen screen(kLarger);
   const auto found =
       RunTool({"region", "blur", screen.Photo(), "-o", screen.File("r.roi"), "--json"}).Json();
@@ -60,7 +60,7 @@ TEST(Region, CornersOfASavedRegionArePrinted) {
   EXPECT_EQ(again["corners"], found["corners"]);
 }
 
-TEST(Region, RegionServesMeasuring) {
+TEST(Region, FoundRegionCanBeMeasured) {
   const SmallScreen screen(kLarger);
   ASSERT_EQ(RunTool({"region", "blur", screen.Photo(), "-o", screen.File("r.roi")}).exit, 0);
   const Outcome outcome = RunTool(
@@ -80,7 +80,7 @@ TEST(Region, ManualTakesCornersInAnyOrder) {
   EXPECT_EQ(RunTool({"info", folder.File("m.roi"), "--json"}).Json()["format"], "roi");
 }
 
-TEST(Region, ManualOutsideTheFrameIsRefused) {
+TEST(Region, ManualCornersOutsideTheFrameAreRefused) {
   const TempDir folder;
   Spill(folder.File("m.roi"), "precious");
   const Outcome outcome = RunTool({"region", "manual", "--frame", "100x80", "--corners", "10,10",
@@ -91,7 +91,7 @@ TEST(Region, ManualOutsideTheFrameIsRefused) {
   EXPECT_EQ(Slurp(folder.File("m.roi")), "precious");
 }
 
-TEST(Region, DarkPhotographHasNone) {
+TEST(Region, DarkPhotographHasNoLitArea) {
   const TempDir folder;
   ASSERT_TRUE(cv::imwrite(folder.File("k.png"), cv::Mat::zeros(300, 400, CV_8UC1)));
   ASSERT_EQ(RunTool({"convert", folder.File("k.png"), folder.File("k.shot")}).exit, 0);
@@ -105,7 +105,7 @@ TEST(Region, DarkPhotographHasNone) {
   }
 }
 
-TEST(Region, ShowDrawsAPictureOfTheFrame) {
+TEST(Region, ShowWritesAPicture) {
   const SmallScreen screen(kLarger);
   ASSERT_EQ(RunTool({"region", "blur", screen.Photo(), "-o", screen.File("r.roi")}).exit, 0);
   ASSERT_EQ(
@@ -137,7 +137,7 @@ TEST(Region, EvenBlurKernelIsWrongUsage) {
   EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
 }
 
-/// A region of a screen in the middle of a larger photograph, its picture and what was said.
+/// The picture of a region in the middle of a larger photograph, and what the command answered.
 struct Shown {
   SmallScreen screen{{"--leds", "64x48", "--block", "8", "--size", "1400x1100", "--roll", "3"}};
   cv::Mat picture;
@@ -152,7 +152,7 @@ struct Shown {
   }
 };
 
-/// Pixels that are not gray: what was drawn over the photograph.
+/// A mask of the pixels that are not gray: those that were drawn over the photograph.
 cv::Mat Drawn(const cv::Mat& picture) {
   std::vector<cv::Mat> planes;
   cv::split(picture, planes);
@@ -288,10 +288,20 @@ TEST(Region, TuningBeyondItsRangeNamesTheValue) {
   }
 }
 
+TEST(Region, WindowLargerThanThePhotographIsSaidToBe) {
+  const SmallScreen screen(kLarger);
+  const Outcome outcome = RunTool({"region", "blur", screen.Photo(), "-o", screen.File("r.roi"),
+                                   "--corner-window", "501", "--json"});
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  const std::string why = outcome.Json()["no_corners"];
+  EXPECT_NE(why.find("a corner window of 501 pixels to each side does not fit"), std::string::npos)
+      << why;
+}
+
 TEST(Region, RectangleOutsideItsFrameIsDamage) {
   const SmallScreen screen(kLarger);
   ASSERT_EQ(RunTool({"region", "blur", screen.Photo(), "-o", screen.File("r.roi")}).exit, 0);
-  // Behind the mark, the version and the frame's two numbers: the rectangle's x.
+  // The rectangle's x follows the mark, the version and the frame's two numbers.
   std::string bytes = Slurp(screen.File("r.roi"));
   bytes.replace(1 + 4 + 8, 4, std::string("\xFF\xFF\xFF\xFF", 4));
   Spill(screen.File("r.roi"), bytes);

@@ -108,14 +108,19 @@ RegionOI RegionFor(const Options& o, const Shot& shot) {
   return region;
 }
 
+/// The four corners that the measurement finds in the region; fails where it finds none.
+std::vector<cv::Point> CornersOf(const Options& o, const RegionOI& region) {
+  const FoundCorners found = FindCorners(region);
+  if (found.corners.empty()) {
+    throw MeasurementFailure(o.region.empty() ? CornersSource(o) : o.region, found.whyNot);
+  }
+  return found.corners;
+}
+
 /// The four corners that the measurement starts from, top-left first and clockwise. Corners given
 /// by hand are taken as they are; those of a region are searched for in its mask.
 std::vector<cv::Point> CornersFor(const Options& o, const Shot& shot) {
-  if (!o.region.empty()) {
-    const FoundCorners found = FindCorners(LoadRegionOf(o.region, o.photo, shot));
-    if (found.corners.empty()) throw MeasurementFailure(o.region, found.whyNot);
-    return found.corners;
-  }
+  if (!o.region.empty()) return CornersOf(o, LoadRegionOf(o.region, o.photo, shot));
   const std::vector<cv::Point> corners = GivenCorners(o);
   std::vector<cv::Point> ordered = OrderCorners(corners);
   if (ordered.size() != 4) {
@@ -170,8 +175,8 @@ Measurement Measured(const Options& o, const Shot& shot, const std::optional<Sho
   const auto start = std::chrono::steady_clock::now();
   if (board) {
     const RegionOI region = RegionFor(o, shot);
+    m.corners = CornersOf(o, region);
     MeasureByBlocks(o, shot, *board, region);
-    m.corners = FindCorners(region).corners;
     m.copied = kCopiedBorderByBlocks;
   } else {
     m.corners = CornersFor(o, shot);

@@ -98,7 +98,7 @@ cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board,
   const double scale = std::min(1.0, kLongestSide / std::max(photo.cols, photo.rows));
   std::vector<cv::Mat> pictures;
   cv::Mat measured = Visible(photo, scale);
-  cv::Mat laidBack(measured.size(), CV_8UC3, cv::Scalar::all(0));
+  cv::Mat inPose(measured.size(), CV_8UC3, cv::Scalar::all(0));
   cv::Mat shown = board.empty() ? cv::Mat() : Visible(board, scale);
   if (corners.size() == 4) {
     Quad target;
@@ -110,14 +110,14 @@ cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board,
     const cv::Mat colors = FalseColors(luminances, ScaleOf(luminances, ""));
     // Pixel centers lie at integers, but LED number n reaches from n to n + 1: half a pixel apart.
     const cv::Mat ledsFromPixels = (cv::Mat_<double>(3, 3) << 1, 0, 0.5, 0, 1, 0.5, 0, 0, 1);
-    cv::warpPerspective(colors, laidBack, photoFromLeds * ledsFromPixels, laidBack.size(),
+    cv::warpPerspective(colors, inPose, photoFromLeds * ledsFromPixels, inPose.size(),
                         cv::INTER_NEAREST);
-    DrawCopiedBorder(laidBack, photoFromLeds, grid);
+    DrawCopiedBorder(inPose, photoFromLeds, grid);
   }
   pictures.push_back(Titled(measured, "photograph, lit area and grid"));
   if (!shown.empty()) pictures.push_back(Titled(shown, "checkerboard, the same grid"));
   const std::string copied = grid.copied > 0 ? "; outside the line: copies of inner LEDs" : "";
-  pictures.push_back(Titled(laidBack, "measured luminance in the same pose" + copied));
+  pictures.push_back(Titled(inPose, "measured luminance in the same pose" + copied));
   return SideBySide(pictures);
 }
 
