@@ -1,9 +1,10 @@
 #include "base/files.h"
 
 #include <algorithm>
-#include <array>
+#include <cerrno>
 #include <cstdint>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -11,6 +12,7 @@
 #include <utility>
 
 #include "base/broken_pipe.h"
+#include "base/paths.h"
 
 namespace dravix::base {
 namespace {
@@ -30,14 +32,35 @@ std::optional<std::string> ReadToEnd(std::istream& in) {
   return bytes;
 }
 
-bool WritePieces(std::ofstream& out, std::initializer_list<ByteView> pieces) {
+/// What the system's last failing call left as its reason.
+std::error_code LastReason() {
+  return errno != 0 ? std::error_code(errno, std::generic_category())
+                    : std::make_error_code(std::errc::io_error);
+}
+
+/// Opens the file for writing; the reason when that fails.
+std::error_code OpenFor(std::ios::openmode mode, const fs::path& path, std::ofstream& out) {
+  errno = 0;
+  out.open(path, std::ios::binary | mode);
+  return out ? std::error_code() : LastReason();
+}
+
+/// Writes the pieces over what the file holds.
+WriteOutcome WriteStraight(const fs::path& path, std::initializer_list<ByteView> pieces) {
+  const HoldBrokenPipe hold;
+  std::ofstream out;
+  if (const std::error_code reason = OpenFor(std::ios::trunc, path, out)) {
+    return {WriteResult::kCannotOpen, reason};
+  }
+  errno = 0;
   for (const ByteView piece : pieces) {
     // std::ofstream takes char; a byte is one.
     out.write(static_cast<const char*>(static_cast<const void*>(piece.data())),
               static_cast<std::streamsize>(piece.size()));
   }
   out.close();
-  return !out.fail();
+  if (out.fail()) return {WriteResult::kFailed, LastReason()};
+  return {};
 }
 
 /// The file a chain of links ends in, also when that file does not exist yet.
@@ -54,12 +77,14 @@ fs::path FollowLinks(fs::path path) {
 
 /// A short name of its own in the target's folder: the target's may already have the full 255
 /// bytes.
-fs::path TemporarySibling(const fs::path& target) {
+fs::path TemporarySibling(const fs::path& target, const fs::path& extension) {
   constexpr std::size_t kDigits = 16;
-  std::array<char, kDigits + 1> name{};
+  std::string name = ".dravix-";
   std::random_device random;
-  for (std::size_t i = 0; i < kDigits; ++i) name[i] = "0123456789abcdef"[random() % 16U];
-  return target.parent_path() / (".dravix-" + std::string(name.data(), kDigits) + ".tmp");
+  for (std::size_t i = 0; i < kDigits; ++i) name += "0123456789abcdef"[random() % 16U];
+  fs::path sibling = target.parent_path() / name;
+  sibling += extension;
+  return sibling;
 }
 
 /// Removes its file unless it was kept.
@@ -73,72 +98,96 @@ class TemporaryFile {
     if (!path_.empty()) fs::remove(path_, ignored);
   }
   const fs::path& Path() const { return path_; }
-  bool RenameTo(const fs::path& target) {
-    std::error_code error;
-    fs::rename(path_, target, error);
-    if (error) return false;
-    path_.clear();
-    return true;
+  /// Gives the file the other name; the reason when that fails.
+  std::error_code RenameTo(const fs::path& target) {
+    std::error_code reason;
+    fs::rename(path_, target, reason);
+    if (!reason) path_.clear();
+    return reason;
   }
 
  private:
   fs::path path_;
 };
 
-WriteResult WriteStraight(const fs::path& path, std::initializer_list<ByteView> pieces) {
-  const HoldBrokenPipe hold;
-  std::ofstream out(path, std::ios::binary);
-  if (!out) return WriteResult::kCannotOpen;
-  return WritePieces(out, pieces) ? WriteResult::kWritten : WriteResult::kFailed;
+/// Writes the whole content into the file at that path, whatever is there.
+using Fill = std::function<WriteOutcome(const fs::path&)>;
+
+/// Writes over the file itself, and puts the old bytes back when that breaks off.
+WriteOutcome FillInPlace(const fs::path& path, const Fill& fill) {
+  const std::optional<Bytes> before = ReadFile(NameOf(path));
+  WriteOutcome outcome = fill(path);
+  // Nothing more can be done where the old bytes could not be read or do not go back.
+  if (outcome.result == WriteResult::kFailed && before) (void)WriteStraight(path, {*before});
+  return outcome;
 }
 
-/// A file that may not be written must not be replaced either, though its folder would allow it.
-bool MayOverwrite(const fs::path& path) {
-  return std::ofstream(path, std::ios::binary | std::ios::app).good();  // opens, writes nothing
+/// True when a reason is about the folder or about who uses the file: the file itself may be
+/// written all the same. A shortage (of space, of handles) is no such reason: writing in place
+/// would risk the old content for nothing.
+bool MayBeWrittenInPlace(const std::error_code& reason) {
+#ifdef _WIN32
+  return static_cast<bool>(reason);  // sharing has many codes there, and shortages show earlier
+#else
+  return reason == std::errc::permission_denied || reason == std::errc::operation_not_permitted ||
+         reason == std::errc::read_only_file_system || reason == std::errc::device_or_resource_busy;
+#endif
 }
 
-WriteResult ReplaceFile(const fs::path& path, bool exists, std::initializer_list<ByteView> pieces) {
-  if (exists && !MayOverwrite(path)) return WriteResult::kCannotOpen;
-  TemporaryFile temporary(TemporarySibling(path));
-  std::ofstream out(temporary.Path(), std::ios::binary);
-  if (!out) return WriteResult::kCannotOpen;
-  if (!WritePieces(out, pieces)) return WriteResult::kFailed;
+/// Makes the new content beside the file and renames it over the file.
+WriteOutcome ReplaceFile(const fs::path& path, bool exists, const fs::path& extension,
+                         const Fill& fill) {
+  std::ofstream probe;
+  if (exists) {
+    // A file that may not be written must not be replaced either, though its folder would allow it.
+    if (const std::error_code reason = OpenFor(std::ios::app, path, probe)) {
+      return {WriteResult::kCannotOpen, reason};
+    }
+    probe.close();
+  }
+  TemporaryFile temporary(TemporarySibling(path, extension));
+  if (const std::error_code reason = OpenFor(std::ios::trunc, temporary.Path(), probe)) {
+    if (exists && MayBeWrittenInPlace(reason)) return FillInPlace(path, fill);
+    return {WriteResult::kCannotOpen, reason};
+  }
+  probe.close();
+  WriteOutcome outcome = fill(temporary.Path());
+  if (outcome.result != WriteResult::kWritten) return {WriteResult::kFailed, outcome.reason};
   if (exists) {
     std::error_code ignored;
     fs::permissions(temporary.Path(), fs::status(path, ignored).permissions(), ignored);
   }
-  return temporary.RenameTo(path) ? WriteResult::kWritten : WriteResult::kFailed;
+  const std::error_code reason = temporary.RenameTo(path);
+  if (!reason) return {};
+  if (exists && MayBeWrittenInPlace(reason)) return FillInPlace(path, fill);
+  return {WriteResult::kFailed, reason};
 }
 
-#ifdef _WIN32
-/// Windows cuts names off at 260 characters unless they are complete and marked as long.
-fs::path MarkLongName(const fs::path& path) {
-  constexpr std::size_t kShort = 200;  // leaves room for the name of the temporary file
+/// Writes to what the name stands for, each kind of it in its own way.
+WriteOutcome WriteTo(const std::string& fullname, const Fill& fill,
+                     const std::optional<fs::path>& extension) {
+  const std::optional<fs::path> path = PathOf(fullname);
+  if (!path) return {WriteResult::kCannotOpen, std::make_error_code(std::errc::invalid_argument)};
+  const fs::path target = FollowLinks(*path);
   std::error_code error;
-  const fs::path full = fs::absolute(path, error);
-  if (error || full.native().size() <= kShort || full.native().starts_with(L"\\\\?\\")) return path;
-  if (full.native().starts_with(L"\\\\")) return L"\\\\?\\UNC" + full.native().substr(1);
-  return L"\\\\?\\" + full.native();
+  const fs::file_status status = fs::status(target, error);
+  const fs::path ending = extension.value_or(target.extension());
+  switch (status.type()) {
+    case fs::file_type::regular:
+      return ReplaceFile(target, true, ending, fill);
+    case fs::file_type::not_found:
+      if (target.filename().empty()) return {WriteResult::kCannotOpen, error};
+      return ReplaceFile(target, false, ending, fill);
+    case fs::file_type::directory:
+      return {WriteResult::kCannotOpen, std::make_error_code(std::errc::is_a_directory)};
+    case fs::file_type::none:
+      return {WriteResult::kCannotOpen, error};
+    default:
+      return fill(target);
+  }
 }
-#endif
 
 }  // namespace
-
-std::optional<fs::path> PathOf(const std::string& fullname) {
-  if (fullname.find('\0') != std::string::npos) return std::nullopt;
-#ifdef _WIN32
-  constexpr std::size_t kLongestName = 255;  // of every file system
-  try {
-    const fs::path path = std::u8string(fullname.begin(), fullname.end());
-    if (path.filename().native().size() > kLongestName) return std::nullopt;
-    return MarkLongName(path);
-  } catch (const std::exception&) {
-    return std::nullopt;  // not UTF-8
-  }
-#else
-  return fs::path(fullname);
-#endif
-}
 
 std::unique_ptr<InputFile> InputFile::Open(const std::string& fullname) try {
   const std::optional<fs::path> path = PathOf(fullname);
@@ -194,23 +243,17 @@ std::optional<Bytes> ReadFile(const std::string& fullname) try {
   return std::nullopt;  // larger than the memory, or not to be read
 }
 
-WriteResult WriteFile(const std::string& fullname, std::initializer_list<ByteView> pieces) {
-  const std::optional<fs::path> path = PathOf(fullname);
-  if (!path || path->filename().empty()) return WriteResult::kCannotOpen;
-  std::error_code error;
-  const fs::path target = FollowLinks(*path);
-  const fs::file_status status = fs::status(target, error);
-  switch (status.type()) {
-    case fs::file_type::regular:
-      return ReplaceFile(target, true, pieces);
-    case fs::file_type::not_found:
-      return ReplaceFile(target, false, pieces);
-    case fs::file_type::directory:
-    case fs::file_type::none:
-      return WriteResult::kCannotOpen;
-    default:
-      return WriteStraight(target, pieces);
-  }
+WriteOutcome WriteFile(const std::string& fullname, std::initializer_list<ByteView> pieces) {
+  return WriteTo(
+      fullname, [pieces](const fs::path& path) { return WriteStraight(path, pieces); }, ".tmp");
+}
+
+WriteOutcome WriteByName(const std::string& fullname,
+                         const std::function<bool(const std::string& name)>& write) {
+  const auto fill = [&write](const fs::path& path) {
+    return write(NameOf(path)) ? WriteOutcome{} : WriteOutcome{WriteResult::kFailed, {}};
+  };
+  return WriteTo(fullname, fill, std::nullopt);
 }
 
 }  // namespace dravix::base

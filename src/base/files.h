@@ -1,25 +1,20 @@
-/// Whole files in and out: the one place where dravix opens files of its own formats.
-///
-/// Names are the platform's 8-bit file names; on Windows they are UTF-8.
+/// Whole files in and out: the one place where dravix opens files. Names are those of base/paths.h.
 #pragma once
 
-#include <filesystem>
+#include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <istream>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "base/bytes.h"
 
 namespace dravix::base {
-
-/// The path that a host's file name stands for; empty for a name with a zero byte in it, which the
-/// system would silently cut short, and on Windows for one that is not UTF-8 or that
-/// no file can have.
-[[nodiscard]] std::optional<std::filesystem::path> PathOf(const std::string& fullname);
 
 /// A file that was open and then could not be read after all.
 class ReadFailure : public std::runtime_error {
@@ -64,12 +59,31 @@ enum class WriteResult {
   kFailed,      ///< writing broke off; what was under the name before is still there
 };
 
+/// How writing ended, and why.
+struct WriteOutcome {
+  WriteResult result = WriteResult::kWritten;
+  std::error_code reason;  ///< what the system says; empty when it was written or says nothing
+};
+
 /// Writes the pieces, one after another, as the whole content of a file.
 ///
 /// A regular file is written beside its name and renamed over it when it is complete, so that the
-/// name holds the old bytes or the new ones, never half; links are followed, permissions kept. A
+/// name holds the old bytes or the new ones, never half. Links are followed and permissions kept. A
 /// device or pipe is written straight.
-[[nodiscard]] WriteResult WriteFile(const std::string& fullname,
-                                    std::initializer_list<ByteView> pieces);
+///
+/// Where no new file can be made beside the old one or renamed over it (the folder may not be
+/// written, or on Windows a reader holds the old file open), but the old file itself may be
+/// written, it is written in place. That is not safe against a crash: a process that ends meanwhile
+/// leaves half a file. When only the writing fails, the old bytes are put back.
+[[nodiscard]] WriteOutcome WriteFile(const std::string& fullname,
+                                     std::initializer_list<ByteView> pieces);
+
+/// As WriteFile, for a writer that wants a name: `write` makes the whole file under the name that
+/// it is given and answers whether it succeeded. The name has the extension of `fullname` and
+/// stands for an empty file in the same folder, which then takes the place of `fullname`. It is
+/// `fullname` itself for devices, pipes and files that are written in place. A `write` that answers
+/// false has failed without a reason: it knows its own.
+[[nodiscard]] WriteOutcome WriteByName(const std::string& fullname,
+                                       const std::function<bool(const std::string& name)>& write);
 
 }  // namespace dravix::base

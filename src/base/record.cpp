@@ -16,7 +16,7 @@ std::int32_t SaveRecord(const std::string& fullname, const SaveTexts& texts,
     AlgoLogError("%s", texts.wrongName);
     return DRAVIX_WRONG_EXTENSION;
   }
-  switch (WriteFile(fullname, {record()})) {
+  switch (WriteFile(fullname, {record()}).result) {
     case WriteResult::kWritten:
       return DRAVIX_OK;
     case WriteResult::kCannotOpen:

@@ -103,7 +103,7 @@ bool SaveMatToBin(const std::string& fullname, const cv::Mat& m) {
   base::ByteWriter out;
   out.Write(base::kLittleEndianMark);
   image::WriteMatRecord(m, out);
-  switch (base::WriteFile(fullname, {out.Data()})) {
+  switch (base::WriteFile(fullname, {out.Data()}).result) {
     case base::WriteResult::kWritten:
       return true;
     case base::WriteResult::kCannotOpen:

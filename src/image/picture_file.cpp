@@ -21,7 +21,7 @@ bool WritePicture(const std::string& fullname, const cv::Mat& picture) {
     return false;
   }
   const base::ByteView bytes = std::as_bytes(std::span<const uchar>(encoded));
-  return base::WriteFile(fullname, {bytes}) == base::WriteResult::kWritten;
+  return base::WriteFile(fullname, {bytes}).result == base::WriteResult::kWritten;
 }
 
 }  // namespace dravix::image

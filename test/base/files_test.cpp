@@ -4,10 +4,13 @@
 
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include "support/temp_dir.h"
+#include "support/without_root.h"
 
 #ifndef _WIN32
 #include <fcntl.h>
@@ -28,14 +31,18 @@ using dravix::base::ByteReader;
 using dravix::base::Bytes;
 using dravix::base::ByteView;
 using dravix::base::InputFile;
-using dravix::base::PathOf;
 using dravix::base::ReadFile;
 using dravix::base::ViewOf;
+using dravix::base::WriteByName;
 using dravix::base::WriteFile;
+using dravix::base::WriteOutcome;
 using dravix::base::WriteResult;
 using dravix::test::Slurp;
 using dravix::test::Spill;
 using dravix::test::TempDir;
+#ifndef _WIN32
+using dravix::test::WithoutRoot;
+#endif
 
 class Files : public testing::Test {
  protected:
@@ -78,9 +85,8 @@ TEST_F(Files, ThatAreMissingOrFoldersCannotBeRead) {
 TEST_F(Files, NamesWithAZeroByteAreNoNames) {
   Spill(name_, "x");
   const std::string cut = name_ + std::string("\0.shot", 6);
-  EXPECT_EQ(PathOf(cut), std::nullopt);
   EXPECT_EQ(ReadFile(cut), std::nullopt);
-  EXPECT_EQ(WriteFile(cut, {ViewOf("new")}), WriteResult::kCannotOpen);
+  EXPECT_EQ(WriteFile(cut, {ViewOf("new")}).result, WriteResult::kCannotOpen);
   EXPECT_EQ(Slurp(name_), "x");
 }
 
@@ -128,33 +134,35 @@ TEST_F(Files, ThatAreMissingOrFoldersAreNotOpenedEmptyOnesAre) {
 // --- writing ---
 
 TEST_F(Files, AreWrittenPieceByPiece) {
-  EXPECT_EQ(WriteFile(name_, {ViewOf("ab"), ByteView(), ViewOf("c")}), WriteResult::kWritten);
+  EXPECT_EQ(WriteFile(name_, {ViewOf("ab"), ByteView(), ViewOf("c")}).result,
+            WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "abc");
-  EXPECT_EQ(WriteFile(name_, {}), WriteResult::kWritten);
+  EXPECT_EQ(WriteFile(name_, {}).result, WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "");
 }
 
 TEST_F(Files, ReplaceWhatWasThereAndLeaveNothingElse) {
   Spill(name_, Long());
-  EXPECT_EQ(WriteFile(name_, {ViewOf("short")}), WriteResult::kWritten);
+  EXPECT_EQ(WriteFile(name_, {ViewOf("short")}).result, WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "short");
-  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}), WriteResult::kWritten);
+  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}).result, WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), Long());
   EXPECT_EQ(Entries(), 1U);
 }
 
 TEST_F(Files, OfNamesWith255BytesAreWritten) {
   const std::string name = dir_.File(std::string(250, 'n') + ".shot");
-  EXPECT_EQ(WriteFile(name, {ViewOf("x")}), WriteResult::kWritten);
-  EXPECT_EQ(WriteFile(name, {ViewOf("y")}), WriteResult::kWritten);
+  EXPECT_EQ(WriteFile(name, {ViewOf("x")}).result, WriteResult::kWritten);
+  EXPECT_EQ(WriteFile(name, {ViewOf("y")}).result, WriteResult::kWritten);
   EXPECT_EQ(TextOf(ReadFile(name)), "y");
-  EXPECT_EQ(WriteFile(dir_.File(std::string(256, 'n')), {ViewOf("x")}), WriteResult::kCannotOpen);
+  EXPECT_EQ(WriteFile(dir_.File(std::string(256, 'n')), {ViewOf("x")}).result,
+            WriteResult::kCannotOpen);
   EXPECT_EQ(Entries(), 1U);
 }
 
 TEST_F(Files, WithNamesBeyondAsciiAreWritten) {
   const std::string name = dir_.File("gr\xc3\xbc\xc3\x9f \xe5\xb1\x8f.shot");
-  EXPECT_EQ(WriteFile(name, {ViewOf("x")}), WriteResult::kWritten);
+  EXPECT_EQ(WriteFile(name, {ViewOf("x")}).result, WriteResult::kWritten);
   EXPECT_EQ(TextOf(ReadFile(name)), "x");
 }
 
@@ -162,7 +170,7 @@ TEST_F(Files, FoldersAndMissingFoldersCannotBeWritten) {
   fs::create_directory(dir_.Path() / "folder.shot");
   for (const std::string& name : {dir_.File("folder.shot"), dir_.File("folder.shot/"),
                                   dir_.File(""), dir_.File("missing/a.shot"), std::string()}) {
-    EXPECT_EQ(WriteFile(name, {ViewOf("x")}), WriteResult::kCannotOpen) << name;
+    EXPECT_EQ(WriteFile(name, {ViewOf("x")}).result, WriteResult::kCannotOpen) << name;
   }
   EXPECT_EQ(Entries(), 1U);
   EXPECT_TRUE(fs::is_empty(dir_.Path() / "folder.shot"));
@@ -171,14 +179,84 @@ TEST_F(Files, FoldersAndMissingFoldersCannotBeWritten) {
 TEST_F(Files, RelativeNamesAreTakenFromTheWorkingFolder) {
   const fs::path before = fs::current_path();
   fs::current_path(dir_.Path());
-  const WriteResult result = WriteFile("relative.bin", {ViewOf("x")});
+  const WriteResult result = WriteFile("relative.bin", {ViewOf("x")}).result;
   const std::optional<Bytes> read = ReadFile("relative.bin");
   fs::current_path(before);
   EXPECT_EQ(result, WriteResult::kWritten);
   EXPECT_EQ(TextOf(read), "x");
 }
 
+TEST_F(Files, ThatCannotBeWrittenSayWhy) {
+  fs::create_directory(dir_.Path() / "folder");
+  EXPECT_EQ(WriteFile(dir_.File("folder"), {}).reason, std::errc::is_a_directory);
+  EXPECT_EQ(WriteFile(dir_.File("missing/a.bin"), {}).reason, std::errc::no_such_file_or_directory);
+  EXPECT_EQ(WriteFile("", {}).reason, std::errc::no_such_file_or_directory);
+  EXPECT_EQ(WriteFile(std::string("a\0b", 3), {}).reason, std::errc::invalid_argument);
+  EXPECT_FALSE(WriteFile(name_, {}).reason);
+}
+
+// --- writing by name ---
+
+TEST_F(Files, AreMadeByNameBesideTheirOwnAndThenRenamed) {
+  Spill(name_, "old");
+  std::string given;
+  const WriteOutcome outcome = WriteByName(name_, [&](const std::string& name) {
+    given = name;
+    EXPECT_EQ(Slurp(name_), "old");
+    Spill(name, "new");
+    return true;
+  });
+  EXPECT_EQ(outcome.result, WriteResult::kWritten);
+  EXPECT_NE(given, name_);
+  EXPECT_THAT(given, testing::EndsWith(".bin"));
+  EXPECT_EQ(Slurp(name_), "new");
+  EXPECT_EQ(Entries(), 1U);
+}
+
+TEST_F(Files, AWriterByNameThatFailsLeavesTheOldOne) {
+  Spill(name_, "old");
+  const WriteOutcome outcome = WriteByName(name_, [](const std::string& name) {
+    Spill(name, "half");
+    return false;
+  });
+  EXPECT_EQ(outcome.result, WriteResult::kFailed);
+  EXPECT_FALSE(outcome.reason);
+  EXPECT_EQ(Slurp(name_), "old");
+  EXPECT_EQ(Entries(), 1U);
+}
+
+TEST_F(Files, AWriterByNameIsNotAskedWhereNothingCanBeWritten) {
+  const auto write = [](const std::string& /*name*/) {
+    ADD_FAILURE() << "was asked";
+    return true;
+  };
+  const WriteOutcome missing = WriteByName(dir_.File("missing/a.bin"), write);
+  EXPECT_EQ(missing.result, WriteResult::kCannotOpen);
+  EXPECT_EQ(missing.reason, std::errc::no_such_file_or_directory);
+  EXPECT_EQ(WriteByName(dir_.File(""), write).result, WriteResult::kCannotOpen);
+}
+
+TEST_F(Files, AWriterByNameThatThrowsLeavesTheOldOne) {
+  Spill(name_, "old");
+  const auto write = [](const std::string& /*name*/) -> bool { throw std::runtime_error("w"); };
+  EXPECT_THROW((void)WriteByName(name_, write), std::runtime_error);
+  EXPECT_EQ(Slurp(name_), "old");
+  EXPECT_EQ(Entries(), 1U);
+}
+
 #ifndef _WIN32
+
+TEST_F(Files, AWriterByNameGetsTheNameOfADeviceItself) {
+  fs::create_symlink("/dev/null", name_);
+  std::string given;
+  const WriteOutcome outcome = WriteByName(name_, [&](const std::string& name) {
+    given = name;
+    return true;
+  });
+  EXPECT_EQ(outcome.result, WriteResult::kWritten);
+  EXPECT_EQ(given, "/dev/null");
+  EXPECT_TRUE(fs::is_symlink(name_));
+}
 
 // Links too: the standard library of mingw-w64 neither makes nor sees them.
 TEST_F(Files, LinksAreFollowedAlsoToWhatDoesNotExistYet) {
@@ -186,7 +264,7 @@ TEST_F(Files, LinksAreFollowedAlsoToWhatDoesNotExistYet) {
   fs::create_symlink("deep/second", dir_.Path() / "first");
   fs::create_symlink(dir_.Path() / "deep/target", dir_.Path() / "deep/second");
   for (const char* text : {"new", "again"}) {
-    EXPECT_EQ(WriteFile(dir_.File("first"), {ViewOf(text)}), WriteResult::kWritten);
+    EXPECT_EQ(WriteFile(dir_.File("first"), {ViewOf(text)}).result, WriteResult::kWritten);
     EXPECT_EQ(Slurp(dir_.File("deep/target")), text);
   }
   EXPECT_TRUE(fs::is_symlink(dir_.Path() / "first"));
@@ -196,7 +274,7 @@ TEST_F(Files, LinksAreFollowedAlsoToWhatDoesNotExistYet) {
 TEST_F(Files, LinksInACircleCannotBeWritten) {
   fs::create_symlink("b", dir_.Path() / "a");
   fs::create_symlink("a", dir_.Path() / "b");
-  EXPECT_EQ(WriteFile(dir_.File("a"), {ViewOf("x")}), WriteResult::kCannotOpen);
+  EXPECT_EQ(WriteFile(dir_.File("a"), {ViewOf("x")}).result, WriteResult::kCannotOpen);
   EXPECT_EQ(ReadFile(dir_.File("a")), std::nullopt);
 }
 
@@ -204,37 +282,16 @@ TEST_F(Files, PermissionsAreKept) {
   Spill(name_, "old");
   for (const auto mode : {fs::perms{0600}, fs::perms{0640}, fs::perms{0755}}) {
     fs::permissions(name_, mode);
-    EXPECT_EQ(WriteFile(name_, {ViewOf("new")}), WriteResult::kWritten);
+    EXPECT_EQ(WriteFile(name_, {ViewOf("new")}).result, WriteResult::kWritten);
     EXPECT_EQ(fs::status(name_).permissions(), mode);
   }
 }
 
 TEST_F(Files, NewOnesHaveTheUsersUsualPermissions) {
   const mode_t before = umask(027);
-  EXPECT_EQ(WriteFile(name_, {ViewOf("new")}), WriteResult::kWritten);
+  EXPECT_EQ(WriteFile(name_, {ViewOf("new")}).result, WriteResult::kWritten);
   umask(before);
   EXPECT_EQ(fs::status(name_).permissions(), fs::perms{0640});
-}
-
-TEST_F(Files, ThatMayNotBeWrittenAreNotReplaced) {
-  if (geteuid() == 0) GTEST_SKIP() << "root may write everything";
-  Spill(name_, "old");
-  fs::permissions(name_, fs::perms{0444});
-  EXPECT_EQ(WriteFile(name_, {ViewOf("new")}), WriteResult::kCannotOpen);
-  EXPECT_EQ(Slurp(name_), "old");
-  fs::permissions(name_, fs::perms{0222});
-  EXPECT_EQ(WriteFile(name_, {ViewOf("new")}), WriteResult::kWritten);
-  EXPECT_EQ(ReadFile(name_), std::nullopt);
-}
-
-TEST_F(Files, AFolderThatMayNotBeWrittenKeepsItsFiles) {
-  if (geteuid() == 0) GTEST_SKIP() << "root may write everything";
-  Spill(name_, "old");
-  fs::permissions(dir_.Path(), fs::perms{0555});
-  EXPECT_EQ(WriteFile(dir_.File("new"), {ViewOf("new")}), WriteResult::kCannotOpen);
-  EXPECT_EQ(WriteFile(name_, {ViewOf("new")}), WriteResult::kCannotOpen);
-  EXPECT_EQ(Slurp(name_), "old");
-  fs::permissions(dir_.Path(), fs::perms{0755});
 }
 
 /// Holds one of the process's limits down while it lives.
@@ -265,8 +322,8 @@ TEST_F(Files, ThatBreakOffLeaveTheOldOne) {
   WriteResult made{};
   {
     const Limit fullDisk(RLIMIT_FSIZE, 1 << 16);
-    replaced = WriteFile(name_, {ViewOf(Long())});
-    made = WriteFile(dir_.File("new"), {ViewOf("x"), ViewOf(Long())});
+    replaced = WriteFile(name_, {ViewOf(Long())}).result;
+    made = WriteFile(dir_.File("new"), {ViewOf("x"), ViewOf(Long())}).result;
   }
   EXPECT_EQ(replaced, WriteResult::kFailed);
   EXPECT_EQ(made, WriteResult::kFailed);
@@ -274,16 +331,84 @@ TEST_F(Files, ThatBreakOffLeaveTheOldOne) {
   EXPECT_EQ(Entries(), 1U);
 }
 
+TEST_F(Files, ThatMayNotBeWrittenAreNotReplaced) {
+  const WithoutRoot user(dir_.Path());
+  Spill(name_, "old");
+  fs::permissions(name_, fs::perms{0444});
+  const WriteOutcome refused = WriteFile(name_, {ViewOf("new")});
+  EXPECT_EQ(refused.result, WriteResult::kCannotOpen);
+  EXPECT_EQ(refused.reason, std::errc::permission_denied);
+  EXPECT_EQ(Slurp(name_), "old");
+  fs::permissions(name_, fs::perms{0222});
+  EXPECT_EQ(WriteFile(name_, {ViewOf("new")}).result, WriteResult::kWritten);
+  EXPECT_EQ(ReadFile(name_), std::nullopt);
+}
+
+/// Makes a folder one whose files may be written but that takes no new ones.
+class Closed {
+ public:
+  explicit Closed(fs::path folder) : folder_(std::move(folder)) {
+    fs::permissions(folder_, fs::perms{0555});
+  }
+  Closed(const Closed&) = delete;
+  Closed& operator=(const Closed&) = delete;
+  ~Closed() { fs::permissions(folder_, fs::perms{0755}); }
+
+ private:
+  fs::path folder_;
+};
+
+TEST_F(Files, OfAFolderThatTakesNoNewOnesAreWrittenInPlace) {
+  const WithoutRoot user(dir_.Path());
+  Spill(name_, Long());
+  const Closed folder(dir_.Path());
+  EXPECT_EQ(WriteFile(name_, {ViewOf("new")}).result, WriteResult::kWritten);
+  EXPECT_EQ(Slurp(name_), "new");
+  const WriteOutcome made = WriteFile(dir_.File("new"), {ViewOf("new")});
+  EXPECT_EQ(made.result, WriteResult::kCannotOpen);
+  EXPECT_EQ(made.reason, std::errc::permission_denied);
+  EXPECT_EQ(Entries(), 1U);
+}
+
+TEST_F(Files, OfOthersThatMayBeWrittenButNotReplacedAreWrittenInPlace) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make a file that is another's";
+  Spill(name_, "old");
+  fs::permissions(name_, fs::perms{0666});
+  // In a folder like /tmp everyone may make files, but only their owners may replace them.
+  fs::permissions(dir_.Path(), fs::perms{01777});
+  const TempDir own;
+  const WithoutRoot user(own.Path());
+  EXPECT_EQ(WriteFile(name_, {ViewOf("new")}).result, WriteResult::kWritten);
+  EXPECT_EQ(Slurp(name_), "new");
+  EXPECT_EQ(Entries(), 1U);
+}
+
+TEST_F(Files, WrittenInPlaceGetTheirOldBytesBackWhenWritingBreaksOff) {
+  const WithoutRoot user(dir_.Path());
+  Spill(name_, "old");
+  WriteOutcome outcome;
+  {
+    const Closed folder(dir_.Path());
+    const Limit fullDisk(RLIMIT_FSIZE, 1 << 16);
+    outcome = WriteFile(name_, {ViewOf(Long())});
+  }
+  EXPECT_EQ(outcome.result, WriteResult::kFailed);
+  EXPECT_EQ(outcome.reason, std::errc::file_too_large);
+  EXPECT_EQ(Slurp(name_), "old");
+}
+
 TEST_F(Files, FullDevicesHaveFailed) {
   if (!fs::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
-  EXPECT_EQ(WriteFile("/dev/full", {ViewOf("x")}), WriteResult::kFailed);
+  const WriteOutcome outcome = WriteFile("/dev/full", {ViewOf("x")});
+  EXPECT_EQ(outcome.result, WriteResult::kFailed);
+  EXPECT_EQ(outcome.reason, std::errc::no_space_on_device);
   fs::create_symlink("/dev/full", name_);
-  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}), WriteResult::kFailed);
+  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}).result, WriteResult::kFailed);
   EXPECT_TRUE(fs::is_character_file("/dev/full"));
 }
 
 TEST_F(Files, DevicesAreWrittenStraight) {
-  EXPECT_EQ(WriteFile("/dev/null", {ViewOf(Long())}), WriteResult::kWritten);
+  EXPECT_EQ(WriteFile("/dev/null", {ViewOf(Long())}).result, WriteResult::kWritten);
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
   EXPECT_EQ(TextOf(ReadFile("/dev/null")), "");
 }
@@ -312,7 +437,7 @@ TEST_F(Files, LargerThanTheMemoryAreNotRead) {
 TEST_F(Files, PipesAreWrittenAndRead) {
   ASSERT_EQ(mkfifo(name_.c_str(), 0600), 0);
   WriteResult result{};
-  std::thread writer([&] { result = WriteFile(name_, {ViewOf(Long())}); });
+  std::thread writer([&] { result = WriteFile(name_, {ViewOf(Long())}).result; });
   const std::optional<Bytes> read = ReadFile(name_);
   writer.join();
   EXPECT_EQ(result, WriteResult::kWritten);
@@ -327,7 +452,7 @@ TEST_F(Files, APipeThatClosesFailsAndDoesNotEndTheProcess) {
     EXPECT_GT(read(pipe, some, sizeof some), 0);
     close(pipe);
   });
-  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}), WriteResult::kFailed);
+  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}).result, WriteResult::kFailed);
   reader.join();
 }
 

@@ -78,7 +78,7 @@ bool WriteScene(const Scene& scene, bool withCheckerboard) {
   const RegionOI region = FindRegion(name, photograph, notes);
   WriteLuminances(name, photograph, notes);
   if (withCheckerboard) WriteBlockLuminances(name, scene, photograph, region, notes);
-  return dravix::base::WriteFile(name + ".txt", {dravix::base::ViewOf(notes.str())}) ==
+  return dravix::base::WriteFile(name + ".txt", {dravix::base::ViewOf(notes.str())}).result ==
          dravix::base::WriteResult::kWritten;
 }
 

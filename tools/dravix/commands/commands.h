@@ -1,5 +1,5 @@
-/// The tool's commands. Each adds itself to the program, with its options, help and what it does;
-/// it gives up by throwing a Failure.
+/// The tool's commands. Each function adds one to the program: its options, its help and what it
+/// does. A command that cannot do its work throws a Failure.
 #pragma once
 
 #include <CLI/CLI.hpp>

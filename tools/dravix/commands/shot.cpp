@@ -6,27 +6,29 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "commands/commands.h"
 #include "files/files.h"
 #include "files/metadata.h"
+#include "files/names.h"
 #include "files/stored_data.h"
+#include "files/turned_metadata.h"
 #include "terminal/failure.h"
-#include "terminal/library_log.h"
 #include "terminal/library_result.h"
 #include "terminal/text_values.h"
 
 namespace dravix::tool {
 namespace {
 
-/// The library says what it does not like about a shot: the file's content is what is wrong.
+/// Fails when the library refused the shot that was read from `name`.
 void RequireDone(const std::string& name, std::int32_t code) {
   if (code != DRAVIX_OK) throw InputFailure(name, Explained(code));
 }
 
-/// A colour matrix of nine numbers. The library's reader takes what is missing for 0, so they are
-/// counted before.
-cv::Mat ColourMatrix(const std::string& name) {
+/// A color matrix of nine numbers. They are counted first, because the library's reader takes
+/// numbers that are missing for 0.
+cv::Mat ColorMatrix(const std::string& name) {
   std::istringstream text(ReadFile(name));
   int count = 0;
   for (std::string word; text >> word; ++count) {
@@ -42,7 +44,7 @@ cv::Mat ColourMatrix(const std::string& name) {
   }
   cv::Mat matrix;
   if (!BIO::LoadTxtToMat(name, {3, 3}, matrix)) {
-    throw InputFailure(name, "cannot be read: " + TakeLibraryError());
+    throw InputFailure(name, "cannot be read as nine numbers");
   }
   return matrix;
 }
@@ -58,6 +60,8 @@ void RunSplit(const SplitOptions& o) {
   for (const std::string& name : {o.red, o.green, o.blue}) {
     if (!name.empty()) RequireExtension("output", name, ".shot");
   }
+  RequireDistinctFiles({{"input", o.input}},
+                       {{"--red", o.red}, {"--green", o.green}, {"--blue", o.blue}});
   const Shot shot = LoadShot(o.input);
   Shot red;
   Shot green;
@@ -81,19 +85,25 @@ void AddSplit(CLI::App& group) {
 }
 
 struct ChangeOptions {
-  std::string input, output, matrix, type = "CIE_Y", background;
+  std::string input, output, matrix, type, background, mosaic;
   int angle = 0;
-  bool grey = false;
+  bool gray = false;
+  bool imageOnly = false;
   MetadataOptions metadata;
 };
 
-/// A command that reads one shot, changes it and writes it under another name.
+/// A command that reads one shot, changes it and writes it under another name, which is given
+/// after the input's or with -o.
 template <class Change>
 void AddChange(CLI::App& command, const std::shared_ptr<ChangeOptions>& o, Change change) {
   command.add_option("input", o->input, "shot to read, .shot")->required();
-  command.add_option("-o,--output", o->output, "shot to write, .shot")->required();
+  command.add_option("-o,--output,output", o->output, "shot to write, .shot")->required();
   command.callback([o, change] {
-    RequireExtension("-o", o->output, ".shot");
+    RequireExtension("output", o->output, ".shot");
+    std::vector<NamedFile> inputs = {
+        {"input", o->input}, {"--background", o->background}, {"--matrix", o->matrix}};
+    inputs.push_back({"--metadata", o->metadata.file});
+    RequireDistinctFiles(inputs, {{"output", o->output}});
     Shot shot = LoadShot(o->input);
     change(shot);
     SaveShot(o->output, shot);
@@ -102,8 +112,9 @@ void AddChange(CLI::App& command, const std::shared_ptr<ChangeOptions>& o, Chang
 
 void AddXyz(CLI::App& group) {
   CLI::App& command =
-      *group.add_subcommand("xyz", "Camera colour to CIE planes with a 3 x 3 colour matrix.");
+      *group.add_subcommand("xyz", "Camera color to CIE planes with a 3 x 3 color matrix.");
   const auto o = std::make_shared<ChangeOptions>();
+  o->type = "CIE_Y";
   command
       .add_option("--matrix", o->matrix,
                   "text file with nine numbers, row by row: X, Y and Z from red, green and blue")
@@ -113,7 +124,7 @@ void AddXyz(CLI::App& group) {
       "Example:\n  dravix shot xyz photo.shot --matrix camera.txt --type CIE_Y -o y.shot");
   AddChange(command, o, [o](Shot& shot) {
     const std::uint32_t type = ParseType("--type", o->type);
-    RequireDone(o->input, shot.ConvertColorSpace(type, ColourMatrix(o->matrix)));
+    RequireDone(o->input, shot.ConvertColorSpace(type, ColorMatrix(o->matrix)));
   });
 }
 
@@ -139,16 +150,53 @@ void AddSubtract(CLI::App& group) {
   });
 }
 
+void AddDemosaic(CLI::App& group) {
+  CLI::App& command = *group.add_subcommand(
+      "demosaic", "Make color planes from the mosaic that a color sensor recorded.");
+  const auto o = std::make_shared<ChangeOptions>();
+  o->type = "CAM_RGB";
+  command
+      .add_option("--mosaic", o->mosaic,
+                  "rggb, grbg, bggr or gbrg (the sensor's first two rows), OpenCV's bayer-bg and "
+                  "so on, or its code")
+      ->required();
+  command.add_option("--type", o->type,
+                     "planes to keep: CAM_RGB (default), or one of CAM_R, CAM_G and CAM_B, which "
+                     "can be measured");
+  command.footer(
+      "Example:\n  dravix shot demosaic mosaic.shot green.shot --mosaic rggb --type CAM_G");
+  AddChange(command, o, [o](Shot& shot) {
+    const std::uint32_t type = ParseType("--type", o->type);
+    if (type != CAM_RGB && type != CAM_R && type != CAM_G && type != CAM_B) {
+      throw Unexpected("--type", InQuotes(o->type), "CAM_RGB, CAM_R, CAM_G or CAM_B");
+    }
+    const int code = ParseMosaic("--mosaic", o->mosaic);
+    if (shot.image.type() != CV_16UC1) {
+      throw InputFailure(o->input, "has pixels of " + PixelText(shot.image.type()) +
+                                       ", expected a mosaic of " + PixelText(CV_16UC1));
+    }
+    const cv::Mat mosaic = shot.image;
+    const std::int32_t result = shot.SetImageColor(mosaic, code, type);
+    if (result == DRAVIX_OK) return;
+    throw UsageFailure("--mosaic " + o->mosaic + ": " + Explained(result));
+  });
+}
+
 void AddRotate(CLI::App& group) {
   CLI::App& command = *group.add_subcommand("rotate", "Turn a photograph counter-clockwise.");
   const auto o = std::make_shared<ChangeOptions>();
   command.add_option("--angle", o->angle, "0, 90, 180 or 270 degrees")->required();
+  command.add_flag("--image-only", o->imageOnly,
+                   "keep partition, pattern and panel: for a camera that stood on its side, whose "
+                   "photograph becomes upright by the turn");
   command.footer("Example:\n  dravix shot rotate photo.shot --angle 90 -o turned.shot");
   AddChange(command, o, [o](Shot& shot) {
-    const std::int32_t code = shot.Rotate(o->angle);
-    if (code == DRAVIX_OK) return;
-    static_cast<void>(TakeLibraryError());
-    throw Unexpected("--angle", std::to_string(o->angle), "0, 90, 180 or 270");
+    // The library takes further multiples of 90, which nobody means on a command line.
+    if (o->angle < 0 || o->angle > 270 || o->angle % 90 != 0) {
+      throw Unexpected("--angle", std::to_string(o->angle), "0, 90, 180 or 270");
+    }
+    if (!o->imageOnly) TurnMetadata(o->input, o->angle, shot);
+    RequireDone(o->input, shot.Rotate(o->angle));
   });
 }
 
@@ -163,12 +211,10 @@ void AddSet(CLI::App& group) {
 }
 
 void RunPicture(const ChangeOptions& o) {
+  RequireDistinctFiles({{"input", o.input}}, {{"output", o.output}});
   const Shot shot = LoadShot(o.input);
-  std::int32_t code = DRAVIX_OK;
   WriteByName(o.output, [&](const std::string& name) {
-    code = o.grey ? shot.ExportGrayImage(name) : shot.ExportColorImage(name);
-    static_cast<void>(TakeLibraryError());
-    return code == DRAVIX_OK;
+    return (o.gray ? shot.ExportGrayImage(name) : shot.ExportColorImage(name)) == DRAVIX_OK;
   });
 }
 
@@ -178,20 +224,22 @@ void AddPicture(CLI::App& group) {
   command.add_option("input", o->input, "shot to read, .shot")->required();
   command.add_option("output", o->output, "picture to write, .png, .tif, .jpg and so on")
       ->required();
-  command.add_flag("--grey,--gray", o->grey, "in grey, not in the colour that the screen showed");
-  command.footer("Example:\n  dravix shot picture photo.shot photo.png --grey");
+  command.add_flag("--gray", o->gray, "in gray, not in the color that the screen showed");
+  command.add_flag("--grey", o->gray)->group("");
+  command.footer("Example:\n  dravix shot picture photo.shot photo.png --gray");
   command.callback([o] { RunPicture(*o); });
 }
 
 }  // namespace
 
 void AddShotCommand(CLI::App& program) {
-  CLI::App& group =
-      *program.add_subcommand("shot", "Split, convert, clean, turn or show a photograph.");
+  CLI::App& group = *program.add_subcommand(
+      "shot", "Split, demosaic, convert, clean, turn or show a photograph.");
   group.require_subcommand(1);
   group.footer(std::string("`dravix shot COMMAND --help` shows each with an example.\n") +
                kExitCodeHelp);
   AddSplit(group);
+  AddDemosaic(group);
   AddXyz(group);
   AddSubtract(group);
   AddRotate(group);

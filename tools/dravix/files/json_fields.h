@@ -1,4 +1,4 @@
-/// The named fields of a JSON object, taken one by one, with messages that say where they stand.
+/// Reads the fields of a JSON object one by one, with messages that say which field is wrong.
 #pragma once
 
 #include <cstdint>
@@ -12,13 +12,13 @@ namespace dravix::tool {
 
 class JsonFields {
  public:
-  /// `where` begins every message, for example "meta.json: pattern". Fails (usage) unless `json`,
-  /// which has to outlive this, is an object.
+  /// `where` begins every message, for example "meta.json: pattern". `json` must outlive this
+  /// object. Fails as wrong usage unless it is a JSON object.
   JsonFields(std::string where, const Json& json);
 
-  /// The field, null when it is not there. The name is known from now on.
+  /// The field, or null when it is not there. Makes the name a known one.
   const Json* Find(const char* name);
-  /// Fails when a field is there whose name was never asked for.
+  /// Fails when the object has a field whose name is not known.
   void RequireAllKnown() const;
 
   /// "meta.json: pattern.loc_x"
@@ -32,7 +32,7 @@ class JsonFields {
   std::vector<std::string> known_;
 };
 
-/// Whether it is a whole number from `low` to `high`, whatever its sign and size.
+/// Whether `json` is a whole number from `low` to `high`.
 bool IsWholeWithin(const Json& json, double low, double high);
 
 }  // namespace dravix::tool

@@ -20,9 +20,9 @@ static_assert(std::endian::native == std::endian::little,
 // The format is described in NumPy's own documentation, numpy.lib.format.
 constexpr std::string_view kMagic("\x93NUMPY\x01\x00", 8);
 constexpr std::size_t kPrefix = 10;     // magic, version and the header's length
-constexpr std::size_t kAlignment = 64;  // of the first value
+constexpr std::size_t kAlignment = 64;  // bytes; the first value lies at a multiple of it
 
-/// What follows 'name': in the header's dictionary, without leading blanks.
+/// The text after `name` and its colon in the header's dictionary, without leading blanks.
 std::string_view ValueAfter(std::string_view header, std::string_view name) {
   const auto at = header.find(name);
   if (at == std::string_view::npos) return {};

@@ -1,4 +1,4 @@
-/// A matrix of luminances in the formats that other programs read. All are exact.
+/// A matrix of luminances in formats that other programs read. All of them keep the exact values.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -8,9 +8,11 @@ namespace dravix::tool {
 
 /// NumPy's .npy, version 1.0: 32-bit floats, little-endian, row by row.
 [[nodiscard]] std::string EncodeNpy(const cv::Mat& values);
-/// Two dimensions of 32- or 64-bit floats; fails, naming `name`, on anything else.
+/// A matrix of 32-bit or 64-bit floats, as CV_32FC1. Fails with a message about the file `name` on
+/// anything else.
 [[nodiscard]] cv::Mat DecodeNpy(const std::string& name, const std::string& bytes);
-/// One line per row, the shortest digits that give the same float again.
+/// One line per row of the matrix. Each value has the fewest digits that read back to the same
+/// float.
 [[nodiscard]] std::string EncodeCsv(const cv::Mat& values);
 
 }  // namespace dravix::tool

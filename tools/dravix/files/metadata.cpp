@@ -139,7 +139,7 @@ Json ValueOf(std::string_view text) {
   return std::string(text);
 }
 
-/// "id=cam,cam_type=1200" as an object. Texts stay texts, whatever they look like.
+/// "id=cam,cam_type=1200" as an object. An id stays a text, also where it looks like a number.
 Json FieldsOf(const std::string& option, std::string_view text) {
   Json fields = Json::object();
   while (!text.empty()) {
@@ -179,7 +179,7 @@ void ApplyMetadata(const std::string& where, const Json& json, Shot& shot) {
     for (const char* known : kGroupNames) names += std::string(" ") + known;
     throw Unexpected(where, "group " + InQuotes(name), "one of" + names);
   }
-  // In the record's own order: a pattern is checked against the partition set before it.
+  // The partition comes first, because SetPattern checks the pattern against it.
   for (const char* name : kGroupNames) {
     const auto found = json.find(name);
     if (found != json.end()) ApplyGroup(where + ": " + name, name, *found, shot);
@@ -191,15 +191,14 @@ void MetadataOptions::AddTo(CLI::App& command) {
       .add_option("--metadata", file,
                   "JSON file with groups, as `dravix info --json` prints them under \"metadata\"")
       ->type_name("FILE");
-  command.add_option("--leds", leds, "lit LEDs across and down: a pattern with all LEDs lit")
-      ->type_name("WxH");
+  command.add_option("--leds", leds, "LEDs across and down, all of them lit")->type_name("WxH");
   for (const char* name : kGroupNames) {
     const std::string group = name;
     command
         .add_option_function<std::string>(
             "--" + group,
             [this, group](const std::string& text) { groups.emplace_back(group, text); },
-            group == "color" ? "channels that the screen showed, a bit each: 1, 2, 4"
+            group == "color" ? "channels that the screen showed, one bit each: 1, 2, 4"
                              : "fields of the " + group + " group, name=value,…")
         ->type_name(group == "color" ? "N" : "FIELDS");
   }

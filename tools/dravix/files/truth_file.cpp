@@ -46,6 +46,12 @@ Json CellsJson(const sim::Truth& truth) {
   return cells;
 }
 
+/// The matrix lies in the truth file's own folder.
+std::string MatrixBeside(const std::string& name, const std::string& matrix) {
+  const std::u8string path = (PathOf(name).parent_path() / PathOf(matrix)).u8string();
+  return {path.begin(), path.end()};
+}
+
 }  // namespace
 
 void SaveTruth(const std::string& name, const sim::Scene& scene, const sim::Truth& truth) {
@@ -79,10 +85,23 @@ StoredTruth LoadTruth(const std::string& name) {
   if (file == json.end() || !file->is_string()) {
     throw InputFailure(name, "does not name its luminances' file");
   }
-  const auto path = PathOf(name).parent_path() / PathOf(file->get<std::string>());
-  const std::u8string matrix = path.u8string();
-  const std::string matrixName(matrix.begin(), matrix.end());
-  return {DecodeNpy(matrixName, ReadFile(matrixName)), CornersOf(name, json)};
+  const std::string matrix = MatrixBeside(name, file->get<std::string>());
+  return {DecodeNpy(matrix, ReadFile(matrix)), CornersOf(name, json)};
+}
+
+std::vector<NamedFile> FilesOfTruth(const std::string& option, const std::string& name) {
+  std::vector<NamedFile> files = {{option, name}};
+  if (ExtensionOf(name) != ".json") return files;
+  try {
+    const Json json = Json::parse(ReadFile(name), nullptr, false);
+    if (json.is_object() && json.contains("luminances") && json["luminances"].is_string()) {
+      files.push_back({option, MatrixBeside(name, json["luminances"].get<std::string>())});
+    }
+  } catch (const Failure&) {
+    // The command reads the file in its turn and reports the failure then.
+    return files;
+  }
+  return files;
 }
 
 }  // namespace dravix::tool

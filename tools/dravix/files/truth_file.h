@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "files/names.h"
 #include "sim/render.h"
 
 namespace dravix::tool {
@@ -18,5 +19,10 @@ struct StoredTruth {
   std::vector<cv::Point> corners;  ///< of the lit area, photograph pixels; four
 };
 [[nodiscard]] StoredTruth LoadTruth(const std::string& name);
+
+/// The truth file and the matrix file that it names, as files that `option` stands for. When the
+/// name is not that of a readable truth file, it is the only one: reading it says what is wrong.
+[[nodiscard]] std::vector<NamedFile> FilesOfTruth(const std::string& option,
+                                                  const std::string& name);
 
 }  // namespace dravix::tool

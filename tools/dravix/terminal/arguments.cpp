@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #ifdef _WIN32
-// The second needs the first.
+// shellapi.h uses types of windows.h.
 // clang-format off
 #include <windows.h>
 #include <shellapi.h>
@@ -23,7 +23,8 @@ std::string Utf8(const wchar_t* text) {
   return utf8;
 }
 
-/// What main() gets is in the system's code page, which cannot hold every file name.
+/// The words that main() is given are in the system's code page, which cannot hold every file
+/// name, so the whole command line is taken from the system again.
 std::vector<std::string> Words(int, char**) {
   int count = 0;
   wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);

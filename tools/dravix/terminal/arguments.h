@@ -6,7 +6,8 @@
 
 namespace dravix::tool {
 
-/// Without the program's name, last word first: the order in which the parser takes them.
+/// The words after the program's name, the last one first, which is the order that the parser
+/// expects.
 [[nodiscard]] std::vector<std::string> ReversedArguments(int argc, char** argv);
 
 }  // namespace dravix::tool

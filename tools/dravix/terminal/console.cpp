@@ -59,7 +59,8 @@ void Print(std::string_view text) {
 }
 
 void PrintJson(const Json& json) {
-  // Names of files may hold anything; what is no UTF-8 is shown replaced.
+  // The name of a file may hold any bytes. Those that are not UTF-8 appear as replacement
+  // characters.
   Print(json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 

@@ -1,4 +1,4 @@
-/// The standard streams: answers to stdout, the rest to stderr.
+/// The standard streams: answers go to stdout, everything else to stderr.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -6,18 +6,18 @@
 
 namespace dravix::tool {
 
-/// Keeps its order, so that a reader finds the important fields first.
+/// JSON whose fields keep the order in which they are set, so that the important ones come first.
 using Json = nlohmann::ordered_json;
 
 /// Makes writing to a closed pipe an error instead of the end of the process.
 void IgnoreClosedPipes();
 
-/// Writes an answer. A reader that has gone away is no failure; a full disk is.
+/// Writes an answer. Fails when the disk is full, but not when the reader has gone away.
 void Print(std::string_view text);
 void PrintJson(const Json& json);
 
-/// While it lives, what others' code writes to stdout and stderr is dropped: decoders report damage
-/// there in their own words, and the tool says it in one line of its own.
+/// While an object of this class exists, everything that is written to stdout and stderr is
+/// dropped. Decoders of pictures report damage there; the tool reports it in one line of its own.
 class Hushed {
  public:
   Hushed();

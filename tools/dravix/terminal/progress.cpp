@@ -32,7 +32,7 @@ Progress::Progress(std::string what) : what_(std::move(what)) {
   try {
     thread_ = std::thread([this] { Show(); });
   } catch (const std::system_error&) {
-    // Without a thread to spare the work goes on unseen.
+    // Where no thread can be started, the work goes on without a display.
     done_ = true;
   }
 }

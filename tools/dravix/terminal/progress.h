@@ -1,4 +1,4 @@
-/// Tells a person at a terminal that something is going on.
+/// Shows a person at a terminal that the tool is working.
 #pragma once
 
 #include <condition_variable>
@@ -8,8 +8,8 @@
 
 namespace dravix::tool {
 
-/// Shows what is being done and for how long, on stderr and only where that is a terminal, from the
-/// second second on; removes the line when it dies.
+/// Shows on stderr what is being done and for how long, once it has taken a second and only where
+/// stderr is a terminal. The destructor removes the line.
 class Progress {
  public:
   explicit Progress(std::string what);

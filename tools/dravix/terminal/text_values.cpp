@@ -17,7 +17,7 @@
 namespace dravix::tool {
 namespace {
 
-/// The text as a whole is one number.
+/// The number that the whole text is; empty when it is anything else.
 template <class T>
 std::optional<T> Number(std::string_view text) {
   T value{};
@@ -26,7 +26,7 @@ std::optional<T> Number(std::string_view text) {
   return value;
 }
 
-/// Lower case, '_' for '-'.
+/// The text in lower case, with '_' in place of '-'.
 std::string Plain(std::string_view text) {
   std::string plain(text);
   std::transform(plain.begin(), plain.end(), plain.begin(), [](unsigned char c) {
@@ -56,8 +56,8 @@ constexpr std::array kTypes = {NamedType{"CIE_X", CIE_X}, NamedType{"CIE_Y", CIE
                                NamedType{"CAM_B", CAM_B}, NamedType{"CAM_RGB", CAM_RGB}};
 
 struct NamedMosaic {
-  const char* firstRows;   ///< colours of the sensor's first two rows
-  const char* openCvName;  ///< after the second and third pixel of the second row
+  const char* firstRows;   ///< colors of the sensor's first two rows
+  const char* openCvName;  ///< the colors of the second and third pixel in the second row
   int code;
 };
 constexpr std::array kMosaics = {NamedMosaic{"rggb", "bayer_bg", cv::COLOR_BayerBG2RGB},
@@ -127,6 +127,10 @@ std::string PixelText(int cvType) {
   const int channels = CV_MAT_CN(cvType);
   return std::string(kDepths.at(static_cast<std::size_t>(CV_MAT_DEPTH(cvType)))) + ", " +
          std::to_string(channels) + (channels == 1 ? " channel" : " channels");
+}
+
+std::string SizeText(cv::Size size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height);
 }
 
 std::string NumberText(double value) {
