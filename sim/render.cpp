@@ -222,6 +222,11 @@ Quad QuadOf(const Projection& projection, cv::Point2d first, cv::Point2d last) {
 void AddCells(const Scene& scene, const Projection& projection, Truth& truth) {
   const int block = scene.checkerboard.block;
   truth.grid = GridOf(scene);
+  // A vector that grows would hold the cells of a large screen twice.
+  const auto count =
+      static_cast<std::size_t>(truth.grid.width) * static_cast<std::size_t>(truth.grid.height);
+  truth.cells.reserve(count);
+  truth.cellLit.reserve(count);
   for (int row = 0; row < truth.grid.height; ++row) {
     for (int column = 0; column < truth.grid.width; ++column) {
       const cv::Point2d first(column * block, row * block);
@@ -254,17 +259,14 @@ Truth TruthOf(const Scene& scene) {
                                     static_cast<int>(std::floor(p.y + 0.5)));
   }
   truth.luminances = LuminancesOf(scene);
-  truth.ledCentres.create(truth.luminances.size(), CV_64FC2);
-  for (int y = 0; y < truth.ledCentres.rows; ++y) {
-    for (int x = 0; x < truth.ledCentres.cols; ++x) {
-      const cv::Point2d p = projection.ToPhoto(cv::Point2d(x + 0.5, y + 0.5));
-      truth.ledCentres.at<cv::Vec2d>(y, x) = {p.x, p.y};
-    }
-  }
   truth.samplesPerLuminance = scene.sensor.exposure * Largest(scene.sensor);
   truth.blackLevel = scene.sensor.blackLevel;
   AddCells(scene, projection, truth);
   return truth;
+}
+
+cv::Point2d LedCenterOf(const Scene& scene, cv::Point led) {
+  return Projection(scene).ToPhoto(cv::Point2d(led.x + 0.5, led.y + 0.5));
 }
 
 Photograph Render(const Scene& scene) {

@@ -73,10 +73,10 @@ TEST(Render, AnLedsLightLiesAboutItsTrueCentre) {
     scene.optics.distortion = 0.01;
     LightOnly(led, scene);
     const Photograph p = Render(scene);
-    const cv::Vec2d truth = p.truth.ledCentres.at<cv::Vec2d>(led);
+    const cv::Point2d truth = LedCenterOf(scene, led);
     const cv::Point2d found = CentroidOf(p.shot.image);
-    EXPECT_NEAR(found.x, truth[0], 0.04);
-    EXPECT_NEAR(found.y, truth[1], 0.04);
+    EXPECT_NEAR(found.x, truth.x, 0.04);
+    EXPECT_NEAR(found.y, truth.y, 0.04);
   }
 }
 
@@ -101,9 +101,9 @@ TEST(Render, AnEvenScreenIsAsBrightAsTheTruthSaysHoweverTilted) {
     scene.pose.tiltY = tilt;
     const Photograph p = Render(scene);
     for (const cv::Point led : {cv::Point(5, 8), cv::Point(12, 8), cv::Point(18, 8)}) {
-      const cv::Vec2d at = p.truth.ledCentres.at<cv::Vec2d>(led);
-      EXPECT_NEAR(MeanAround(p.shot.image, {at[0], at[1]}, 3) / p.truth.samplesPerLuminance, 1.0,
-                  0.01);
+      EXPECT_NEAR(
+          MeanAround(p.shot.image, LedCenterOf(scene, led), 3) / p.truth.samplesPerLuminance, 1.0,
+          0.01);
     }
   }
 }
@@ -275,6 +275,27 @@ TEST(Render, WhatFallsOutsideThePhotographIsLost) {
   const cv::Mat image = Render(scene).shot.image;
   EXPECT_EQ(image.size(), cv::Size(100, 60));
   EXPECT_GT(image.at<std::uint16_t>(0, 0), 0);
+}
+
+TEST(Render, AScreenOfMoreThanFourMillionLedsIsPhotographed) {
+  Scene scene = QuietScene();
+  scene.screen.ledWidth = 2600;
+  scene.screen.ledHeight = 1600;
+  scene.screen.luminance.dead = {{0, 0}, {2599, 1599}};
+  scene.pose.pitch = 1;
+  scene.optics.blur = 1;
+  scene.sensor.width = 80;  // the screen's last corner and the dark beside it
+  scene.sensor.height = 60;
+  scene.pose.offset = {-1300, -800};
+  const Photograph p = Render(scene);
+  EXPECT_EQ(p.truth.luminances.size(), cv::Size(2600, 1600));
+  EXPECT_EQ(p.truth.luminances.at<float>(1599, 2599), 0);
+  const cv::Point2d lit = LedCenterOf(scene, {2580, 1585});
+  EXPECT_NEAR(MeanAround(p.shot.image, lit, 5) / p.truth.samplesPerLuminance, 1.0, 0.01);
+  EXPECT_EQ(p.shot.image.at<std::uint16_t>(59, 79), 0);
+  const cv::Mat board = RenderCheckerboard(scene).image;
+  EXPECT_GT(MeanAround(board, LedCenterOf(scene, {2580, 1588}), 1),
+            p.truth.samplesPerLuminance / 2);
 }
 
 TEST(Render, TheSameSceneGivesTheSameBytesAndAnotherSeedOthers) {
