@@ -32,7 +32,7 @@ TEST(FileName, ThatIsNotUtf8NamesNoFile) {
             WriteResult::kCannotOpen);
 }
 
-TEST(FileName, MayBeLongerThanWindowsTakesUnmarked) {
+TEST(FileName, MayBeLongerThan260Characters) {
   const TempDir folder;
   const std::string name = folder.File(std::string(251, 'n') + ".bin");
   ASSERT_GT(name.size(), 260U);
@@ -43,7 +43,7 @@ TEST(FileName, MayBeLongerThanWindowsTakesUnmarked) {
   EXPECT_EQ(read->size(), kText.size());
 }
 
-TEST(FileName, MayUseSlashesBothWays) {
+TEST(FileName, MayUseForwardAndBackwardSlashes) {
   const TempDir folder;
   std::string name = folder.File("slashes.bin");
   ASSERT_EQ(WriteFile(name, {ViewOf(kText)}), WriteResult::kWritten);
