@@ -72,7 +72,7 @@ void Visit(sim::Checkerboard& c, V& v) {
 }
 template <class V>
 void Visit(sim::Reflection& r, V& v) {
-  v("level", r.level, kLevel), v("centre", r.centre), v("radius", r.radius, kPixels);
+  v("level", r.level, kLevel), v("centre", r.center), v("radius", r.radius, kPixels);
 }
 template <class V>
 void Visit(sim::Metadata& m, V& v) {
