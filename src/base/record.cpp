@@ -3,10 +3,9 @@
 #include <dravix/algolog.h>
 #include <dravix/dravix.h>
 
-#include <memory>
-
 #include "base/envelope.h"
 #include "base/files.h"
+#include "base/input_file.h"
 
 namespace dravix::base {
 
@@ -59,14 +58,12 @@ std::int32_t LoadRecord(const std::string& fullname, const LoadTexts& fileTexts,
     AlgoLogError("%s", fileTexts.wrongName);
     return DRAVIX_WRONG_EXTENSION;
   }
-  try {
-    if (const std::unique_ptr<InputFile> file = InputFile::Open(fullname)) {
-      ByteReader in(*file);
-      return ReadFrom(in, headerTexts, readBody);
-    }
-  } catch (const ReadFailure&) {
-    // No more use than one that cannot be opened.
-  }
+  std::int32_t code = DRAVIX_OK;
+  const auto read = [&](InputFile& file) {
+    ByteReader in(file);
+    code = ReadFrom(in, headerTexts, readBody);
+  };
+  if (ReadFileWith(fullname, Access::kForward, read)) return code;
   AlgoLogError("%s%s", fileTexts.cannotOpen, fullname.c_str());
   return DRAVIX_CANNOT_READ;
 }

@@ -75,8 +75,8 @@ std::optional<std::uint64_t> MatHeader::AllPlanesBytes() const {
 
 MatHeader ReadMatHeader(base::ByteReader& in) {
   MatHeader header;
-  if (in.Remaining() < MatHeader::kBytes) {
-    in.Skip(in.Remaining());
+  if (!in.Has(MatHeader::kBytes)) {
+    in.SkipRest();
     return header;
   }
   for (std::int32_t* field : {&header.rows, &header.cols, &header.type, &header.channels}) {
@@ -89,8 +89,8 @@ cv::Mat ReadMatRecord(base::ByteReader& in) {
   const MatHeader header = ReadMatHeader(in);
   if (header.IsEmpty()) return {};
   const std::optional<std::uint64_t> claimed = header.AllPlanesBytes();
-  if (!claimed || *claimed > in.Remaining() + kMostMissing) {
-    in.Skip(in.Remaining());
+  if (!claimed || (*claimed > kMostMissing && !in.Has(*claimed - kMostMissing))) {
+    in.SkipRest();
     return {};
   }
   return ReadPlanes(header, in);

@@ -93,7 +93,7 @@ class FieldReader {
     value = in_.ReadOr<T>(value);
   }
   void operator()(char (&text)[64]) const {
-    if (in_.Remaining() < sizeof text) return in_.Skip(in_.Remaining());
+    if (!in_.Has(sizeof text)) return in_.SkipRest();
     in_.ReadUpTo(std::as_writable_bytes(std::span(text)));
   }
 

@@ -9,6 +9,9 @@
 #include <system_error>
 #include <thread>
 
+#include "base/file_texts.h"
+#include "base/input_file.h"
+#include "support/limit.h"
 #include "support/temp_dir.h"
 #include "support/without_root.h"
 
@@ -27,20 +30,21 @@
 namespace {
 
 namespace fs = std::filesystem;
-using dravix::base::ByteReader;
 using dravix::base::Bytes;
 using dravix::base::ByteView;
-using dravix::base::InputFile;
 using dravix::base::ReadFile;
 using dravix::base::ViewOf;
 using dravix::base::WriteByName;
 using dravix::base::WriteFile;
 using dravix::base::WriteOutcome;
 using dravix::base::WriteResult;
+using dravix::test::LongText;
 using dravix::test::Slurp;
 using dravix::test::Spill;
 using dravix::test::TempDir;
+using dravix::test::TextOf;
 #ifndef _WIN32
+using dravix::test::Limit;
 using dravix::test::WithoutRoot;
 #endif
 
@@ -54,84 +58,12 @@ class Files : public testing::Test {
   std::string name_ = dir_.File("a.bin");
 };
 
-std::string TextOf(const std::optional<Bytes>& bytes) {
-  EXPECT_TRUE(bytes.has_value());
-  if (!bytes) return "";
-  return {static_cast<const char*>(static_cast<const void*>(bytes->data())), bytes->size()};
-}
-
-/// More than any buffer on the way.
-std::string Long() {
-  std::string text(3'000'001, '\0');
-  for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i * 31 >> 3);
-  return text;
-}
-
-// --- reading ---
-
-TEST_F(Files, AreReadWhole) {
-  for (const std::string& text : {std::string(), std::string("a\0b\r\n\x1a", 6), Long()}) {
-    Spill(name_, text);
-    EXPECT_EQ(TextOf(ReadFile(name_)), text);
-  }
-}
-
-TEST_F(Files, ThatAreMissingOrFoldersCannotBeRead) {
-  EXPECT_EQ(ReadFile(name_), std::nullopt);
-  EXPECT_EQ(ReadFile(dir_.File("")), std::nullopt);
-  EXPECT_EQ(ReadFile(""), std::nullopt);
-}
-
-TEST_F(Files, NamesWithAZeroByteAreNoNames) {
+TEST_F(Files, NeedANameWithoutZeroBytes) {
   Spill(name_, "x");
   const std::string cut = name_ + std::string("\0.shot", 6);
-  EXPECT_EQ(ReadFile(cut), std::nullopt);
   EXPECT_EQ(WriteFile(cut, {ViewOf("new")}).result, WriteResult::kCannotOpen);
   EXPECT_EQ(Slurp(name_), "x");
 }
-
-TEST_F(Files, AreReadAsTheirBytesAreAskedFor) {
-  const std::string text = Long();
-  Spill(name_, text);
-  const auto file = InputFile::Open(name_);
-  ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->Size(), text.size());
-  ByteReader in(*file);
-  EXPECT_EQ(in.Read<char>(), text[0]);
-  in.Skip(99'999);
-  Bytes some(200'000);
-  EXPECT_EQ(in.ReadUpTo(some), some.size());
-  EXPECT_EQ(TextOf(some), text.substr(100'000, some.size()));
-  EXPECT_EQ(in.Remaining(), text.size() - 300'000);
-  file->SeekTo(text.size() - 2);
-  EXPECT_EQ(file->Fetch(some), 2U);
-  EXPECT_EQ(file->FetchSome().size(), 0U);
-  file->SeekTo(std::uint64_t{1} << 60);
-  EXPECT_EQ(file->Left(), 0U);
-  file->SeekTo(1);
-  EXPECT_EQ(ByteReader(*file).Read<char>(), text[1]);
-}
-
-TEST_F(Files, ThatBecomeShorterEndEarlier) {
-  Spill(name_, Long());
-  const auto file = InputFile::Open(name_);
-  ASSERT_NE(file, nullptr);
-  fs::resize_file(name_, 5);
-  Bytes some(10);
-  EXPECT_EQ(file->Fetch(some), 5U);
-  EXPECT_EQ(file->Left(), 0U);
-}
-
-TEST_F(Files, ThatAreMissingOrFoldersAreNotOpenedEmptyOnesAre) {
-  EXPECT_EQ(InputFile::Open(name_), nullptr);
-  EXPECT_EQ(InputFile::Open(dir_.File("")), nullptr);
-  Spill(name_, "");
-  const auto file = InputFile::Open(name_);
-  ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->Left(), 0U);
-}
-
-// --- writing ---
 
 TEST_F(Files, AreWrittenPieceByPiece) {
   EXPECT_EQ(WriteFile(name_, {ViewOf("ab"), ByteView(), ViewOf("c")}).result,
@@ -142,11 +74,11 @@ TEST_F(Files, AreWrittenPieceByPiece) {
 }
 
 TEST_F(Files, ReplaceWhatWasThereAndLeaveNothingElse) {
-  Spill(name_, Long());
+  Spill(name_, LongText());
   EXPECT_EQ(WriteFile(name_, {ViewOf("short")}).result, WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "short");
-  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}).result, WriteResult::kWritten);
-  EXPECT_EQ(Slurp(name_), Long());
+  EXPECT_EQ(WriteFile(name_, {ViewOf(LongText())}).result, WriteResult::kWritten);
+  EXPECT_EQ(Slurp(name_), LongText());
   EXPECT_EQ(Entries(), 1U);
 }
 
@@ -294,36 +226,14 @@ TEST_F(Files, NewOnesHaveTheUsersUsualPermissions) {
   EXPECT_EQ(fs::status(name_).permissions(), fs::perms{0640});
 }
 
-/// Holds one of the process's limits down while it lives.
-class Limit {
- public:
-  Limit(decltype(RLIMIT_AS) what, rlim_t most) : what_(what) {
-    getrlimit(what_, &before_);
-    const rlimit limit{most, before_.rlim_max};
-    setrlimit(what_, &limit);
-    signalBefore_ = std::signal(SIGXFSZ, SIG_IGN);  // beyond it, writing fails instead
-  }
-  Limit(const Limit&) = delete;
-  Limit& operator=(const Limit&) = delete;
-  ~Limit() {
-    setrlimit(what_, &before_);
-    std::signal(SIGXFSZ, signalBefore_);
-  }
-
- private:
-  decltype(RLIMIT_AS) what_;
-  rlimit before_{};
-  void (*signalBefore_)(int) = nullptr;
-};
-
 TEST_F(Files, ThatBreakOffLeaveTheOldOne) {
   Spill(name_, "old");
   WriteResult replaced{};
   WriteResult made{};
   {
     const Limit fullDisk(RLIMIT_FSIZE, 1 << 16);
-    replaced = WriteFile(name_, {ViewOf(Long())}).result;
-    made = WriteFile(dir_.File("new"), {ViewOf("x"), ViewOf(Long())}).result;
+    replaced = WriteFile(name_, {ViewOf(LongText())}).result;
+    made = WriteFile(dir_.File("new"), {ViewOf("x"), ViewOf(LongText())}).result;
   }
   EXPECT_EQ(replaced, WriteResult::kFailed);
   EXPECT_EQ(made, WriteResult::kFailed);
@@ -360,7 +270,7 @@ class Closed {
 
 TEST_F(Files, OfAFolderThatTakesNoNewOnesAreWrittenInPlace) {
   const WithoutRoot user(dir_.Path());
-  Spill(name_, Long());
+  Spill(name_, LongText());
   const Closed folder(dir_.Path());
   EXPECT_EQ(WriteFile(name_, {ViewOf("new")}).result, WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "new");
@@ -390,7 +300,7 @@ TEST_F(Files, WrittenInPlaceGetTheirOldBytesBackWhenWritingBreaksOff) {
   {
     const Closed folder(dir_.Path());
     const Limit fullDisk(RLIMIT_FSIZE, 1 << 16);
-    outcome = WriteFile(name_, {ViewOf(Long())});
+    outcome = WriteFile(name_, {ViewOf(LongText())});
   }
   EXPECT_EQ(outcome.result, WriteResult::kFailed);
   EXPECT_EQ(outcome.reason, std::errc::file_too_large);
@@ -403,45 +313,24 @@ TEST_F(Files, FullDevicesHaveFailed) {
   EXPECT_EQ(outcome.result, WriteResult::kFailed);
   EXPECT_EQ(outcome.reason, std::errc::no_space_on_device);
   fs::create_symlink("/dev/full", name_);
-  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}).result, WriteResult::kFailed);
+  EXPECT_EQ(WriteFile(name_, {ViewOf(LongText())}).result, WriteResult::kFailed);
   EXPECT_TRUE(fs::is_character_file("/dev/full"));
 }
 
 TEST_F(Files, DevicesAreWrittenStraight) {
-  EXPECT_EQ(WriteFile("/dev/null", {ViewOf(Long())}).result, WriteResult::kWritten);
+  EXPECT_EQ(WriteFile("/dev/null", {ViewOf(LongText())}).result, WriteResult::kWritten);
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
   EXPECT_EQ(TextOf(ReadFile("/dev/null")), "");
 }
 
-TEST_F(Files, WhoseSizeIsNotKnownAreReadToTheirEnd) {
-  if (!fs::exists("/proc/self/status")) GTEST_SKIP() << "no /proc";
-  EXPECT_THAT(TextOf(ReadFile("/proc/self/status")), testing::HasSubstr("Name:"));
-}
-
-TEST_F(Files, ThatFailWhileBeingReadAreNotRead) {
-  if (!fs::exists("/proc/self/mem")) GTEST_SKIP() << "no /proc";
-  EXPECT_EQ(ReadFile("/proc/self/mem"), std::nullopt);  // its first bytes cannot be read
-}
-
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they end the process instead
-TEST_F(Files, LargerThanTheMemoryAreNotRead) {
-  Spill(name_, "x");
-  std::error_code error;
-  fs::resize_file(name_, std::uintmax_t{1} << 43, error);  // holes only
-  if (error) GTEST_SKIP() << "no files of this size here";
-  const Limit littleMemory(RLIMIT_AS, rlim_t{1} << 40);
-  EXPECT_EQ(ReadFile(name_), std::nullopt);
-}
-#endif
-
 TEST_F(Files, PipesAreWrittenAndRead) {
   ASSERT_EQ(mkfifo(name_.c_str(), 0600), 0);
   WriteResult result{};
-  std::thread writer([&] { result = WriteFile(name_, {ViewOf(Long())}).result; });
+  std::thread writer([&] { result = WriteFile(name_, {ViewOf(LongText())}).result; });
   const std::optional<Bytes> read = ReadFile(name_);
   writer.join();
   EXPECT_EQ(result, WriteResult::kWritten);
-  EXPECT_EQ(TextOf(read), Long());
+  EXPECT_EQ(TextOf(read), LongText());
 }
 
 TEST_F(Files, APipeThatClosesFailsAndDoesNotEndTheProcess) {
@@ -452,7 +341,7 @@ TEST_F(Files, APipeThatClosesFailsAndDoesNotEndTheProcess) {
     EXPECT_GT(read(pipe, some, sizeof some), 0);
     close(pipe);
   });
-  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}).result, WriteResult::kFailed);
+  EXPECT_EQ(WriteFile(name_, {ViewOf(LongText())}).result, WriteResult::kFailed);
   reader.join();
 }
 

@@ -205,7 +205,7 @@ TEST(ReadMat, APlaneOf2GiBIsAnEmptyMatrixAndConsumesTheRest) {
     EXPECT_TRUE(FromStream(bytes).empty());
     ByteReader in(ViewOf(bytes));
     EXPECT_TRUE(ReadMatRecord(in).empty());
-    EXPECT_EQ(in.Remaining(), 0U);
+    EXPECT_FALSE(in.Has(1));
   }
 }
 
@@ -218,7 +218,7 @@ TEST(ReadMat, AnAbsurdClaimConsumesTheRest) {
   EXPECT_EQ(in.peek(), std::char_traits<char>::eof());
   ByteReader reader(ViewOf(bytes));
   EXPECT_TRUE(ReadMatRecord(reader).empty());
-  EXPECT_EQ(reader.Remaining(), 0U);
+  EXPECT_FALSE(reader.Has(1));
 }
 
 TEST(ReadMat, AnImpossibleChannelCountThrowsAndLeavesTheMatrix) {
@@ -240,6 +240,46 @@ TEST(ReadMat, ReadsFromAStreamThatCannotSeek) {
   ReadMat(in, read);
   EXPECT_TRUE(SameBytes(read, m));
   EXPECT_EQ(in.get(), '!');
+}
+
+/// A header and then zeros without end; counts the bytes that were taken.
+class EndlessBuffer : public std::streambuf {
+ public:
+  explicit EndlessBuffer(std::string front) : front_(std::move(front)) {}
+  [[nodiscard]] std::uint64_t Taken() const { return taken_; }
+
+ private:
+  std::streamsize xsgetn(char* out, std::streamsize count) override {
+    for (std::streamsize i = 0; i < count; ++i, ++taken_) {
+      out[i] = taken_ < front_.size() ? front_[static_cast<std::size_t>(taken_)] : '\0';
+    }
+    return count;
+  }
+  std::string front_;
+  std::uint64_t taken_ = 0;
+};
+
+TEST(ReadMat, TakesNoMoreOfAnEndlessStreamThanItsRecord) {
+  for (const RecordHeader& header :
+       {RecordHeader{3, 5, CV_16UC1, 2}, RecordHeader{}, RecordHeader{1 << 13, 9000, CV_8UC1, 1}}) {
+    EndlessBuffer buffer(header.Bytes());
+    std::istream in(&buffer);
+    cv::Mat m;
+    ReadMat(in, m);
+    EXPECT_EQ(m.size(), cv::Size(header.cols, header.rows));
+    EXPECT_EQ(buffer.Taken(), 16 + m.total() * m.elemSize());
+    EXPECT_TRUE(in.good());
+  }
+}
+
+TEST(ReadMat, APlaneOf2GiBIsNotLookedForInAnEndlessStream) {
+  EndlessBuffer buffer(RecordHeader{1 << 16, 1 << 15, CV_8UC1, 1}.Bytes());
+  std::istream in(&buffer);
+  cv::Mat m = cv::Mat::ones(1, 1, CV_8UC1);
+  ReadMat(in, m);
+  EXPECT_TRUE(m.empty());
+  EXPECT_EQ(buffer.Taken(), 16U);
+  EXPECT_EQ(in.peek(), std::char_traits<char>::eof());
 }
 
 TEST(ReadMat, PlanesLargerThanOneChunkReadBack) {
