@@ -111,9 +111,9 @@ class DRAVIX_API Shot {
 
   /// Copies one plane, CV_16UC1. 0; 110 planeType is not one plane; 109 other pixels.
   std::int32_t SetImageSingle(const cv::Mat& pixels, std::uint32_t planeType);
-  /// Demosaics `raw`, CV_16UC1, with OpenCV's `bayer_code`; keeps all planes for CAM_RGB, else the
-  /// one of `planeType`. 0; 110 that is no camera type; 109 other pixels; 112 no code, or one
-  /// OpenCV refuses.
+  /// Demosaics `raw`, CV_16UC1, with OpenCV's `bayer_code`; keeps the three color planes for
+  /// CAM_RGB, else the one of `planeType`. 0; 110 planeType is no camera type; 109 other pixels;
+  /// 112 no code, one that OpenCV refuses, or one that does not give those planes.
   std::int32_t SetImageColor(const cv::Mat& raw, int bayer_code, std::uint32_t planeType);
   /// Fills in fixed metadata for a picture that locates points. `index` counts the lit position row
   /// by row inside one interval cell. Screen sizes of 0 or less leave partition and pattern alone.

@@ -367,12 +367,11 @@ TEST(SetImageColor, ChecksTypeThenPixelsThenCode) {
   EXPECT_TRUE(SameShot(shot, FullShot()));
 }
 
-TEST(SetImageColor, CodesThatGiveNoThreePlanesAreLikeAMissingOne) {
+TEST(SetImageColor, CodesThatOpenCvRefusesAreLikeAMissingOne) {
   LogCapture log;
   Shot shot = FullShot();
   for (const int code :
-       {-1, 1, 9999, kMost, kLeast, int{cv::COLOR_BGR2GRAY}, int{cv::COLOR_BayerBG2GRAY},
-        int{cv::COLOR_BayerGR2BGRA}, int{cv::COLOR_BayerBG2BGR_VNG}}) {
+       {-1, 1, 9999, kMost, kLeast, int{cv::COLOR_BGR2GRAY}, int{cv::COLOR_BayerBG2BGR_VNG}}) {
     log.Clear();
     EXPECT_EQ(shot.SetImageColor(Mosaic(), code, CAM_R), DRAVIX_NO_MOSAIC_CODE) << code;
     EXPECT_THAT(log.Errors(), ElementsAre("Shot::SetImageColor--Error :: in_bayer_type")) << code;
@@ -380,8 +379,48 @@ TEST(SetImageColor, CodesThatGiveNoThreePlanesAreLikeAMissingOne) {
   EXPECT_TRUE(SameShot(shot, FullShot()));
 }
 
-TEST(SetImageColor, AnEmptyMosaicIsRefused) {
+TEST(SetImageColor, ACodeThatGivesASinglePlaneServesOnlyTheFirstType) {
+  LogCapture log;
+  cv::Mat gray;
+  cv::demosaicing(Mosaic(), gray, cv::COLOR_BayerBG2GRAY);
   Shot shot = FullShot();
+  for (const ShotType type : {CAM_G, CAM_B, CAM_RGB}) {
+    log.Clear();
+    EXPECT_EQ(shot.SetImageColor(Mosaic(), cv::COLOR_BayerBG2GRAY, type), DRAVIX_NO_MOSAIC_CODE);
+    EXPECT_THAT(log.Errors(), ElementsAre("Shot::SetImageColor--Error :: in_bayer_type"));
+    EXPECT_TRUE(SameShot(shot, FullShot()));
+  }
+  log.Clear();
+  EXPECT_EQ(shot.SetImageColor(Mosaic(), cv::COLOR_BayerBG2GRAY, CAM_R), DRAVIX_OK);
+  EXPECT_THAT(log.Errors(), IsEmpty());
+  EXPECT_TRUE(SameBytes(shot.image, gray));
+  EXPECT_EQ(shot.type, CAM_R);
+}
+
+TEST(SetImageColor, OfACodeThatAddsAnOpaquePlaneTheThreeColorsCount) {
+  cv::Mat opaque;
+  cv::demosaicing(Mosaic(), opaque, cv::COLOR_BayerBG2BGRA);
+  ASSERT_EQ(opaque.channels(), 4);
+  int plane = 0;
+  for (const ShotType type : {CAM_R, CAM_G, CAM_B}) {
+    Shot shot;
+    EXPECT_EQ(shot.SetImageColor(Mosaic(), cv::COLOR_BayerBG2BGRA, type), DRAVIX_OK);
+    cv::Mat expected;
+    cv::extractChannel(opaque, expected, plane++);
+    EXPECT_TRUE(SameBytes(shot.image, expected));
+  }
+  Shot shot;
+  EXPECT_EQ(shot.SetImageColor(Mosaic(), cv::COLOR_BayerBG2BGRA, CAM_RGB), DRAVIX_OK);
+  cv::Mat expected;
+  cv::demosaicing(Mosaic(), expected, cv::COLOR_BayerBG2BGR);
+  EXPECT_TRUE(SameBytes(shot.image, expected));
+}
+
+TEST(SetImageColor, AnEmptyMosaicIsRefusedAfterAMissingCode) {
+  LogCapture log;
+  Shot shot = FullShot();
+  EXPECT_EQ(shot.SetImageColor(cv::Mat(0, 5, CV_16UC1), 0, CAM_RGB), DRAVIX_NO_MOSAIC_CODE);
+  EXPECT_THAT(log.Errors(), ElementsAre("Shot::SetImageColor--Error :: in_bayer_type"));
   EXPECT_EQ(shot.SetImageColor(cv::Mat(0, 5, CV_16UC1), cv::COLOR_BayerBG2BGR, CAM_RGB),
             DRAVIX_BAD_IMAGE);
   EXPECT_TRUE(SameShot(shot, FullShot()));
