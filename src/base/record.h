@@ -4,26 +4,28 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "base/bytes.h"
+#include "base/log_text.h"
 
 namespace dravix::base {
 
-/// Fixed texts of one class's format. Texts about files end where the file's name follows.
+/// What one class's format says about its files.
 struct SaveTexts {
-  const char* extension;     ///< ".lum" and the like
-  const char* wrongName;     ///< the name has another extension
-  const char* cannotOpen;    ///< ends in "fullname = "
-  const char* cannotFinish;  ///< writing broke off; ends in "fullname = "
+  std::string_view extension;    ///< ".lum" and the like
+  LogText wrongName;             ///< the name has another extension
+  LogTextWithName cannotOpen;    ///< the file cannot be opened for writing
+  LogTextWithName cannotFinish;  ///< writing broke off
 };
 struct LoadTexts {
-  const char* extension;
-  const char* wrongName;
-  const char* cannotOpen;  ///< ends in "fullname = "
+  std::string_view extension;
+  LogText wrongName;
+  LogTextWithName cannotOpen;  ///< the file cannot be opened for reading, or not be read
 };
 struct HeaderTexts {
-  const char* wrongMark;
-  const char* wrongVersion;
+  LogText wrongMark;
+  LogText wrongVersion;
 };
 
 /// Writes `record` as the whole file. 0; 8 wrong extension; 4 cannot be opened or not written

@@ -1,13 +1,13 @@
-#include <dravix/algolog.h>
 #include <dravix/dravix.h>
 #include <dravix/shot.h>
 
+#include "base/log_text.h"
 #include "shot/plane_types.h"
 
 namespace {
 
-std::int32_t Refused(std::int32_t code, const char* message) {
-  AlgoLogError("%s", message);
+std::int32_t Refused(std::int32_t code, dravix::base::LogText message) {
+  dravix::base::LogError(message);
   return code;
 }
 

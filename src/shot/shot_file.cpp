@@ -179,13 +179,13 @@ void ReadBody(Shot& shot, base::ByteReader& in) {
 constexpr base::SaveTexts kSaveTexts{
     .extension = ".shot",
     .wrongName = "Shot::Save--Error :: ext filename mismatch.",
-    .cannotOpen = "Shot::Save -- Failed to Open file. fullname = ",
-    .cannotFinish = "Shot::Save -- Failed to write file. fullname = ",
+    .cannotOpen = "Shot::Save -- Failed to Open file. fullname = %s",
+    .cannotFinish = "Shot::Save -- Failed to write file. fullname = %s",
 };
 constexpr base::LoadTexts kLoadTexts{
     .extension = ".shot",
     .wrongName = "Shot::Load--Error :: ext filename mismatch.",
-    .cannotOpen = "Shot::Load -- Failed to Open file.fullname = ",
+    .cannotOpen = "Shot::Load -- Failed to Open file.fullname = %s",
 };
 constexpr base::HeaderTexts kLoadHeaderTexts{
     .wrongMark = "Shot::Load -- Error file endianness.",

@@ -31,8 +31,8 @@ using dravix::test::TempDir;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr SaveTexts kSave{".rec", "save name", "save open ", "save finish "};
-constexpr LoadTexts kLoad{".rec", "load name", "load open "};
+constexpr SaveTexts kSave{".rec", "save name", "save open %s", "save finish %s"};
+constexpr LoadTexts kLoad{".rec", "load name", "load open %s"};
 constexpr HeaderTexts kHeader{"mark", "version"};
 const std::string kGoodHeader("L\1\0\0\0", 5);
 
@@ -62,6 +62,12 @@ class Record : public testing::Test {
   std::optional<std::string> body_;
 };
 
+TEST_F(Record, ThatCannotBeOpenedIsNamedAsItIs) {
+  const std::string name = dir_.File("100%s.rec");
+  EXPECT_EQ(Load(name), DRAVIX_CANNOT_READ);
+  EXPECT_THAT(log_.Errors(), ElementsAre("load open " + name));
+}
+
 TEST_F(Record, IsSavedUnderItsExtension) {
   EXPECT_EQ(Save(dir_.File("a.rec")), 0);
   EXPECT_EQ(Slurp(dir_.File("a.rec")), "xxx");
@@ -79,6 +85,7 @@ TEST_F(Record, ThatCannotBeOpenedSaysSoWithItsName) {
   EXPECT_EQ(Save(name), DRAVIX_CANNOT_WRITE);
   EXPECT_EQ(Load(name), DRAVIX_CANNOT_READ);
   EXPECT_THAT(log_.Errors(), ElementsAre("save open " + name, "load open " + name));
+  EXPECT_THAT(log_.Formats(), ElementsAre("save open %s", "load open %s"));
   EXPECT_EQ(body_, std::nullopt);
 }
 
@@ -153,6 +160,7 @@ TEST_F(Record, WithAWrongHeaderIsNotRead) {
   EXPECT_EQ(Read("L"), DRAVIX_WRONG_VERSION);
   EXPECT_EQ(Load(dir_.File("a.txt")), DRAVIX_WRONG_EXTENSION);
   EXPECT_THAT(log_.Errors(), ElementsAre("mark", "version", "load name"));
+  EXPECT_EQ(log_.Formats(), log_.Errors());
   EXPECT_EQ(body_, std::nullopt);
 }
 

@@ -513,6 +513,7 @@ TEST_P(ShotCheckFlag, FailsWhenAskedForAndMissing) {
   EXPECT_EQ(Shot::Check(GetParam().flag, &shot), GetParam().code);
   EXPECT_EQ(Shot::Check(kAll, &shot), GetParam().code);
   EXPECT_THAT(log.Errors(), ElementsAre(GetParam().message, GetParam().message));
+  EXPECT_EQ(log.Formats(), log.Errors());
   EXPECT_THAT(log.Infos(), IsEmpty());
 }
 

@@ -28,14 +28,17 @@ class LogCapture {
   std::vector<std::string> Warnings() const { return Texts(LogLevel::kWarn); }
   std::vector<std::string> Infos() const { return Texts(LogLevel::kInfo); }
   std::vector<std::string> Debugs() const { return Texts(LogLevel::kDebug); }
+  /// What the logging library was given as the format of each line.
+  std::vector<std::string> Formats() const;
   void Clear();
 
-  void Add(LogLine line);
+  void Add(LogLine line, std::string format);
 
  private:
   std::vector<std::string> Texts(LogLevel level) const;
 
   std::vector<LogLine> lines_;
+  std::vector<std::string> formats_;
   LogCapture* outer_;
 };
 
