@@ -116,15 +116,6 @@ constexpr int kAboutHorizontal = 0;
 constexpr int kAboutVertical = 1;
 constexpr int kAboutBoth = -1;
 
-/// Writes what `make` makes of the shot; a picture that cannot be made is not written either.
-bool Exported(const Shot& shot, cv::Mat (*make)(const Shot&), const std::string& fullname) {
-  try {
-    return dravix::image::WritePicture(fullname, make(shot));
-  } catch (const cv::Exception&) {
-    return false;
-  }
-}
-
 }  // namespace
 
 std::int32_t Shot::Split(Shot* r, Shot* g, Shot* b) const {
@@ -226,7 +217,8 @@ std::int32_t Shot::ExportColorImage(const std::string& fullname) const {
     AlgoLogError("Shot::ExportColorImage--Error :: empty");
     return DRAVIX_NO_RESULT;
   }
-  if (!Exported(*this, dravix::shot::ToColorPicture, fullname)) {
+  const auto make = [this] { return dravix::shot::ToColorPicture(*this); };
+  if (!dravix::image::WritePicture(fullname, make)) {
     AlgoLogError("Shot::ExportColorImage--Error :: imwrite");
     return DRAVIX_CANNOT_WRITE;
   }
@@ -239,7 +231,8 @@ std::int32_t Shot::ExportGrayImage(const std::string& fullname) const {
     AlgoLogError("Shot::ExportGrayImage--Error :: empty");
     return DRAVIX_NO_RESULT;
   }
-  if (!Exported(*this, dravix::shot::ToGrayPicture, fullname)) {
+  const auto make = [this] { return dravix::shot::ToGrayPicture(*this); };
+  if (!dravix::image::WritePicture(fullname, make)) {
     AlgoLogError("Shot::ExportGrayImage--Error :: imwrite");
     return DRAVIX_CANNOT_WRITE;
   }

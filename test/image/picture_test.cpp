@@ -136,6 +136,16 @@ TEST(WritePicture, WhatTheEncoderRefusesKeepsTheOldFile) {
   EXPECT_EQ(Slurp(dir.File("a.png")), "old");
 }
 
+TEST(WritePicture, APictureThatCannotBeMadeKeepsTheOldFile) {
+  const TempDir dir;
+  const std::string name = dir.File("a.png");
+  const auto make = [] { return cv::Mat(2, 2, CV_8UC1, cv::Scalar(7)); };
+  ASSERT_TRUE(WritePicture(name, make));
+  const std::string before = Slurp(name);
+  EXPECT_FALSE(WritePicture(name, []() -> cv::Mat { CV_Error(cv::Error::StsBadArg, "no"); }));
+  EXPECT_EQ(Slurp(name), before);
+}
+
 TEST(WritePicture, FoldersAndMissingFoldersAreRefused) {
   const TempDir dir;
   const cv::Mat picture(2, 2, CV_8UC1, cv::Scalar(1));
