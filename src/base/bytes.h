@@ -1,4 +1,4 @@
-/// Bounds-checked little-endian reading and writing, the only way to bytes for every format.
+/// Reading and writing of little-endian bytes within their bounds. Every format goes through it.
 #pragma once
 
 #include <array>
@@ -24,7 +24,7 @@ static_assert(std::endian::native == std::endian::little,
 template <class T>
 concept PlainNumber = std::is_arithmetic_v<T>;
 
-/// The bytes of a text or of a host's buffer. Does not own.
+/// The bytes of a text or of a host's buffer, which the view does not own.
 inline ByteView ViewOf(const char* data, std::size_t size) {
   return std::as_bytes(std::span<const char>(data, size));
 }
@@ -106,14 +106,15 @@ class ByteReader {
   }
 
  private:
-  /// As much of `out` as is at hand.
+  /// Fills as much of `out` as the bytes at hand allow.
   std::size_t Take(std::span<std::byte> out) {
     const std::size_t here = out.size() < rest_.size() ? out.size() : rest_.size();
     if (here > 0) std::memcpy(out.data(), rest_.data(), here);
     rest_ = rest_.subspan(here);
     return here;
   }
-  /// Planes come straight from the source; numbers, many of them, from what it has at hand.
+  /// Fetches planes straight into `out`. Numbers are many and small: they are taken out of what the
+  /// source has at hand.
   std::size_t FromSource(std::span<std::byte> out) {
     constexpr std::size_t kNumber = sizeof(std::uint64_t);
     if (out.size() > kNumber) return source_->Fetch(out);
@@ -126,7 +127,7 @@ class ByteReader {
   ByteSource* source_ = nullptr;
 };
 
-/// Grows a byte string; the mirror of ByteReader.
+/// Appends numbers and bytes to a byte string: the opposite of ByteReader.
 class ByteWriter {
  public:
   template <PlainNumber T>
@@ -139,7 +140,8 @@ class ByteWriter {
     bytes_.resize(before + bytes.size());
     std::memcpy(&bytes_[before], bytes.data(), bytes.size());
   }
-  /// Makes room once, so that large planes are not copied while growing.
+  /// Makes room for that many more bytes, so that large planes are not copied while the string
+  /// grows.
   void Reserve(std::size_t more) { bytes_.reserve(bytes_.size() + more); }
 
   [[nodiscard]] const Bytes& Data() const& { return bytes_; }

@@ -48,9 +48,9 @@ WriteOutcome WriteStraight(const fs::path& path, std::initializer_list<ByteView>
   return {};
 }
 
-/// The file a chain of links ends in, also when that file does not exist yet.
+/// The file at the end of a chain of links, also when that file does not exist yet.
 fs::path FollowLinks(fs::path path) {
-  constexpr int kMostLinks = 40;  // as many as the kernel follows
+  constexpr int kMostLinks = 40;  // Linux follows no more either
   std::error_code error;
   for (int i = 0; i < kMostLinks && fs::is_symlink(path, error); ++i) {
     const fs::path target = fs::read_symlink(path, error);
@@ -60,8 +60,8 @@ fs::path FollowLinks(fs::path path) {
   return path;
 }
 
-/// A short name of its own in the target's folder: the target's may already have the full 255
-/// bytes.
+/// A new name in the target's folder. It is short, because the target's own name may already have
+/// the 255 bytes that file systems allow.
 fs::path TemporarySibling(const fs::path& target, const fs::path& extension) {
   constexpr std::size_t kDigits = 16;
   std::string name = ".dravix-";
@@ -72,7 +72,7 @@ fs::path TemporarySibling(const fs::path& target, const fs::path& extension) {
   return sibling;
 }
 
-/// Removes its file unless it was kept.
+/// A file that is removed unless it was renamed.
 class TemporaryFile {
  public:
   explicit TemporaryFile(fs::path path) : path_(std::move(path)) {}

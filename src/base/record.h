@@ -1,4 +1,4 @@
-/// Saving, loading and buffering of one versioned record: what .lum, .shot and .roi have in common.
+/// Saving and loading one versioned record: what .lum, .shot and .roi files have in common.
 #pragma once
 
 #include <cstdint>
@@ -28,21 +28,22 @@ struct HeaderTexts {
   LogText wrongVersion;
 };
 
-/// Writes `record` as the whole file. 0; 8 wrong extension; 4 cannot be opened or not written
-/// whole. One error line on failure; what was under the name is then still there.
+/// Writes `record` as the whole file, as WriteFile does. 0; 8 for another extension; 4 when the
+/// file cannot be opened or not be written whole. A failure writes one error line.
 [[nodiscard]] std::int32_t SaveRecord(const std::string& fullname, const SaveTexts& texts,
                                       const std::function<Bytes()>& record);
 
-/// Takes what follows mark and version. Reading a file may throw ReadFailure anywhere: what is read
-/// must not be kept before all of it has been.
+/// Takes what follows mark and version. Reading a file may throw ReadFailure at any place, so that
+/// nothing may be kept before all of it has been read.
 using BodyReader = std::function<void(ByteReader&)>;
 
-/// Checks mark and version and hands the rest to `readBody`. 0; 10 wrong mark; 3 wrong version.
+/// Checks mark and version and hands the rest to `readBody`. 0; 10 for another mark; 3 for another
+/// version.
 [[nodiscard]] std::int32_t ReadRecord(ByteView bytes, const HeaderTexts& texts,
                                       const BodyReader& readBody);
 
-/// As ReadRecord, from a file, of which no more is read than `readBody` asks for. 8 wrong
-/// extension; 2 cannot be opened, or not be read.
+/// The same from a file, of which no more is read than `readBody` asks for. Also 8 for another
+/// extension, and 2 when the file cannot be opened or not be read.
 [[nodiscard]] std::int32_t LoadRecord(const std::string& fullname, const LoadTexts& fileTexts,
                                       const HeaderTexts& headerTexts, const BodyReader& readBody);
 

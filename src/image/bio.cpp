@@ -34,10 +34,10 @@ std::optional<std::string> ReadText(const std::string& fullname) {
   return text;
 }
 
-/// Numbers row by row; zeros from where the text has none on.
+/// The numbers of the text row by row, and zeros from where it has none.
 cv::Mat TableOf(base::InputFile& file, cv::Size size) {
   std::istream& in = file.Stream();
-  in.imbue(std::locale::classic());  // a decimal point, whatever the host's language
+  in.imbue(std::locale::classic());  // with a decimal point, whatever the host's language is
   cv::Mat table = cv::Mat::zeros(std::max(size.height, 0), std::max(size.width, 0), CV_32FC1);
   for (auto cell = table.begin<float>(); cell != table.end<float>(); ++cell) {
     float number = 0;

@@ -36,11 +36,11 @@ std::optional<std::uint64_t> DumpBytes(int rows, int cols) {
 }
 
 #ifdef _OPENMP
-/// All processors but one, which is left to the host.
+/// The number of threads: one for each processor but one, which is left to the host.
 int Workers() { return std::max(1, omp_get_num_procs() - 1); }
 #endif
 
-/// The picture of a dump, each thread converting whole rows of its own.
+/// The samples of a dump; each thread converts whole rows of its own.
 cv::Mat UnpackRows(base::ByteView stored, int rows, int cols) {
   cv::Mat picture(rows, cols, CV_16UC1);
   const std::size_t rowBytes = static_cast<std::size_t>(cols) * 2;

@@ -31,14 +31,14 @@ std::optional<Header> ReadHeader(base::InputFile& file) {
   return header;
 }
 
-/// The three values that matter, from the directory's entries.
+/// The values of the three entries that are used.
 struct Directory {
   std::optional<std::uint32_t> width, height, stripOffsets;
 };
 
 void TakeEntry(base::ByteReader& in, Directory& directory) {
   const auto tag = in.ReadOr<std::uint16_t>(0);
-  in.Skip(6);  // field type and count: the value is taken as a 32-bit number whatever they say
+  in.Skip(6);  // field type and count: the value is a 32-bit number whatever they say
   const auto value = in.Read<std::uint32_t>();
   if (tag == kImageWidth) directory.width = value;
   if (tag == kImageLength) directory.height = value;

@@ -1,5 +1,5 @@
-/// DNG files, a small subset of TIFF: one uncompressed run of 16-bit samples in the first
-/// directory.
+/// DNG files, of which a small subset of TIFF is understood: one uncompressed run of 16-bit samples
+/// that the first directory describes.
 #pragma once
 
 #include <cstdint>

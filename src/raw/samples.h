@@ -1,4 +1,4 @@
-/// 16-bit samples as camera files store them.
+/// 16-bit samples in the form in which camera files store them.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace dravix::raw {
 
 enum class ByteOrder { kLowFirst, kHighFirst };
 
-/// Samples from twice as many bytes, which may be their own.
+/// Turns stored bytes into samples, two into one. The bytes may be those of the samples themselves.
 void Unpack(base::ByteView stored, ByteOrder order, std::span<std::uint16_t> row);
 
 /// rows x cols samples from where the reader stands, CV_16UC1; empty when that is no size or not

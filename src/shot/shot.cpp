@@ -21,7 +21,7 @@ bool LiesWithin(std::int64_t start, std::int64_t count, std::int64_t whole) {
   return whole > 0 && count > 0 && start >= 0 && start < whole && start + count - 1 < whole;
 }
 
-/// Lit LEDs along one axis of a partition of `length` LEDs.
+/// How many LEDs are lit along one axis of a partition of `length` LEDs.
 std::int32_t LitLeds(std::int32_t length, std::int32_t interval, std::int32_t loc) {
   return length / interval + (loc < length % interval ? 1 : 0);
 }
@@ -119,7 +119,7 @@ std::int32_t Shot::SetPattern(const Pattern& value) {
     AlgoLogError("Shot::SetPattern--Error :: invalid pattern_type pattern_loc_xy");
     return DRAVIX_BAD_PATTERN;
   }
-  pattern = value;  // which may be the stored one itself
+  pattern = value;  // the value may be the stored pattern itself
   Pattern& stored = *pattern;
   if (!partition) return DRAVIX_OK;
   const std::int32_t across = LitLeds(partition->w, stored.interval_x, stored.loc_x);
@@ -178,7 +178,7 @@ std::int32_t Shot::SetImageColor(const cv::Mat& raw, int bayer_code, std::uint32
         "CAM_B && in_cie_type != CAM_RGB");
     return DRAVIX_BAD_TYPE;
   }
-  // An empty matrix without a code lacks the code first.
+  // The code is asked for before the pixels: an empty matrix without a code lacks the code.
   if (raw.type() != CV_16UC1 || (raw.empty() && bayer_code != 0)) {
     AlgoLogError("Shot::SetImageColor--Error :: data and type mismatch");
     return DRAVIX_BAD_IMAGE;

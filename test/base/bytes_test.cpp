@@ -43,14 +43,14 @@ TEST(ByteReader, ReadsRealNumbers) {
   EXPECT_EQ(in.Read<float>(), 1.5F);
 }
 
-TEST(ByteReader, ANumberCutShortIsAbsentAndStays) {
+TEST(ByteReader, GivesNoNumberThatIsCutShortAndConsumesNothing) {
   ByteReader in(ViewOf("abc"));
   EXPECT_EQ(in.Read<std::int32_t>(), std::nullopt);
   EXPECT_TRUE(HasExactly(in, 3));
   EXPECT_EQ(in.Read<char>(), 'a');
 }
 
-TEST(ByteReader, WithAFallbackACutNumberConsumesTheRest) {
+TEST(ByteReader, GivesTheFallbackForANumberThatIsCutShort) {
   ByteReader in(ViewOf("abc"));
   EXPECT_EQ(in.ReadOr<std::int32_t>(-7), -7);
   EXPECT_TRUE(HasExactly(in, 0));
@@ -74,7 +74,7 @@ TEST(ByteReader, FillsAShortBufferAndKeepsTheRest) {
   EXPECT_TRUE(HasExactly(in, 1));
 }
 
-TEST(ByteReader, SkipsNoFurtherThanTheEnd) {
+TEST(ByteReader, SkipsNoFartherThanTheEnd) {
   ByteReader in(ViewOf("abcd"));
   in.Skip(3);
   EXPECT_TRUE(HasExactly(in, 1));
@@ -120,7 +120,7 @@ TEST(ByteReader, TakesNumbersOutOfWhatASourceHandsOut) {
   EXPECT_EQ(in.ReadOr<std::uint8_t>(7), 7);
 }
 
-TEST(ByteReader, FillsFromASourceBehindWhatIsAtHand) {
+TEST(ByteReader, FillsFromTheSourceAfterWhatIsAtHand) {
   Trickle source("abcdefghijklmnop");
   ByteReader in(source);
   EXPECT_EQ(in.Read<char>(), 'a');
@@ -154,13 +154,13 @@ TEST(ByteReader, SkippingTheRestEndsTheSource) {
   EXPECT_FALSE(source.Has(1));
 }
 
-TEST(ByteReader, OfNothingIsAtItsEnd) {
+TEST(ByteReader, IsAtItsEndWhenThereAreNoBytes) {
   ByteReader in{ByteView()};
   EXPECT_EQ(in.Read<char>(), std::nullopt);
   EXPECT_TRUE(HasExactly(in, 0));
 }
 
-TEST(ByteWriter, GrowsByNumbersAndBytes) {
+TEST(ByteWriter, AppendsNumbersAndBytes) {
   ByteWriter out;
   out.Write('L');
   out.Write(std::uint16_t{0x1234});
@@ -170,7 +170,7 @@ TEST(ByteWriter, GrowsByNumbersAndBytes) {
   EXPECT_EQ(Text(out.Data()), "L\x34\x12xy");
 }
 
-TEST(ByteWriter, RoomMadeAheadHoldsNoBytes) {
+TEST(ByteWriter, ReservingAddsNoBytes) {
   ByteWriter out;
   out.Reserve(100);
   EXPECT_EQ(out.Size(), 0U);
@@ -211,7 +211,7 @@ TEST(CheckedMul, IsExactUpToTheLargestNumber) {
   EXPECT_EQ(CheckedMul(2, 3, 7), 42U);
 }
 
-TEST(CheckedMul, IsAbsentAboveIt) {
+TEST(CheckedMul, GivesNothingAboveTheLargestNumber) {
   EXPECT_EQ(CheckedMul(std::uint64_t{1} << 32, std::uint64_t{1} << 32), std::nullopt);
   EXPECT_EQ(CheckedMul(kMost, 2), std::nullopt);
   EXPECT_EQ(CheckedMul(2, kMost), std::nullopt);
@@ -219,7 +219,7 @@ TEST(CheckedMul, IsAbsentAboveIt) {
   EXPECT_EQ(CheckedMul(std::uint64_t{1} << 31, std::uint64_t{1} << 31, 4), std::nullopt);
 }
 
-TEST(FitsInt32, EndsAtTheLargest) {
+TEST(FitsInt32, IsTrueUpToTheLargestSignedNumber) {
   EXPECT_TRUE(FitsInt32(0));
   EXPECT_TRUE(FitsInt32(0x7fffffff));
   EXPECT_FALSE(FitsInt32(0x80000000));

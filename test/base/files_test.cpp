@@ -48,7 +48,7 @@ using dravix::test::Limit;
 using dravix::test::WithoutRoot;
 #endif
 
-class Files : public testing::Test {
+class WriteFileTest : public testing::Test {
  protected:
   [[nodiscard]] std::size_t Entries() const {
     return static_cast<std::size_t>(
@@ -58,14 +58,14 @@ class Files : public testing::Test {
   std::string name_ = dir_.File("a.bin");
 };
 
-TEST_F(Files, NeedANameWithoutZeroBytes) {
+TEST_F(WriteFileTest, RefusesANameWithAZeroByte) {
   Spill(name_, "x");
   const std::string cut = name_ + std::string("\0.shot", 6);
   EXPECT_EQ(WriteFile(cut, {ViewOf("new")}).result, WriteResult::kCannotOpen);
   EXPECT_EQ(Slurp(name_), "x");
 }
 
-TEST_F(Files, AreWrittenPieceByPiece) {
+TEST_F(WriteFileTest, WritesThePiecesOneAfterAnother) {
   EXPECT_EQ(WriteFile(name_, {ViewOf("ab"), ByteView(), ViewOf("c")}).result,
             WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "abc");
@@ -73,7 +73,7 @@ TEST_F(Files, AreWrittenPieceByPiece) {
   EXPECT_EQ(Slurp(name_), "");
 }
 
-TEST_F(Files, ReplaceWhatWasThereAndLeaveNothingElse) {
+TEST_F(WriteFileTest, ReplacesTheOldFileAndLeavesNoOther) {
   Spill(name_, LongText());
   EXPECT_EQ(WriteFile(name_, {ViewOf("short")}).result, WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "short");
@@ -82,7 +82,7 @@ TEST_F(Files, ReplaceWhatWasThereAndLeaveNothingElse) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, OfNamesWith255BytesAreWritten) {
+TEST_F(WriteFileTest, TakesNamesOf255Bytes) {
   const std::string name = dir_.File(std::string(250, 'n') + ".shot");
   EXPECT_EQ(WriteFile(name, {ViewOf("x")}).result, WriteResult::kWritten);
   EXPECT_EQ(WriteFile(name, {ViewOf("y")}).result, WriteResult::kWritten);
@@ -92,13 +92,13 @@ TEST_F(Files, OfNamesWith255BytesAreWritten) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, WithNamesBeyondAsciiAreWritten) {
+TEST_F(WriteFileTest, TakesNamesBeyondAscii) {
   const std::string name = dir_.File("gr\xc3\xbc\xc3\x9f \xe5\xb1\x8f.shot");
   EXPECT_EQ(WriteFile(name, {ViewOf("x")}).result, WriteResult::kWritten);
   EXPECT_EQ(TextOf(ReadFile(name)), "x");
 }
 
-TEST_F(Files, FoldersAndMissingFoldersCannotBeWritten) {
+TEST_F(WriteFileTest, RefusesFoldersAndMissingFolders) {
   fs::create_directory(dir_.Path() / "folder.shot");
   for (const std::string& name : {dir_.File("folder.shot"), dir_.File("folder.shot/"),
                                   dir_.File(""), dir_.File("missing/a.shot"), std::string()}) {
@@ -108,7 +108,7 @@ TEST_F(Files, FoldersAndMissingFoldersCannotBeWritten) {
   EXPECT_TRUE(fs::is_empty(dir_.Path() / "folder.shot"));
 }
 
-TEST_F(Files, RelativeNamesAreTakenFromTheWorkingFolder) {
+TEST_F(WriteFileTest, TakesRelativeNamesFromTheWorkingFolder) {
   const fs::path before = fs::current_path();
   fs::current_path(dir_.Path());
   const WriteResult result = WriteFile("relative.bin", {ViewOf("x")}).result;
@@ -118,7 +118,7 @@ TEST_F(Files, RelativeNamesAreTakenFromTheWorkingFolder) {
   EXPECT_EQ(TextOf(read), "x");
 }
 
-TEST_F(Files, ThatCannotBeWrittenSayWhy) {
+TEST_F(WriteFileTest, SaysWhyAFileCannotBeWritten) {
   fs::create_directory(dir_.Path() / "folder");
   EXPECT_EQ(WriteFile(dir_.File("folder"), {}).reason, std::errc::is_a_directory);
   EXPECT_EQ(WriteFile(dir_.File("missing/a.bin"), {}).reason, std::errc::no_such_file_or_directory);
@@ -129,7 +129,7 @@ TEST_F(Files, ThatCannotBeWrittenSayWhy) {
 
 // --- writing by name ---
 
-TEST_F(Files, AreMadeByNameBesideTheirOwnAndThenRenamed) {
+TEST_F(WriteFileTest, ByNameRenamesAFileThatIsMadeBesideTheOldOne) {
   Spill(name_, "old");
   std::string given;
   const WriteOutcome outcome = WriteByName(name_, [&](const std::string& name) {
@@ -145,7 +145,7 @@ TEST_F(Files, AreMadeByNameBesideTheirOwnAndThenRenamed) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, AWriterByNameThatFailsLeavesTheOldOne) {
+TEST_F(WriteFileTest, ByNameKeepsTheOldFileWhenTheWriterFails) {
   Spill(name_, "old");
   const WriteOutcome outcome = WriteByName(name_, [](const std::string& name) {
     Spill(name, "half");
@@ -157,7 +157,7 @@ TEST_F(Files, AWriterByNameThatFailsLeavesTheOldOne) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, AWriterByNameIsNotAskedWhereNothingCanBeWritten) {
+TEST_F(WriteFileTest, ByNameDoesNotAskTheWriterWhereNothingCanBeWritten) {
   const auto write = [](const std::string& /*name*/) {
     ADD_FAILURE() << "was asked";
     return true;
@@ -168,7 +168,7 @@ TEST_F(Files, AWriterByNameIsNotAskedWhereNothingCanBeWritten) {
   EXPECT_EQ(WriteByName(dir_.File(""), write).result, WriteResult::kCannotOpen);
 }
 
-TEST_F(Files, AWriterByNameThatThrowsLeavesTheOldOne) {
+TEST_F(WriteFileTest, ByNameKeepsTheOldFileWhenTheWriterThrows) {
   Spill(name_, "old");
   const auto write = [](const std::string& /*name*/) -> bool { throw std::runtime_error("w"); };
   EXPECT_THROW((void)WriteByName(name_, write), std::runtime_error);
@@ -178,7 +178,7 @@ TEST_F(Files, AWriterByNameThatThrowsLeavesTheOldOne) {
 
 #ifndef _WIN32
 
-TEST_F(Files, AWriterByNameGetsTheNameOfADeviceItself) {
+TEST_F(WriteFileTest, ByNameGivesTheWriterADeviceItself) {
   fs::create_symlink("/dev/null", name_);
   std::string given;
   const WriteOutcome outcome = WriteByName(name_, [&](const std::string& name) {
@@ -191,7 +191,7 @@ TEST_F(Files, AWriterByNameGetsTheNameOfADeviceItself) {
 }
 
 // Links too: the standard library of mingw-w64 neither makes nor sees them.
-TEST_F(Files, LinksAreFollowedAlsoToWhatDoesNotExistYet) {
+TEST_F(WriteFileTest, FollowsLinksAlsoToAFileThatDoesNotExistYet) {
   fs::create_directory(dir_.Path() / "deep");
   fs::create_symlink("deep/second", dir_.Path() / "first");
   fs::create_symlink(dir_.Path() / "deep/target", dir_.Path() / "deep/second");
@@ -203,14 +203,14 @@ TEST_F(Files, LinksAreFollowedAlsoToWhatDoesNotExistYet) {
   EXPECT_TRUE(fs::is_symlink(dir_.Path() / "deep/second"));
 }
 
-TEST_F(Files, LinksInACircleCannotBeWritten) {
+TEST_F(WriteFileTest, RefusesLinksInACircle) {
   fs::create_symlink("b", dir_.Path() / "a");
   fs::create_symlink("a", dir_.Path() / "b");
   EXPECT_EQ(WriteFile(dir_.File("a"), {ViewOf("x")}).result, WriteResult::kCannotOpen);
   EXPECT_EQ(ReadFile(dir_.File("a")), std::nullopt);
 }
 
-TEST_F(Files, PermissionsAreKept) {
+TEST_F(WriteFileTest, KeepsThePermissionsOfTheOldFile) {
   Spill(name_, "old");
   for (const auto mode : {fs::perms{0600}, fs::perms{0640}, fs::perms{0755}}) {
     fs::permissions(name_, mode);
@@ -219,14 +219,14 @@ TEST_F(Files, PermissionsAreKept) {
   }
 }
 
-TEST_F(Files, NewOnesHaveTheUsersUsualPermissions) {
+TEST_F(WriteFileTest, GivesNewFilesTheUsersUsualPermissions) {
   const mode_t before = umask(027);
   EXPECT_EQ(WriteFile(name_, {ViewOf("new")}).result, WriteResult::kWritten);
   umask(before);
   EXPECT_EQ(fs::status(name_).permissions(), fs::perms{0640});
 }
 
-TEST_F(Files, ThatBreakOffLeaveTheOldOne) {
+TEST_F(WriteFileTest, KeepsTheOldFileWhenWritingBreaksOff) {
   Spill(name_, "old");
   WriteResult replaced{};
   WriteResult made{};
@@ -241,7 +241,7 @@ TEST_F(Files, ThatBreakOffLeaveTheOldOne) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, ThatMayNotBeWrittenAreNotReplaced) {
+TEST_F(WriteFileTest, DoesNotReplaceAFileThatMayNotBeWritten) {
   const WithoutRoot user(dir_.Path());
   Spill(name_, "old");
   fs::permissions(name_, fs::perms{0444});
@@ -268,7 +268,7 @@ class Closed {
   fs::path folder_;
 };
 
-TEST_F(Files, OfAFolderThatTakesNoNewOnesAreWrittenInPlace) {
+TEST_F(WriteFileTest, WritesInPlaceWhereTheFolderTakesNoNewFile) {
   const WithoutRoot user(dir_.Path());
   Spill(name_, LongText());
   const Closed folder(dir_.Path());
@@ -280,7 +280,7 @@ TEST_F(Files, OfAFolderThatTakesNoNewOnesAreWrittenInPlace) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, OfOthersThatMayBeWrittenButNotReplacedAreWrittenInPlace) {
+TEST_F(WriteFileTest, WritesInPlaceWhereOnlyTheOwnerMayReplaceTheFile) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make a file that is another's";
   Spill(name_, "old");
   fs::permissions(name_, fs::perms{0666});
@@ -293,7 +293,7 @@ TEST_F(Files, OfOthersThatMayBeWrittenButNotReplacedAreWrittenInPlace) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, WrittenInPlaceGetTheirOldBytesBackWhenWritingBreaksOff) {
+TEST_F(WriteFileTest, PutsTheOldBytesBackWhenWritingInPlaceBreaksOff) {
   const WithoutRoot user(dir_.Path());
   Spill(name_, "old");
   WriteOutcome outcome;
@@ -307,7 +307,7 @@ TEST_F(Files, WrittenInPlaceGetTheirOldBytesBackWhenWritingBreaksOff) {
   EXPECT_EQ(Slurp(name_), "old");
 }
 
-TEST_F(Files, FullDevicesHaveFailed) {
+TEST_F(WriteFileTest, FailsOnAFullDevice) {
   if (!fs::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
   const WriteOutcome outcome = WriteFile("/dev/full", {ViewOf("x")});
   EXPECT_EQ(outcome.result, WriteResult::kFailed);
@@ -317,13 +317,13 @@ TEST_F(Files, FullDevicesHaveFailed) {
   EXPECT_TRUE(fs::is_character_file("/dev/full"));
 }
 
-TEST_F(Files, DevicesAreWrittenStraight) {
+TEST_F(WriteFileTest, WritesADeviceStraight) {
   EXPECT_EQ(WriteFile("/dev/null", {ViewOf(LongText())}).result, WriteResult::kWritten);
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
   EXPECT_EQ(TextOf(ReadFile("/dev/null")), "");
 }
 
-TEST_F(Files, PipesAreWrittenAndRead) {
+TEST_F(WriteFileTest, WritesToAPipe) {
   ASSERT_EQ(mkfifo(name_.c_str(), 0600), 0);
   WriteResult result{};
   std::thread writer([&] { result = WriteFile(name_, {ViewOf(LongText())}).result; });
@@ -333,7 +333,7 @@ TEST_F(Files, PipesAreWrittenAndRead) {
   EXPECT_EQ(TextOf(read), LongText());
 }
 
-TEST_F(Files, APipeThatClosesFailsAndDoesNotEndTheProcess) {
+TEST_F(WriteFileTest, FailsOnAClosedPipeWithoutEndingTheProcess) {
   ASSERT_EQ(mkfifo(name_.c_str(), 0600), 0);
   std::thread reader([&] {
     const int pipe = open(name_.c_str(), O_RDONLY | O_CLOEXEC);
@@ -383,7 +383,7 @@ TEST(HoldBrokenPipe, PutsTheSignalMaskBack) {
   EXPECT_EQ(sigismember(&before, SIGPIPE), sigismember(&after, SIGPIPE));
 }
 
-TEST(HoldBrokenPipe, LeavesASignalWaitingThatWasWaitingBefore) {
+TEST(HoldBrokenPipe, KeepsASignalThatWasPendingBefore) {
   sigset_t pipeSignal;
   sigset_t before;
   sigemptyset(&pipeSignal);

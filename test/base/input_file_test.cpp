@@ -26,39 +26,39 @@ using dravix::test::Spill;
 using dravix::test::TempDir;
 using dravix::test::TextOf;
 
-class FileThatIsRead : public testing::Test {
+class InputFileTest : public testing::Test {
  protected:
   TempDir dir_;
   std::string name_ = dir_.File("a.bin");
 };
 
-TEST_F(FileThatIsRead, IsReadWhole) {
+TEST_F(InputFileTest, AFileIsReadWhole) {
   for (const std::string& text : {std::string(), std::string("a\0b\r\n\x1a", 6), LongText()}) {
     Spill(name_, text);
     EXPECT_EQ(TextOf(ReadFile(name_)), text);
   }
 }
 
-TEST_F(FileThatIsRead, MustExistAndBeNoFolder) {
+TEST_F(InputFileTest, AMissingFileAndAFolderAreNotOpened) {
   for (const std::string& name : {name_, dir_.File(""), std::string()}) {
     EXPECT_EQ(ReadFile(name), std::nullopt) << name;
     EXPECT_EQ(InputFile::Open(name, Access::kForward), nullptr) << name;
   }
 }
 
-TEST_F(FileThatIsRead, HasANameWithoutZeroBytes) {
+TEST_F(InputFileTest, ANameWithAZeroByteIsNoFile) {
   Spill(name_, "x");
   EXPECT_EQ(ReadFile(name_ + std::string("\0.shot", 6)), std::nullopt);
 }
 
-TEST_F(FileThatIsRead, MayBeEmpty) {
+TEST_F(InputFileTest, AnEmptyFileIsAtItsEnd) {
   Spill(name_, "");
   const auto file = InputFile::Open(name_, Access::kForward);
   ASSERT_NE(file, nullptr);
   EXPECT_FALSE(file->Has(1));
 }
 
-TEST_F(FileThatIsRead, GivesItsBytesAsTheyAreAskedFor) {
+TEST_F(InputFileTest, BytesComeAsTheyAreAskedFor) {
   const std::string text = LongText();
   Spill(name_, text);
   const auto file = InputFile::Open(name_, Access::kAnyOrder);
@@ -83,7 +83,7 @@ TEST_F(FileThatIsRead, GivesItsBytesAsTheyAreAskedFor) {
   EXPECT_FALSE(file->Has(1));
 }
 
-TEST_F(FileThatIsRead, EndsEarlierWhenItBecomesShorter) {
+TEST_F(InputFileTest, AFileThatBecomesShorterEndsEarlier) {
   Spill(name_, LongText());
   const auto file = InputFile::Open(name_, Access::kForward);
   ASSERT_NE(file, nullptr);
@@ -93,7 +93,7 @@ TEST_F(FileThatIsRead, EndsEarlierWhenItBecomesShorter) {
   EXPECT_FALSE(file->Has(1));
 }
 
-TEST_F(FileThatIsRead, IsHandedToAReaderWhoseFailureIsTheFiles) {
+TEST_F(InputFileTest, AReaderThatFailsMakesTheFileUnreadable) {
   Spill(name_, "x");
   int calls = 0;
   EXPECT_FALSE(ReadFileWith(dir_.File("missing"), Access::kForward, [&](InputFile&) { ++calls; }));
@@ -110,12 +110,12 @@ TEST_F(FileThatIsRead, IsHandedToAReaderWhoseFailureIsTheFiles) {
 
 using dravix::test::PipeWriter;
 
-TEST_F(FileThatIsRead, MayBeOneOfProcWhichSaysItIsEmpty) {
+TEST_F(InputFileTest, AFileOfProcIsReadThoughItSaysItIsEmpty) {
   if (!fs::exists("/proc/self/status")) GTEST_SKIP() << "no /proc";
   EXPECT_THAT(TextOf(ReadFile("/proc/self/status")), testing::HasSubstr("Name:"));
 }
 
-TEST_F(FileThatIsRead, IsNoUseWhenReadingItFails) {
+TEST_F(InputFileTest, AFailureWhileReadingIsNoticed) {
   if (!fs::exists("/proc/self/mem")) GTEST_SKIP() << "no /proc";
   EXPECT_EQ(ReadFile("/proc/self/mem"), std::nullopt);  // its first bytes cannot be read
   const auto file = InputFile::Open("/proc/self/mem", Access::kForward);
@@ -123,7 +123,7 @@ TEST_F(FileThatIsRead, IsNoUseWhenReadingItFails) {
   EXPECT_THROW((void)file->Has(1), ReadFailure);
 }
 
-TEST_F(FileThatIsRead, MayBeADeviceWithoutAnEnd) {
+TEST_F(InputFileTest, ADeviceWithoutAnEndGivesWhatIsAskedFor) {
   if (!fs::exists("/dev/zero")) GTEST_SKIP() << "no /dev/zero";
   const auto file = InputFile::Open("/dev/zero", Access::kForward);
   ASSERT_NE(file, nullptr);
@@ -136,12 +136,12 @@ TEST_F(FileThatIsRead, MayBeADeviceWithoutAnEnd) {
   EXPECT_FALSE(file->Has(1));
 }
 
-TEST_F(FileThatIsRead, IsNotReadWholeFromADeviceWithoutAnEnd) {
+TEST_F(InputFileTest, ADeviceWithoutAnEndIsNotReadWhole) {
   if (!fs::exists("/dev/zero")) GTEST_SKIP() << "no /dev/zero";
   EXPECT_EQ(ReadFile("/dev/zero"), std::nullopt);
 }
 
-TEST_F(FileThatIsRead, GivesTheBytesOfAPipeBeforeThePipeCloses) {
+TEST_F(InputFileTest, BytesOfAPipeComeBeforeItCloses) {
   const PipeWriter pipe(name_, "abcd");
   const auto file = InputFile::Open(name_, Access::kForward);
   ASSERT_NE(file, nullptr);
@@ -152,7 +152,7 @@ TEST_F(FileThatIsRead, GivesTheBytesOfAPipeBeforeThePipeCloses) {
   EXPECT_EQ(in.Read<std::uint16_t>(), 'c' + ('d' << 8));
 }
 
-TEST_F(FileThatIsRead, TakesNoMoreOutOfAPipeThanItIsAskedFor) {
+TEST_F(InputFileTest, NoMoreIsTakenOutOfAPipeThanIsAskedFor) {
   const PipeWriter pipe(name_, "", PipeWriter::Then::kZerosWithoutEnd);
   const auto file = InputFile::Open(name_, Access::kForward);
   ASSERT_NE(file, nullptr);
@@ -162,7 +162,7 @@ TEST_F(FileThatIsRead, TakesNoMoreOutOfAPipeThanItIsAskedFor) {
   EXPECT_LE(pipe.Written(), kAsked + kOnTheWay);
 }
 
-TEST_F(FileThatIsRead, CanGoBackInAPipe) {
+TEST_F(InputFileTest, APipeCanBeReadInAnyOrder) {
   const std::string text = LongText();
   const PipeWriter pipe(name_, text);
   const auto file = InputFile::Open(name_, Access::kAnyOrder);
@@ -176,7 +176,7 @@ TEST_F(FileThatIsRead, CanGoBackInAPipe) {
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they end the process instead
-TEST_F(FileThatIsRead, MustNotBeLargerThanTheMemory) {
+TEST_F(InputFileTest, AFileLargerThanTheMemoryIsNotRead) {
   if (!dravix::test::SpillWithHoles(name_, "x")) GTEST_SKIP() << "no files of this size here";
   const dravix::test::Limit littleMemory(RLIMIT_AS, rlim_t{1} << 40);
   EXPECT_EQ(ReadFile(name_), std::nullopt);

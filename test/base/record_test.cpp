@@ -62,25 +62,25 @@ class Record : public testing::Test {
   std::optional<std::string> body_;
 };
 
-TEST_F(Record, ThatCannotBeOpenedIsNamedAsItIs) {
+TEST_F(Record, LogsANameWithAPercentSignAsItIs) {
   const std::string name = dir_.File("100%s.rec");
   EXPECT_EQ(Load(name), DRAVIX_CANNOT_READ);
   EXPECT_THAT(log_.Errors(), ElementsAre("load open " + name));
 }
 
 TEST_F(Record, IsSavedUnderItsExtension) {
-  EXPECT_EQ(Save(dir_.File("a.rec")), 0);
+  EXPECT_EQ(Save(dir_.File("a.rec")), DRAVIX_OK);
   EXPECT_EQ(Slurp(dir_.File("a.rec")), "xxx");
   EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(Record, IsNotMadeForAWrongName) {
+TEST_F(Record, IsNotMadeForAWrongExtension) {
   EXPECT_EQ(Save(dir_.File("a.txt")), DRAVIX_WRONG_EXTENSION);
   EXPECT_EQ(made_, 0);
   EXPECT_THAT(log_.Errors(), ElementsAre("save name"));
 }
 
-TEST_F(Record, ThatCannotBeOpenedSaysSoWithItsName) {
+TEST_F(Record, LogsTheNameOfAFileThatCannotBeOpened) {
   const std::string name = dir_.File("missing/a.rec");
   EXPECT_EQ(Save(name), DRAVIX_CANNOT_WRITE);
   EXPECT_EQ(Load(name), DRAVIX_CANNOT_READ);
@@ -90,7 +90,7 @@ TEST_F(Record, ThatCannotBeOpenedSaysSoWithItsName) {
 }
 
 #ifdef __linux__
-TEST_F(Record, ThatCannotBeReadCouldNotBeOpened) {
+TEST_F(Record, AFileThatCannotBeReadIsLikeOneThatCannotBeOpened) {
   const char* const kRefusesToBeRead = "/sys/class/net/lo/speed";
   std::ifstream probe(kRefusesToBeRead);
   if (!probe || (probe.peek(), !probe.bad())) GTEST_SKIP() << "no such file here";
@@ -100,7 +100,7 @@ TEST_F(Record, ThatCannotBeReadCouldNotBeOpened) {
   EXPECT_THAT(log_.Errors(), ElementsAre("load open " + name));
 }
 
-TEST_F(Record, ThatBreaksOffSaysSoWithItsName) {
+TEST_F(Record, LogsTheNameOfAFileThatCannotBeFinished) {
   const std::string name = dir_.File("full.rec");
   std::filesystem::create_symlink("/dev/full", name);
   EXPECT_EQ(Save(name), DRAVIX_CANNOT_WRITE);
@@ -111,7 +111,7 @@ TEST_F(Record, ThatBreaksOffSaysSoWithItsName) {
 #ifndef _WIN32
 using dravix::test::PipeWriter;
 
-TEST_F(Record, OfAnEndlessDeviceIsAnsweredByItsMark) {
+TEST_F(Record, AnEndlessDeviceIsAnsweredByItsMark) {
   if (!std::filesystem::exists("/dev/zero")) GTEST_SKIP() << "no /dev/zero";
   const std::string name = dir_.File("endless.rec");
   std::filesystem::create_symlink("/dev/zero", name);
@@ -119,7 +119,7 @@ TEST_F(Record, OfAnEndlessDeviceIsAnsweredByItsMark) {
   EXPECT_THAT(log_.Errors(), ElementsAre("mark"));
 }
 
-TEST_F(Record, OfAPipeIsAnsweredBeforeThePipeCloses) {
+TEST_F(Record, APipeIsAnsweredBeforeItCloses) {
   {
     const PipeWriter pipe(dir_.File("mark.rec"), "X");
     EXPECT_EQ(Load(dir_.File("mark.rec")), DRAVIX_WRONG_BYTE_ORDER);
@@ -134,7 +134,7 @@ TEST_F(Record, OfAPipeIsAnsweredBeforeThePipeCloses) {
   EXPECT_EQ(body_, "0123456789");
 }
 
-TEST_F(Record, OfAFolderThatTakesNoNewFilesIsSavedInPlace) {
+TEST_F(Record, IsSavedInPlaceWhereTheFolderTakesNoNewFile) {
   const dravix::test::WithoutRoot user(dir_.Path());
   const std::string name = dir_.File("a.rec");
   Spill(name, "old");
@@ -146,11 +146,11 @@ TEST_F(Record, OfAFolderThatTakesNoNewFilesIsSavedInPlace) {
 }
 #endif
 
-TEST_F(Record, IsLoadedBehindItsHeader) {
+TEST_F(Record, IsLoadedAfterItsHeader) {
   Spill(dir_.File("a.rec"), kGoodHeader + "body");
-  EXPECT_EQ(Load(dir_.File("a.rec")), 0);
+  EXPECT_EQ(Load(dir_.File("a.rec")), DRAVIX_OK);
   EXPECT_EQ(body_, "body");
-  EXPECT_EQ(Read(kGoodHeader), 0);
+  EXPECT_EQ(Read(kGoodHeader), DRAVIX_OK);
   EXPECT_EQ(body_, "");
   EXPECT_THAT(log_.Lines(), IsEmpty());
 }
@@ -172,11 +172,11 @@ TEST_F(Record, IsNotReadBeyondWhatIsAskedFor) {
   EXPECT_EQ(Load(name), DRAVIX_WRONG_VERSION);
   EXPECT_EQ(body_, std::nullopt);
   ASSERT_TRUE(SpillWithHoles(name, kGoodHeader));
-  EXPECT_EQ(Load(name), 0);
+  EXPECT_EQ(Load(name), DRAVIX_OK);
   EXPECT_EQ(body_, std::string(10, '\0'));
 }
 
-TEST_F(Record, WhatTheReaderThrowsPasses) {
+TEST_F(Record, PassesOnWhatTheBodyReaderThrows) {
   const auto read = [] {
     return dravix::base::ReadRecord(ViewOf(kGoodHeader), kHeader,
                                     [](ByteReader&) { throw std::runtime_error("body"); });

@@ -42,7 +42,7 @@ class Bio : public testing::Test {
 
 // --- matrix files ---
 
-TEST_F(Bio, ABinFileIsMarkAndRecord) {
+TEST_F(Bio, ABinFileHoldsMarkAndRecord) {
   EXPECT_TRUE(BIO::SaveMatToBin(name_, cv::Mat(1, 1, CV_16UC1, cv::Scalar(0x1234))));
   EXPECT_EQ(Slurp(name_), "L" + Le(1) + Le(1) + Le(2) + Le(1) + "\x34\x12");
   EXPECT_TRUE(BIO::SaveMatToBin(name_, cv::Mat()));
@@ -70,7 +70,7 @@ TEST_F(Bio, AnotherFirstByteLeavesTheMatrix) {
   EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(Bio, OnlyTheRecordIsReadOfAFile) {
+TEST_F(Bio, ReadsOnlyTheRecordOfAFile) {
   const std::string name = dir_.File("huge.bin");
   cv::Mat m(1, 1, CV_8UC1, cv::Scalar(9));
   if (!SpillWithHoles(name, "x")) GTEST_SKIP() << "no files of this size here";
@@ -164,7 +164,7 @@ TEST_F(Bio, NumbersAreSeparatedByAnyWhiteSpace) {
   EXPECT_TRUE(SameBytes(m, (cv::Mat_<float>(2, 3) << 1, 2.5F, -300, 4, 5, 6)));
 }
 
-TEST_F(Bio, WhereNoNumberIsReadableTheRestIsZero) {
+TEST_F(Bio, TheRestIsZeroWhereNoNumberCanBeRead) {
   for (const char* text : {"1 2 x 4", "1 2", "1 2 -", "1 2 1e99 4"}) {
     Spill(name_, text);
     cv::Mat m;
@@ -173,7 +173,7 @@ TEST_F(Bio, WhereNoNumberIsReadableTheRestIsZero) {
   }
 }
 
-TEST_F(Bio, ASizeWithoutCellsGivesAnEmptyMatrix) {
+TEST_F(Bio, ASizeWithoutElementsGivesAnEmptyMatrix) {
   Spill(name_, "1 2 3");
   for (const cv::Size size : {cv::Size(0, 0), cv::Size(0, 3), cv::Size(3, 0), cv::Size(-1, -1)}) {
     cv::Mat m(1, 1, CV_8UC1);
@@ -182,7 +182,7 @@ TEST_F(Bio, ASizeWithoutCellsGivesAnEmptyMatrix) {
   }
 }
 
-/// A language that writes a comma in numbers and groups thousands with points.
+/// The numbers of a language that has a decimal comma and separates thousands by points.
 class CommaNumbers : public std::numpunct<char> {
   char do_decimal_point() const override { return ','; }
   char do_thousands_sep() const override { return '.'; }

@@ -32,7 +32,7 @@ using testing::internal::GetCapturedStdout;
 
 class InFolder : public testing::Test {
  protected:
-  /// A file of these bytes; its full name.
+  /// Makes a file of these bytes; gives its full name.
   std::string FileOf(const std::string& bytes) {
     const std::string name = dir_.File("camera.file");
     Spill(name, bytes);
@@ -70,7 +70,7 @@ TEST_F(ReadOrvelRaw, OneByteMoreOrLessIsRefused) {
   }
 }
 
-TEST_F(ReadOrvelRaw, ItsSizeIsLookedAtFirst) {
+TEST_F(ReadOrvelRaw, LooksAtTheSizeFirst) {
   const std::string name = dir_.File("huge.raw");
   if (!SpillWithHoles(name, "")) GTEST_SKIP() << "no files of this size here";
   EXPECT_TRUE(BImage::ReadOrvelRaw(name, 2, 3).empty());
@@ -128,7 +128,8 @@ TEST_F(ReadOrvelRaw, AMissingFileAndAFolderCannotBeOpened) {
 
 class ReadPgm16 : public InFolder {
  protected:
-  /// Reads, and tells that a refused file changes nothing and says nothing on the log.
+  /// Reads a file of these bytes. Fails the test when a refused one changes the image or when
+  /// anything is logged.
   bool Reads(const std::string& bytes) {
     image_ = cv::Mat(1, 1, CV_8UC1, cv::Scalar(99));
     const bool read = BImage::ReadPgm16(FileOf(bytes), image_);
@@ -194,7 +195,7 @@ TEST_F(ReadPgm16, SizesThatTheFileDoesNotHoldAreRefused) {
   }
 }
 
-TEST_F(ReadPgm16, ItsFrontIsLookedAtFirst) {
+TEST_F(ReadPgm16, LooksAtTheFrontFirst) {
   const std::string name = dir_.File("huge.pgm");
   if (!SpillWithHoles(name, "P6\n")) GTEST_SKIP() << "no files of this size here";
   CaptureStdout();

@@ -30,7 +30,8 @@ using testing::IsEmpty;
 
 const char* const kNotDng = "        Error :: file not dng image \n";
 
-/// Both readers, as a parameter: true for the one whose strip tag points at an array of offsets.
+/// Tests both readers. The parameter is true for the one whose strip tag points at an array of
+/// offsets.
 class ReadDng : public testing::TestWithParam<bool> {
  protected:
   static bool Indirect() { return GetParam(); }
@@ -67,7 +68,7 @@ TEST_P(ReadDng, HighByteComesFirstAfterAnythingElse) {
   const cv::Mat samples = RandomMat({6, 4}, CV_16UC1, 3, 0, 65536);
   DngFile file = DngOf({6, 4}, HighFirst(samples), Indirect());
   for (const char* mark : {"MM", "Ix", "xI", "  "}) {
-    file.byteOrder = mark;  // the header's own numbers are low byte first all the same
+    file.byteOrder = mark;  // the numbers of the header stay low byte first
     EXPECT_TRUE(SameBytes(Read(file.Bytes()), samples)) << mark;
   }
 }

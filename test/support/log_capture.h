@@ -1,4 +1,4 @@
-/// The tests' own AlgoLog functions: every line is kept for the capture that is alive.
+/// The AlgoLog functions of the tests: the capture that is alive keeps every line.
 #pragma once
 
 #include <string>
@@ -14,8 +14,8 @@ struct LogLine {
   bool operator==(const LogLine&) const = default;
 };
 
-/// Records the lines written while it lives; captures nest, the innermost records. Lines may come
-/// from several threads.
+/// Records the lines that are written while it lives. Where captures are nested, the innermost one
+/// records. Lines may come from several threads.
 class LogCapture {
  public:
   LogCapture();
