@@ -182,7 +182,7 @@ void DrawSizes(cv::Mat& picture, const RegionOI& region, const Strokes& strokes)
   }
 }
 
-/// False when the picture cannot be made or cannot be written.
+/// False when the picture cannot be made or not be written.
 bool WriteCheckPicture(const std::string& fullname, const RegionOI& region, const Shot& shot) {
   try {
     return image::WritePicture(fullname, CheckPicture(region, shot));
