@@ -55,8 +55,8 @@ void Extract(benchmark::State& state) {
 void Rectify(benchmark::State& state) {
   const Working& w = WorkingAt(state.range(0));
   for (auto _ : state) {
-    benchmark::DoNotOptimize(
-        dravix::extractor::WarpToWorkingImage(w.photo.shot.image, w.workingFromPhoto, w.image.size()));
+    benchmark::DoNotOptimize(dravix::extractor::WarpToWorkingImage(
+        w.photo.shot.image, w.workingFromPhoto, w.image.size()));
   }
 }
 

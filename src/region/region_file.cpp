@@ -16,7 +16,7 @@ namespace {
 namespace base = dravix::base;
 using dravix::region::IsEmpty;
 
-// Some lines carry the class's older name; hosts look for these texts.
+// Some of these texts name the class LedRegion. Hosts look for them as they are.
 constexpr base::SaveTexts kSaveTexts = {".roi", "RegionOI::Save--Error :: ext filename mismatch.",
                                         "LedRegion::Save -- Failed to Open file. fullname = %s",
                                         "LedRegion::Save -- Failed to write file. fullname = %s"};

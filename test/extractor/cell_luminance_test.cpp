@@ -51,7 +51,7 @@ TEST_P(LuminanceOfRandomCells, EqualsThePlainTranscriptionBitForBit) {
         reference::CellLuminance(scene.image, scene.cells, scene.panel);
     Dravix dravix = ExtractorFor(scene);
     const std::int32_t code = dravix.CalLum(scene.image, DetectorWith(scene.cells));
-    ASSERT_EQ(code, expected ? 0 : 9) << "scene " << GetParam() * 10 + i;
+    ASSERT_EQ(code, expected ? DRAVIX_OK : DRAVIX_BAD_ARGUMENT) << "scene " << GetParam() * 10 + i;
     if (expected) {
       EXPECT_TRUE(SameBytes(dravix.lum, *expected)) << "scene " << GetParam() * 10 + i;
     }
@@ -73,7 +73,7 @@ TEST(CellLuminance, SingleCellConsultsTheMask) {
   scene.image.rowRange(0, 10) = 0;
   scene.cells.mask.rowRange(0, 10) = 0;
   Dravix dravix = ExtractorFor(scene);
-  ASSERT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), 0);
+  ASSERT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(dravix.lum, cv::Mat(6, 6, CV_32FC1, cv::Scalar(500))));
 }
 
@@ -82,7 +82,7 @@ TEST(CellLuminance, InnerCellAveragesDarkRowsInAndNeedsNoMask) {
   scene.image(cv::Rect(30, 30, 30, 5)) = 0;
   scene.cells.mask(cv::Rect(30, 30, 30, 30)) = 0;
   Dravix dravix = ExtractorFor(scene);
-  ASSERT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), 0);
+  ASSERT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), DRAVIX_OK);
   EXPECT_EQ(dravix.lum(6, 8), 0.0F);
   EXPECT_EQ(dravix.lum(7, 8), 500.0F);
 }
@@ -93,7 +93,7 @@ TEST(CellLuminance, NarrowLastColumnLiesFlushRight) {
   scene.panel.ledWidth = 16;
   scene.image.colRange(60, 90) = 900;
   Dravix dravix = ExtractorFor(scene);
-  ASSERT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), 0);
+  ASSERT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), DRAVIX_OK);
   EXPECT_EQ(dravix.lum.cols, 16);
   EXPECT_FLOAT_EQ(dravix.lum(5, 11), 500.0F);
   EXPECT_FLOAT_EQ(dravix.lum(5, 12), 900.0F);
@@ -104,7 +104,7 @@ TEST(CellLuminance, EdgesAreReplacedTwoDeep) {
   const CellScene uniform = UniformScene(2, 2);
   const cv::Mat image = RandomMat(uniform.image.size(), CV_16UC1, 9, 0, 4095);
   Dravix dravix = ExtractorFor(uniform);
-  ASSERT_EQ(dravix.CalLum(image, DetectorWith(uniform.cells)), 0);
+  ASSERT_EQ(dravix.CalLum(image, DetectorWith(uniform.cells)), DRAVIX_OK);
   EXPECT_EQ(dravix.lum(0, 0), dravix.lum(2, 2));
   EXPECT_EQ(dravix.lum(1, 11), dravix.lum(2, 9));
   EXPECT_EQ(dravix.lum(11, 0), dravix.lum(9, 2));
@@ -117,7 +117,7 @@ TEST(CellLuminance, BorderColumnWithoutMaskIsRefusedWithLumPartlyWritten) {
   scene.cells.mask(cv::Rect(40, 30, 1, 30)) = 0;  // in the last cell
   Dravix dravix = ExtractorFor(scene);
   const LogCapture log;
-  EXPECT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), 9);
+  EXPECT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), DRAVIX_BAD_ARGUMENT);
   EXPECT_EQ(log.Errors(),
             std::vector<std::string>{"Dravix::CalLum--Error ::  height is error !!."});
   EXPECT_EQ(dravix.lum(0, 0), 500.0F);
@@ -130,7 +130,7 @@ TEST(CellLuminance, MatrixThatSomeoneElseHoldsIsNotWrittenInto) {
   Dravix dravix = ExtractorFor(scene);
   dravix.lum = cv::Mat(12, 12, CV_32FC1, cv::Scalar(7));
   const cv::Mat held = dravix.lum;
-  ASSERT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), 0);
+  ASSERT_EQ(dravix.CalLum(scene.image, DetectorWith(scene.cells)), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(held, cv::Mat(12, 12, CV_32FC1, cv::Scalar(7))));
 }
 

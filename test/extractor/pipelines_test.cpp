@@ -49,7 +49,7 @@ TEST_P(WholeExtraction, EqualsThePlainTranscriptionBitForBit) {
         photo, corners, bits > 0 ? std::optional<int>(bits) : std::nullopt, panel);
     Dravix dravix;
     const std::int32_t code = dravix.Extract(&shot, corners, top, top > 0 ? ledWidth : 0, group);
-    ASSERT_EQ(code, expected ? 0 : 9) << "scene " << seed;
+    ASSERT_EQ(code, expected ? DRAVIX_OK : DRAVIX_BAD_ARGUMENT) << "scene " << seed;
     if (expected) {
       EXPECT_TRUE(SameBytes(dravix.lum, *expected)) << "scene " << seed;
     }
@@ -61,7 +61,7 @@ TEST(Extract, MeasuresALitRectangle) {
   const Shot shot = LitShot();
   Dravix dravix;
   const LogCapture log;
-  ASSERT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), 0);
+  ASSERT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), DRAVIX_OK);
   EXPECT_EQ(log.Infos(), (Strings{"Dravix::Extract", "Dravix::SetImage"}));
   EXPECT_TRUE(log.Errors().empty());
   EXPECT_EQ(dravix.lum.size(), cv::Size(20, 16));
@@ -76,13 +76,13 @@ TEST(Extract, MeasuresALitRectangle) {
 TEST(Extract, CornerOrderDoesNotMatter) {
   const Shot shot = LitShot();
   Dravix first;
-  ASSERT_EQ(first.Extract(&shot, LitCorners(), 0, 0, 0), 0);
+  ASSERT_EQ(first.Extract(&shot, LitCorners(), 0, 0, 0), DRAVIX_OK);
   std::vector<cv::Point> corners = LitCorners();
   std::sort(corners.begin(), corners.end(),
             [](auto a, auto b) { return a.x * 1000 + a.y < b.x * 1000 + b.y; });
   do {
     Dravix other;
-    ASSERT_EQ(other.Extract(&shot, corners, 0, 0, 0), 0);
+    ASSERT_EQ(other.Extract(&shot, corners, 0, 0, 0), DRAVIX_OK);
     EXPECT_TRUE(SameBytes(other.lum, first.lum));
   } while (std::next_permutation(corners.begin(), corners.end(), [](auto a, auto b) {
     return a.x * 1000 + a.y < b.x * 1000 + b.y;
@@ -93,7 +93,7 @@ TEST(Extract, ThreeCornersGiveTheFixedValueAndLeaveTheMarks) {
   const Shot shot = LitShot(64, 32);
   Dravix dravix;
   dravix.resultImage = cv::Mat(1, 1, CV_8UC1, cv::Scalar(7));
-  ASSERT_EQ(dravix.Extract(&shot, {{0, 0}, {5, 0}, {5, 5}}, 0, 0, 0), 0);
+  ASSERT_EQ(dravix.Extract(&shot, {{0, 0}, {5, 0}, {5, 5}}, 0, 0, 0), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(dravix.lum, cv::Mat(32, 64, CV_32FC1, cv::Scalar(2048))));
   EXPECT_EQ(dravix.resultImage.at<uchar>(0, 0), 7);
 }
@@ -103,7 +103,7 @@ TEST(Extract, OtherCornerCountsAreRefused) {
   for (const std::size_t count : {0U, 2U, 5U}) {
     Dravix dravix;
     const LogCapture log;
-    EXPECT_EQ(dravix.Extract(&shot, std::vector<cv::Point>(count), 0, 0, 0), 9);
+    EXPECT_EQ(dravix.Extract(&shot, std::vector<cv::Point>(count), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
     EXPECT_EQ(log.Errors(), Strings{"Dravix::Extract--Error ::  cornerPoints size error!!."});
   }
 }
@@ -112,7 +112,8 @@ TEST(Extract, CornersThatAreNotTwoAboveAndTwoBelowAreRefused) {
   const Shot shot = LitShot();
   Dravix dravix;
   const LogCapture log;
-  EXPECT_EQ(dravix.Extract(&shot, {{10, 10}, {20, 10}, {30, 10}, {20, 200}}, 0, 0, 0), 9);
+  EXPECT_EQ(dravix.Extract(&shot, {{10, 10}, {20, 10}, {30, 10}, {20, 200}}, 0, 0, 0),
+            DRAVIX_BAD_ARGUMENT);
   EXPECT_EQ(log.Errors(), Strings{"Dravix::Extract--Error ::  cornerPoints size error!!."});
 }
 
@@ -120,7 +121,8 @@ TEST(Extract, ThreeCornersOnALineOfFourAreRefused) {
   const Shot shot = LitShot();
   Dravix dravix;
   const LogCapture log;
-  EXPECT_EQ(dravix.Extract(&shot, {{10, 10}, {20, 20}, {30, 30}, {5, 200}}, 0, 0, 0), 9);
+  EXPECT_EQ(dravix.Extract(&shot, {{10, 10}, {20, 20}, {30, 30}, {5, 200}}, 0, 0, 0),
+            DRAVIX_BAD_ARGUMENT);
   EXPECT_EQ(log.Errors().size(), 1U);
 }
 
@@ -128,17 +130,16 @@ TEST(Extract, FailedRunsLeaveThePreviousResult) {
   const Shot good = LitShot();
   const Shot black = MakeShot(cv::Mat::zeros(320, 400, CV_16UC1), 20, 16, 12);
   const Shot tiny = LitShot(4, 4);
-  const Shot colour = MakeShot(cv::Mat(320, 400, CV_16UC3, cv::Scalar::all(100)), 20, 16, 12);
+  const Shot color = MakeShot(cv::Mat(320, 400, CV_16UC3, cv::Scalar::all(100)), 20, 16, 12);
   Shot patternless = LitShot();
   patternless.pattern.reset();
   Dravix dravix;
-  ASSERT_EQ(dravix.Extract(&good, LitCorners(), 0, 0, 0), 0);
+  ASSERT_EQ(dravix.Extract(&good, LitCorners(), 0, 0, 0), DRAVIX_OK);
   const cv::Mat lum = dravix.lum.clone();
-  EXPECT_EQ(dravix.Extract(nullptr, LitCorners(), 0, 0, 0), 1);
-  for (const Shot* shot :
-       std::initializer_list<const Shot*>{&black, &tiny, &colour, &patternless}) {
+  EXPECT_EQ(dravix.Extract(nullptr, LitCorners(), 0, 0, 0), DRAVIX_NULL_ARGUMENT);
+  for (const Shot* shot : std::initializer_list<const Shot*>{&black, &tiny, &color, &patternless}) {
     const LogCapture log;
-    EXPECT_EQ(dravix.Extract(shot, LitCorners(), 0, 0, 0), 9);
+    EXPECT_EQ(dravix.Extract(shot, LitCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
     ASSERT_FALSE(log.Errors().empty());
     EXPECT_EQ(log.Errors().back().rfind("Dravix::Extract--Error :: ", 0), 0U)
         << log.Errors().back();
@@ -153,7 +154,7 @@ TEST(Extract, WhatTheMatrixLibraryRefusesIsLoggedInOneLine) {
   for (const Shot* shot : {&planes, &tooFew}) {
     Dravix dravix;
     const LogCapture log;
-    EXPECT_EQ(dravix.Extract(shot, LitCorners(), 0, 0, 0), 9);
+    EXPECT_EQ(dravix.Extract(shot, LitCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
     ASSERT_EQ(log.Errors().size(), 1U);
     EXPECT_EQ(log.Errors().front().find_first_of("\r\n"), std::string::npos)
         << log.Errors().front();
@@ -165,8 +166,8 @@ TEST(Extract, WhatCannotBeMeasuredIsLoggedInWords) {
   const Shot tooFew = LitShot(4, 4);
   Dravix dravix;
   LogCapture log;
-  EXPECT_EQ(dravix.Extract(&black, LitCorners(), 0, 0, 0), 9);
-  EXPECT_EQ(dravix.Extract(&tooFew, LitCorners(), 0, 0, 0), 9);
+  EXPECT_EQ(dravix.Extract(&black, LitCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&tooFew, LitCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
   EXPECT_EQ(
       log.Errors(),
       (Strings{"Dravix::AutoBlurLocate--Error :: Cannot find led area.",
@@ -177,18 +178,18 @@ TEST(Extract, WhatCannotBeMeasuredIsLoggedInWords) {
 TEST(Extract, LedCountsAboveTheRowAreRefused) {
   const Shot shot = LitShot();
   Dravix dravix;
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 21, 20, 4), 9);
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 20, 21, 4), 9);
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 20, 20, 0), 9);
+  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 21, 20, 4), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 20, 21, 4), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 20, 20, 0), DRAVIX_BAD_ARGUMENT);
   EXPECT_TRUE(dravix.Empty());
 }
 
 TEST(Extract, CountOfZeroSkipsTheRowTableAndKeepsTheOldOne) {
   const Shot shot = LitShot();
   Dravix dravix;
-  ASSERT_EQ(dravix.Extract(&shot, LitCorners(), 10, 20, 4), 0);
+  ASSERT_EQ(dravix.Extract(&shot, LitCorners(), 10, 20, 4), DRAVIX_OK);
   const std::vector<std::int32_t> table = dravix.rowLedNums;
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 0, 9999, 7), 0);
+  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 0, 9999, 7), DRAVIX_OK);
   EXPECT_EQ(dravix.rowLedNums, table);
   EXPECT_EQ(dravix.rowGroup, 4);
 }
@@ -197,22 +198,22 @@ TEST(Extract, OldRowTableThatIsTooShortForTheNewShotIsRefused) {
   const Shot small = LitShot(20, 16);
   const Shot large = LitShot(20, 40);
   Dravix dravix;
-  ASSERT_EQ(dravix.Extract(&small, LitCorners(), 10, 20, 4), 0);
-  EXPECT_EQ(dravix.Extract(&large, LitCorners(), 0, 0, 0), 9);
+  ASSERT_EQ(dravix.Extract(&small, LitCorners(), 10, 20, 4), DRAVIX_OK);
+  EXPECT_EQ(dravix.Extract(&large, LitCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
 }
 
 TEST(Extract, MoreLedsThanAResultCanHoldAreRefusedBeforeMemoryIsTaken) {
   const Shot shot = LitShot(2000000000, 2000000000);
   Dravix dravix;
-  EXPECT_EQ(dravix.Extract(&shot, {{0, 0}, {5, 0}, {5, 5}}, 0, 0, 0), 9);
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 10, 20, 1), 9);
+  EXPECT_EQ(dravix.Extract(&shot, {{0, 0}, {5, 0}, {5, 5}}, 0, 0, 0), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 10, 20, 1), DRAVIX_BAD_ARGUMENT);
 }
 
 TEST(Extract, NegativeLedCountsAreRefused) {
   const Shot shot = LitShot(-1, -1);
   Dravix dravix;
-  EXPECT_EQ(dravix.Extract(&shot, {{0, 0}, {5, 0}, {5, 5}}, 0, 0, 0), 9);
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), 9);
+  EXPECT_EQ(dravix.Extract(&shot, {{0, 0}, {5, 0}, {5, 5}}, 0, 0, 0), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
 }
 
 TEST(WorkingSize, IsTruncated) {
@@ -239,7 +240,7 @@ TEST(ExtractPro, EmptyRegionIsRefusedAfterTheBlocksAreStored) {
     if (i == 1) region.rect = cv::Rect(0, 0, 0, 10);
     if (i == 2) region.rect = cv::Rect(0, 0, 10, 10);
     const LogCapture log;
-    EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {5, 4}, region, -1, -1), 1);
+    EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {5, 4}, region, -1, -1), DRAVIX_NULL_ARGUMENT);
     EXPECT_EQ(log.Errors(), Strings{"Dravix::Extract--Error ::  roi empty !!."});
     EXPECT_EQ(log.Infos().front(), "Dravix::Extract");
     EXPECT_EQ(dravix.singleAreaSize, 4);
@@ -249,14 +250,14 @@ TEST(ExtractPro, EmptyRegionIsRefusedAfterTheBlocksAreStored) {
 TEST(ExtractPro, BlocksAreLookedAtBeforeTheRegion) {
   const Shot shot = LitShot(20, 16);
   Dravix dravix;
-  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {3, 4}, RegionOI(), -1, -1), 281);
-  EXPECT_EQ(dravix.ExtractPro(nullptr, &shot, {3, 4}, RegionOI(), -1, -1), 1);
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {3, 4}, RegionOI(), -1, -1), DRAVIX_BAD_BLOCKS);
+  EXPECT_EQ(dravix.ExtractPro(nullptr, &shot, {3, 4}, RegionOI(), -1, -1), DRAVIX_NULL_ARGUMENT);
 }
 
 TEST(ExtractPro, NegativeBlockCountsThatDivideTheLedsAreNoGrid) {
   const Shot shot = LitShot(20, 16);
   RegionOI region;
-  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), 0);
+  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), DRAVIX_OK);
   Dravix dravix;
   // 20 / -5 = -4, and (16 + 4) / (-4 - 1) = -4.
   EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {-5, -4}, region, -1, -1), DRAVIX_NO_GRID);
@@ -267,12 +268,12 @@ TEST(ExtractPro, NegativeBlockCountsThatDivideTheLedsAreNoGrid) {
 TEST(ExtractPro, BlocksAndRegionAreLookedAtBeforeTheSizeOfTheResult) {
   const Shot shot = LitShot(2000000000, 2000000000);
   Dravix dravix;
-  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {3, 3}, RegionOI(), -1, -1), 281);
-  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {4, 4}, RegionOI(), -1, -1), 1);
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {3, 3}, RegionOI(), -1, -1), DRAVIX_BAD_BLOCKS);
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {4, 4}, RegionOI(), -1, -1), DRAVIX_NULL_ARGUMENT);
   EXPECT_EQ(dravix.singleAreaSize, 500000000);
   RegionOI region;
-  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), 0);
-  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {4, 4}, region, -1, -1), 9);
+  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), DRAVIX_OK);
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {4, 4}, region, -1, -1), DRAVIX_BAD_ARGUMENT);
 }
 
 TEST(ExtractPro, RegionWithoutCornersPassesItsCodeOn) {
@@ -283,7 +284,7 @@ TEST(ExtractPro, RegionWithoutCornersPassesItsCodeOn) {
   region.rect = cv::Rect(0, 0, 400, 320);
   region.mask = cv::Mat(320, 400, CV_8UC1, cv::Scalar(255));
   Dravix dravix;
-  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {5, 4}, region, -1, -1), 204);
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {5, 4}, region, -1, -1), DRAVIX_NO_CORNERS);
 }
 
 TEST(ExtractPro, RegionThatLeavesItsFrameEndsInACode) {
@@ -295,7 +296,7 @@ TEST(ExtractPro, RegionThatLeavesItsFrameEndsInACode) {
   region.mask = cv::Mat(320, 400, CV_8UC1, cv::Scalar(255));
   Dravix dravix;
   const LogCapture log;
-  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {5, 4}, region, -1, -1), 9);
+  EXPECT_EQ(dravix.ExtractPro(&shot, &shot, {5, 4}, region, -1, -1), DRAVIX_BAD_ARGUMENT);
   EXPECT_EQ(log.Errors(),
             Strings{"Dravix::ExtractPro--Error :: the region's rectangle leaves its frame"});
 }
@@ -303,10 +304,10 @@ TEST(ExtractPro, RegionThatLeavesItsFrameEndsInACode) {
 TEST(ExtractPro, MissingCheckerboardIsReportedByTheDetector) {
   const Shot shot = LitShot(20, 16);
   RegionOI region;
-  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), 0);
+  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), DRAVIX_OK);
   Dravix dravix;
   const LogCapture log;
-  EXPECT_EQ(dravix.ExtractPro(&shot, nullptr, {5, 4}, region, -1, -1), 1);
+  EXPECT_EQ(dravix.ExtractPro(&shot, nullptr, {5, 4}, region, -1, -1), DRAVIX_NULL_ARGUMENT);
   EXPECT_EQ(log.Errors(), Strings{"CheckerboardDetector::SetImage--Error :: input nullptr."});
 }
 
@@ -314,11 +315,11 @@ TEST(ExtractPro, DarkCheckerboardPassesTheDetectorsCodeOnAndTheResultStays) {
   const Shot shot = LitShot(20, 16);
   const Shot dark = MakeShot(cv::Mat::zeros(320, 400, CV_16UC1), 20, 16, 12);
   RegionOI region;
-  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), 0);
+  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), DRAVIX_OK);
   Dravix dravix;
-  ASSERT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), 0);
+  ASSERT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), DRAVIX_OK);
   const cv::Mat lum = dravix.lum.clone();
-  EXPECT_EQ(dravix.ExtractPro(&shot, &dark, {5, 4}, region, -1, -1), 200);
+  EXPECT_EQ(dravix.ExtractPro(&shot, &dark, {5, 4}, region, -1, -1), DRAVIX_NO_LED_AREA);
   EXPECT_TRUE(SameBytes(dravix.lum, lum));
 }
 
@@ -326,7 +327,7 @@ TEST(ExtractPro, ShotWithoutLedsEndsInACode) {
   Shot shot = LitShot();
   shot.pattern.reset();
   RegionOI region;
-  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), 0);
+  ASSERT_EQ(region.ManualSet({400, 320}, LitCorners()), DRAVIX_OK);
   Dravix dravix;
   EXPECT_NE(dravix.ExtractPro(&shot, &shot, {5, 4}, region, -1, -1), 0);
 }

@@ -24,7 +24,7 @@ TEST(FirstRuns, SeesRowsThroughAWindowOfALargerMask) {
   EXPECT_EQ(FirstRuns(large(cv::Rect(4, 4, 3, 10))), expected);
 }
 
-TEST(ResampleColumns, RefusesColourAndAnotherNumberOfRuns) {
+TEST(ResampleColumns, RefusesColorAndAnotherNumberOfRuns) {
   const std::vector<ColumnRun> runs(4, ColumnRun{0, 4});
   EXPECT_THROW(static_cast<void>(ResampleColumns(cv::Mat(4, 4, CV_16UC3), runs, 2)), cv::Exception);
   EXPECT_THROW(static_cast<void>(ResampleColumns(cv::Mat(4, 5, CV_16UC1), runs, 2)), cv::Exception);

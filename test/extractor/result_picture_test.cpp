@@ -21,21 +21,21 @@ Dravix WithLum(const cv::Mat& lum) {
 
 cv::Mat Exported(const Dravix& dravix, bool colored) {
   const TempDir dir;
-  EXPECT_EQ(dravix.ExportImage(dir.File("lum.png"), colored), 0);
+  EXPECT_EQ(dravix.ExportImage(dir.File("lum.png"), colored), DRAVIX_OK);
   return cv::imread(dir.File("lum.png"), cv::IMREAD_UNCHANGED);
 }
 
-TEST(ResultImage, FixedValueResultIsWhite) {
+TEST(ResultPicture, FixedValueResultIsWhite) {
   EXPECT_TRUE(SameBytes(Exported(WithLum(cv::Mat(4, 6, CV_32FC1, cv::Scalar(2048))), false),
                         cv::Mat(4, 6, CV_8UC1, cv::Scalar(255))));
 }
 
-TEST(ResultImage, LargestAbsoluteValueSetsTheScale) {
+TEST(ResultPicture, LargestAbsoluteValueSetsTheScale) {
   const cv::Mat lum = (cv::Mat_<float>(1, 2) << -10, 5);
   EXPECT_TRUE(SameBytes(Exported(WithLum(lum), false), (cv::Mat_<uchar>(1, 2) << 0, 128)));
 }
 
-TEST(ResultImage, ScreenColourGoesIntoItsChannels) {
+TEST(ResultPicture, ScreenColorGoesIntoItsChannels) {
   const cv::Mat lum = (cv::Mat_<float>(1, 2) << 100, 50);
   for (int color = 1; color < 8; ++color) {
     Shot shot;
@@ -53,12 +53,12 @@ TEST(ResultImage, ScreenColourGoesIntoItsChannels) {
   }
 }
 
-TEST(ResultImage, WithoutAScreenColourItIsGreyInThreeChannels) {
-  Shot colourless;
+TEST(ResultPicture, WithoutAScreenColorItIsGrayInThreeChannels) {
+  Shot colorless;
   Shot black;
   black.color = 0;
   for (const Shot* shot :
-       {static_cast<const Shot*>(nullptr), &std::as_const(colourless), &std::as_const(black)}) {
+       {static_cast<const Shot*>(nullptr), &std::as_const(colorless), &std::as_const(black)}) {
     Dravix dravix = WithLum((cv::Mat_<float>(1, 2) << 100, 50));
     dravix.shot = shot;
     const cv::Mat picture = Exported(dravix, true);
@@ -67,7 +67,7 @@ TEST(ResultImage, WithoutAScreenColourItIsGreyInThreeChannels) {
   }
 }
 
-TEST(ResultImage, OnlyTheThreeLowestBitsOfAColourAreLookedAt) {
+TEST(ResultPicture, OnlyTheThreeLowestBitsOfAColorAreLookedAt) {
   Shot shot;
   shot.color = -8;
   Dravix dravix = WithLum((cv::Mat_<float>(1, 1) << 100));
@@ -75,7 +75,7 @@ TEST(ResultImage, OnlyTheThreeLowestBitsOfAColourAreLookedAt) {
   EXPECT_EQ(Exported(dravix, true).at<cv::Vec3b>(0, 0), cv::Vec3b(0, 0, 0));
 }
 
-TEST(ResultImage, GreyPictureDoesNotLookAtTheShot) {
+TEST(ResultPicture, GrayPictureDoesNotLookAtTheShot) {
   Dravix dravix = WithLum((cv::Mat_<float>(1, 2) << 100, 50));
   // As left behind by a host that has let go of its shot; reading there ends the program.
   // NOLINTNEXTLINE(performance-no-int-to-ptr)
@@ -83,22 +83,22 @@ TEST(ResultImage, GreyPictureDoesNotLookAtTheShot) {
   EXPECT_EQ(Exported(dravix, false).type(), CV_8UC1);
 }
 
-TEST(ResultImage, WithoutAResultNothingIsWritten) {
+TEST(ResultPicture, WithoutAResultNothingIsWritten) {
   const TempDir dir;
   const LogCapture log;
-  EXPECT_EQ(Dravix().ExportImage(dir.File("lum.png"), true), 5);
+  EXPECT_EQ(Dravix().ExportImage(dir.File("lum.png"), true), DRAVIX_NO_RESULT);
   EXPECT_EQ(log.Infos(), Strings{"Dravix::ExportImage"});
   EXPECT_EQ(log.Errors(), Strings{"Error in Semtor::ExportImage input lum empty!"});
   EXPECT_FALSE(std::filesystem::exists(dir.Path() / "lum.png"));
 }
 
-TEST(ResultImage, WriterThatFailsIsReportedByCodeAlone) {
+TEST(ResultPicture, WriterThatFailsIsReportedByCodeAlone) {
   const TempDir dir;
   const Dravix dravix = WithLum(cv::Mat(4, 6, CV_32FC1, cv::Scalar(1)));
   const LogCapture log;
-  EXPECT_EQ(dravix.ExportImage(dir.File("lum.unknown"), false), 4);
-  EXPECT_EQ(dravix.ExportImage(dir.File("lum"), true), 4);
-  EXPECT_EQ(dravix.ExportImage(dir.File("no/such/folder.png"), false), 4);
+  EXPECT_EQ(dravix.ExportImage(dir.File("lum.unknown"), false), DRAVIX_CANNOT_WRITE);
+  EXPECT_EQ(dravix.ExportImage(dir.File("lum"), true), DRAVIX_CANNOT_WRITE);
+  EXPECT_EQ(dravix.ExportImage(dir.File("no/such/folder.png"), false), DRAVIX_CANNOT_WRITE);
   EXPECT_TRUE(log.Errors().empty());
 }
 

@@ -1,5 +1,5 @@
-/// Random measuring problems for comparisons with the plain transcription. Seeded: a number names
-/// one.
+/// Random measuring problems for comparisons with the plain transcription. The same seed gives the
+/// same problem.
 #pragma once
 
 #include <dravix/shot.h>
@@ -27,7 +27,7 @@ inline cv::Mat RandomImage(cv::RNG& random, cv::Size size, int type) {
   return RandomMat(size, type, random.next(), low, high);
 }
 
-/// A mask whose columns begin and end at slowly wandering rows, at times with a second run below.
+/// A mask whose columns begin and end at rows that wander slowly; some have a second run below.
 inline cv::Mat WanderingMask(cv::RNG& random, cv::Size size, const cv::Range& across) {
   cv::Mat mask = cv::Mat::zeros(size, CV_8UC1);
   int top = Between(random, 0, size.height / 3);
@@ -62,7 +62,7 @@ inline LuminanceScene MakeLuminanceScene(std::uint64_t seed) {
       random.uniform(0, 3) == 0 ? size.width : Between(random, size.width / 2, size.width);
   scene.area.mask = WanderingMask(random, size, cv::Range(left, right));
   scene.area.rect = cv::Rect(left, 0, right - left, size.height);
-  // LED counts above and below the pixel counts, and at times exact fractions of them.
+  // LED counts above and below the pixel counts, and sometimes exact fractions of them.
   scene.panel.ledWidth =
       random.uniform(0, 4) == 0 ? std::max(9, (right - left) / 2) : Between(random, 5, 200);
   scene.panel.ledHeight = Between(random, 5, 200);
@@ -115,7 +115,7 @@ inline CellScene MakeCellScene(std::uint64_t seed) {
   return scene;
 }
 
-/// A lit quadrilateral with soft edges on a dark, noisy ground; specks beside it at times.
+/// A lit quadrilateral with soft edges on a dark, noisy ground, sometimes with specks beside it.
 inline cv::Mat LitScene(cv::RNG& random, cv::Size size, int type, std::vector<cv::Point>& corners) {
   const int w = size.width;
   const int h = size.height;

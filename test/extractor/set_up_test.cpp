@@ -36,7 +36,7 @@ TEST(SetImage, TakesTheLitLedCountsOfThePattern) {
   const Shot shot = MakeShot(cv::Mat(4, 4, CV_16UC1, cv::Scalar(1)), 64, 32, 12);
   Dravix dravix;
   const LogCapture log;
-  EXPECT_EQ(dravix.SetImage(&shot), 0);
+  EXPECT_EQ(dravix.SetImage(&shot), DRAVIX_OK);
   EXPECT_EQ(log.Infos(), std::vector<std::string>{"Dravix::SetImage"});
   EXPECT_EQ(dravix.shot, &shot);
   EXPECT_EQ(dravix.ledWidth, 64);
@@ -48,7 +48,7 @@ TEST(SetImage, WithoutAPatternThereAreNoLeds) {
   shot.pattern.reset();
   Dravix dravix;
   dravix.ledWidth = 7;
-  EXPECT_EQ(dravix.SetImage(&shot), 0);
+  EXPECT_EQ(dravix.SetImage(&shot), DRAVIX_OK);
   EXPECT_EQ(dravix.ledWidth, 0);
   EXPECT_EQ(dravix.ledHeight, 0);
 }
@@ -57,9 +57,9 @@ TEST(SetImage, RefusedShotChangesNothing) {
   const Shot good = MakeShot(cv::Mat(4, 4, CV_16UC1, cv::Scalar(1)), 64, 32, 12);
   const Shot empty;
   Dravix dravix;
-  ASSERT_EQ(dravix.SetImage(&good), 0);
-  EXPECT_EQ(dravix.SetImage(nullptr), 1);
-  EXPECT_EQ(dravix.SetImage(&empty), 1);
+  ASSERT_EQ(dravix.SetImage(&good), DRAVIX_OK);
+  EXPECT_EQ(dravix.SetImage(nullptr), DRAVIX_NULL_ARGUMENT);
+  EXPECT_EQ(dravix.SetImage(&empty), DRAVIX_NULL_ARGUMENT);
   EXPECT_EQ(dravix.shot, &good);
   EXPECT_EQ(dravix.ledWidth, 64);
 }
@@ -82,33 +82,37 @@ TEST_P(BlockFit, GivesSideAndLastBlocks) {
   EXPECT_EQ(dravix.singleAreaSize, fit.side);
   EXPECT_EQ(dravix.lastColumnAreaWidth, fit.lastColumn);
   EXPECT_EQ(dravix.lastRowAreaHeight, fit.lastRow);
-  EXPECT_EQ(log.Errors().size(), fit.code == 0 ? 0U : 1U);
+  EXPECT_EQ(log.Errors().size(), fit.code == DRAVIX_OK ? 0U : 1U);
 }
-INSTANTIATE_TEST_SUITE_P(Fitting, BlockFit,
-                         testing::Values(Fit{120, 90, 4, 3, -1, -1, 0, 30, 30, 30},  // all alike
-                                         Fit{120, 120, 4, 4, 21, 21, 0, 33, 21,
-                                             21},  // narrower last ones
-                                         Fit{64, 64, 4, 4, -1, -1, 0, 16, 16, 16},
-                                         Fit{64, 40, 4, 3, -1, 8, 0, 16, 16, 8},  //
-                                         Fit{48, 32, 1, 2, -1, -1, 281, 48, 48, 48}));
 INSTANTIATE_TEST_SUITE_P(
-    Horizontal, BlockFit,
-    testing::Values(Fit{100, 60, 3, 2, -1, -1, 281, -1, -1, -1},  // a remainder
-                    Fit{120, 60, 4, 2, 20, -1, 281, -1, 20, -1},
-                    Fit{120, 60, 0, 2, -1, -1, 281, -1, -1, -1},  // would divide by zero
-                    Fit{120, 60, 1, 2, 30, -1, 281, -1, 30, -1},
-                    Fit{120, 60, -7, 2, -1, -1, 281, -1, -1, -1}));  // 120 / -7 leaves 1
+    Fitting, BlockFit,
+    testing::Values(Fit{120, 90, 4, 3, -1, -1, DRAVIX_OK, 30, 30, 30},   // all alike
+                    Fit{120, 120, 4, 4, 21, 21, DRAVIX_OK, 33, 21, 21},  // narrower last ones
+                    Fit{64, 64, 4, 4, -1, -1, DRAVIX_OK, 16, 16, 16},
+                    Fit{64, 40, 4, 3, -1, 8, DRAVIX_OK, 16, 16, 8},  //
+                    Fit{48, 32, 1, 2, -1, -1, DRAVIX_BAD_BLOCKS, 48, 48, 48}));
+INSTANTIATE_TEST_SUITE_P(Horizontal, BlockFit,
+                         testing::Values(Fit{100, 60, 3, 2, -1, -1, DRAVIX_BAD_BLOCKS, -1, -1,
+                                             -1},  // a remainder
+                                         Fit{120, 60, 4, 2, 20, -1, DRAVIX_BAD_BLOCKS, -1, 20, -1},
+                                         Fit{120, 60, 0, 2, -1, -1, DRAVIX_BAD_BLOCKS, -1, -1,
+                                             -1},  // would divide by zero
+                                         Fit{120, 60, 1, 2, 30, -1, DRAVIX_BAD_BLOCKS, -1, 30, -1},
+                                         Fit{120, 60, -7, 2, -1, -1, DRAVIX_BAD_BLOCKS, -1, -1,
+                                             -1}));  // 120 / -7 leaves 1
 INSTANTIATE_TEST_SUITE_P(
     NegativeCountsAreDividedLikeOthers, BlockFit,
-    testing::Values(Fit{120, 60, -4, -2, -1, -1, 0, -30, -30, -30},   // 90 / -3 = -30
-                    Fit{120, 60, -4, 2, -1, -1, 281, -30, -30, -30},  // 90 / 1 = 90
-                    Fit{120, 10, -4, 3, 20, 50, 0, -20, 20, 50},      // 100 / -5 = -40 / 2
-                    Fit{64, 64, 4, -3, -1, -1, 281, 16, 16, 16}));    // 48 / -4 = -12
-INSTANTIATE_TEST_SUITE_P(
-    Vertical, BlockFit,
-    testing::Values(Fit{64, 64, 4, 5, -1, -1, 281, 16, 16, 16},    // 12 is not 16; fields stay set
-                    Fit{64, 65, 4, 4, -1, -1, 281, 16, 16, 16},    // a remainder
-                    Fit{64, 64, 4, 1, -1, -1, 281, 16, 16, 16}));  // would divide by zero
+    testing::Values(Fit{120, 60, -4, -2, -1, -1, DRAVIX_OK, -30, -30, -30},         // 90 / -3 = -30
+                    Fit{120, 60, -4, 2, -1, -1, DRAVIX_BAD_BLOCKS, -30, -30, -30},  // 90 / 1 = 90
+                    Fit{120, 10, -4, 3, 20, 50, DRAVIX_OK, -20, 20, 50},  // 100 / -5 = -40 / 2
+                    Fit{64, 64, 4, -3, -1, -1, DRAVIX_BAD_BLOCKS, 16, 16, 16}));  // 48 / -4 = -12
+INSTANTIATE_TEST_SUITE_P(Vertical, BlockFit,
+                         testing::Values(Fit{64, 64, 4, 5, -1, -1, DRAVIX_BAD_BLOCKS, 16, 16,
+                                             16},  // 12 is not 16; fields stay set
+                                         Fit{64, 65, 4, 4, -1, -1, DRAVIX_BAD_BLOCKS, 16, 16,
+                                             16},  // a remainder
+                                         Fit{64, 64, 4, 1, -1, -1, DRAVIX_BAD_BLOCKS, 16, 16,
+                                             16}));  // would divide by zero
 
 TEST(BlockFit, HorizontalAndVerticalHaveTextsOfTheirOwn) {
   Dravix dravix;
@@ -129,12 +133,12 @@ TEST(BlockFit, ExtremeValuesDoNotOverflow) {
       dravix.ledWidth = kMost;
       dravix.ledHeight = kMost;
       const std::int32_t code = dravix.SetsingleAreaSize(a, b, b, a);
-      EXPECT_TRUE(code == 0 || code == 281);
+      EXPECT_TRUE(code == DRAVIX_OK || code == DRAVIX_BAD_BLOCKS);
     }
   }
 }
 
-TEST(TargetRectangle, IsTheCentredPartOfTheWorkingImage) {
+TEST(TargetRectangle, IsTheCenteredPartOfTheWorkingImage) {
   const auto corners = Dravix().TargetRectangle({1300, 1040});
   EXPECT_EQ(corners[0], cv::Point2f(97.5F, 78));
   EXPECT_EQ(corners[1], cv::Point2f(1202.5F, 78));

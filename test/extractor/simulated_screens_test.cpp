@@ -25,7 +25,8 @@ TEST_P(SimulatedScreen, EqualsThePlainTranscriptionBitForBit) {
     const std::optional<cv::Mat> expected = reference::Extract(
         photo.shot.image, photo.truth.cornerPixels, photo.shot.device->cam_type, panel);
     Dravix dravix;
-    ASSERT_EQ(dravix.Extract(&photo.shot, photo.truth.cornerPixels, 0, 0, 0), 0) << scene.name;
+    ASSERT_EQ(dravix.Extract(&photo.shot, photo.truth.cornerPixels, 0, 0, 0), DRAVIX_OK)
+        << scene.name;
     ASSERT_TRUE(expected.has_value()) << scene.name;
     EXPECT_TRUE(SameBytes(dravix.lum, *expected)) << scene.name;
   }
@@ -39,23 +40,23 @@ TEST(SimulatedCheckerboards, EqualThePlainTranscriptionBitForBit) {
     const cv::Size grid = photo.truth.grid;
     const cv::Size last = sim::LastBlockOf(scene);
     RegionOI region;
-    ASSERT_EQ(region.ManualSet(photo.shot.image.size(), photo.truth.cornerPixels), 0);
+    ASSERT_EQ(region.ManualSet(photo.shot.image.size(), photo.truth.cornerPixels), DRAVIX_OK);
 
     Dravix dravix;
     ASSERT_EQ(dravix.ExtractPro(&photo.shot, &board, {grid.width, grid.height}, region, last.width,
                                 last.height),
-              0)
+              DRAVIX_OK)
         << scene.name;
 
     std::vector<cv::Point> corners;
-    ASSERT_EQ(region.GetPrecision4Corner(corners), 0);
+    ASSERT_EQ(region.GetPrecision4Corner(corners), DRAVIX_OK);
     const cv::Mat working = reference::Rectified(photo.shot.image, corners);
     CheckerboardDetector detector;
-    ASSERT_EQ(detector.SetImage(&board, &photo.shot), 0);
+    ASSERT_EQ(detector.SetImage(&board, &photo.shot), DRAVIX_OK);
     ASSERT_EQ(detector.SetParam(grid, working.size(),
                                 reference::WorkingFromPhoto(corners, photo.shot.image.size())),
-              0);
-    ASSERT_EQ(detector.checkborderPrision(), 0);
+              DRAVIX_OK);
+    ASSERT_EQ(detector.checkborderPrision(), DRAVIX_OK);
     const reference::Cells cells{detector.mask, detector.cells,           grid.width,
                                  grid.height,   scene.checkerboard.block, last.width,
                                  last.height};
@@ -105,7 +106,7 @@ TEST(SimulatedScreens, EvenScreenIsMeasuredEven) {
   scene.name = "even";
   const sim::Photograph photo = sim::Render(scene);
   Dravix dravix;
-  ASSERT_EQ(dravix.Extract(&photo.shot, photo.truth.cornerPixels, 0, 0, 0), 0);
+  ASSERT_EQ(dravix.Extract(&photo.shot, photo.truth.cornerPixels, 0, 0, 0), DRAVIX_OK);
   cv::Scalar mean;
   cv::Scalar deviation;
   cv::meanStdDev(dravix.lum, mean, deviation);

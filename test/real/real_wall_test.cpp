@@ -1,5 +1,5 @@
-// A real LED wall of 384 x 256 LEDs, photographed in 8-bit sRGB. The photographs are not part of
-// the project.
+/// Measures photographs of a real LED wall of 384 x 256 LEDs, taken in 8-bit sRGB. The photographs
+/// are not part of the project; without them the tests are skipped.
 #include <dravix/dravix.h>
 #include <dravix/shot.h>
 #include <gtest/gtest.h>
@@ -76,7 +76,7 @@ cv::Mat CutOut(const cv::Mat& image, const std::vector<cv::Point>& quad) {
   return cut;
 }
 
-/// Root mean square of the difference from LED to its right neighbour, relative to the mean.
+/// Root mean square of the difference from LED to its right neighbor, relative to the mean.
 double LedToLed(const cv::Mat& lum) {
   const cv::Mat difference = lum.colRange(1, lum.cols) - lum.colRange(0, lum.cols - 1);
   return cv::norm(difference, cv::NORM_L2) / std::sqrt(static_cast<double>(difference.total())) /
@@ -87,7 +87,7 @@ TEST(RealWall, RedBlockIsMeasuredEvenlyEndToEnd) {
   SKIP_WITHOUT_PHOTOS();
   const cv::Mat photo = cv::imread(Photo("wall-chart.jpg"), cv::IMREAD_COLOR);
   ASSERT_EQ(photo.size(), cv::Size(3008, 2000));
-  constexpr float kMargin = 2;  // LEDs; the neighbours in red light begin to show beyond
+  constexpr float kMargin = 2;  // LEDs; the neighbors in red light begin to show beyond
   Shot shot;
   shot.image = CutOut(LinearChannel(photo, kRed),
                       PhotoQuad({-kMargin, -kMargin, 128 + 2 * kMargin, 128 + 2 * kMargin}));
@@ -97,8 +97,8 @@ TEST(RealWall, RedBlockIsMeasuredEvenlyEndToEnd) {
   for (const cv::Point& p : PhotoQuad({0, 0, 128, 128})) corners.insert(corners.end(), {p.x, p.y});
 
   DravixHandle handle = nullptr;
-  ASSERT_EQ(DravixCreateHandle(&handle), 0);
-  ASSERT_EQ(DravixExtract(handle, &shot, corners.data(), 4, 0, 0, 0), 0);
+  ASSERT_EQ(DravixCreateHandle(&handle), DRAVIX_OK);
+  ASSERT_EQ(DravixExtract(handle, &shot, corners.data(), 4, 0, 0, 0), DRAVIX_OK);
   const cv::Mat lum = handle->lum.clone();
   delete handle;
 
@@ -110,7 +110,7 @@ TEST(RealWall, RedBlockIsMeasuredEvenlyEndToEnd) {
   cv::minMaxLoc(lum, &low, &high);
   std::cout << "red block: mean " << mean[0] << ", sigma " << 100 * sigma[0] / mean[0] << " %, "
             << low << " to " << high << ", LED to LED " << 100 * LedToLed(lum) << " %\n";
-  // A calibrated wall, seen through a lens that darkens towards its corners: smooth, and even to a
+  // A calibrated wall, seen through a lens that darkens toward its corners: smooth, and even to a
   // few per cent.
   EXPECT_LT(sigma[0] / mean[0], 0.06);
   EXPECT_GT(low, 0.8 * mean[0]);
@@ -124,7 +124,7 @@ cv::Mat WallLuminances(const cv::Mat& photo, int channel) {
   const cv::Size size(kWallWidth * kPixelsPerLed, kWallHeight * kPixelsPerLed);
   const auto w = static_cast<float>(size.width);
   const auto h = static_cast<float>(size.height);
-  // Edges of the wall lie half a pixel outside the outer pixels' centres.
+  // Edges of the wall lie half a pixel outside the outer pixels' centers.
   const std::array<cv::Point2f, 4> target{cv::Point2f(-0.5F, -0.5F), cv::Point2f(w - 0.5F, -0.5F),
                                           cv::Point2f(w - 0.5F, h - 0.5F),
                                           cv::Point2f(-0.5F, h - 0.5F)};
@@ -136,7 +136,7 @@ cv::Mat WallLuminances(const cv::Mat& photo, int channel) {
   dravix.ledWidth = kWallWidth;
   dravix.ledHeight = kWallHeight;
   EXPECT_EQ(dravix.CalLum(upright, cv::Mat(size, CV_8UC1, cv::Scalar(255)), cv::Rect({0, 0}, size)),
-            0);
+            DRAVIX_OK);
   return dravix.lum;
 }
 

@@ -1,5 +1,5 @@
-/// The measuring steps written down plainly, one library call per column and per row: slow, and the
-/// measure of every optimisation, bit for bit.
+/// The measuring steps written down plainly, with one library call per column and per row. They are
+/// slow, and every optimization must give the same bits.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 /// How close the region comes to the true outline of simulated screens.
+#include <dravix/dravix.h>
 #include <dravix/region.h>
 #include <dravix/shot.h>
 #include <gtest/gtest.h>
@@ -53,11 +54,11 @@ class RegionAccuracy : public ::testing::Test {
     for (const auto& [name, photo] : photos_) {
       RegionOI region;
       std::vector<cv::Point> corners;
-      EXPECT_EQ(region.SetShot(&photo.shot), 0);
+      EXPECT_EQ(region.SetShot(&photo.shot), DRAVIX_OK);
       EXPECT_EQ(method(region, photo), 0) << name;
       const std::int32_t code = region.GetPrecision4Corner(corners);
-      EXPECT_EQ(code, 0) << name;
-      if (code == 0) errors.push_back(RmsError(corners, photo.truth.corners));
+      EXPECT_EQ(code, DRAVIX_OK) << name;
+      if (code == DRAVIX_OK) errors.push_back(RmsError(corners, photo.truth.corners));
     }
     return errors;
   }

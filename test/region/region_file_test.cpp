@@ -1,3 +1,4 @@
+#include <dravix/dravix.h>
 #include <dravix/region.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -71,7 +72,7 @@ void ExpectSameArea(const RegionOI& actual, const RegionOI& expected) {
 std::string BufferOf(const RegionOI& region) {
   std::string buffer(1 << 16, '?');
   std::size_t size = buffer.size();
-  EXPECT_EQ(region.ToBuffer(buffer.data(), &size), 0);
+  EXPECT_EQ(region.ToBuffer(buffer.data(), &size), DRAVIX_OK);
   buffer.resize(size);
   return buffer;
 }
@@ -80,7 +81,7 @@ TEST(RegionFile, LayoutIsMarkVersionFrameRectangleMask) {
   const TempDir dir;
   const std::string name = dir.File("area.roi");
   const LogCapture log;
-  ASSERT_EQ(Expected().Save(name), 0);
+  ASSERT_EQ(Expected().Save(name), DRAVIX_OK);
   const std::string bytes = Slurp(name);
   EXPECT_EQ(bytes, Record().Bytes());
   ASSERT_EQ(bytes.size(), 29U + 16U + 6U);
@@ -101,18 +102,18 @@ TEST(RegionFile, FileWrittenByHandIsRead) {
   Spill(dir.File("area.roi"), Record().Bytes());
   RegionOI region;
   const LogCapture log;
-  ASSERT_EQ(region.Load(dir.File("area.roi")), 0);
+  ASSERT_EQ(region.Load(dir.File("area.roi")), DRAVIX_OK);
   ExpectSameArea(region, Expected());
   EXPECT_EQ(log.Lines(), (std::vector<LogLine>{{LogLevel::kInfo, "RegionOI::Load"}}));
 }
 
 TEST(RegionFile, LoadKeepsWhatIsNotStored) {
   const TempDir dir;
-  ASSERT_EQ(Expected().Save(dir.File("area.roi")), 0);
+  ASSERT_EQ(Expected().Save(dir.File("area.roi")), DRAVIX_OK);
   RegionOI region;
-  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {9, 0}, {9, 9}, {0, 9}}), 0);
+  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {9, 0}, {9, 9}, {0, 9}}), DRAVIX_OK);
   region.blurKernelSize = 9;
-  ASSERT_EQ(region.Load(dir.File("area.roi")), 0);
+  ASSERT_EQ(region.Load(dir.File("area.roi")), DRAVIX_OK);
   EXPECT_EQ(region.mode, 3);
   EXPECT_FALSE(region.perspective.empty());
   EXPECT_EQ(region.blurKernelSize, 9);
@@ -120,10 +121,10 @@ TEST(RegionFile, LoadKeepsWhatIsNotStored) {
 
 TEST(RegionFile, EmptyRegionIsSavedAndReadBack) {
   const TempDir dir;
-  ASSERT_EQ(RegionOI().Save(dir.File("empty.roi")), 0);
+  ASSERT_EQ(RegionOI().Save(dir.File("empty.roi")), DRAVIX_OK);
   EXPECT_EQ(Slurp(dir.File("empty.roi")).size(), 29U + 16U);
   RegionOI region = Expected();
-  ASSERT_EQ(region.Load(dir.File("empty.roi")), 0);
+  ASSERT_EQ(region.Load(dir.File("empty.roi")), DRAVIX_OK);
   ExpectSameArea(region, RegionOI());
 }
 
@@ -131,23 +132,23 @@ TEST(RegionFile, OtherExtensionsAreRefused) {
   const TempDir dir;
   for (const char* name : {"area.ROI", "area.roi2", "area", "area.shot", "arearoi"}) {
     const LogCapture log;
-    EXPECT_EQ(Expected().Save(dir.File(name)), 8) << name;
+    EXPECT_EQ(Expected().Save(dir.File(name)), DRAVIX_WRONG_EXTENSION) << name;
     RegionOI region = Expected();
-    EXPECT_EQ(region.Load(dir.File(name)), 8) << name;
+    EXPECT_EQ(region.Load(dir.File(name)), DRAVIX_WRONG_EXTENSION) << name;
     ExpectSameArea(region, Expected());
     EXPECT_THAT(log.Errors(), ElementsAre("RegionOI::Save--Error :: ext filename mismatch.",
                                           "LedRegion::Load--Error :: ext filename mismatch."));
     EXPECT_FALSE(std::filesystem::exists(dir.File(name)));
   }
-  EXPECT_EQ(Expected().Save(".roi"), 8) << "an extension is no name";
-  EXPECT_EQ(Expected().Save(""), 8);
+  EXPECT_EQ(Expected().Save(".roi"), DRAVIX_WRONG_EXTENSION) << "an extension is no name";
+  EXPECT_EQ(Expected().Save(""), DRAVIX_WRONG_EXTENSION);
 }
 
 TEST(RegionFile, FolderThatIsNotThereCannotBeWrittenTo) {
   const TempDir dir;
   const std::string name = dir.File("none") + "/area.roi";
   const LogCapture log;
-  EXPECT_EQ(Expected().Save(name), 4);
+  EXPECT_EQ(Expected().Save(name), DRAVIX_CANNOT_WRITE);
   EXPECT_THAT(log.Errors(),
               ElementsAre("LedRegion::Save -- Failed to Open file. fullname = " + name));
 }
@@ -157,8 +158,8 @@ TEST(RegionFile, FolderIsNoFile) {
   const std::string name = dir.File("folder.roi");
   std::filesystem::create_directory(name);
   RegionOI region = Expected();
-  EXPECT_EQ(region.Save(name), 4);
-  EXPECT_EQ(region.Load(name), 2);
+  EXPECT_EQ(region.Save(name), DRAVIX_CANNOT_WRITE);
+  EXPECT_EQ(region.Load(name), DRAVIX_CANNOT_READ);
 }
 
 #ifdef __linux__
@@ -167,7 +168,7 @@ TEST(RegionFile, FullDiskIsAFailureWithOneErrorLine) {
   const std::string name = dir.File("full.roi");
   std::filesystem::create_symlink("/dev/full", name);
   const LogCapture log;
-  EXPECT_EQ(Expected().Save(name), 4);
+  EXPECT_EQ(Expected().Save(name), DRAVIX_CANNOT_WRITE);
   EXPECT_THAT(log.Errors(),
               ElementsAre("LedRegion::Save -- Failed to write file. fullname = " + name));
 }
@@ -178,7 +179,7 @@ TEST(RegionFile, MissingFileCannotBeRead) {
   const std::string name = dir.File("none.roi");
   RegionOI region = Expected();
   const LogCapture log;
-  EXPECT_EQ(region.Load(name), 2);
+  EXPECT_EQ(region.Load(name), DRAVIX_CANNOT_READ);
   EXPECT_THAT(log.Errors(),
               ElementsAre("LedRegion::Load -- Failed to Open file. fullname = " + name));
   ExpectSameArea(region, Expected());
@@ -192,7 +193,7 @@ TEST(RegionFile, MarkIsCheckedBeforeTheVersion) {
        {Record{.mark = 'B', .version = 9, .pixels = {}}.Bytes(), std::string(), std::string("B")}) {
     Spill(name, content);
     const LogCapture log;
-    EXPECT_EQ(region.Load(name), 10);
+    EXPECT_EQ(region.Load(name), DRAVIX_WRONG_BYTE_ORDER);
     EXPECT_THAT(log.Errors(), ElementsAre("LedRegion::Load -- Error file endianness."));
   }
   ExpectSameArea(region, Expected());
@@ -207,7 +208,7 @@ TEST(RegionFile, OtherVersionsAreRefused) {
                                      std::string("L\x01\x00\x00", 4), std::string("L")}) {
     Spill(name, content);
     const LogCapture log;
-    EXPECT_EQ(region.Load(name), 3);
+    EXPECT_EQ(region.Load(name), DRAVIX_WRONG_VERSION);
     EXPECT_THAT(log.Errors(), ElementsAre("LedRegion::Load -- Error version in file."));
   }
   ExpectSameArea(region, Expected());
@@ -217,12 +218,12 @@ TEST(RegionFile, CutOffAnywhereNeverFailsAndReadsZeros) {
   const std::string whole = Record().Bytes();
   for (std::size_t length = 5; length < whole.size(); ++length) {
     RegionOI region;
-    EXPECT_EQ(region.FromBuffer(whole.data(), length), 0) << length;
+    EXPECT_EQ(region.FromBuffer(whole.data(), length), DRAVIX_OK) << length;
     EXPECT_EQ(region.frameWidth, length < 9 ? 0 : 4000) << length;
     EXPECT_EQ(region.mask.empty(), length < 45) << length;
   }
   RegionOI cut;
-  ASSERT_EQ(cut.FromBuffer(whole.data(), whole.size() - 2), 0);
+  ASSERT_EQ(cut.FromBuffer(whole.data(), whole.size() - 2), DRAVIX_OK);
   const cv::Mat expected = (cv::Mat_<uchar>(2, 3) << 0, 255, 1, 128, 0, 0);
   EXPECT_TRUE(SameBytes(cut.mask, expected));
 }
@@ -230,7 +231,7 @@ TEST(RegionFile, CutOffAnywhereNeverFailsAndReadsZeros) {
 TEST(RegionFile, AbsurdMaskGivesAnEmptyOne) {
   const std::string bytes = Record{.rows = INT_MAX, .cols = INT_MAX}.Bytes();
   RegionOI region = Expected();
-  ASSERT_EQ(region.FromBuffer(bytes.data(), bytes.size()), 0);
+  ASSERT_EQ(region.FromBuffer(bytes.data(), bytes.size()), DRAVIX_OK);
   EXPECT_TRUE(region.mask.empty());
   EXPECT_EQ(region.frameWidth, 4000);
 }
@@ -249,9 +250,9 @@ TEST(RegionFile, EveryRegionComesBackAsItWas) {
   region.frameHeight = INT_MIN;
   region.rect = cv::Rect(1, INT_MIN, 317, 211);
   region.mask = RandomMat({317, 211}, CV_8UC1, 4, 0, 256);
-  ASSERT_EQ(region.Save(dir.File("area.roi")), 0);
+  ASSERT_EQ(region.Save(dir.File("area.roi")), DRAVIX_OK);
   RegionOI loaded;
-  ASSERT_EQ(loaded.Load(dir.File("area.roi")), 0);
+  ASSERT_EQ(loaded.Load(dir.File("area.roi")), DRAVIX_OK);
   ExpectSameArea(loaded, region);
 }
 
@@ -261,7 +262,7 @@ TEST(RegionFile, PartOfALargerMaskIsStoredAsItsOwnPixels) {
   region.mask = large(cv::Rect(2, 3, 3, 2));
   RegionOI read;
   const std::string buffer = BufferOf(region);
-  ASSERT_EQ(read.FromBuffer(buffer.data(), buffer.size()), 0);
+  ASSERT_EQ(read.FromBuffer(buffer.data(), buffer.size()), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(read.mask, region.mask));
 }
 
@@ -276,23 +277,23 @@ TEST(RegionBuffer, HoldsTheBytesOfTheFile) {
 TEST(RegionBuffer, SizeIsTheNumberOfBytes) {
   std::size_t size = 0;
   const LogCapture log;
-  EXPECT_EQ(Expected().GetBufferSize(&size), 0);
+  EXPECT_EQ(Expected().GetBufferSize(&size), DRAVIX_OK);
   EXPECT_EQ(size, Record().Bytes().size());
   EXPECT_EQ(log.Lines(), (std::vector<LogLine>{{LogLevel::kInfo, "RegionOI::GetBufferSize"}}));
 }
 
 TEST(RegionBuffer, EmptyRegionHasNoSize) {
   std::size_t size = 77;
-  EXPECT_EQ(RegionOI().GetBufferSize(&size), 5);
+  EXPECT_EQ(RegionOI().GetBufferSize(&size), DRAVIX_NO_RESULT);
   RegionOI region = Expected();
   region.rect.width = 0;
-  EXPECT_EQ(region.GetBufferSize(&size), 5);
+  EXPECT_EQ(region.GetBufferSize(&size), DRAVIX_NO_RESULT);
   region = Expected();
   region.rect.height = -1;
-  EXPECT_EQ(region.GetBufferSize(&size), 5);
+  EXPECT_EQ(region.GetBufferSize(&size), DRAVIX_NO_RESULT);
   region = Expected();
   region.mask.release();
-  EXPECT_EQ(region.GetBufferSize(&size), 5);
+  EXPECT_EQ(region.GetBufferSize(&size), DRAVIX_NO_RESULT);
   EXPECT_EQ(size, 77U);
 }
 
@@ -300,10 +301,10 @@ TEST(RegionBuffer, NullPointersAreRefused) {
   std::size_t size = 100;
   char byte = 0;
   RegionOI region = Expected();
-  EXPECT_EQ(region.GetBufferSize(nullptr), 1);
-  EXPECT_EQ(region.ToBuffer(nullptr, &size), 1);
-  EXPECT_EQ(region.ToBuffer(&byte, nullptr), 1);
-  EXPECT_EQ(region.FromBuffer(nullptr, 100), 1);
+  EXPECT_EQ(region.GetBufferSize(nullptr), DRAVIX_NULL_ARGUMENT);
+  EXPECT_EQ(region.ToBuffer(nullptr, &size), DRAVIX_NULL_ARGUMENT);
+  EXPECT_EQ(region.ToBuffer(&byte, nullptr), DRAVIX_NULL_ARGUMENT);
+  EXPECT_EQ(region.FromBuffer(nullptr, 100), DRAVIX_NULL_ARGUMENT);
   ExpectSameArea(region, Expected());
 }
 
@@ -311,7 +312,7 @@ TEST(RegionBuffer, OneByteShortIsTooSmallAndTouchesNothing) {
   const std::size_t length = Record().Bytes().size();
   std::string buffer(length, '?');
   std::size_t size = length - 1;
-  EXPECT_EQ(Expected().ToBuffer(buffer.data(), &size), 13);
+  EXPECT_EQ(Expected().ToBuffer(buffer.data(), &size), DRAVIX_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, length - 1);
   EXPECT_EQ(buffer, std::string(length, '?'));
 }
@@ -320,7 +321,7 @@ TEST(RegionBuffer, ExactSizeIsEnough) {
   const std::size_t length = Record().Bytes().size();
   std::string buffer(length, '?');
   std::size_t size = length;
-  EXPECT_EQ(Expected().ToBuffer(buffer.data(), &size), 0);
+  EXPECT_EQ(Expected().ToBuffer(buffer.data(), &size), DRAVIX_OK);
   EXPECT_EQ(size, length);
   EXPECT_EQ(buffer, Record().Bytes());
 }
@@ -329,7 +330,7 @@ TEST(RegionBuffer, LargerBufferIsToldTheLengthAndKeepsItsTail) {
   const std::size_t length = Record().Bytes().size();
   std::string buffer(length + 3, '?');
   std::size_t size = buffer.size();
-  EXPECT_EQ(Expected().ToBuffer(buffer.data(), &size), 0);
+  EXPECT_EQ(Expected().ToBuffer(buffer.data(), &size), DRAVIX_OK);
   EXPECT_EQ(size, length);
   EXPECT_EQ(buffer.substr(length), "???");
 }
@@ -340,7 +341,7 @@ TEST(RegionBuffer, IsRead) {
   const std::string bytes = Record().Bytes();
   RegionOI region;
   const LogCapture log;
-  EXPECT_EQ(region.FromBuffer(bytes.data(), bytes.size()), 0);
+  EXPECT_EQ(region.FromBuffer(bytes.data(), bytes.size()), DRAVIX_OK);
   ExpectSameArea(region, Expected());
   EXPECT_EQ(log.Lines(), (std::vector<LogLine>{{LogLevel::kInfo, "RegionOI::FromBuffer"}}));
 }
@@ -350,9 +351,9 @@ TEST(RegionBuffer, WrongMarkOrVersionChangesNothing) {
   const std::string otherMark = Record{.mark = 'B', .frameWidth = 1, .pixels = {}}.Bytes();
   const std::string otherVersion = Record{.version = -1, .frameWidth = 1, .pixels = {}}.Bytes();
   const LogCapture log;
-  EXPECT_EQ(region.FromBuffer(otherMark.data(), otherMark.size()), 10);
-  EXPECT_EQ(region.FromBuffer(otherMark.data(), 0), 10);
-  EXPECT_EQ(region.FromBuffer(otherVersion.data(), otherVersion.size()), 3);
+  EXPECT_EQ(region.FromBuffer(otherMark.data(), otherMark.size()), DRAVIX_WRONG_BYTE_ORDER);
+  EXPECT_EQ(region.FromBuffer(otherMark.data(), 0), DRAVIX_WRONG_BYTE_ORDER);
+  EXPECT_EQ(region.FromBuffer(otherVersion.data(), otherVersion.size()), DRAVIX_WRONG_VERSION);
   EXPECT_THAT(log.Errors(), ElementsAre("RegionOI::FromBuffer -- Error file endianness.",
                                         "RegionOI::FromBuffer -- Error file endianness.",
                                         "RegionOI::FromBuffer -- Error version in file."));
@@ -362,7 +363,7 @@ TEST(RegionBuffer, WrongMarkOrVersionChangesNothing) {
 TEST(RegionBuffer, BytesBehindTheRecordAreNotLookedAt) {
   const std::string bytes = Record().Bytes() + "tail";
   RegionOI region;
-  EXPECT_EQ(region.FromBuffer(bytes.data(), bytes.size()), 0);
+  EXPECT_EQ(region.FromBuffer(bytes.data(), bytes.size()), DRAVIX_OK);
   ExpectSameArea(region, Expected());
 }
 

@@ -1,3 +1,4 @@
+#include <dravix/dravix.h>
 #include <dravix/region.h>
 #include <dravix/shot.h>
 #include <gmock/gmock.h>
@@ -64,7 +65,7 @@ void ExpectSame(const RegionOI& region, const Snapshot& before) {
 /// A region that has been through everything.
 RegionOI FullRegion() {
   RegionOI region;
-  EXPECT_EQ(region.PerspectiveSet({{1, 1}, {30, 2}, {31, 40}, {2, 41}}), 0);
+  EXPECT_EQ(region.PerspectiveSet({{1, 1}, {30, 2}, {31, 40}, {2, 41}}), DRAVIX_OK);
   return region;
 }
 
@@ -74,7 +75,7 @@ TEST(RegionSetShot, RemembersTheShotAndItsSize) {
   const Shot shot = ShotOf({40, 30}, {});
   RegionOI region;
   const LogCapture log;
-  EXPECT_EQ(region.SetShot(&shot), 0);
+  EXPECT_EQ(region.SetShot(&shot), DRAVIX_OK);
   EXPECT_EQ(region.shot, &shot);
   EXPECT_EQ(region.frameWidth, 40);
   EXPECT_EQ(region.frameHeight, 30);
@@ -85,7 +86,7 @@ TEST(RegionSetShot, LeavesAreaModeAndPerspectiveAlone) {
   const Shot shot = ShotOf({40, 30}, {});
   RegionOI region = FullRegion();
   const Snapshot before(region);
-  EXPECT_EQ(region.SetShot(&shot), 0);
+  EXPECT_EQ(region.SetShot(&shot), DRAVIX_OK);
   EXPECT_EQ(region.rect, before.rect);
   EXPECT_EQ(region.mode, 3);
   EXPECT_FALSE(region.perspective.empty());
@@ -95,7 +96,7 @@ TEST(RegionSetShot, NoShotIsRefusedAndChangesNothing) {
   RegionOI region = FullRegion();
   const Snapshot before(region);
   const LogCapture log;
-  EXPECT_EQ(region.SetShot(nullptr), 1);
+  EXPECT_EQ(region.SetShot(nullptr), DRAVIX_NULL_ARGUMENT);
   EXPECT_THAT(log.Errors(), ElementsAre("Shot::Check--Error in Shot input is nullptr"));
   ExpectSame(region, before);
 }
@@ -105,7 +106,7 @@ TEST(RegionSetShot, EmptyImageIsRefusedAndChangesNothing) {
   RegionOI region = FullRegion();
   const Snapshot before(region);
   const LogCapture log;
-  EXPECT_EQ(region.SetShot(&empty), 1);
+  EXPECT_EQ(region.SetShot(&empty), DRAVIX_NULL_ARGUMENT);
   EXPECT_THAT(log.Errors(), ElementsAre("Shot::Check--Error shot.image is empty"));
   ExpectSame(region, before);
 }
@@ -212,8 +213,8 @@ TEST(RegionAutoSet, FindsTheLitAreaAtHalfSizeAndDoublesIt) {
   const Shot shot = ShotOf({200, 160}, {{60, 40, 80, 60}});
   RegionOI region;
   region.mode = 2;
-  ASSERT_EQ(region.SetShot(&shot), 0);
-  ASSERT_EQ(region.AutoSet(), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
+  ASSERT_EQ(region.AutoSet(), DRAVIX_OK);
   EXPECT_EQ(region.mode, 0);
   EXPECT_EQ(region.mask.size(), region.rect.size());
   EXPECT_EQ(region.mask.type(), CV_8UC1);
@@ -227,8 +228,8 @@ TEST(RegionAutoSet, FindsTheLitAreaAtHalfSizeAndDoublesIt) {
 TEST(RegionAutoSet, BorderOfTheMaskKeepsItsIntermediateValues) {
   const Shot shot = ShotOf({200, 160}, {{60, 40, 80, 60}});
   RegionOI region;
-  ASSERT_EQ(region.SetShot(&shot), 0);
-  ASSERT_EQ(region.AutoSet(), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
+  ASSERT_EQ(region.AutoSet(), DRAVIX_OK);
   const cv::Mat between = (region.mask > 0) & (region.mask < 255);
   EXPECT_GT(cv::countNonZero(between), 0);
 }
@@ -236,8 +237,8 @@ TEST(RegionAutoSet, BorderOfTheMaskKeepsItsIntermediateValues) {
 TEST(RegionAutoSet, IsThePyramidOfComputeMask) {
   const Shot shot = ShotOf({201, 161}, {{60, 40, 80, 60}});  // odd sizes
   RegionOI region;
-  ASSERT_EQ(region.SetShot(&shot), 0);
-  ASSERT_EQ(region.AutoSet(), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
+  ASSERT_EQ(region.AutoSet(), DRAVIX_OK);
 
   cv::Mat gray;
   cv::normalize(shot.image, gray, 255, 0, cv::NORM_INF, CV_8U);
@@ -256,7 +257,7 @@ TEST(RegionAutoSet, WithoutAShotOnlyTheModeChanges) {
   Snapshot before(region);
   before.mode = 0;
   const LogCapture log;
-  EXPECT_EQ(region.AutoSet(), 1);
+  EXPECT_EQ(region.AutoSet(), DRAVIX_NULL_ARGUMENT);
   EXPECT_EQ(log.Lines(), (std::vector<LogLine>{
                              {LogLevel::kInfo, "RegionOI::AutoSet"},
                              {LogLevel::kError, "Shot::Check--Error in Shot input is nullptr"}}));
@@ -266,10 +267,10 @@ TEST(RegionAutoSet, WithoutAShotOnlyTheModeChanges) {
 TEST(RegionAutoSet, ShotThatLostItsImageIsRefused) {
   Shot shot = ShotOf({40, 30}, {});
   RegionOI region;
-  ASSERT_EQ(region.SetShot(&shot), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
   shot.image.release();
   const LogCapture log;
-  EXPECT_EQ(region.AutoSet(), 1);
+  EXPECT_EQ(region.AutoSet(), DRAVIX_NULL_ARGUMENT);
   EXPECT_THAT(log.Errors(), ElementsAre("Shot::Check--Error shot.image is empty"));
 }
 
@@ -278,11 +279,11 @@ TEST(RegionAutoSet, DarkPhotographOnlyChangesTheMode) {
   dark.type = CIE_Y;
   dark.image = cv::Mat::zeros(60, 80, CV_16UC1);
   RegionOI region = FullRegion();
-  ASSERT_EQ(region.SetShot(&dark), 0);
+  ASSERT_EQ(region.SetShot(&dark), DRAVIX_OK);
   Snapshot before(region);
   before.mode = 0;
   const LogCapture log;
-  EXPECT_EQ(region.AutoSet(), 200);
+  EXPECT_EQ(region.AutoSet(), DRAVIX_NO_LED_AREA);
   EXPECT_THAT(log.Errors(), ElementsAre(kNoAreaInMask));
   ExpectSame(region, before);
 }
@@ -291,7 +292,7 @@ TEST(RegionAutoSet, OtherPyramidFactorsAreRefusedWithTheAreaKept) {
   const Shot shot = ShotOf({200, 160}, {{60, 40, 80, 60}});
   for (const int factor : {0, 1, 3, 4, -2, INT_MIN}) {
     RegionOI region = FullRegion();
-    ASSERT_EQ(region.SetShot(&shot), 0);
+    ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
     Snapshot before(region);
     before.mode = 0;
     region.pyramidFactor = factor;
@@ -306,9 +307,10 @@ TEST(RegionAutoSet, RunsOnPhotographsOfAnySmallSize) {
       Shot shot = ShotOf({width, height}, {});
       shot.image.at<ushort>(height / 2, width / 2) = 60000;
       RegionOI region;
-      ASSERT_EQ(region.SetShot(&shot), 0);
+      ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
       const std::int32_t code = region.AutoSet();
-      EXPECT_TRUE(code == 0 || code == 200) << width << " x " << height << ": " << code;
+      EXPECT_TRUE(code == DRAVIX_OK || code == DRAVIX_NO_LED_AREA)
+          << width << " x " << height << ": " << code;
       EXPECT_EQ(region.mask.size(), region.rect.size());
     }
   }
@@ -321,9 +323,9 @@ TEST(RegionComputeBlur, FindsTheLitAreaWithinAPixel) {
   const Shot shot = ShotOf({200, 160}, {lit});
   RegionOI region;
   region.mode = 2;
-  ASSERT_EQ(region.SetShot(&shot), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
   const LogCapture log;
-  ASSERT_EQ(region.ComputeBlur(), 0);
+  ASSERT_EQ(region.ComputeBlur(), DRAVIX_OK);
   EXPECT_EQ(region.mode, 2) << "the mode stays";
   EXPECT_NEAR(region.rect.x, lit.x, 1);
   EXPECT_NEAR(region.rect.y, lit.y, 1);
@@ -341,8 +343,8 @@ TEST(RegionComputeBlur, IsExactlyTheChainOfItsSteps) {
   RegionOI region;
   region.blurKernelSize = 7;
   region.blurSigma = 2.5F;
-  ASSERT_EQ(region.SetShot(&shot), 0);
-  ASSERT_EQ(region.ComputeBlur(), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
+  ASSERT_EQ(region.ComputeBlur(), DRAVIX_OK);
 
   cv::Mat gray;
   cv::normalize(shot.image, gray, 255, 0, cv::NORM_INF, CV_8U);
@@ -380,9 +382,9 @@ TEST(RegionComputeBlur, IsExactlyTheChainOfItsSteps) {
 TEST(RegionComputeBlur, LargerOfTwoAreasIsTaken) {
   const Shot shot = ShotOf({300, 200}, {{20, 20, 30, 30}, {120, 50, 100, 90}});
   RegionOI region;
-  ASSERT_EQ(region.SetShot(&shot), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
   const LogCapture log;
-  ASSERT_EQ(region.ComputeBlur(), 0);
+  ASSERT_EQ(region.ComputeBlur(), DRAVIX_OK);
   EXPECT_GT(region.rect.x, 110);
   EXPECT_THAT(log.Errors(), IsEmpty());
 }
@@ -390,8 +392,8 @@ TEST(RegionComputeBlur, LargerOfTwoAreasIsTaken) {
 TEST(RegionComputeBlur, MaskIsACopyOfItsOwn) {
   const Shot shot = ShotOf({200, 160}, {{60, 40, 80, 60}});
   RegionOI region;
-  ASSERT_EQ(region.SetShot(&shot), 0);
-  ASSERT_EQ(region.ComputeBlur(), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
+  ASSERT_EQ(region.ComputeBlur(), DRAVIX_OK);
   EXPECT_FALSE(region.mask.isSubmatrix());
 }
 
@@ -399,7 +401,7 @@ TEST(RegionComputeBlur, WithoutAShotNothingChanges) {
   RegionOI region = FullRegion();
   const Snapshot before(region);
   const LogCapture log;
-  EXPECT_EQ(region.ComputeBlur(), 1);
+  EXPECT_EQ(region.ComputeBlur(), DRAVIX_NULL_ARGUMENT);
   EXPECT_THAT(log.Errors(), ElementsAre("Shot::Check--Error in Shot input is nullptr"));
   ExpectSame(region, before);
 }
@@ -407,9 +409,9 @@ TEST(RegionComputeBlur, WithoutAShotNothingChanges) {
 TEST(RegionComputeBlur, ShotThatLostItsImageIsRefused) {
   Shot shot = ShotOf({40, 30}, {});
   RegionOI region;
-  ASSERT_EQ(region.SetShot(&shot), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
   shot.image.release();
-  EXPECT_EQ(region.ComputeBlur(), 1);
+  EXPECT_EQ(region.ComputeBlur(), DRAVIX_NULL_ARGUMENT);
 }
 
 TEST(RegionComputeBlur, DarkPhotographChangesNothing) {
@@ -417,30 +419,30 @@ TEST(RegionComputeBlur, DarkPhotographChangesNothing) {
   dark.type = CIE_Y;
   dark.image = cv::Mat::zeros(60, 80, CV_16UC1);
   RegionOI region = FullRegion();
-  ASSERT_EQ(region.SetShot(&dark), 0);
+  ASSERT_EQ(region.SetShot(&dark), DRAVIX_OK);
   const Snapshot before(region);
   const LogCapture log;
-  EXPECT_EQ(region.ComputeBlur(), 200);
+  EXPECT_EQ(region.ComputeBlur(), DRAVIX_NO_LED_AREA);
   EXPECT_THAT(log.Errors(), ElementsAre(kNoAreaInBlur));
   ExpectSame(region, before);
 }
 
-TEST(RegionComputeBlur, ColourShotIsSearchedInGrey) {
+TEST(RegionComputeBlur, ColorShotIsSearchedInGray) {
   const Shot one = ShotOf({200, 160}, {{60, 40, 80, 60}});
   Shot three;
   three.type = CAM_RGB;
   cv::merge(std::vector<cv::Mat>(3, one.image), three.image);
   RegionOI region;
-  ASSERT_EQ(region.SetShot(&three), 0);
-  EXPECT_EQ(region.ComputeBlur(), 0);
+  ASSERT_EQ(region.SetShot(&three), DRAVIX_OK);
+  EXPECT_EQ(region.ComputeBlur(), DRAVIX_OK);
   EXPECT_EQ(region.mask.channels(), 1);
-  EXPECT_EQ(region.AutoSet(), 0);
+  EXPECT_EQ(region.AutoSet(), DRAVIX_OK);
 }
 
 TEST(RegionComputeBlur, AbsurdKernelLeavesTheAreaAsItWas) {
   const Shot shot = ShotOf({200, 160}, {{60, 40, 80, 60}});
   RegionOI region = FullRegion();
-  ASSERT_EQ(region.SetShot(&shot), 0);
+  ASSERT_EQ(region.SetShot(&shot), DRAVIX_OK);
   region.blurKernelSize = -3;
   const Snapshot before(region);
   EXPECT_THROW(region.ComputeBlur(), cv::Exception);
@@ -454,7 +456,7 @@ const Corners kArea = {{20, 10}, {80, 14}, {85, 60}, {18, 57}};
 TEST(RegionManualSet, TakesFrameAreaAndMode) {
   RegionOI region;
   const LogCapture log;
-  EXPECT_EQ(region.ManualSet({100, 90}, kArea), 0);
+  EXPECT_EQ(region.ManualSet({100, 90}, kArea), DRAVIX_OK);
   EXPECT_EQ(region.frameWidth, 100);
   EXPECT_EQ(region.frameHeight, 90);
   EXPECT_EQ(region.mode, 2);
@@ -473,7 +475,7 @@ TEST(RegionManualSet, MaskIsTheOutlineFilledOnTheWholeCanvas) {
     const Corners ordered = OrderCorners(corners);
     if (ordered.empty()) continue;
     RegionOI region;
-    ASSERT_EQ(region.ManualSet({400, 300}, corners), 0);
+    ASSERT_EQ(region.ManualSet({400, 300}, corners), DRAVIX_OK);
     int maxX = 0;
     int maxY = 0;
     for (const cv::Point& corner : ordered) {
@@ -490,13 +492,13 @@ TEST(RegionManualSet, MaskIsTheOutlineFilledOnTheWholeCanvas) {
 
 TEST(RegionManualSet, AnyOrderOfTheCornersGivesTheSameMask) {
   RegionOI expected;
-  ASSERT_EQ(expected.ManualSet({100, 90}, kArea), 0);
+  ASSERT_EQ(expected.ManualSet({100, 90}, kArea), DRAVIX_OK);
   std::vector<std::size_t> order = {0, 1, 2, 3};
   do {
     Corners shuffled;
     for (const std::size_t i : order) shuffled.push_back(kArea[i]);
     RegionOI region;
-    ASSERT_EQ(region.ManualSet({100, 90}, shuffled), 0);
+    ASSERT_EQ(region.ManualSet({100, 90}, shuffled), DRAVIX_OK);
     EXPECT_EQ(region.rect, expected.rect);
     EXPECT_TRUE(SameBytes(region.mask, expected.mask));
   } while (std::next_permutation(order.begin(), order.end()));
@@ -508,7 +510,7 @@ TEST(RegionManualSet, OtherCountsThanFourChangeNothing) {
     RegionOI region = FullRegion();
     const Snapshot before(region);
     const LogCapture log;
-    EXPECT_EQ(region.ManualSet({100, 90}, corners), 201);
+    EXPECT_EQ(region.ManualSet({100, 90}, corners), DRAVIX_NOT_FOUR_CORNERS);
     EXPECT_THAT(log.Errors(), ElementsAre(kNotFour));
     ExpectSame(region, before);
   }
@@ -518,17 +520,18 @@ TEST(RegionManualSet, CornersThatCannotBeOrderedChangeNothing) {
   RegionOI region = FullRegion();
   const Snapshot before(region);
   const LogCapture log;
-  EXPECT_EQ(region.ManualSet({100, 90}, {{50, 0}, {0, 10}, {90, 12}, {50, 80}}), 201);
+  EXPECT_EQ(region.ManualSet({100, 90}, {{50, 0}, {0, 10}, {90, 12}, {50, 80}}),
+            DRAVIX_NOT_FOUR_CORNERS);
   EXPECT_THAT(log.Errors(), ElementsAre(kNotFour));
   ExpectSame(region, before);
 }
 
 TEST(RegionManualSet, CornerOnTheLastPixelIsInsideAndOneFurtherIsNot) {
   RegionOI region;
-  EXPECT_EQ(region.ManualSet({86, 61}, kArea), 0);
+  EXPECT_EQ(region.ManualSet({86, 61}, kArea), DRAVIX_OK);
   const LogCapture log;
-  EXPECT_EQ(region.ManualSet({85, 61}, kArea), 203);
-  EXPECT_EQ(region.ManualSet({86, 60}, kArea), 203);
+  EXPECT_EQ(region.ManualSet({85, 61}, kArea), DRAVIX_CORNER_OUTSIDE);
+  EXPECT_EQ(region.ManualSet({86, 60}, kArea), DRAVIX_CORNER_OUTSIDE);
   EXPECT_THAT(log.Errors(), ElementsAre(kOutside, kOutside));
   EXPECT_EQ(region.frameWidth, 86) << "nothing has changed";
 }
@@ -536,21 +539,25 @@ TEST(RegionManualSet, CornerOnTheLastPixelIsInsideAndOneFurtherIsNot) {
 TEST(RegionManualSet, NegativeCornersAreOutside) {
   RegionOI region = FullRegion();
   const Snapshot before(region);
-  EXPECT_EQ(region.ManualSet({100, 90}, {{-1, 10}, {80, 14}, {85, 60}, {18, 57}}), 203);
-  EXPECT_EQ(region.ManualSet({100, 90}, {{20, -1}, {80, 14}, {85, 60}, {18, 57}}), 203);
-  EXPECT_EQ(region.ManualSet({100, 90}, {{INT_MIN, INT_MAX}, {80, 14}, {85, 60}, {18, 57}}), 203);
+  EXPECT_EQ(region.ManualSet({100, 90}, {{-1, 10}, {80, 14}, {85, 60}, {18, 57}}),
+            DRAVIX_CORNER_OUTSIDE);
+  EXPECT_EQ(region.ManualSet({100, 90}, {{20, -1}, {80, 14}, {85, 60}, {18, 57}}),
+            DRAVIX_CORNER_OUTSIDE);
+  EXPECT_EQ(region.ManualSet({100, 90}, {{INT_MIN, INT_MAX}, {80, 14}, {85, 60}, {18, 57}}),
+            DRAVIX_CORNER_OUTSIDE);
   ExpectSame(region, before);
 }
 
 TEST(RegionManualSet, PlaceIsCheckedBeforeOrder) {
   RegionOI region;
-  EXPECT_EQ(region.ManualSet({80, 90}, {{50, 0}, {0, 10}, {90, 12}, {50, 80}}), 203);
+  EXPECT_EQ(region.ManualSet({80, 90}, {{50, 0}, {0, 10}, {90, 12}, {50, 80}}),
+            DRAVIX_CORNER_OUTSIDE);
 }
 
 TEST(RegionManualSet, FramesWithoutPixelsHoldNoCorner) {
   RegionOI region;
   for (const cv::Size frame : {cv::Size(0, 0), cv::Size(-5, 90), cv::Size(100, INT_MIN)}) {
-    EXPECT_EQ(region.ManualSet(frame, kArea), 203) << frame;
+    EXPECT_EQ(region.ManualSet(frame, kArea), DRAVIX_CORNER_OUTSIDE) << frame;
   }
 }
 
@@ -560,7 +567,7 @@ TEST(RegionManualSet, SmallAreaAtTheFarEndOfAHugeFrameCostsLittle) {
   ASSERT_EQ(region.ManualSet(
                 {INT_MAX, INT_MAX},
                 {{kFar - 40, kFar - 400}, {kFar, kFar - 400}, {kFar, kFar}, {kFar - 40, kFar}}),
-            0);
+            DRAVIX_OK);
   EXPECT_EQ(region.rect, cv::Rect(kFar - 40, kFar - 400, 41, 401));
   EXPECT_EQ(cv::countNonZero(region.mask), 41 * 401);
 }
@@ -576,7 +583,7 @@ TEST(RegionManualSet, AreaTooLargeForMemoryChangesNothing) {
 
 TEST(RegionManualSet, AreaOfOneLineIsAnArea) {
   RegionOI region;
-  ASSERT_EQ(region.ManualSet({100, 90}, {{5, 5}, {5, 5}, {5, 9}, {5, 9}}), 0);
+  ASSERT_EQ(region.ManualSet({100, 90}, {{5, 5}, {5, 5}, {5, 9}, {5, 9}}), DRAVIX_OK);
   EXPECT_EQ(region.rect, cv::Rect(5, 5, 1, 5));
   EXPECT_EQ(cv::countNonZero(region.mask), 5);
 }

@@ -1,3 +1,4 @@
+#include <dravix/dravix.h>
 #include <dravix/region.h>
 #include <dravix/shot.h>
 #include <gmock/gmock.h>
@@ -31,7 +32,7 @@ constexpr auto kAngle = "RegionOI::Rotate--Error :: roll_angle";
 
 RegionOI RegionOf(cv::Size frame, const Corners& corners) {
   RegionOI region;
-  EXPECT_EQ(region.ManualSet(frame, corners), 0);
+  EXPECT_EQ(region.ManualSet(frame, corners), DRAVIX_OK);
   return region;
 }
 
@@ -68,7 +69,7 @@ TEST(RegionCorners, CornersOfAQuadrilateralAreFoundInOrder) {
   const RegionOI region = RegionOf({800, 600}, truth);
   Corners corners;
   const LogCapture log;
-  ASSERT_EQ(region.GetPrecision4Corner(corners), 0);
+  ASSERT_EQ(region.GetPrecision4Corner(corners), DRAVIX_OK);
   ASSERT_EQ(corners.size(), 4U);
   EXPECT_LT(Rms(corners, truth), 2.0);
   EXPECT_THAT(log.Errors(), IsEmpty());
@@ -85,7 +86,7 @@ TEST(RegionCorners, DefaultsFindEveryCleanQuadrilateralFrom250PixelsASide) {
                            {60 - jitter(), 60 + side + jitter()}};
     const RegionOI region = RegionOf({640, 560}, truth);
     Corners corners;
-    ASSERT_EQ(region.GetPrecision4Corner(corners), 0) << i;
+    ASSERT_EQ(region.GetPrecision4Corner(corners), DRAVIX_OK) << i;
     EXPECT_LT(Rms(corners, truth), 4.0) << i;
   }
 }
@@ -106,7 +107,7 @@ TEST(RegionCorners, AreExactlyTheChainOfTheSteps) {
                           static_cast<int>(static_cast<double>(p.y) + 0.5));
   }
   Corners corners;
-  ASSERT_EQ(region.GetPrecision4Corner(corners), 0);
+  ASSERT_EQ(region.GetPrecision4Corner(corners), DRAVIX_OK);
   EXPECT_EQ(corners, OrderCorners(expected));
 }
 
@@ -114,7 +115,7 @@ TEST(RegionCorners, AreaTooSmallForFourDistantCornersLeavesTheOutputAlone) {
   const RegionOI region = RegionOf({400, 300}, {{100, 100}, {160, 100}, {160, 150}, {100, 150}});
   Corners corners = {{1, 2}};
   const LogCapture log;
-  EXPECT_EQ(region.GetPrecision4Corner(corners), 204);
+  EXPECT_EQ(region.GetPrecision4Corner(corners), DRAVIX_NO_CORNERS);
   EXPECT_EQ(corners, (Corners{{1, 2}}));
   EXPECT_THAT(log.Errors(), ElementsAre(kNoCorners));
 }
@@ -125,7 +126,7 @@ TEST(RegionCorners, EmptyRegionHasNone) {
   for (const RegionOI& region : {RegionOI(), withoutMask}) {
     Corners corners = {{1, 2}};
     const LogCapture log;
-    EXPECT_EQ(region.GetPrecision4Corner(corners), 204);
+    EXPECT_EQ(region.GetPrecision4Corner(corners), DRAVIX_NO_CORNERS);
     EXPECT_EQ(corners, (Corners{{1, 2}}));
     EXPECT_THAT(log.Errors(), ElementsAre(kNoCorners));
   }
@@ -134,7 +135,7 @@ TEST(RegionCorners, EmptyRegionHasNone) {
 TEST(RegionCorners, AreaThatFillsTheFrameHasNoCorners) {
   const RegionOI region = RegionOf({500, 400}, {{0, 0}, {499, 0}, {499, 399}, {0, 399}});
   Corners corners;
-  EXPECT_EQ(region.GetPrecision4Corner(corners), 204);
+  EXPECT_EQ(region.GetPrecision4Corner(corners), DRAVIX_NO_CORNERS);
 }
 
 TEST(RegionCorners, MoreThanFourStrongCornersGiveAtMostFour) {
@@ -143,7 +144,7 @@ TEST(RegionCorners, MoreThanFourStrongCornersGiveAtMostFour) {
   frame(cv::Rect(150, 450, 600, 300)) = 255;  // an L: five convex corners and a concave one
   Corners corners;
   const std::int32_t code = RegionOf(frame).GetPrecision4Corner(corners);
-  EXPECT_TRUE(code == 0 || code == 204);
+  EXPECT_TRUE(code == DRAVIX_OK || code == DRAVIX_NO_CORNERS);
   EXPECT_EQ(corners.size(), 4U);
 }
 
@@ -156,7 +157,7 @@ TEST(RegionCorners, CornersWithoutOrderGiveTheInnerRectangleAndFail) {
   region.cornerQualityLevel = 0.05F;
   Corners corners = {{1, 2}};
   const LogCapture log;
-  EXPECT_EQ(region.GetPrecision4Corner(corners), 204);
+  EXPECT_EQ(region.GetPrecision4Corner(corners), DRAVIX_NO_CORNERS);
   EXPECT_THAT(log.Errors(), ElementsAre(kNoOrder));
   // 1009 * 0.1 = 100.9, * 0.9 = 908.1; 805 * 0.1 = 80.5, * 0.9 = 724.5: truncated.
   EXPECT_EQ(corners, (Corners{{100, 80}, {908, 80}, {908, 724}, {100, 724}}));
@@ -166,7 +167,7 @@ TEST(RegionCorners, RegionIsNotChanged) {
   const RegionOI region = RegionOf({800, 600}, {{120, 90}, {700, 130}, {680, 520}, {90, 480}});
   const cv::Mat mask = region.mask.clone();
   Corners corners;
-  ASSERT_EQ(region.GetPrecision4Corner(corners), 0);
+  ASSERT_EQ(region.GetPrecision4Corner(corners), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(region.mask, mask));
 }
 
@@ -216,7 +217,7 @@ TEST(RegionPerspectiveSet, TargetHasTheLongerOfOppositeSides) {
   RegionOI region;
   const LogCapture log;
   // Top 40, bottom 60; left 50 (30, 40), right sqrt(10^2 + 40^2) = 41.23.
-  EXPECT_EQ(region.PerspectiveSet({{30, 0}, {70, 0}, {60, 40}, {0, 40}}), 0);
+  EXPECT_EQ(region.PerspectiveSet({{30, 0}, {70, 0}, {60, 40}, {0, 40}}), DRAVIX_OK);
   EXPECT_EQ(region.frameWidth, 60);
   EXPECT_EQ(region.frameHeight, 50);
   EXPECT_EQ(region.rect, cv::Rect(0, 0, 60, 50));
@@ -230,9 +231,9 @@ TEST(RegionPerspectiveSet, TargetHasTheLongerOfOppositeSides) {
 TEST(RegionPerspectiveSet, HalfALengthIsRoundedUp) {
   RegionOI region;
   // Sides of 3.5355 and 3.6056 round to 4; one of 3.1623 to 3.
-  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {3, 1}, {3, 1}, {0, 0}}), 0);
+  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {3, 1}, {3, 1}, {0, 0}}), DRAVIX_OK);
   EXPECT_EQ(region.frameWidth, 3);
-  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {3, 2}, {3, 2}, {0, 0}}), 0);
+  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {3, 2}, {3, 2}, {0, 0}}), DRAVIX_OK);
   EXPECT_EQ(region.frameWidth, 4);
 }
 
@@ -241,7 +242,7 @@ TEST(RegionPerspectiveSet, LengthsAreSinglePrecision) {
   // 4095.5 squared is 16773120.25: the side (4095, 64) has 16773121, whose root is 4095.50009 in
   // double and 4095.5 in single precision; both round to 4096. One less (16773120) is 4095.49997 in
   // double, 4095 when rounded, but 4095.5 in single precision.
-  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {4032, 718}, {4032, 718}, {0, 0}}), 0);
+  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {4032, 718}, {4032, 718}, {0, 0}}), DRAVIX_OK);
   const float side = std::sqrt(static_cast<float>(4032 * 4032 + 718 * 718));
   EXPECT_EQ(region.frameWidth, static_cast<int>(side + 0.5F));
 }
@@ -249,7 +250,7 @@ TEST(RegionPerspectiveSet, LengthsAreSinglePrecision) {
 TEST(RegionPerspectiveSet, MatrixMapsTheCornersToTheRectanglesCornerPixels) {
   const Corners corners = {{103, 51}, {720, 88}, {699, 540}, {80, 502}};
   RegionOI region;
-  ASSERT_EQ(region.PerspectiveSet(corners), 0);
+  ASSERT_EQ(region.PerspectiveSet(corners), DRAVIX_OK);
   ASSERT_EQ(region.perspective.size(), cv::Size(3, 3));
   ASSERT_EQ(region.perspective.type(), CV_64FC1);
   const std::vector<cv::Point2d> frame(corners.begin(), corners.end());
@@ -265,7 +266,7 @@ TEST(RegionPerspectiveSet, MatrixMapsTheCornersToTheRectanglesCornerPixels) {
 TEST(RegionPerspectiveSet, CornersKeepTheCallersOrder) {
   // Starting at the top right turns the picture by a quarter.
   RegionOI region;
-  ASSERT_EQ(region.PerspectiveSet({{40, 0}, {40, 20}, {0, 20}, {0, 0}}), 0);
+  ASSERT_EQ(region.PerspectiveSet({{40, 0}, {40, 20}, {0, 20}, {0, 0}}), DRAVIX_OK);
   EXPECT_EQ(region.frameWidth, 20);
   EXPECT_EQ(region.frameHeight, 40);
 }
@@ -274,7 +275,7 @@ TEST(RegionPerspectiveSet, OtherCountsThanFourChangeNothing) {
   RegionOI region = RegionOf({100, 90}, {{20, 10}, {80, 14}, {85, 60}, {18, 57}});
   const RegionOI before = region;
   const LogCapture log;
-  EXPECT_EQ(region.PerspectiveSet({{0, 0}, {9, 0}, {9, 9}}), 201);
+  EXPECT_EQ(region.PerspectiveSet({{0, 0}, {9, 0}, {9, 9}}), DRAVIX_NOT_FOUR_CORNERS);
   EXPECT_THAT(log.Errors(), ElementsAre(kNotFour));
   EXPECT_EQ(region.mode, 2);
   EXPECT_EQ(region.rect, before.rect);
@@ -285,14 +286,14 @@ TEST(RegionPerspectiveSet, OtherCountsThanFourChangeNothing) {
 
 TEST(RegionPerspectiveSet, AreaWithoutWidthOrHeightIsAnEmptyRegion) {
   RegionOI region;
-  EXPECT_EQ(region.PerspectiveSet(Corners(4, cv::Point(5, 5))), 0);
+  EXPECT_EQ(region.PerspectiveSet(Corners(4, cv::Point(5, 5))), DRAVIX_OK);
   EXPECT_EQ(region.rect, cv::Rect(0, 0, 0, 0));
   EXPECT_TRUE(region.mask.empty());
-  EXPECT_EQ(region.PerspectiveSet({{5, 5}, {5, 5}, {5, 9}, {5, 9}}), 0);
+  EXPECT_EQ(region.PerspectiveSet({{5, 5}, {5, 5}, {5, 9}, {5, 9}}), DRAVIX_OK);
   EXPECT_EQ(region.rect, cv::Rect(0, 0, 0, 4));
   EXPECT_EQ(region.mode, 3);
   Shot shot = ShotWith(cv::Mat(20, 30, CV_16UC1, cv::Scalar(5)));
-  EXPECT_EQ(region.WarpPerspective(&shot), 0) << "must not crash";
+  EXPECT_EQ(region.WarpPerspective(&shot), DRAVIX_OK) << "must not crash";
 }
 
 TEST(RegionPerspectiveSet, AreaTooLargeForMemoryChangesNothing) {
@@ -313,9 +314,9 @@ TEST(RegionWarpPerspective, RectifiesTheImageInPlace) {
   const cv::Mat image = RandomMat({120, 90}, CV_16UC1, 1, 0, 60000);
   Shot shot = ShotWith(image.clone());
   RegionOI region;
-  ASSERT_EQ(region.PerspectiveSet({{10, 8}, {100, 15}, {96, 80}, {14, 76}}), 0);
+  ASSERT_EQ(region.PerspectiveSet({{10, 8}, {100, 15}, {96, 80}, {14, 76}}), DRAVIX_OK);
   const LogCapture log;
-  ASSERT_EQ(region.WarpPerspective(&shot), 0);
+  ASSERT_EQ(region.WarpPerspective(&shot), DRAVIX_OK);
   EXPECT_EQ(log.Lines(), (std::vector<LogLine>{{LogLevel::kInfo, "RegionOI::WarpPerspective"}}));
   cv::Mat expected;
   cv::warpPerspective(image, expected, region.perspective, {region.frameWidth, region.frameHeight},
@@ -328,12 +329,12 @@ TEST(RegionWarpPerspective, IdentityKeepsThePixels) {
   const cv::Mat image = RandomMat({60, 50}, CV_16UC3, 2, 0, 60000);
   Shot shot = ShotWith(image.clone());
   RegionOI region;
-  ASSERT_EQ(region.PerspectiveSet(RectToCorners(cv::Rect(0, 0, 60, 50))), 0);
+  ASSERT_EQ(region.PerspectiveSet(RectToCorners(cv::Rect(0, 0, 60, 50))), DRAVIX_OK);
   EXPECT_EQ(region.frameWidth, 59) << "from corner pixel to corner pixel";
   region.frameWidth = 60;
   region.frameHeight = 50;
   region.perspective = cv::Mat::eye(3, 3, CV_64F);
-  ASSERT_EQ(region.WarpPerspective(&shot), 0);
+  ASSERT_EQ(region.WarpPerspective(&shot), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(shot.image, image));
 }
 
@@ -342,7 +343,7 @@ TEST(RegionWarpPerspective, BeforePerspectiveSetTheShotIsKeptButUntouched) {
   Shot shot = ShotWith(image.clone());
   RegionOI region;
   const LogCapture log;
-  EXPECT_EQ(region.WarpPerspective(&shot), 202);
+  EXPECT_EQ(region.WarpPerspective(&shot), DRAVIX_NO_PERSPECTIVE);
   EXPECT_THAT(log.Errors(), ElementsAre(kNoPerspective));
   EXPECT_TRUE(SameBytes(shot.image, image));
   EXPECT_EQ(region.shot, &shot);
@@ -352,8 +353,8 @@ TEST(RegionWarpPerspective, ShotIsCheckedBeforeThePerspective) {
   RegionOI region;
   Shot empty;
   const LogCapture log;
-  EXPECT_EQ(region.WarpPerspective(nullptr), 1);
-  EXPECT_EQ(region.WarpPerspective(&empty), 1);
+  EXPECT_EQ(region.WarpPerspective(nullptr), DRAVIX_NULL_ARGUMENT);
+  EXPECT_EQ(region.WarpPerspective(&empty), DRAVIX_NULL_ARGUMENT);
   EXPECT_THAT(log.Errors(), ElementsAre("Shot::Check--Error in Shot input is nullptr",
                                         "Shot::Check--Error shot.image is empty"));
   EXPECT_EQ(region.shot, nullptr);
@@ -395,7 +396,7 @@ TEST(RegionRotate, ZeroAndPositiveMultiplesOf360TurnByNothing) {
   for (const int angle : {0, 360, 720, 3600, 2147483520}) {
     RegionOI region = Turnable();
     const LogCapture log;
-    EXPECT_EQ(region.Rotate(angle), 0) << angle;
+    EXPECT_EQ(region.Rotate(angle), DRAVIX_OK) << angle;
     ExpectTurnable(region, {100, 60}, {10, 5, 30, 20}, Turnable().mask);
     EXPECT_EQ(log.Lines(), (std::vector<LogLine>{{LogLevel::kInfo, "RegionOI::Rotate"}}));
   }
@@ -405,7 +406,7 @@ TEST(RegionRotate, QuarterTurnCounterClockwise) {
   const cv::Mat mask = Turnable().mask;
   for (const int angle : {90, 450, -270, -630}) {
     RegionOI region = Turnable();
-    EXPECT_EQ(region.Rotate(angle), 0) << angle;
+    EXPECT_EQ(region.Rotate(angle), DRAVIX_OK) << angle;
     // y' = old frame width - old w - old x = 100 - 30 - 10.
     ExpectTurnable(region, {60, 100}, {5, 60, 20, 30}, mask.t());
   }
@@ -415,7 +416,7 @@ TEST(RegionRotate, HalfTurnMirrorsThePlaceAndKeepsTheMask) {
   const cv::Mat mask = Turnable().mask;
   for (const int angle : {180, 540, -180}) {
     RegionOI region = Turnable();
-    EXPECT_EQ(region.Rotate(angle), 0) << angle;
+    EXPECT_EQ(region.Rotate(angle), DRAVIX_OK) << angle;
     ExpectTurnable(region, {100, 60}, {60, 35, 30, 20}, mask);
   }
 }
@@ -424,7 +425,7 @@ TEST(RegionRotate, QuarterTurnClockwise) {
   const cv::Mat mask = Turnable().mask;
   for (const int angle : {270, 630, -90, -450}) {
     RegionOI region = Turnable();
-    EXPECT_EQ(region.Rotate(angle), 0) << angle;
+    EXPECT_EQ(region.Rotate(angle), DRAVIX_OK) << angle;
     // x' = old frame height - old h - old y = 60 - 20 - 5.
     ExpectTurnable(region, {60, 100}, {35, 10, 20, 30}, mask.t());
   }
@@ -433,12 +434,12 @@ TEST(RegionRotate, QuarterTurnClockwise) {
 TEST(RegionRotate, PlaceFollowsTheTurnedImage) {
   for (const int angle : {90, 180, 270}) {
     RegionOI region;
-    ASSERT_EQ(region.ManualSet({50, 40}, {{10, 5}, {29, 5}, {29, 14}, {10, 14}}), 0);
+    ASSERT_EQ(region.ManualSet({50, 40}, {{10, 5}, {29, 5}, {29, 14}, {10, 14}}), DRAVIX_OK);
     cv::Mat image = cv::Mat::zeros(40, 50, CV_16UC1);
     image(region.rect) = 1000;
     Shot shot = ShotWith(image);
-    ASSERT_EQ(shot.Rotate(angle), 0);
-    ASSERT_EQ(region.Rotate(angle), 0);
+    ASSERT_EQ(shot.Rotate(angle), DRAVIX_OK);
+    ASSERT_EQ(region.Rotate(angle), DRAVIX_OK);
     cv::Mat lit;
     shot.image.convertTo(lit, CV_8U);
     EXPECT_EQ(cv::boundingRect(lit), region.rect) << angle;
@@ -450,7 +451,7 @@ TEST(RegionRotate, TransposedMaskIsAFreshCopy) {
   RegionOI region = Turnable();
   const cv::Mat shared = region.mask;
   const cv::Mat before = shared.clone();
-  ASSERT_EQ(region.Rotate(90), 0);
+  ASSERT_EQ(region.Rotate(90), DRAVIX_OK);
   region.mask.setTo(7);
   EXPECT_TRUE(SameBytes(shared, before));
 }
@@ -459,7 +460,7 @@ TEST(RegionRotate, NegativeMultiplesOf360AreRefused) {
   for (const int angle : {-360, -720, -2147483520}) {
     RegionOI region = Turnable();
     const LogCapture log;
-    EXPECT_EQ(region.Rotate(angle), 9) << angle;
+    EXPECT_EQ(region.Rotate(angle), DRAVIX_BAD_ARGUMENT) << angle;
     EXPECT_THAT(log.Errors(), ElementsAre(kAngle));
     ExpectTurnable(region, {100, 60}, {10, 5, 30, 20}, Turnable().mask);
   }
@@ -469,7 +470,7 @@ TEST(RegionRotate, OtherAnglesAreRefused) {
   for (const int angle : {1, 45, 89, 91, 359, -1, -91, INT_MAX, INT_MIN}) {
     RegionOI region = Turnable();
     const LogCapture log;
-    EXPECT_EQ(region.Rotate(angle), 9) << angle;
+    EXPECT_EQ(region.Rotate(angle), DRAVIX_BAD_ARGUMENT) << angle;
     EXPECT_THAT(log.Errors(), ElementsAre(kAngle));
     ExpectTurnable(region, {100, 60}, {10, 5, 30, 20}, Turnable().mask);
   }
@@ -480,7 +481,7 @@ TEST(RegionRotate, EmptyRegionIsTurned) {
     RegionOI region;
     region.frameWidth = 100;
     region.frameHeight = 60;
-    EXPECT_EQ(region.Rotate(angle), 0);
+    EXPECT_EQ(region.Rotate(angle), DRAVIX_OK);
     EXPECT_TRUE(region.mask.empty());
   }
 }
@@ -491,15 +492,15 @@ TEST(RegionRotate, HostileRectanglesDoNotOverflow) {
     region.frameWidth = INT_MIN;
     region.frameHeight = INT_MAX;
     region.rect = cv::Rect(INT_MAX, INT_MIN, INT_MAX, INT_MIN);
-    EXPECT_EQ(region.Rotate(angle), 0);
+    EXPECT_EQ(region.Rotate(angle), DRAVIX_OK);
   }
 }
 
 TEST(RegionRotate, PerspectiveStays) {
   RegionOI region;
-  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {40, 0}, {40, 20}, {0, 20}}), 0);
+  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {40, 0}, {40, 20}, {0, 20}}), DRAVIX_OK);
   const cv::Mat before = region.perspective.clone();
-  ASSERT_EQ(region.Rotate(90), 0);
+  ASSERT_EQ(region.Rotate(90), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(region.perspective, before));
 }
 

@@ -1,5 +1,6 @@
 #include "region/region_picture.h"
 
+#include <dravix/dravix.h>
 #include <dravix/region.h>
 #include <dravix/shot.h>
 #include <gmock/gmock.h>
@@ -30,7 +31,7 @@ const cv::Vec3b kGreen(0, 255, 0);
 const cv::Vec3b kMagenta(255, 0, 255);
 const cv::Vec3b kRed(0, 0, 255);
 
-/// A grey photograph with a lit quadrilateral, and its region.
+/// A gray photograph with a lit quadrilateral, and its region.
 struct Scene {
   Shot shot;
   RegionOI region;
@@ -46,7 +47,7 @@ Scene SceneOf(cv::Size size) {
   scene.shot.type = CIE_Y;
   scene.shot.image = cv::Mat(size, CV_16UC1, cv::Scalar(8000));
   cv::fillPoly(scene.shot.image, std::vector<std::vector<cv::Point>>{corners}, cv::Scalar(60000));
-  EXPECT_EQ(scene.region.ManualSet(size, corners), 0);
+  EXPECT_EQ(scene.region.ManualSet(size, corners), DRAVIX_OK);
   return scene;
 }
 
@@ -56,7 +57,7 @@ TEST(RegionPicture, IsWrittenAsTheCheckPicture) {
   const TempDir dir;
   const Scene scene = SceneOf({640, 480});
   const LogCapture log;
-  ASSERT_EQ(scene.region.ExportImage(dir.File("check.png"), scene.shot), 0);
+  ASSERT_EQ(scene.region.ExportImage(dir.File("check.png"), scene.shot), DRAVIX_OK);
   EXPECT_EQ(log.Lines(), (std::vector<LogLine>{{LogLevel::kInfo, "RegionOI::ExportImage"}}));
   const std::string bytes = Slurp(dir.File("check.png"));
   std::vector<uchar> expected;
@@ -74,7 +75,7 @@ TEST(RegionPicture, HasThreeChannelsAndTheShotsSize) {
 TEST(RegionPicture, ContourIsGreenAndOnePixelWide) {
   Scene scene = SceneOf({640, 480});
   ASSERT_EQ(scene.region.ManualSet({640, 480}, {{100, 100}, {500, 140}, {480, 400}, {120, 380}}),
-            0);
+            DRAVIX_OK);
   const cv::Mat picture = CheckPicture(scene.region, scene.shot);
   // Down along a column through the upper edge: exactly one green pixel in the upper half.
   int green = 0;
@@ -98,7 +99,7 @@ TEST(RegionPicture, EveryPixelOfTheOutlineIsDrawn) {
 TEST(RegionPicture, PinsStandOutsideTheOutline) {
   Scene scene = SceneOf({640, 480});
   ASSERT_EQ(scene.region.ManualSet({640, 480}, {{100, 100}, {500, 100}, {500, 400}, {100, 400}}),
-            0);
+            DRAVIX_OK);
   cv::Mat pins;
   cv::inRange(CheckPicture(scene.region, scene.shot), cv::Scalar(0, 200, 0), cv::Scalar(0, 200, 0),
               pins);
@@ -163,15 +164,15 @@ TEST(RegionPicture, ShotAndRegionStayAsTheyWere) {
   EXPECT_TRUE(SameBytes(scene.region.mask, mask));
 }
 
-TEST(RegionPicture, ColourShotIsShownBlueFirst) {
+TEST(RegionPicture, ColorShotIsShownBlueFirst) {
   Scene scene = SceneOf({640, 480});
-  Shot colour;
-  colour.type = CAM_RGB;
-  colour.image = cv::Mat(480, 640, CV_16UC3, cv::Scalar(60000, 6000, 600));  // red
-  EXPECT_EQ(Pixel(CheckPicture(scene.region, colour), {2, 470}), cv::Vec3b(3, 26, 255));
+  Shot color;
+  color.type = CAM_RGB;
+  color.image = cv::Mat(480, 640, CV_16UC3, cv::Scalar(60000, 6000, 600));  // red
+  EXPECT_EQ(Pixel(CheckPicture(scene.region, color), {2, 470}), cv::Vec3b(3, 26, 255));
 }
 
-TEST(RegionPicture, OnePlaneIsShownGreyWhateverTheScreenShowed) {
+TEST(RegionPicture, OnePlaneIsShownGrayWhateverTheScreenShowed) {
   Scene scene = SceneOf({640, 480});
   scene.shot.color = 1;
   const cv::Vec3b pixel = Pixel(CheckPicture(scene.region, scene.shot), {2, 470});
@@ -184,11 +185,11 @@ TEST(RegionPicture, EmptyRegionIsRefused) {
   RegionOI region = scene.region;
   region.mask.release();
   const LogCapture log;
-  EXPECT_EQ(region.ExportImage(dir.File("check.png"), scene.shot), 5);
-  EXPECT_EQ(RegionOI().ExportImage(dir.File("check.png"), scene.shot), 5);
+  EXPECT_EQ(region.ExportImage(dir.File("check.png"), scene.shot), DRAVIX_NO_RESULT);
+  EXPECT_EQ(RegionOI().ExportImage(dir.File("check.png"), scene.shot), DRAVIX_NO_RESULT);
   region = scene.region;
   region.rect.height = 0;
-  EXPECT_EQ(region.ExportImage(dir.File("check.png"), scene.shot), 5);
+  EXPECT_EQ(region.ExportImage(dir.File("check.png"), scene.shot), DRAVIX_NO_RESULT);
   EXPECT_THAT(log.Errors(), ElementsAre("RegionOI::ExportImage--Error :: empty RegionOI",
                                         "RegionOI::ExportImage--Error :: empty RegionOI",
                                         "RegionOI::ExportImage--Error :: empty RegionOI"));
@@ -199,9 +200,10 @@ TEST(RegionPicture, PictureThatCannotBeWrittenIsAFailure) {
   const TempDir dir;
   const Scene scene = SceneOf({64, 48});
   const LogCapture log;
-  EXPECT_EQ(scene.region.ExportImage(dir.File("none") + "/check.png", scene.shot), 4);
-  EXPECT_EQ(scene.region.ExportImage(dir.File("check.unknown"), scene.shot), 4);
-  EXPECT_EQ(scene.region.ExportImage(dir.File("check"), scene.shot), 4);
+  EXPECT_EQ(scene.region.ExportImage(dir.File("none") + "/check.png", scene.shot),
+            DRAVIX_CANNOT_WRITE);
+  EXPECT_EQ(scene.region.ExportImage(dir.File("check.unknown"), scene.shot), DRAVIX_CANNOT_WRITE);
+  EXPECT_EQ(scene.region.ExportImage(dir.File("check"), scene.shot), DRAVIX_CANNOT_WRITE);
   EXPECT_THAT(log.Errors(), ElementsAre("RegionOI::ExportImage--Error :: imwrite",
                                         "RegionOI::ExportImage--Error :: imwrite",
                                         "RegionOI::ExportImage--Error :: imwrite"));
@@ -210,7 +212,8 @@ TEST(RegionPicture, PictureThatCannotBeWrittenIsAFailure) {
 TEST(RegionPicture, ShotWithoutPixelsGivesNoPicture) {
   const TempDir dir;
   const LogCapture log;
-  EXPECT_EQ(SceneOf({64, 48}).region.ExportImage(dir.File("check.png"), Shot()), 4);
+  EXPECT_EQ(SceneOf({64, 48}).region.ExportImage(dir.File("check.png"), Shot()),
+            DRAVIX_CANNOT_WRITE);
   EXPECT_THAT(log.Errors(), ElementsAre("RegionOI::ExportImage--Error :: imwrite"));
 }
 
@@ -219,7 +222,7 @@ TEST(RegionPicture, MaskThatIsNoMaskIsAFailureAndNoException) {
   Scene scene = SceneOf({64, 48});
   scene.region.mask = cv::Mat::ones(scene.region.mask.size(), CV_16UC1);
   const LogCapture log;
-  EXPECT_EQ(scene.region.ExportImage(dir.File("check.png"), scene.shot), 4);
+  EXPECT_EQ(scene.region.ExportImage(dir.File("check.png"), scene.shot), DRAVIX_CANNOT_WRITE);
   EXPECT_THAT(log.Errors(), ElementsAre("RegionOI::ExportImage--Error :: imwrite"));
 }
 
@@ -232,9 +235,9 @@ TEST(RegionPicture, RegionsAnywhereAreDrawnWithoutHarm) {
         cv::Point(INT_MAX, INT_MAX), cv::Point(INT_MIN, INT_MIN), cv::Point(INT_MAX, INT_MIN)}) {
     RegionOI region = scene.region;
     region.rect = cv::Rect(at, size);
-    EXPECT_EQ(region.ExportImage(dir.File("check.png"), scene.shot), 0) << at;
+    EXPECT_EQ(region.ExportImage(dir.File("check.png"), scene.shot), DRAVIX_OK) << at;
     region.rect = cv::Rect(at, cv::Size(INT_MAX, INT_MAX));
-    EXPECT_EQ(region.ExportImage(dir.File("check.png"), scene.shot), 0) << at;
+    EXPECT_EQ(region.ExportImage(dir.File("check.png"), scene.shot), DRAVIX_OK) << at;
   }
 }
 
