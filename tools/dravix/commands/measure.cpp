@@ -196,16 +196,20 @@ cv::Size2d PixelsPerLed(const std::vector<cv::Point>& corners, cv::Size leds) {
           (side(0, 3) + side(1, 2)) / (2.0 * leds.height)};
 }
 
-/// "12 x 11.95", to a hundredth of a pixel.
+/// To a hundredth of a pixel, which is as much as corners in whole pixels tell.
+double Rounded(double pixels) { return std::round(pixels * 100) / 100; }
+
+/// "12 x 11.95"
 std::string PixelsPerLedText(cv::Size2d pixels) {
-  const auto rounded = [](double value) { return NumberText(std::round(value * 100) / 100); };
-  return rounded(pixels.width) + " x " + rounded(pixels.height);
+  return NumberText(Rounded(pixels.width)) + " x " + NumberText(Rounded(pixels.height));
 }
 
 std::vector<std::string> WarningsFor(const Options& o, cv::Size2d pixels) {
   // Below this a soft spot of light covers several LEDs, and their luminances mix.
   constexpr double kFewestPixels = 4;
-  if (pixels.width >= kFewestPixels && pixels.height >= kFewestPixels) return {};
+  const bool enough =
+      Rounded(pixels.width) >= kFewestPixels && Rounded(pixels.height) >= kFewestPixels;
+  if (enough) return {};
   return {o.photo + ": found " + PixelsPerLedText(pixels) +
           " camera pixels per LED, expected at least 4 in each direction: the luminances of "
           "neighbors mix; check the pattern's LED counts, or photograph a smaller part of the "

@@ -27,7 +27,7 @@ struct Line {
 };
 
 /// Sizes that grow with the photograph, so that letters can be read when the whole picture is
-/// fitted to a screen. All are pixels.
+/// fitted to a screen. Lengths are pixels.
 struct Strokes {
   double fontScale = 0.45;  ///< 1 is a capital of 21 pixels
   int width = 1;            ///< of letters and lines
