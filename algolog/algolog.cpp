@@ -13,12 +13,12 @@
 namespace {
 
 spdlog::logger& Logger() {
-  // Debug lines are for support; the default level is spdlog's, info.
+  // The level stays spdlog's own, info: debug lines are only for support.
   static spdlog::logger logger("dravix", std::make_shared<spdlog::sinks::stderr_sink_mt>());
   return logger;
 }
 
-/// Logging must never be the reason for a failure.
+/// Writes one line. A line that cannot be written must not make anything else fail.
 DRAVIX_FORMATS(2)
 void Log(spdlog::level::level_enum level, const char* format, std::va_list values) noexcept {
   try {
@@ -30,7 +30,8 @@ void Log(spdlog::level::level_enum level, const char* format, std::va_list value
 
 }  // namespace
 
-// Four of a kind: only a macro can pass on the variable arguments.
+// The four functions differ only in their level. A macro makes them, because a function cannot pass
+// on its variable arguments.
 #define DRAVIX_LOG_FUNCTION(name, severity)       \
   void name(const char* format, ...) {            \
     std::va_list values;                          \

@@ -1,4 +1,5 @@
-/// A printf-style line as text, for whoever implements the AlgoLog functions.
+/// Turns a printf-style format and its values into text, for implementations of the AlgoLog
+/// functions.
 #pragma once
 
 #include <cstdarg>
@@ -13,7 +14,8 @@
 
 namespace dravix::algolog {
 
-/// The whole line, however long; what cannot be formatted is the format itself.
+/// The whole line, however long it is. When the values cannot be formatted, it is the format
+/// itself.
 DRAVIX_FORMATS(1)
 inline std::string Formatted(const char* format, std::va_list values) {
   std::va_list again;

@@ -1,7 +1,8 @@
-/* The four functions of the logging library through which every line of dravix goes.
+/* The four functions of the logging library; dravix writes every line of its log through them.
  *
- * Each takes a printf-style format and its values and writes one line at its level. They never fail
- * and never touch errno. A host that brings its own logging library defines these four. */
+ * Each takes a printf-style format and its values, and writes one line at its level. A format is
+ * always a fixed text, so that lines can be told apart by it. The functions never fail and never
+ * change errno. A host that brings its own logging library defines these four. */
 #ifndef DRAVIX_ALGOLOG_H_
 #define DRAVIX_ALGOLOG_H_
 

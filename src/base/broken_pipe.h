@@ -1,4 +1,4 @@
-/// Keeps a closed pipe from ending the host's process.
+/// Keeps a pipe that nobody reads from ending the host's process.
 #pragma once
 
 #ifndef _WIN32
@@ -12,8 +12,8 @@ namespace dravix::base {
 /// Windows has no such signal.
 class [[maybe_unused]] HoldBrokenPipe {};
 #else
-/// While it lives, writing to a pipe without a reader fails instead of raising SIGPIPE in this
-/// thread. A signal that was already waiting keeps waiting.
+/// While the object lives, writing to a pipe without a reader fails instead of raising SIGPIPE in
+/// this thread. A SIGPIPE that was already pending stays pending.
 class HoldBrokenPipe {
  public:
   HoldBrokenPipe() {

@@ -1,4 +1,4 @@
-/// Bounds-checked little-endian reading and writing, the only way to bytes for every format.
+/// Reading and writing of little-endian bytes within their bounds. Every format goes through it.
 #pragma once
 
 #include <array>
@@ -24,7 +24,7 @@ static_assert(std::endian::native == std::endian::little,
 template <class T>
 concept PlainNumber = std::is_arithmetic_v<T>;
 
-/// The bytes of a text or of a host's buffer. Does not own.
+/// The bytes of a text or of a host's buffer, which the view does not own.
 inline ByteView ViewOf(const char* data, std::size_t size) {
   return std::as_bytes(std::span<const char>(data, size));
 }
@@ -38,13 +38,18 @@ class ByteSource {
   ByteSource& operator=(const ByteSource&) = delete;
   virtual ~ByteSource() = default;
 
+  /// True when at least `count` bytes are left. A source that cannot know its length looks ahead
+  /// and keeps what it has seen for the next Fetch: what it costs is paid for in bytes that exist.
+  [[nodiscard]] virtual bool Has(std::uint64_t count) = 0;
   /// Fills `out` from its front with the next bytes; returns how many there were.
   virtual std::size_t Fetch(std::span<std::byte> out) = 0;
-  /// A few of the next bytes, at least one unless there are none. Good until the next call.
+  /// A few of the next bytes, at least one unless there are none, and no more than can be given
+  /// without waiting. Good until the next Fetch, FetchSome or Skip.
   virtual ByteView FetchSome() = 0;
-  /// Passes over `count` bytes, no more than are left.
-  virtual void Skip(std::size_t count) = 0;
-  [[nodiscard]] virtual std::size_t Left() const = 0;
+  /// Passes over up to `count` bytes.
+  virtual void Skip(std::uint64_t count) = 0;
+  /// Is at its end from now on. Does not read what it passes over, which may be without end.
+  virtual void End() = 0;
 };
 
 /// Reads forward through bytes, or a source, that it does not own; never past their end.
@@ -56,15 +61,18 @@ class ByteReader {
   ByteReader& operator=(const ByteReader&) = delete;
   ~ByteReader() = default;
 
+  /// True when at least `count` bytes are left.
+  [[nodiscard]] bool Has(std::uint64_t count) const {
+    if (count <= rest_.size()) return true;
+    return source_ != nullptr && source_->Has(count - rest_.size());
+  }
+
   /// The next number; empty, with nothing consumed, when fewer bytes are left.
   template <PlainNumber T>
   [[nodiscard]] std::optional<T> Read() {
+    if (!Has(sizeof(T))) return std::nullopt;
     std::array<std::byte, sizeof(T)> raw{};
-    if (rest_.size() >= sizeof(T)) {
-      Take(raw);
-    } else if (Remaining() < sizeof(T) || ReadUpTo(raw) < sizeof(T)) {
-      return std::nullopt;
-    }
+    if (ReadUpTo(raw) < sizeof(T)) return std::nullopt;
     return std::bit_cast<T>(raw);
   }
 
@@ -72,7 +80,7 @@ class ByteReader {
   template <PlainNumber T>
   [[nodiscard]] T ReadOr(T fallback) {
     const std::optional<T> value = Read<T>();
-    if (!value) Skip(Remaining());
+    if (!value) SkipRest();
     return value.value_or(fallback);
   }
 
@@ -85,27 +93,28 @@ class ByteReader {
   }
 
   /// Passes over up to `count` bytes.
-  void Skip(std::size_t count) {
-    const std::size_t here = count < rest_.size() ? count : rest_.size();
+  void Skip(std::uint64_t count) {
+    const std::size_t here = count < rest_.size() ? static_cast<std::size_t>(count) : rest_.size();
     rest_ = rest_.subspan(here);
-    if (count == here || source_ == nullptr) return;
-    const std::size_t more = count - here;
-    source_->Skip(more < source_->Left() ? more : source_->Left());
+    if (count > here && source_ != nullptr) source_->Skip(count - here);
   }
 
-  [[nodiscard]] std::size_t Remaining() const {
-    return rest_.size() + (source_ == nullptr ? 0 : source_->Left());
+  /// Passes over all that is left.
+  void SkipRest() {
+    rest_ = {};
+    if (source_ != nullptr) source_->End();
   }
 
  private:
-  /// As much of `out` as is at hand.
+  /// Fills as much of `out` as the bytes at hand allow.
   std::size_t Take(std::span<std::byte> out) {
     const std::size_t here = out.size() < rest_.size() ? out.size() : rest_.size();
     if (here > 0) std::memcpy(out.data(), rest_.data(), here);
     rest_ = rest_.subspan(here);
     return here;
   }
-  /// Planes come straight from the source; numbers, many of them, from what it has at hand.
+  /// Fetches planes straight into `out`. Numbers are many and small: they are taken out of what the
+  /// source has at hand.
   std::size_t FromSource(std::span<std::byte> out) {
     constexpr std::size_t kNumber = sizeof(std::uint64_t);
     if (out.size() > kNumber) return source_->Fetch(out);
@@ -118,7 +127,7 @@ class ByteReader {
   ByteSource* source_ = nullptr;
 };
 
-/// Grows a byte string; the mirror of ByteReader.
+/// Appends numbers and bytes to a byte string: the opposite of ByteReader.
 class ByteWriter {
  public:
   template <PlainNumber T>
@@ -131,7 +140,8 @@ class ByteWriter {
     bytes_.resize(before + bytes.size());
     std::memcpy(&bytes_[before], bytes.data(), bytes.size());
   }
-  /// Makes room once, so that large planes are not copied while growing.
+  /// Makes room for that many more bytes, so that large planes are not copied while the string
+  /// grows.
   void Reserve(std::size_t more) { bytes_.reserve(bytes_.size() + more); }
 
   [[nodiscard]] const Bytes& Data() const& { return bytes_; }

@@ -1,4 +1,4 @@
-/// Size arithmetic that says when it overflows.
+/// Arithmetic with sizes that notices when it overflows.
 #pragma once
 
 #include <concepts>
@@ -8,7 +8,7 @@
 
 namespace dravix::base {
 
-/// a * b for non-negative values; empty when it does not fit in 64 bits.
+/// a * b; empty when it does not fit in 64 bits.
 [[nodiscard]] constexpr std::optional<std::uint64_t> CheckedMul(std::uint64_t a, std::uint64_t b) {
   if (a != 0 && b > std::numeric_limits<std::uint64_t>::max() / a) return std::nullopt;
   return a * b;

@@ -1,5 +1,5 @@
-/// What every versioned file and buffer has in common: mark, version, the caller's buffer, the
-/// name.
+/// What all versioned files and buffers have in common: the mark and the version at their front,
+/// the extension of the name, and how the bytes get into the caller's buffer.
 #pragma once
 
 #include <cstddef>
@@ -10,11 +10,11 @@
 
 namespace dravix::base {
 
-/// First byte of every file and buffer: the integers behind it are little-endian.
+/// The first byte of every file and buffer. It says that the integers behind it are little-endian.
 inline constexpr char kLittleEndianMark = 'L';
 inline constexpr std::int32_t kFormatVersion = 1;
 
-/// True when `fullname` is longer than `extension` (dot included) and ends in exactly it.
+/// True when `fullname` ends in exactly `extension`, dot included, and is longer than it.
 [[nodiscard]] bool HasExtension(std::string_view fullname, std::string_view extension);
 
 /// Writes mark and version.
@@ -22,7 +22,7 @@ void WriteHeader(ByteWriter& out);
 
 enum class Header { kGood, kWrongMark, kWrongVersion };
 
-/// Reads mark, then version; a version cut short is a wrong one.
+/// Reads the mark and then the version; a version that is cut short is a wrong one.
 [[nodiscard]] Header ReadHeader(ByteReader& in);
 
 /// Copies `data` into the caller's buffer of *size bytes and stores its length in *size. Returns 0,

@@ -1,36 +1,21 @@
 #include "base/files.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdint>
-#include <exception>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <random>
-#include <sstream>
 #include <system_error>
 #include <utility>
 
 #include "base/broken_pipe.h"
+#include "base/input_file.h"
 #include "base/paths.h"
 
 namespace dravix::base {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::streamsize kChunk = std::streamsize{1} << 20;
-
-/// Reads to the end in chunks: for pipes and devices, whose size says nothing.
-std::optional<std::string> ReadToEnd(std::istream& in) {
-  std::string bytes;
-  std::vector<char> chunk(static_cast<std::size_t>(kChunk));
-  while (in.read(chunk.data(), kChunk), in.gcount() > 0) {
-    bytes.append(chunk.data(), static_cast<std::size_t>(in.gcount()));
-  }
-  if (in.bad()) return std::nullopt;
-  return bytes;
-}
 
 /// What the system's last failing call left as its reason.
 std::error_code LastReason() {
@@ -63,9 +48,9 @@ WriteOutcome WriteStraight(const fs::path& path, std::initializer_list<ByteView>
   return {};
 }
 
-/// The file a chain of links ends in, also when that file does not exist yet.
+/// The file at the end of a chain of links, also when that file does not exist yet.
 fs::path FollowLinks(fs::path path) {
-  constexpr int kMostLinks = 40;  // as many as the kernel follows
+  constexpr int kMostLinks = 40;  // Linux follows no more either
   std::error_code error;
   for (int i = 0; i < kMostLinks && fs::is_symlink(path, error); ++i) {
     const fs::path target = fs::read_symlink(path, error);
@@ -75,8 +60,8 @@ fs::path FollowLinks(fs::path path) {
   return path;
 }
 
-/// A short name of its own in the target's folder: the target's may already have the full 255
-/// bytes.
+/// A new name in the target's folder. It is short, because the target's own name may already have
+/// the 255 bytes that file systems allow.
 fs::path TemporarySibling(const fs::path& target, const fs::path& extension) {
   constexpr std::size_t kDigits = 16;
   std::string name = ".dravix-";
@@ -87,7 +72,7 @@ fs::path TemporarySibling(const fs::path& target, const fs::path& extension) {
   return sibling;
 }
 
-/// Removes its file unless it was kept.
+/// A file that is removed unless it was renamed.
 class TemporaryFile {
  public:
   explicit TemporaryFile(fs::path path) : path_(std::move(path)) {}
@@ -188,60 +173,6 @@ WriteOutcome WriteTo(const std::string& fullname, const Fill& fill,
 }
 
 }  // namespace
-
-std::unique_ptr<InputFile> InputFile::Open(const std::string& fullname) try {
-  const std::optional<fs::path> path = PathOf(fullname);
-  std::error_code error;
-  if (!path || fs::is_directory(*path, error)) return nullptr;
-  auto file = std::make_unique<std::ifstream>(*path, std::ios::binary);
-  if (!*file) return nullptr;
-  const std::uintmax_t size = fs::is_regular_file(*path, error) ? fs::file_size(*path, error) : 0;
-  if (!error && size > 0) return std::unique_ptr<InputFile>(new InputFile(std::move(file), size));
-  std::optional<std::string> whole = ReadToEnd(*file);  // files of /proc say 0
-  if (!whole) return nullptr;
-  const std::uintmax_t length = whole->size();
-  auto memory = std::make_unique<std::istringstream>(*std::move(whole), std::ios::binary);
-  return std::unique_ptr<InputFile>(new InputFile(std::move(memory), length));
-} catch (const std::exception&) {
-  return nullptr;  // larger than the memory
-}
-
-void InputFile::SeekTo(std::uint64_t offset) {
-  at_ = std::min(offset, size_);
-  in_->clear();
-  in_->seekg(static_cast<std::streamoff>(at_));
-  if (in_->fail()) throw ReadFailure();
-}
-
-std::size_t InputFile::Fetch(std::span<std::byte> out) {
-  const std::size_t most = std::min(out.size(), Left());
-  in_->read(static_cast<char*>(static_cast<void*>(out.data())), static_cast<std::streamsize>(most));
-  if (in_->bad()) throw ReadFailure();
-  const auto there = static_cast<std::size_t>(in_->gcount());
-  at_ += there;
-  if (there < most) size_ = at_;  // it has become shorter meanwhile
-  return there;
-}
-
-ByteView InputFile::FetchSome() {
-  constexpr std::size_t kSome = std::size_t{1} << 16;
-  some_.resize(std::min(kSome, Left()));
-  return ByteView(some_).first(Fetch(some_));
-}
-
-void InputFile::Skip(std::size_t count) { SeekTo(at_ + count); }
-
-std::size_t InputFile::Left() const { return static_cast<std::size_t>(size_ - at_); }
-
-std::optional<Bytes> ReadFile(const std::string& fullname) try {
-  const std::unique_ptr<InputFile> file = InputFile::Open(fullname);
-  if (!file) return std::nullopt;
-  Bytes bytes(file->Left());
-  bytes.resize(file->Fetch(bytes));
-  return bytes;
-} catch (const std::exception&) {
-  return std::nullopt;  // larger than the memory, or not to be read
-}
 
 WriteOutcome WriteFile(const std::string& fullname, std::initializer_list<ByteView> pieces) {
   return WriteTo(

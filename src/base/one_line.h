@@ -1,4 +1,4 @@
-/// Messages of other libraries as the log takes them: one line each.
+/// Messages of other libraries in the form that the log takes: one line each.
 #pragma once
 
 #include <algorithm>
@@ -7,8 +7,8 @@
 
 namespace dravix::base {
 
-/// `text` with every line break, and the white space around it, as one blank; the marks ("> ") with
-/// which OpenCV begins each line of a message of several are gone.
+/// The text with one blank in place of every line break and the white space around it. OpenCV
+/// begins each line of a longer message with "> "; those marks are removed.
 [[nodiscard]] inline std::string OneLine(std::string_view text) {
   constexpr std::string_view kBreaks = "\r\n";
   const bool several = text.find_first_of(kBreaks) != std::string_view::npos;

@@ -30,7 +30,8 @@ std::optional<std::wstring> Wide(const std::string& text, unsigned codePage) {
   return wide;
 }
 
-/// Windows cuts names off at 260 characters unless they are complete and marked as long.
+/// A path that Windows takes although it is long: above 260 characters, it must be complete and
+/// carry a mark.
 fs::path MarkLongName(const fs::path& path) {
   constexpr std::size_t kShort = 200;  // leaves room for the name of the temporary file
   std::error_code error;

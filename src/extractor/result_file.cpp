@@ -1,5 +1,7 @@
 #include <dravix/algolog.h>
 
+#include <string_view>
+
 #include "base/envelope.h"
 #include "base/record.h"
 #include "extractor/extractor.h"
@@ -7,18 +9,18 @@
 
 namespace {
 
-constexpr const char* kExtension = ".lum";
+constexpr std::string_view kExtension = ".lum";
 
 constexpr dravix::base::SaveTexts kSaveTexts{
     kExtension,
     "Dravix::Save--Error :: ext filename mismatch.",
-    "Dravix::Save -- Failed to Open file. fullname = ",
-    "Dravix::Save -- Failed to write file. fullname = ",
+    "Dravix::Save -- Failed to Open file. fullname = %s",
+    "Dravix::Save -- Failed to write file. fullname = %s",
 };
 constexpr dravix::base::LoadTexts kLoadTexts{
     kExtension,
     "Dravix::Load--Error :: ext filename mismatch.",
-    "Dravix::Load -- Failed to Open file.  fullname = ",
+    "Dravix::Load -- Failed to Open file.  fullname = %s",
 };
 constexpr dravix::base::HeaderTexts kLoadHeaderTexts{
     "Dravix::Load -- Error file endianness.",

@@ -4,15 +4,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <istream>
-#include <limits>
 #include <locale>
-#include <memory>
 #include <optional>
 #include <ostream>
 #include <string_view>
 
 #include "base/envelope.h"
 #include "base/files.h"
+#include "base/input_file.h"
+#include "base/stream_source.h"
 #include "image/mat_record.h"
 
 namespace {
@@ -34,23 +34,10 @@ std::optional<std::string> ReadText(const std::string& fullname) {
   return text;
 }
 
-/// True when the file could be opened and read.
-template <class Read>
-bool ReadWith(const std::string& fullname, Read&& read) {
-  const std::unique_ptr<base::InputFile> file = base::InputFile::Open(fullname);
-  if (!file) return false;
-  try {
-    read(*file);
-  } catch (const base::ReadFailure&) {
-    return false;
-  }
-  return true;
-}
-
-/// Numbers row by row; zeros from where the text has none on.
+/// The numbers of the text row by row, and zeros from where it has none.
 cv::Mat TableOf(base::InputFile& file, cv::Size size) {
   std::istream& in = file.Stream();
-  in.imbue(std::locale::classic());  // a decimal point, whatever the host's language
+  in.imbue(std::locale::classic());  // with a decimal point, whatever the host's language is
   cv::Mat table = cv::Mat::zeros(std::max(size.height, 0), std::max(size.width, 0), CV_32FC1);
   for (auto cell = table.begin<float>(); cell != table.end<float>(); ++cell) {
     float number = 0;
@@ -59,21 +46,6 @@ cv::Mat TableOf(base::InputFile& file, cv::Size size) {
   }
   if (in.bad()) throw base::ReadFailure();
   return table;
-}
-
-/// Up to `count` bytes, in chunks, so that memory grows with what the stream really holds.
-base::Bytes Collect(std::istream& in, std::uint64_t count) {
-  constexpr std::uint64_t kChunk = std::uint64_t{1} << 20;
-  base::Bytes bytes;
-  while (bytes.size() < count && in) {
-    const std::size_t before = bytes.size();
-    const auto want = static_cast<std::size_t>(std::min(kChunk, count - before));
-    bytes.resize(before + want);
-    in.read(static_cast<char*>(static_cast<void*>(&bytes[before])),
-            static_cast<std::streamsize>(want));
-    bytes.resize(before + static_cast<std::size_t>(in.gcount()));
-  }
-  return bytes;
 }
 
 }  // namespace
@@ -86,14 +58,8 @@ void WriteMat(const cv::Mat& m, std::ostream& out) {
 }
 
 void ReadMat(std::istream& in, cv::Mat& m) {
-  base::Bytes record = Collect(in, image::MatHeader::kBytes);
-  base::ByteReader headerReader{base::ByteView(record)};
-  const image::MatHeader header = image::ReadMatHeader(headerReader);
-  const std::optional<std::uint64_t> claimed = header.AllPlanesBytes();
-  if (!claimed) in.ignore(std::numeric_limits<std::streamsize>::max());
-  const base::Bytes planes = Collect(in, claimed.value_or(0));
-  record.insert(record.end(), planes.begin(), planes.end());
-  base::ByteReader reader{base::ByteView(record)};
+  base::StreamSource source(in);
+  base::ByteReader reader(source);
   m = image::ReadMatRecord(reader);
 }
 
@@ -121,13 +87,14 @@ bool LoadBinToMat(const std::string& fullname, cv::Mat& m) {
     base::ByteReader in(file);
     if (in.Read<char>() == base::kLittleEndianMark) m = image::ReadMatRecord(in);
   };
-  if (ReadWith(fullname, read)) return true;
+  if (base::ReadFileWith(fullname, base::Access::kForward, read)) return true;
   AlgoLogError("BIO::LoadBinToMat -- Failed to Open file. fullname = %s", fullname.c_str());
   return false;
 }
 
 bool LoadTxtToMat(const std::string& fullname, cv::Size size, cv::Mat& m) {
-  if (ReadWith(fullname, [&](base::InputFile& file) { m = TableOf(file, size); })) return true;
+  const auto read = [&](base::InputFile& file) { m = TableOf(file, size); };
+  if (base::ReadFileWith(fullname, base::Access::kForward, read)) return true;
   AlgoLogError("BIO::LoadTxtToMat -- Failed to Open file. fullname = %s", fullname.c_str());
   return false;
 }

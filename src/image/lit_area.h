@@ -1,4 +1,5 @@
-/// The steps every search for a lit area ends in: outlines, the largest of them, its filled mask.
+/// The last steps of every search for a lit area: the outlines, the largest of them, its filled
+/// mask.
 #pragma once
 
 #include <cstddef>
@@ -7,19 +8,19 @@
 
 namespace dravix::image {
 
-/// One outline, every pixel of it, in image pixels.
+/// One outline: all of its pixels, in image pixels.
 using Contour = std::vector<cv::Point>;
 using Contours = std::vector<Contour>;
 
 /// The outer outlines of a CV_8UC1 image, in the order cv::findContours gives them.
 [[nodiscard]] Contours OuterContours(const cv::Mat& binary);
 
-/// Index of the outline whose rotated bounding rectangle is the largest; of equal ones the first,
-/// and 0 when all are flat. Areas are compared in single precision. A single outline needs no
-/// rectangle. `contours` is not empty.
+/// The index of the outline whose rotated bounding rectangle is the largest. The first counts where
+/// several are equally large, and 0 is the answer where all are flat. Areas are compared in single
+/// precision, which decides ties. `contours` must not be empty.
 [[nodiscard]] std::size_t LargestByMinAreaRect(const Contours& contours);
 
-/// CV_8UC1 image of that size, 255 on and inside one outline, 0 elsewhere.
+/// A CV_8UC1 image of that size with 255 on and inside one outline and 0 elsewhere.
 [[nodiscard]] cv::Mat Filled(const Contours& contours, std::size_t index, cv::Size size);
 
 }  // namespace dravix::image

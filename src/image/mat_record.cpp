@@ -9,15 +9,15 @@
 namespace dravix::image {
 namespace {
 
-/// How much more than its input a record may claim: enough for a record that lost its end, too
-/// little to hurt when the claim is nonsense.
+/// A record may claim this much more than its input holds. That is enough for a photograph whose
+/// file lost its end, and too little to hurt when the claim is nonsense.
 constexpr std::uint64_t kMostMissing = std::uint64_t{64} << 20;
 
-/// A depth that can be split and merged, with samples of the same width: the matrix library moves
-/// 16-bit integers, but not 16-bit floats.
+/// A depth with samples of the same width that OpenCV can split and merge. It moves 16-bit integers
+/// but refuses 16-bit floats.
 int MovableDepth(int depth) { return depth == CV_16F ? CV_16U : depth; }
 
-/// The same memory under that depth. Does not own.
+/// The same memory seen in that depth. The matrix does not own it.
 cv::Mat Movable(const cv::Mat& m) {
   return {m.rows, m.cols, CV_MAKETYPE(MovableDepth(m.depth()), m.channels()), m.data, m.step};
 }
@@ -75,8 +75,8 @@ std::optional<std::uint64_t> MatHeader::AllPlanesBytes() const {
 
 MatHeader ReadMatHeader(base::ByteReader& in) {
   MatHeader header;
-  if (in.Remaining() < MatHeader::kBytes) {
-    in.Skip(in.Remaining());
+  if (!in.Has(MatHeader::kBytes)) {
+    in.SkipRest();
     return header;
   }
   for (std::int32_t* field : {&header.rows, &header.cols, &header.type, &header.channels}) {
@@ -89,8 +89,8 @@ cv::Mat ReadMatRecord(base::ByteReader& in) {
   const MatHeader header = ReadMatHeader(in);
   if (header.IsEmpty()) return {};
   const std::optional<std::uint64_t> claimed = header.AllPlanesBytes();
-  if (!claimed || *claimed > in.Remaining() + kMostMissing) {
-    in.Skip(in.Remaining());
+  if (!claimed || (*claimed > kMostMissing && !in.Has(*claimed - kMostMissing))) {
+    in.SkipRest();
     return {};
   }
   return ReadPlanes(header, in);
@@ -105,7 +105,7 @@ void WriteMatRecord(const cv::Mat& m, base::ByteWriter& out) {
   for (const int field : {m.rows, m.cols, m.type(), m.channels()}) {
     out.Write(static_cast<std::int32_t>(field));
   }
-  // Readers count a plane's samples in 32 bits; a record beyond them ends here.
+  // Readers count the samples of a plane in 32 bits, so a larger record ends after its header.
   const auto samples = static_cast<std::int32_t>(static_cast<std::uint32_t>(m.rows) *
                                                  static_cast<std::uint32_t>(m.cols));
   if (samples < 1) return;

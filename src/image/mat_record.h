@@ -1,4 +1,4 @@
-/// The one binary form of a matrix inside every file and buffer.
+/// The one binary form that a matrix has in every file and buffer.
 ///
 /// Four 32-bit integers (rows, columns, type code, channels), then the channels as separate planes,
 /// row by row. An empty matrix is 16 zero bytes.
@@ -13,26 +13,27 @@
 
 namespace dravix::image {
 
-/// The first 16 bytes of a record, as they stand there.
+/// The first 16 bytes of a record, unchecked.
 struct MatHeader {
   static constexpr std::size_t kBytes = 16;
 
   std::int32_t rows = 0, cols = 0, type = 0, channels = 0;
 
   [[nodiscard]] bool IsEmpty() const { return rows < 1 || cols < 1; }
-  /// Bytes of one plane; empty when they do not fit in 31 bits.
+  /// The bytes of one plane; empty when the number does not fit in 31 bits.
   [[nodiscard]] std::optional<std::uint64_t> PlaneBytes() const;
-  /// Bytes of all planes; empty when those of one do not fit in 31 bits. Throws cv::Exception for a
-  /// channel count outside 1 to 512.
+  /// The bytes of all planes; empty when those of one plane do not fit in 31 bits. Throws
+  /// cv::Exception for a channel count outside 1 to 512.
   [[nodiscard]] std::optional<std::uint64_t> AllPlanesBytes() const;
 };
 
-/// The next header; an empty matrix's when fewer than 16 bytes are left, which are then consumed.
+/// The next header. Fewer than 16 bytes are consumed and make the header of an empty matrix.
 [[nodiscard]] MatHeader ReadMatHeader(base::ByteReader& in);
 
-/// The matrix of one record. Planes cut short are filled with zeros. Empty, with the rest of the
-/// input consumed, when one plane would hold 2 GiB or more or when the record claims over 64 MiB
-/// more than is left. Throws cv::Exception for a channel count outside 1 to 512.
+/// The matrix of one record. Planes that are cut short are filled with zeros. The matrix is empty,
+/// and the rest of the input consumed, when one plane would hold 2 GiB or more or when the record
+/// claims over 64 MiB more than is left. Throws cv::Exception for a channel count outside 1 to
+/// 512.
 [[nodiscard]] cv::Mat ReadMatRecord(base::ByteReader& in);
 
 /// Appends one record. Throws cv::Exception for more than two dimensions.

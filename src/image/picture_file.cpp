@@ -9,7 +9,7 @@
 namespace dravix::image {
 
 bool WritePicture(const std::string& fullname, const cv::Mat& picture) {
-  // As cv::imwrite does: from the last point of the whole name, folders included.
+  // As cv::imwrite takes it: from the last point of the whole name, folders included.
   const std::size_t point = fullname.rfind('.');
   if (point == std::string::npos) return false;
   const std::string extension = fullname.substr(point);
@@ -22,6 +22,16 @@ bool WritePicture(const std::string& fullname, const cv::Mat& picture) {
   }
   const base::ByteView bytes = std::as_bytes(std::span<const uchar>(encoded));
   return base::WriteFile(fullname, {bytes}).result == base::WriteResult::kWritten;
+}
+
+bool WritePicture(const std::string& fullname, const std::function<cv::Mat()>& make) {
+  cv::Mat picture;
+  try {
+    picture = make();
+  } catch (const cv::Exception&) {
+    return false;
+  }
+  return WritePicture(fullname, picture);
 }
 
 }  // namespace dravix::image

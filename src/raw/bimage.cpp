@@ -2,19 +2,19 @@
 #include <dravix/bimage.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <functional>
 #include <iostream>
 #include <limits>
-#include <memory>
 #include <optional>
-#include <span>
+#include <string>
 #include <string_view>
 #include <system_error>
 
 #include "base/bytes.h"
-#include "base/files.h"
+#include "base/input_file.h"
 #include "raw/dng.h"
 #include "raw/samples.h"
 
@@ -27,19 +27,20 @@ namespace {
 namespace base = dravix::base;
 namespace raw = dravix::raw;
 
-/// True when the dump has exactly that many samples. Sizes whose product leaves 32 bits fit none.
-bool HoldsSamples(std::uint64_t bytes, int rows, int cols) {
-  if (rows < 0 || cols < 0) return false;
+/// Bytes of a dump; empty for a negative side and for sizes whose product leaves 32 bits.
+std::optional<std::uint64_t> DumpBytes(int rows, int cols) {
+  if (rows < 0 || cols < 0) return std::nullopt;
   const std::uint64_t samples = static_cast<std::uint64_t>(rows) * static_cast<std::uint64_t>(cols);
-  return samples <= std::numeric_limits<std::uint32_t>::max() && bytes == samples * 2;
+  if (samples > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+  return samples * sizeof(std::uint16_t);
 }
 
 #ifdef _OPENMP
-/// All processors but one, which is left to the host.
+/// The number of threads: one for each processor but one, which is left to the host.
 int Workers() { return std::max(1, omp_get_num_procs() - 1); }
 #endif
 
-/// The picture of a dump, each thread converting whole rows of its own.
+/// The samples of a dump; each thread converts whole rows of its own.
 cv::Mat UnpackRows(base::ByteView stored, int rows, int cols) {
   cv::Mat picture(rows, cols, CV_16UC1);
   const std::size_t rowBytes = static_cast<std::size_t>(cols) * 2;
@@ -54,20 +55,44 @@ cv::Mat UnpackRows(base::ByteView stored, int rows, int cols) {
   return picture;
 }
 
-cv::Mat ReadDngFile(base::InputFile& file, raw::StripTag strip) {
-  if (!raw::IsDng(file)) {
+cv::Mat ReadDngFile(base::InputFile& file, raw::OffsetOf offsetOf) {
+  const std::optional<raw::DngStrip> strip = raw::FindDngStrip(file);
+  if (!strip) {
     std::cout << "        Error :: file not dng image " << std::endl;
     return {};
   }
-  const std::optional<raw::DngLayout> layout = raw::ReadDngLayout(file, strip);
-  return layout ? raw::ReadDngSamples(file, *layout) : cv::Mat();
+  return raw::ReadDngStrip(file, *strip, offsetOf);
 }
 
-/// Takes the next line off `text`, without its end.
-std::string_view TakeLine(std::string_view& text) {
-  const std::string_view line = text.substr(0, text.find('\n'));
-  text.remove_prefix(std::min(line.size() + 1, text.size()));
-  return line;
+cv::Mat ReadDump(base::InputFile& file, int rows, int cols, const std::string& fullname) {
+  const std::optional<std::uint64_t> bytes = DumpBytes(rows, cols);
+  if (!bytes || !file.Has(*bytes) || file.Has(*bytes + 1)) {
+    AlgoLogError("BImage::ReadOrvelRaw -- Check file size, fullname = %s", fullname.c_str());
+    return {};
+  }
+  base::Bytes stored(static_cast<std::size_t>(*bytes));
+  file.Fetch(stored);
+  return UnpackRows(stored, rows, cols);
+}
+
+/// True when the first line is "P5". Reads no further than the first character that is another.
+bool IsBinaryGrayMap(base::ByteReader& in) {
+  if (in.Read<char>() != 'P' || in.Read<char>() != '5') return false;
+  return in.Read<char>().value_or('\n') == '\n';
+}
+
+/// The next line, without its end; empty when it has none.
+std::optional<std::string> ReadLine(base::ByteReader& in) {
+  constexpr std::size_t kLongest = std::size_t{1}
+                                   << 20;  // a file of another kind may have no lines
+  std::string line;
+  while (line.size() < kLongest) {
+    const std::optional<char> character = in.Read<char>();
+    if (!character) return std::nullopt;
+    if (*character == '\n') return line;
+    line += *character;
+  }
+  return std::nullopt;
 }
 
 /// Takes the next whole number off `line`.
@@ -80,45 +105,40 @@ std::optional<std::int64_t> TakeNumber(std::string_view& line) {
   return number;
 }
 
-cv::Mat ReadDump(base::InputFile& file, int rows, int cols, const std::string& fullname) {
-  if (!HoldsSamples(file.Size(), rows, cols)) {
-    AlgoLogError("BImage::ReadOrvelRaw -- Check file size, fullname = %s", fullname.c_str());
-    return {};
+/// The first `count` whole numbers of the next line; empty when it has fewer.
+template <std::size_t count>
+std::optional<std::array<std::int64_t, count>> ReadNumbers(base::ByteReader& in) {
+  const std::optional<std::string> line = ReadLine(in);
+  if (!line) return std::nullopt;
+  std::string_view rest = *line;
+  std::array<std::int64_t, count> numbers{};
+  for (std::int64_t& number : numbers) {
+    const std::optional<std::int64_t> next = TakeNumber(rest);
+    if (!next) return std::nullopt;
+    number = *next;
   }
-  base::Bytes stored(file.Left());
-  file.Fetch(stored);
-  return UnpackRows(stored, rows, cols);
+  return numbers;
 }
 
-cv::Mat ReadGreyMap(base::InputFile& file) {
-  constexpr std::size_t kLongestHeader = std::size_t{1} << 20;
-  std::string front(std::min(file.Left(), kLongestHeader), '\0');
-  file.Fetch(std::as_writable_bytes(std::span(front)));
-  std::string_view rest = front;
-  if (TakeLine(rest) != "P5") {
+cv::Mat ReadGrayMap(base::InputFile& file) {
+  base::ByteReader in(file);
+  if (!IsBinaryGrayMap(in)) {
     std::cerr << "Version error" << std::endl;
     return {};
   }
-  std::string_view sizeLine = TakeLine(rest);
-  const std::optional<std::int64_t> width = TakeNumber(sizeLine);
-  const std::optional<std::int64_t> height = TakeNumber(sizeLine);
-  std::string_view largestLine = TakeLine(rest);
-  if (!width || !height || !TakeNumber(largestLine)) return {};
-  const std::size_t headerBytes = front.size() - rest.size();
-  if (front[headerBytes - 1] != '\n') return {};  // a line without an end
-  file.SeekTo(headerBytes);
-  return raw::ReadPicture(file, raw::ByteOrder::kHighFirst, *height, *width);
+  const auto widthAndHeight = ReadNumbers<2>(in);
+  if (!widthAndHeight || !ReadNumbers<1>(in)) return {};  // the second line is the largest sample
+  const auto [width, height] = *widthAndHeight;
+  return raw::ReadSamples(in, raw::ByteOrder::kHighFirst, height, width);
 }
 
-/// What `read` makes of the file; empty when it cannot be opened or turns out not to be readable.
-std::optional<cv::Mat> ReadWith(const std::string& fullname,
+/// What `read` makes of the file; empty when it cannot be opened or read.
+std::optional<cv::Mat> ReadWith(const std::string& fullname, base::Access access,
                                 const std::function<cv::Mat(base::InputFile&)>& read) {
-  try {
-    if (const auto file = base::InputFile::Open(fullname)) return read(*file);
-  } catch (const base::ReadFailure&) {
-    return std::nullopt;
-  }
-  return std::nullopt;
+  cv::Mat picture;
+  const bool wasRead =
+      base::ReadFileWith(fullname, access, [&](base::InputFile& file) { picture = read(file); });
+  return wasRead ? std::optional(picture) : std::nullopt;
 }
 
 }  // namespace
@@ -127,7 +147,7 @@ namespace BImage {
 
 cv::Mat ReadOrvelRaw(const std::string& fullname, int rows, int cols) {
   const auto read = [&](base::InputFile& file) { return ReadDump(file, rows, cols, fullname); };
-  std::optional<cv::Mat> picture = ReadWith(fullname, read);
+  std::optional<cv::Mat> picture = ReadWith(fullname, base::Access::kForward, read);
   if (picture) return *std::move(picture);
   AlgoLogError("BImage::ReadOrvelRaw -- Open file failure, fullname = %s", fullname.c_str());
   return {};
@@ -135,9 +155,9 @@ cv::Mat ReadOrvelRaw(const std::string& fullname, int rows, int cols) {
 
 cv::Mat ReadRggbDng(const std::string& fullname) {
   const auto read = [](base::InputFile& file) {
-    return ReadDngFile(file, raw::StripTag::kOffsets);
+    return ReadDngFile(file, raw::OffsetOf::kOffsets);
   };
-  std::optional<cv::Mat> picture = ReadWith(fullname, read);
+  std::optional<cv::Mat> picture = ReadWith(fullname, base::Access::kAnyOrder, read);
   if (picture) return *std::move(picture);
   AlgoLogError("BImage::ReadRggbDng -- Failed to Open file. fullname = %s", fullname.c_str());
   return {};
@@ -145,9 +165,9 @@ cv::Mat ReadRggbDng(const std::string& fullname) {
 
 cv::Mat ReadDngToup(const std::string& fullname) {
   const auto read = [](base::InputFile& file) {
-    return ReadDngFile(file, raw::StripTag::kSamples);
+    return ReadDngFile(file, raw::OffsetOf::kSamples);
   };
-  std::optional<cv::Mat> picture = ReadWith(fullname, read);
+  std::optional<cv::Mat> picture = ReadWith(fullname, base::Access::kAnyOrder, read);
   if (!picture) {
     AlgoLogError("BImage::ReadDngToup -- Failed to Open file. fullname = %s", fullname.c_str());
     return {};
@@ -157,7 +177,7 @@ cv::Mat ReadDngToup(const std::string& fullname) {
 }
 
 bool ReadPgm16(const std::string& fullname, cv::Mat& image) {
-  const std::optional<cv::Mat> picture = ReadWith(fullname, ReadGreyMap);
+  const std::optional<cv::Mat> picture = ReadWith(fullname, base::Access::kForward, ReadGrayMap);
   if (!picture) {
     std::cout << "Open file failure, fullname = " << fullname << std::endl;
     return false;

@@ -16,29 +16,29 @@ enum Tag : std::uint16_t {
 };
 
 struct Header {
-  std::uint16_t byteOrder = 0, magic = 0;
+  std::uint16_t byteOrder = 0;
   std::uint32_t directoryAt = 0;
 };
 
-/// Bytes that the file lacks read as zero.
-Header ReadHeader(base::InputFile& file) {
-  file.SeekTo(0);
+/// Empty when the magic number is another one, behind which nothing is then read. Bytes that the
+/// file lacks read as zero.
+std::optional<Header> ReadHeader(base::InputFile& file) {
   base::ByteReader in(file);
   Header header;
   header.byteOrder = in.ReadOr<std::uint16_t>(0);
-  header.magic = in.ReadOr<std::uint16_t>(0);
+  if (in.ReadOr<std::uint16_t>(0) != kMagic) return std::nullopt;
   header.directoryAt = in.ReadOr<std::uint32_t>(0);
   return header;
 }
 
-/// The three values that matter, from the directory's entries.
+/// The values of the three entries that are used.
 struct Directory {
   std::optional<std::uint32_t> width, height, stripOffsets;
 };
 
 void TakeEntry(base::ByteReader& in, Directory& directory) {
   const auto tag = in.ReadOr<std::uint16_t>(0);
-  in.Skip(6);  // field type and count: the value is taken as a 32-bit number whatever they say
+  in.Skip(6);  // field type and count: the value is a 32-bit number whatever they say
   const auto value = in.Read<std::uint32_t>();
   if (tag == kImageWidth) directory.width = value;
   if (tag == kImageLength) directory.height = value;
@@ -49,7 +49,7 @@ std::optional<Directory> ReadDirectory(base::InputFile& file, std::uint32_t offs
   file.SeekTo(offset);
   base::ByteReader in(file);
   const std::optional<std::uint16_t> entries = in.Read<std::uint16_t>();
-  if (!entries || in.Remaining() < *entries * kEntryBytes) return std::nullopt;
+  if (!entries || !in.Has(*entries * kEntryBytes)) return std::nullopt;
   Directory directory;
   for (int i = 0; i < *entries; ++i) TakeEntry(in, directory);
   return directory;
@@ -63,29 +63,28 @@ std::optional<std::uint32_t> ReadOffset(base::InputFile& file, std::uint32_t arr
 
 }  // namespace
 
-bool IsDng(base::InputFile& file) { return ReadHeader(file).magic == kMagic; }
-
-std::optional<DngLayout> ReadDngLayout(base::InputFile& file, StripTag strip) {
-  const Header header = ReadHeader(file);
-  const std::optional<Directory> directory = ReadDirectory(file, header.directoryAt);
+std::optional<DngStrip> FindDngStrip(base::InputFile& file) {
+  const std::optional<Header> header = ReadHeader(file);
+  if (!header) return std::nullopt;
+  const std::optional<Directory> directory = ReadDirectory(file, header->directoryAt);
   if (!directory || !directory->width || !directory->height || !directory->stripOffsets) {
     return std::nullopt;
   }
-  std::optional<std::uint32_t> samplesAt = directory->stripOffsets;
-  if (strip == StripTag::kOffsets) samplesAt = ReadOffset(file, *samplesAt);
-  if (!samplesAt) return std::nullopt;
-  return DngLayout{
-      .order = header.byteOrder == kLowFirstMark ? ByteOrder::kLowFirst : ByteOrder::kHighFirst,
+  return DngStrip{
+      .order = header->byteOrder == kLowFirstMark ? ByteOrder::kLowFirst : ByteOrder::kHighFirst,
       .cols = *directory->width,
       .rows = *directory->height,
-      .samplesAt = *samplesAt,
+      .offset = *directory->stripOffsets,
   };
 }
 
-cv::Mat ReadDngSamples(base::InputFile& file, const DngLayout& layout) {
-  if (layout.samplesAt > file.Size()) return {};
-  file.SeekTo(layout.samplesAt);
-  return ReadPicture(file, layout.order, layout.rows, layout.cols);
+cv::Mat ReadDngStrip(base::InputFile& file, const DngStrip& strip, OffsetOf offsetOf) {
+  std::optional<std::uint32_t> samplesAt = strip.offset;
+  if (offsetOf == OffsetOf::kOffsets) samplesAt = ReadOffset(file, strip.offset);
+  if (!samplesAt) return {};
+  file.SeekTo(*samplesAt);
+  base::ByteReader in(file);
+  return ReadSamples(in, strip.order, strip.rows, strip.cols);
 }
 
 }  // namespace dravix::raw

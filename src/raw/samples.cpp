@@ -9,9 +9,9 @@ namespace dravix::raw {
 
 namespace {
 
-/// Bytes of a picture of rows x cols 16-bit samples; empty when a side is below 1 or beyond what a
-/// matrix can have.
-std::optional<std::uint64_t> PictureBytes(std::int64_t rows, std::int64_t cols) {
+/// Bytes of rows x cols 16-bit samples; empty when a side is below 1 or beyond what a matrix can
+/// have.
+std::optional<std::uint64_t> SampleBytes(std::int64_t rows, std::int64_t cols) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
   if (rows < 1 || cols < 1 || rows > kMost || cols > kMost) return std::nullopt;
   return base::CheckedMul(static_cast<std::uint64_t>(rows), static_cast<std::uint64_t>(cols),
@@ -29,13 +29,13 @@ void Unpack(base::ByteView stored, ByteOrder order, std::span<std::uint16_t> row
   }
 }
 
-cv::Mat ReadPicture(base::InputFile& file, ByteOrder order, std::int64_t rows, std::int64_t cols) {
-  const std::optional<std::uint64_t> bytes = PictureBytes(rows, cols);
-  if (!bytes || *bytes > file.Left()) return {};
+cv::Mat ReadSamples(base::ByteReader& in, ByteOrder order, std::int64_t rows, std::int64_t cols) {
+  const std::optional<std::uint64_t> bytes = SampleBytes(rows, cols);
+  if (!bytes || !in.Has(*bytes)) return {};
   cv::Mat picture(static_cast<int>(rows), static_cast<int>(cols), CV_16UC1);
   const std::span<std::uint16_t> samples(picture.ptr<std::uint16_t>(), picture.total());
   const std::span<std::byte> stored = std::as_writable_bytes(samples);
-  if (file.Fetch(stored) < stored.size()) return {};
+  if (in.ReadUpTo(stored) < stored.size()) return {};
   if (order == ByteOrder::kHighFirst) Unpack(stored, order, samples);
   return picture;
 }

@@ -1,4 +1,4 @@
-/// 16-bit samples as camera files store them.
+/// 16-bit samples in the form in which camera files store them.
 #pragma once
 
 #include <cstdint>
@@ -6,18 +6,17 @@
 #include <span>
 
 #include "base/bytes.h"
-#include "base/files.h"
 
 namespace dravix::raw {
 
 enum class ByteOrder { kLowFirst, kHighFirst };
 
-/// Samples from twice as many bytes, which may be their own.
+/// Turns stored bytes into samples, two into one. The bytes may be those of the samples themselves.
 void Unpack(base::ByteView stored, ByteOrder order, std::span<std::uint16_t> row);
 
-/// The picture from where the file stands, CV_16UC1; empty when it has no size or the file does not
-/// hold all of it.
-[[nodiscard]] cv::Mat ReadPicture(base::InputFile& file, ByteOrder order, std::int64_t rows,
+/// rows x cols samples from where the reader stands, CV_16UC1; empty when that is no size or not
+/// all of them are there.
+[[nodiscard]] cv::Mat ReadSamples(base::ByteReader& in, ByteOrder order, std::int64_t rows,
                                   std::int64_t cols);
 
 }  // namespace dravix::raw

@@ -18,10 +18,10 @@ using dravix::region::IsEmpty;
 
 // Some lines carry the class's older name; hosts look for these texts.
 constexpr base::SaveTexts kSaveTexts = {".roi", "RegionOI::Save--Error :: ext filename mismatch.",
-                                        "LedRegion::Save -- Failed to Open file. fullname = ",
-                                        "LedRegion::Save -- Failed to write file. fullname = "};
+                                        "LedRegion::Save -- Failed to Open file. fullname = %s",
+                                        "LedRegion::Save -- Failed to write file. fullname = %s"};
 constexpr base::LoadTexts kLoadTexts = {".roi", "LedRegion::Load--Error :: ext filename mismatch.",
-                                        "LedRegion::Load -- Failed to Open file. fullname = "};
+                                        "LedRegion::Load -- Failed to Open file. fullname = %s"};
 constexpr base::HeaderTexts kFileHeaderTexts = {"LedRegion::Load -- Error file endianness.",
                                                 "LedRegion::Load -- Error version in file."};
 constexpr base::HeaderTexts kBufferHeaderTexts = {"RegionOI::FromBuffer -- Error file endianness.",

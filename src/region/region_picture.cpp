@@ -180,15 +180,6 @@ void DrawSizes(cv::Mat& picture, const RegionOI& region, const Strokes& strokes)
   }
 }
 
-/// False when the picture cannot be made or not be written.
-bool WriteCheckPicture(const std::string& fullname, const RegionOI& region, const Shot& shot) {
-  try {
-    return image::WritePicture(fullname, CheckPicture(region, shot));
-  } catch (const cv::Exception&) {
-    return false;
-  }
-}
-
 }  // namespace
 
 cv::Mat CheckPicture(const RegionOI& region, const Shot& shot) {
@@ -209,7 +200,8 @@ std::int32_t RegionOI::ExportImage(const std::string& fullname, const Shot& phot
     AlgoLogError("RegionOI::ExportImage--Error :: empty RegionOI");
     return DRAVIX_NO_RESULT;
   }
-  if (!dravix::region::WriteCheckPicture(fullname, *this, photo)) {
+  const auto make = [&] { return dravix::region::CheckPicture(*this, photo); };
+  if (!dravix::image::WritePicture(fullname, make)) {
     AlgoLogError("RegionOI::ExportImage--Error :: imwrite");
     return DRAVIX_CANNOT_WRITE;
   }

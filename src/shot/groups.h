@@ -1,4 +1,4 @@
-/// The seven optional groups of a shot, taken together.
+/// The seven optional groups of a shot's metadata, taken together.
 #pragma once
 
 #include <dravix/shot.h>
@@ -8,13 +8,13 @@
 
 namespace dravix::shot {
 
-/// Values of all groups, in the order in which CopyTo hands them on.
+/// The values of all groups, in the order in which CopyTo passes them to the setters.
 using Groups = std::tuple<std::optional<Shot::Partition>, std::optional<Shot::LedPanel>,
                           std::optional<Shot::Layer>, std::optional<Shot::Pattern>,
                           std::optional<std::int32_t>, std::optional<Shot::Device>,
                           std::optional<Shot::Capture>>;
 
-/// References to a shot's groups: what is assigned to them is assigned to the shot.
+/// References to a shot's groups: assigning to them changes the shot.
 inline auto GroupsOf(Shot& shot) {
   return std::tie(shot.partition, shot.panel, shot.layer, shot.pattern, shot.color, shot.device,
                   shot.capture);

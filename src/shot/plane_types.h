@@ -1,4 +1,4 @@
-/// What a ShotType says about planes.
+/// What a ShotType says about the planes of an image.
 #pragma once
 
 #include <dravix/shot.h>
@@ -24,10 +24,10 @@ namespace dravix::shot {
   return type == CIE_X || type == CIE_Y || type == CIE_Z || type == CIE_XYZ;
 }
 
-/// Plane of a single camera type in a colour image: red 0, green 1, blue 2.
+/// The plane of a single camera type in a color image: red is 0, green 1, blue 2.
 [[nodiscard]] constexpr int CameraPlane(std::uint32_t type) { return static_cast<int>(type / 32); }
 
-/// Plane of a single CIE type: X 0, Y 1, Z 2.
+/// The plane of a single CIE type: X is 0, Y 1, Z 2.
 [[nodiscard]] constexpr int CiePlane(std::uint32_t type) { return static_cast<int>(type / 2); }
 
 }  // namespace dravix::shot

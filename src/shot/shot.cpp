@@ -21,7 +21,7 @@ bool LiesWithin(std::int64_t start, std::int64_t count, std::int64_t whole) {
   return whole > 0 && count > 0 && start >= 0 && start < whole && start + count - 1 < whole;
 }
 
-/// Lit LEDs along one axis of a partition of `length` LEDs.
+/// How many LEDs are lit along one axis of a partition of `length` LEDs.
 std::int32_t LitLeds(std::int32_t length, std::int32_t interval, std::int32_t loc) {
   return length / interval + (loc < length % interval ? 1 : 0);
 }
@@ -32,16 +32,34 @@ void SetText(char (&field)[Size], std::string_view text) {
   std::copy_n(text.begin(), std::min(text.size(), Size - 1), std::begin(field));
 }
 
-/// The colour image; empty when OpenCV refuses the code or makes no three planes of it.
+/// All planes that OpenCV makes of a mosaic; empty when it refuses the code.
 cv::Mat Demosaiced(const cv::Mat& raw, int bayerCode) {
-  cv::Mat color;
+  cv::Mat planes;
   try {
-    cv::demosaicing(raw, color, bayerCode);
+    cv::demosaicing(raw, planes, bayerCode);
   } catch (const cv::Exception& refusal) {
     if (refusal.code == cv::Error::StsNoMem) throw;
     return {};
   }
-  return color.channels() == 3 ? color : cv::Mat();
+  return planes;
+}
+
+/// The plane or planes of a camera type; empty when they are not there. Some codes give a single
+/// plane, others an opaque fourth one behind the colors.
+cv::Mat PlanesOf(std::uint32_t type, const cv::Mat& planes) {
+  constexpr int kColors = 3;
+  if (planes.empty()) return {};
+  if (type == CAM_RGB) {
+    if (planes.channels() <= kColors) return planes.channels() == kColors ? planes : cv::Mat();
+    cv::Mat colors(planes.size(), CV_MAKETYPE(planes.depth(), kColors));
+    cv::mixChannels(planes, colors, {0, 0, 1, 1, 2, 2});
+    return colors;
+  }
+  const int index = dravix::shot::CameraPlane(type);
+  if (index >= planes.channels()) return {};
+  cv::Mat plane;
+  cv::extractChannel(planes, plane, index);
+  return plane;
 }
 
 }  // namespace
@@ -101,7 +119,7 @@ std::int32_t Shot::SetPattern(const Pattern& value) {
     AlgoLogError("Shot::SetPattern--Error :: invalid pattern_type pattern_loc_xy");
     return DRAVIX_BAD_PATTERN;
   }
-  pattern = value;  // which may be the stored one itself
+  pattern = value;  // the value may be the stored pattern itself
   Pattern& stored = *pattern;
   if (!partition) return DRAVIX_OK;
   const std::int32_t across = LitLeds(partition->w, stored.interval_x, stored.loc_x);
@@ -160,22 +178,18 @@ std::int32_t Shot::SetImageColor(const cv::Mat& raw, int bayer_code, std::uint32
         "CAM_B && in_cie_type != CAM_RGB");
     return DRAVIX_BAD_TYPE;
   }
-  if (raw.type() != CV_16UC1 || raw.empty()) {
+  // The code is asked for before the pixels: an empty matrix without a code lacks the code.
+  if (raw.type() != CV_16UC1 || (raw.empty() && bayer_code != 0)) {
     AlgoLogError("Shot::SetImageColor--Error :: data and type mismatch");
     return DRAVIX_BAD_IMAGE;
   }
-  cv::Mat planes = bayer_code == 0 ? cv::Mat() : Demosaiced(raw, bayer_code);
+  cv::Mat planes;
+  if (bayer_code != 0) planes = PlanesOf(planeType, Demosaiced(raw, bayer_code));
   if (planes.empty()) {
     AlgoLogError("Shot::SetImageColor--Error :: in_bayer_type");
     return DRAVIX_NO_MOSAIC_CODE;
   }
-  if (planeType == CAM_RGB) {
-    image = std::move(planes);
-  } else {
-    cv::Mat plane;
-    cv::extractChannel(planes, plane, dravix::shot::CameraPlane(planeType));
-    image = std::move(plane);
-  }
+  image = std::move(planes);
   type = planeType;
   return DRAVIX_OK;
 }

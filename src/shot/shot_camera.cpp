@@ -8,13 +8,13 @@
 
 namespace {
 
-/// Cameras whose raw dumps are known by their type.
+/// A camera whose type tells the size of its raw dumps, in samples.
 struct Sensor {
   int camType, rows, cols;
 };
 constexpr std::array<Sensor, 2> kSensors{{{120016, 2838, 4250}, {320012, 4852, 6464}}};
 
-/// A mosaic is demosaiced when it has a code, else kept as one plane.
+/// Demosaics the image where there is a code, and keeps it as one plane where there is none.
 std::int32_t SetMosaic(Shot& shot, const cv::Mat& image, int bayerCode, std::uint32_t type) {
   return bayerCode != 0 ? shot.SetImageColor(image, bayerCode, type)
                         : shot.SetImageSingle(image, type);

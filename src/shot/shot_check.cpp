@@ -1,20 +1,20 @@
-#include <dravix/algolog.h>
 #include <dravix/dravix.h>
 #include <dravix/shot.h>
 
+#include "base/log_text.h"
 #include "shot/plane_types.h"
 
 namespace {
 
-std::int32_t Refused(std::int32_t code, const char* message) {
-  AlgoLogError("%s", message);
+std::int32_t Refused(std::int32_t code, dravix::base::LogText message) {
+  dravix::base::LogError(message);
   return code;
 }
 
 }  // namespace
 
 std::int32_t Shot::Check(std::uint32_t flags, const Shot* shot) {
-  // Whatever else is asked for: there is nothing to look at.
+  // Every flag asks for something of a shot, so that none can be met without one.
   if (shot == nullptr) {
     if (flags == 0) return DRAVIX_OK;
     return Refused(DRAVIX_NULL_ARGUMENT, "Shot::Check--Error in Shot input is nullptr");

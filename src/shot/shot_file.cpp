@@ -17,7 +17,7 @@ namespace {
 namespace base = dravix::base;
 using dravix::shot::GroupsOf;
 
-/// What stands before each group in the stream; writers use this order, readers take any.
+/// The number before each group of the stream. Writers use this order; readers take any.
 enum Tag : std::uint32_t {
   kDevice = 1,
   kCapture = 2,
@@ -29,7 +29,7 @@ enum Tag : std::uint32_t {
   kEnd = 0xFFFFFFFF,
 };
 
-// The fields of each group in stored order: writer and reader share them.
+// The fields of each group in the order in which they are stored, for the writer and the reader.
 template <class Group, class Visit>
 void VisitFields(Group& group,
                  Visit&& visit) requires std::is_same_v<std::remove_const_t<Group>, Shot::Device> {
@@ -77,14 +77,14 @@ class FieldWriter {
   void operator()(T value) const {
     out_.Write(value);
   }
-  /// All 64 bytes, with or without a terminating zero.
+  /// Writes all 64 bytes, whether a zero ends the text or not.
   void operator()(const char (&text)[64]) const { out_.Append(std::as_bytes(std::span(text))); }
 
  private:
   base::ByteWriter& out_;
 };
 
-/// Leaves a field alone that the input no longer holds.
+/// Reads fields; one that the input no longer holds keeps its value.
 class FieldReader {
  public:
   explicit FieldReader(base::ByteReader& in) : in_(in) {}
@@ -93,7 +93,7 @@ class FieldReader {
     value = in_.ReadOr<T>(value);
   }
   void operator()(char (&text)[64]) const {
-    if (in_.Remaining() < sizeof text) return in_.Skip(in_.Remaining());
+    if (!in_.Has(sizeof text)) return in_.SkipRest();
     in_.ReadUpTo(std::as_writable_bytes(std::span(text)));
   }
 
@@ -132,8 +132,8 @@ base::ByteWriter Stream(const Shot& shot) {
   return out;
 }
 
-/// Reads over the groups that are there already. A tag without a group carries nothing; the end of
-/// the input ends the list.
+/// Reads into the groups that the shot has already. An unknown tag carries nothing, so the next
+/// four bytes are the next tag. The end of the input ends the list.
 void ReadGroups(Shot& shot, base::ByteReader& in) {
   for (;;) {
     switch (in.ReadOr<std::uint32_t>(kEnd)) {
@@ -166,7 +166,7 @@ void ReadGroups(Shot& shot, base::ByteReader& in) {
   }
 }
 
-/// Everything behind mark and version. Parsed beside the shot, which changes only when all is read.
+/// Reads all that follows mark and version. The shot changes only when all of it has been read.
 void ReadBody(Shot& shot, base::ByteReader& in) {
   Shot read;
   GroupsOf(read) = GroupsOf(std::as_const(shot));
@@ -179,13 +179,13 @@ void ReadBody(Shot& shot, base::ByteReader& in) {
 constexpr base::SaveTexts kSaveTexts{
     .extension = ".shot",
     .wrongName = "Shot::Save--Error :: ext filename mismatch.",
-    .cannotOpen = "Shot::Save -- Failed to Open file. fullname = ",
-    .cannotFinish = "Shot::Save -- Failed to write file. fullname = ",
+    .cannotOpen = "Shot::Save -- Failed to Open file. fullname = %s",
+    .cannotFinish = "Shot::Save -- Failed to write file. fullname = %s",
 };
 constexpr base::LoadTexts kLoadTexts{
     .extension = ".shot",
     .wrongName = "Shot::Load--Error :: ext filename mismatch.",
-    .cannotOpen = "Shot::Load -- Failed to Open file.fullname = ",
+    .cannotOpen = "Shot::Load -- Failed to Open file.fullname = %s",
 };
 constexpr base::HeaderTexts kLoadHeaderTexts{
     .wrongMark = "Shot::Load -- Error file endianness.",

@@ -17,7 +17,7 @@ namespace {
 using dravix::shot::Groups;
 using dravix::shot::GroupsOf;
 
-/// Replaces all groups through the setters, so that their checks and log lines apply.
+/// Replaces all groups through the setters, so that they are checked and logged.
 void SetGroups(const Groups& groups, Shot& dst) {
   const auto& [partition, panel, layer, pattern, color, device, capture] = groups;
   GroupsOf(dst) = Groups{};
@@ -30,10 +30,10 @@ void SetGroups(const Groups& groups, Shot& dst) {
   if (capture) dst.SetCapture(*capture);
 }
 
-/// Every pixel's (c0, c1, c2) multiplied from the left by a 3 x 3 matrix, in single precision. One
-/// row per plane; pixels stand row after row.
+/// Multiplies every pixel's three samples from the left by a 3 x 3 matrix, in single precision. The
+/// result has one row for each plane, with the pixels of the image row after row.
 cv::Mat PlanesInCIEXYZ(const cv::Mat& image, const cv::Mat& colorTrans) {
-  // Plane by plane: the table of the transposed pixels without their own table beside it.
+  // The table is filled plane by plane, which needs no second table to transpose it from.
   cv::Mat table(3, image.rows * image.cols, CV_32FC1);
   for (int i = 0; i < table.rows; ++i) {
     cv::Mat plane;
@@ -46,14 +46,14 @@ cv::Mat PlanesInCIEXYZ(const cv::Mat& image, const cv::Mat& colorTrans) {
   return matrix * table;
 }
 
-/// One of those planes as 16-bit samples in `rows` rows.
+/// One of those planes as 16-bit samples, in `rows` rows again.
 cv::Mat SamplesOf(const cv::Mat& planes, int index, int rows) {
   cv::Mat samples;
   planes.row(index).convertTo(samples, CV_16U);
   return samples.reshape(1, rows);
 }
 
-/// The shot's image in a CIE type's plane or planes.
+/// The image converted to the plane or planes of a CIE type.
 cv::Mat ConvertToCIEXYZ(const cv::Mat& image, const cv::Mat& colorTrans, std::uint32_t cieType) {
   const cv::Mat planes = PlanesInCIEXYZ(image, colorTrans);
   if (cieType != CIE_XYZ) {
@@ -72,10 +72,10 @@ bool IsColorMatrix(const cv::Mat& m) {
   return m.dims == 2 && m.size() == cv::Size(3, 3) && m.channels() == 1;
 }
 
-/// a - b per sample, not below 0.
+/// a - b, sample by sample; what falls below 0 becomes 0.
 cv::Mat Difference(const cv::Mat& a, const cv::Mat& b) {
   cv::Mat difference;
-  if (a.depth() == CV_16F) {  // the matrix library converts them, but has no arithmetic for them
+  if (a.depth() == CV_16F) {  // OpenCV converts 16-bit floats, but cannot calculate with them
     cv::Mat wideA;
     cv::Mat wideB;
     a.convertTo(wideA, CV_32F);
@@ -87,9 +87,9 @@ cv::Mat Difference(const cv::Mat& a, const cv::Mat& b) {
   switch (a.depth()) {
     case CV_8U:
     case CV_16U:
-      break;  // saturated already
+      break;  // the subtraction saturates at 0
     case CV_8S:
-    case CV_32S: {  // depths that the threshold lacks
+    case CV_32S: {  // cv::threshold does not take these depths
       cv::Mat samples = difference.reshape(1);
       cv::max(samples, 0, samples);
       break;
@@ -115,15 +115,6 @@ cv::Mat Transposed(const cv::Mat& m) {
 constexpr int kAboutHorizontal = 0;
 constexpr int kAboutVertical = 1;
 constexpr int kAboutBoth = -1;
-
-/// Writes what `make` makes of the shot; a picture that cannot be made is not written either.
-bool Exported(const Shot& shot, cv::Mat (*make)(const Shot&), const std::string& fullname) {
-  try {
-    return dravix::image::WritePicture(fullname, make(shot));
-  } catch (const cv::Exception&) {
-    return false;
-  }
-}
 
 }  // namespace
 
@@ -226,7 +217,8 @@ std::int32_t Shot::ExportColorImage(const std::string& fullname) const {
     AlgoLogError("Shot::ExportColorImage--Error :: empty");
     return DRAVIX_NO_RESULT;
   }
-  if (!Exported(*this, dravix::shot::ToColorPicture, fullname)) {
+  const auto make = [this] { return dravix::shot::ToColorPicture(*this); };
+  if (!dravix::image::WritePicture(fullname, make)) {
     AlgoLogError("Shot::ExportColorImage--Error :: imwrite");
     return DRAVIX_CANNOT_WRITE;
   }
@@ -239,7 +231,8 @@ std::int32_t Shot::ExportGrayImage(const std::string& fullname) const {
     AlgoLogError("Shot::ExportGrayImage--Error :: empty");
     return DRAVIX_NO_RESULT;
   }
-  if (!Exported(*this, dravix::shot::ToGrayPicture, fullname)) {
+  const auto make = [this] { return dravix::shot::ToGrayPicture(*this); };
+  if (!dravix::image::WritePicture(fullname, make)) {
     AlgoLogError("Shot::ExportGrayImage--Error :: imwrite");
     return DRAVIX_CANNOT_WRITE;
   }

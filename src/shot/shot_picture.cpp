@@ -7,7 +7,7 @@
 namespace dravix::shot {
 namespace {
 
-/// Planes are stored red first; OpenCV's writers want blue first.
+/// The three planes in OpenCV's order: shots store red first, OpenCV's writers want blue first.
 cv::Mat BlueFirst(const cv::Mat& image) {
   if (image.channels() != 3) return image;
   cv::Mat swapped;

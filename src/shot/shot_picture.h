@@ -1,4 +1,4 @@
-/// A shot as an 8-bit picture, scaled by its camera.
+/// A shot as an 8-bit picture, scaled by the largest sample of its camera.
 #pragma once
 
 #include <dravix/shot.h>
@@ -8,14 +8,14 @@
 
 namespace dravix::shot {
 
-/// FullScale of the shot's camera; -1, which is "not known", without a device.
+/// The largest sample of the shot's camera; -1, which stands for "not known", without a device.
 [[nodiscard]] std::int32_t FullScale(const Shot& shot);
 
-/// The shot's image as CV_8UC1; planes are taken as red, green, blue.
+/// The shot's image as CV_8UC1; three planes are taken as red, green and blue.
 [[nodiscard]] cv::Mat ToGrayPicture(const Shot& shot);
 
-/// The shot's image as CV_8UC3, BGR as OpenCV writes it. A single plane stands in the channels of
-/// the shot's `color`, in all three when that is missing or 0.
+/// The shot's image as CV_8UC3 in the order BGR, which OpenCV's writers want. A single plane goes
+/// into the channels of the shot's `color`, and into all three when that is missing or 0.
 [[nodiscard]] cv::Mat ToColorPicture(const Shot& shot);
 
 }  // namespace dravix::shot

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <limits>
+#include <string>
 
 #include "base/checked.h"
 
@@ -23,11 +25,17 @@ std::string Text(ByteView view) {
   return {static_cast<const char*>(static_cast<const void*>(view.data())), view.size()};
 }
 
+testing::AssertionResult HasExactly(const ByteReader& in, std::uint64_t count) {
+  if (!in.Has(count)) return testing::AssertionFailure() << "fewer bytes than " << count;
+  if (in.Has(count + 1)) return testing::AssertionFailure() << "more bytes than " << count;
+  return testing::AssertionSuccess();
+}
+
 TEST(ByteReader, ReadsNumbersLowByteFirst) {
   ByteReader in(ViewOf("\x34\x12\xff\xff\xff\xff"));
   EXPECT_EQ(in.Read<std::uint16_t>(), 0x1234);
   EXPECT_EQ(in.Read<std::int32_t>(), -1);
-  EXPECT_EQ(in.Remaining(), 0U);
+  EXPECT_TRUE(HasExactly(in, 0));
 }
 
 TEST(ByteReader, ReadsRealNumbers) {
@@ -35,17 +43,17 @@ TEST(ByteReader, ReadsRealNumbers) {
   EXPECT_EQ(in.Read<float>(), 1.5F);
 }
 
-TEST(ByteReader, ANumberCutShortIsAbsentAndStays) {
+TEST(ByteReader, GivesNoNumberThatIsCutShortAndConsumesNothing) {
   ByteReader in(ViewOf("abc"));
   EXPECT_EQ(in.Read<std::int32_t>(), std::nullopt);
-  EXPECT_EQ(in.Remaining(), 3U);
+  EXPECT_TRUE(HasExactly(in, 3));
   EXPECT_EQ(in.Read<char>(), 'a');
 }
 
-TEST(ByteReader, WithAFallbackACutNumberConsumesTheRest) {
+TEST(ByteReader, GivesTheFallbackForANumberThatIsCutShort) {
   ByteReader in(ViewOf("abc"));
   EXPECT_EQ(in.ReadOr<std::int32_t>(-7), -7);
-  EXPECT_EQ(in.Remaining(), 0U);
+  EXPECT_TRUE(HasExactly(in, 0));
   EXPECT_EQ(in.ReadOr<char>('z'), 'z');
 }
 
@@ -63,15 +71,15 @@ TEST(ByteReader, FillsAShortBufferAndKeepsTheRest) {
   Bytes out(2);
   EXPECT_EQ(in.ReadUpTo(out), 2U);
   EXPECT_EQ(in.ReadUpTo({}), 0U);
-  EXPECT_EQ(in.Remaining(), 1U);
+  EXPECT_TRUE(HasExactly(in, 1));
 }
 
-TEST(ByteReader, SkipsNoFurtherThanTheEnd) {
+TEST(ByteReader, SkipsNoFartherThanTheEnd) {
   ByteReader in(ViewOf("abcd"));
   in.Skip(3);
-  EXPECT_EQ(in.Remaining(), 1U);
-  in.Skip(std::numeric_limits<std::size_t>::max());
-  EXPECT_EQ(in.Remaining(), 0U);
+  EXPECT_TRUE(HasExactly(in, 1));
+  in.Skip(std::numeric_limits<std::uint64_t>::max());
+  EXPECT_TRUE(HasExactly(in, 0));
 }
 
 /// Hands out three bytes at a time of those it holds.
@@ -89,8 +97,11 @@ class Trickle final : public ByteSource {
     Skip(some.size());
     return some;
   }
-  void Skip(std::size_t count) override { rest_ = rest_.subspan(count); }
-  [[nodiscard]] std::size_t Left() const override { return rest_.size(); }
+  [[nodiscard]] bool Has(std::uint64_t count) override { return count <= rest_.size(); }
+  void Skip(std::uint64_t count) override {
+    rest_ = rest_.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(count, rest_.size())));
+  }
+  void End() override { rest_ = {}; }
 
  private:
   ByteView rest_;
@@ -99,17 +110,17 @@ class Trickle final : public ByteSource {
 TEST(ByteReader, TakesNumbersOutOfWhatASourceHandsOut) {
   Trickle source(std::string_view("\1\0\2\0\0\0\3\0\0\0\0\0\0\0\4\5", 16));
   ByteReader in(source);
-  EXPECT_EQ(in.Remaining(), 16U);
+  EXPECT_TRUE(HasExactly(in, 16));
   EXPECT_EQ(in.Read<std::uint16_t>(), 1);
   EXPECT_EQ(in.Read<std::uint32_t>(), 2U);
   EXPECT_EQ(in.Read<std::uint64_t>(), 3U);
-  EXPECT_EQ(in.Remaining(), 2U);
+  EXPECT_TRUE(HasExactly(in, 2));
   EXPECT_EQ(in.Read<std::uint32_t>(), std::nullopt);
   EXPECT_EQ(in.Read<std::uint16_t>(), 0x0504);
   EXPECT_EQ(in.ReadOr<std::uint8_t>(7), 7);
 }
 
-TEST(ByteReader, FillsFromASourceBehindWhatIsAtHand) {
+TEST(ByteReader, FillsFromTheSourceAfterWhatIsAtHand) {
   Trickle source("abcdefghijklmnop");
   ByteReader in(source);
   EXPECT_EQ(in.Read<char>(), 'a');
@@ -129,18 +140,27 @@ TEST(ByteReader, SkipsInASource) {
   in.Skip(5);
   EXPECT_EQ(in.Read<char>(), 'i');
   EXPECT_EQ(in.ReadOr<std::int32_t>(-1), -1);
-  EXPECT_EQ(in.Remaining(), 0U);
+  EXPECT_TRUE(HasExactly(in, 0));
   in.Skip(1);
-  EXPECT_EQ(in.Remaining(), 0U);
+  EXPECT_TRUE(HasExactly(in, 0));
 }
 
-TEST(ByteReader, OfNothingIsAtItsEnd) {
+TEST(ByteReader, SkippingTheRestEndsTheSource) {
+  Trickle source("abcdefghijkl");
+  ByteReader in(source);
+  EXPECT_EQ(in.Read<char>(), 'a');
+  in.SkipRest();
+  EXPECT_TRUE(HasExactly(in, 0));
+  EXPECT_FALSE(source.Has(1));
+}
+
+TEST(ByteReader, IsAtItsEndWhenThereAreNoBytes) {
   ByteReader in{ByteView()};
   EXPECT_EQ(in.Read<char>(), std::nullopt);
-  EXPECT_EQ(in.Remaining(), 0U);
+  EXPECT_TRUE(HasExactly(in, 0));
 }
 
-TEST(ByteWriter, GrowsByNumbersAndBytes) {
+TEST(ByteWriter, AppendsNumbersAndBytes) {
   ByteWriter out;
   out.Write('L');
   out.Write(std::uint16_t{0x1234});
@@ -150,7 +170,7 @@ TEST(ByteWriter, GrowsByNumbersAndBytes) {
   EXPECT_EQ(Text(out.Data()), "L\x34\x12xy");
 }
 
-TEST(ByteWriter, RoomMadeAheadHoldsNoBytes) {
+TEST(ByteWriter, ReservingAddsNoBytes) {
   ByteWriter out;
   out.Reserve(100);
   EXPECT_EQ(out.Size(), 0U);
@@ -191,7 +211,7 @@ TEST(CheckedMul, IsExactUpToTheLargestNumber) {
   EXPECT_EQ(CheckedMul(2, 3, 7), 42U);
 }
 
-TEST(CheckedMul, IsAbsentAboveIt) {
+TEST(CheckedMul, GivesNothingAboveTheLargestNumber) {
   EXPECT_EQ(CheckedMul(std::uint64_t{1} << 32, std::uint64_t{1} << 32), std::nullopt);
   EXPECT_EQ(CheckedMul(kMost, 2), std::nullopt);
   EXPECT_EQ(CheckedMul(2, kMost), std::nullopt);
@@ -199,7 +219,7 @@ TEST(CheckedMul, IsAbsentAboveIt) {
   EXPECT_EQ(CheckedMul(std::uint64_t{1} << 31, std::uint64_t{1} << 31, 4), std::nullopt);
 }
 
-TEST(FitsInt32, EndsAtTheLargest) {
+TEST(FitsInt32, IsTrueUpToTheLargestSignedNumber) {
   EXPECT_TRUE(FitsInt32(0));
   EXPECT_TRUE(FitsInt32(0x7fffffff));
   EXPECT_FALSE(FitsInt32(0x80000000));

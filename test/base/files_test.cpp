@@ -9,6 +9,9 @@
 #include <system_error>
 #include <thread>
 
+#include "base/file_texts.h"
+#include "base/input_file.h"
+#include "support/limit.h"
 #include "support/temp_dir.h"
 #include "support/without_root.h"
 
@@ -27,24 +30,25 @@
 namespace {
 
 namespace fs = std::filesystem;
-using dravix::base::ByteReader;
 using dravix::base::Bytes;
 using dravix::base::ByteView;
-using dravix::base::InputFile;
 using dravix::base::ReadFile;
 using dravix::base::ViewOf;
 using dravix::base::WriteByName;
 using dravix::base::WriteFile;
 using dravix::base::WriteOutcome;
 using dravix::base::WriteResult;
+using dravix::test::LongText;
 using dravix::test::Slurp;
 using dravix::test::Spill;
 using dravix::test::TempDir;
+using dravix::test::TextOf;
 #ifndef _WIN32
+using dravix::test::Limit;
 using dravix::test::WithoutRoot;
 #endif
 
-class Files : public testing::Test {
+class WriteFileTest : public testing::Test {
  protected:
   [[nodiscard]] std::size_t Entries() const {
     return static_cast<std::size_t>(
@@ -54,86 +58,14 @@ class Files : public testing::Test {
   std::string name_ = dir_.File("a.bin");
 };
 
-std::string TextOf(const std::optional<Bytes>& bytes) {
-  EXPECT_TRUE(bytes.has_value());
-  if (!bytes) return "";
-  return {static_cast<const char*>(static_cast<const void*>(bytes->data())), bytes->size()};
-}
-
-/// More than any buffer on the way.
-std::string Long() {
-  std::string text(3'000'001, '\0');
-  for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i * 31 >> 3);
-  return text;
-}
-
-// --- reading ---
-
-TEST_F(Files, AreReadWhole) {
-  for (const std::string& text : {std::string(), std::string("a\0b\r\n\x1a", 6), Long()}) {
-    Spill(name_, text);
-    EXPECT_EQ(TextOf(ReadFile(name_)), text);
-  }
-}
-
-TEST_F(Files, ThatAreMissingOrFoldersCannotBeRead) {
-  EXPECT_EQ(ReadFile(name_), std::nullopt);
-  EXPECT_EQ(ReadFile(dir_.File("")), std::nullopt);
-  EXPECT_EQ(ReadFile(""), std::nullopt);
-}
-
-TEST_F(Files, NamesWithAZeroByteAreNoNames) {
+TEST_F(WriteFileTest, RefusesANameWithAZeroByte) {
   Spill(name_, "x");
   const std::string cut = name_ + std::string("\0.shot", 6);
-  EXPECT_EQ(ReadFile(cut), std::nullopt);
   EXPECT_EQ(WriteFile(cut, {ViewOf("new")}).result, WriteResult::kCannotOpen);
   EXPECT_EQ(Slurp(name_), "x");
 }
 
-TEST_F(Files, AreReadAsTheirBytesAreAskedFor) {
-  const std::string text = Long();
-  Spill(name_, text);
-  const auto file = InputFile::Open(name_);
-  ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->Size(), text.size());
-  ByteReader in(*file);
-  EXPECT_EQ(in.Read<char>(), text[0]);
-  in.Skip(99'999);
-  Bytes some(200'000);
-  EXPECT_EQ(in.ReadUpTo(some), some.size());
-  EXPECT_EQ(TextOf(some), text.substr(100'000, some.size()));
-  EXPECT_EQ(in.Remaining(), text.size() - 300'000);
-  file->SeekTo(text.size() - 2);
-  EXPECT_EQ(file->Fetch(some), 2U);
-  EXPECT_EQ(file->FetchSome().size(), 0U);
-  file->SeekTo(std::uint64_t{1} << 60);
-  EXPECT_EQ(file->Left(), 0U);
-  file->SeekTo(1);
-  EXPECT_EQ(ByteReader(*file).Read<char>(), text[1]);
-}
-
-TEST_F(Files, ThatBecomeShorterEndEarlier) {
-  Spill(name_, Long());
-  const auto file = InputFile::Open(name_);
-  ASSERT_NE(file, nullptr);
-  fs::resize_file(name_, 5);
-  Bytes some(10);
-  EXPECT_EQ(file->Fetch(some), 5U);
-  EXPECT_EQ(file->Left(), 0U);
-}
-
-TEST_F(Files, ThatAreMissingOrFoldersAreNotOpenedEmptyOnesAre) {
-  EXPECT_EQ(InputFile::Open(name_), nullptr);
-  EXPECT_EQ(InputFile::Open(dir_.File("")), nullptr);
-  Spill(name_, "");
-  const auto file = InputFile::Open(name_);
-  ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->Left(), 0U);
-}
-
-// --- writing ---
-
-TEST_F(Files, AreWrittenPieceByPiece) {
+TEST_F(WriteFileTest, WritesThePiecesOneAfterAnother) {
   EXPECT_EQ(WriteFile(name_, {ViewOf("ab"), ByteView(), ViewOf("c")}).result,
             WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "abc");
@@ -141,16 +73,16 @@ TEST_F(Files, AreWrittenPieceByPiece) {
   EXPECT_EQ(Slurp(name_), "");
 }
 
-TEST_F(Files, ReplaceWhatWasThereAndLeaveNothingElse) {
-  Spill(name_, Long());
+TEST_F(WriteFileTest, ReplacesTheOldFileAndLeavesNoOther) {
+  Spill(name_, LongText());
   EXPECT_EQ(WriteFile(name_, {ViewOf("short")}).result, WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "short");
-  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}).result, WriteResult::kWritten);
-  EXPECT_EQ(Slurp(name_), Long());
+  EXPECT_EQ(WriteFile(name_, {ViewOf(LongText())}).result, WriteResult::kWritten);
+  EXPECT_EQ(Slurp(name_), LongText());
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, OfNamesWith255BytesAreWritten) {
+TEST_F(WriteFileTest, TakesNamesOf255Bytes) {
   const std::string name = dir_.File(std::string(250, 'n') + ".shot");
   EXPECT_EQ(WriteFile(name, {ViewOf("x")}).result, WriteResult::kWritten);
   EXPECT_EQ(WriteFile(name, {ViewOf("y")}).result, WriteResult::kWritten);
@@ -160,13 +92,13 @@ TEST_F(Files, OfNamesWith255BytesAreWritten) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, WithNamesBeyondAsciiAreWritten) {
+TEST_F(WriteFileTest, TakesNamesBeyondAscii) {
   const std::string name = dir_.File("gr\xc3\xbc\xc3\x9f \xe5\xb1\x8f.shot");
   EXPECT_EQ(WriteFile(name, {ViewOf("x")}).result, WriteResult::kWritten);
   EXPECT_EQ(TextOf(ReadFile(name)), "x");
 }
 
-TEST_F(Files, FoldersAndMissingFoldersCannotBeWritten) {
+TEST_F(WriteFileTest, RefusesFoldersAndMissingFolders) {
   fs::create_directory(dir_.Path() / "folder.shot");
   for (const std::string& name : {dir_.File("folder.shot"), dir_.File("folder.shot/"),
                                   dir_.File(""), dir_.File("missing/a.shot"), std::string()}) {
@@ -176,7 +108,7 @@ TEST_F(Files, FoldersAndMissingFoldersCannotBeWritten) {
   EXPECT_TRUE(fs::is_empty(dir_.Path() / "folder.shot"));
 }
 
-TEST_F(Files, RelativeNamesAreTakenFromTheWorkingFolder) {
+TEST_F(WriteFileTest, TakesRelativeNamesFromTheWorkingFolder) {
   const fs::path before = fs::current_path();
   fs::current_path(dir_.Path());
   const WriteResult result = WriteFile("relative.bin", {ViewOf("x")}).result;
@@ -186,7 +118,7 @@ TEST_F(Files, RelativeNamesAreTakenFromTheWorkingFolder) {
   EXPECT_EQ(TextOf(read), "x");
 }
 
-TEST_F(Files, ThatCannotBeWrittenSayWhy) {
+TEST_F(WriteFileTest, SaysWhyAFileCannotBeWritten) {
   fs::create_directory(dir_.Path() / "folder");
   EXPECT_EQ(WriteFile(dir_.File("folder"), {}).reason, std::errc::is_a_directory);
   EXPECT_EQ(WriteFile(dir_.File("missing/a.bin"), {}).reason, std::errc::no_such_file_or_directory);
@@ -197,7 +129,7 @@ TEST_F(Files, ThatCannotBeWrittenSayWhy) {
 
 // --- writing by name ---
 
-TEST_F(Files, AreMadeByNameBesideTheirOwnAndThenRenamed) {
+TEST_F(WriteFileTest, ByNameRenamesAFileThatIsMadeBesideTheOldOne) {
   Spill(name_, "old");
   std::string given;
   const WriteOutcome outcome = WriteByName(name_, [&](const std::string& name) {
@@ -213,7 +145,7 @@ TEST_F(Files, AreMadeByNameBesideTheirOwnAndThenRenamed) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, AWriterByNameThatFailsLeavesTheOldOne) {
+TEST_F(WriteFileTest, ByNameKeepsTheOldFileWhenTheWriterFails) {
   Spill(name_, "old");
   const WriteOutcome outcome = WriteByName(name_, [](const std::string& name) {
     Spill(name, "half");
@@ -225,7 +157,7 @@ TEST_F(Files, AWriterByNameThatFailsLeavesTheOldOne) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, AWriterByNameIsNotAskedWhereNothingCanBeWritten) {
+TEST_F(WriteFileTest, ByNameDoesNotAskTheWriterWhereNothingCanBeWritten) {
   const auto write = [](const std::string& /*name*/) {
     ADD_FAILURE() << "was asked";
     return true;
@@ -236,7 +168,7 @@ TEST_F(Files, AWriterByNameIsNotAskedWhereNothingCanBeWritten) {
   EXPECT_EQ(WriteByName(dir_.File(""), write).result, WriteResult::kCannotOpen);
 }
 
-TEST_F(Files, AWriterByNameThatThrowsLeavesTheOldOne) {
+TEST_F(WriteFileTest, ByNameKeepsTheOldFileWhenTheWriterThrows) {
   Spill(name_, "old");
   const auto write = [](const std::string& /*name*/) -> bool { throw std::runtime_error("w"); };
   EXPECT_THROW((void)WriteByName(name_, write), std::runtime_error);
@@ -246,7 +178,7 @@ TEST_F(Files, AWriterByNameThatThrowsLeavesTheOldOne) {
 
 #ifndef _WIN32
 
-TEST_F(Files, AWriterByNameGetsTheNameOfADeviceItself) {
+TEST_F(WriteFileTest, ByNameGivesTheWriterADeviceItself) {
   fs::create_symlink("/dev/null", name_);
   std::string given;
   const WriteOutcome outcome = WriteByName(name_, [&](const std::string& name) {
@@ -259,7 +191,7 @@ TEST_F(Files, AWriterByNameGetsTheNameOfADeviceItself) {
 }
 
 // Links too: the standard library of mingw-w64 neither makes nor sees them.
-TEST_F(Files, LinksAreFollowedAlsoToWhatDoesNotExistYet) {
+TEST_F(WriteFileTest, FollowsLinksAlsoToAFileThatDoesNotExistYet) {
   fs::create_directory(dir_.Path() / "deep");
   fs::create_symlink("deep/second", dir_.Path() / "first");
   fs::create_symlink(dir_.Path() / "deep/target", dir_.Path() / "deep/second");
@@ -271,14 +203,14 @@ TEST_F(Files, LinksAreFollowedAlsoToWhatDoesNotExistYet) {
   EXPECT_TRUE(fs::is_symlink(dir_.Path() / "deep/second"));
 }
 
-TEST_F(Files, LinksInACircleCannotBeWritten) {
+TEST_F(WriteFileTest, RefusesLinksInACircle) {
   fs::create_symlink("b", dir_.Path() / "a");
   fs::create_symlink("a", dir_.Path() / "b");
   EXPECT_EQ(WriteFile(dir_.File("a"), {ViewOf("x")}).result, WriteResult::kCannotOpen);
   EXPECT_EQ(ReadFile(dir_.File("a")), std::nullopt);
 }
 
-TEST_F(Files, PermissionsAreKept) {
+TEST_F(WriteFileTest, KeepsThePermissionsOfTheOldFile) {
   Spill(name_, "old");
   for (const auto mode : {fs::perms{0600}, fs::perms{0640}, fs::perms{0755}}) {
     fs::permissions(name_, mode);
@@ -287,43 +219,21 @@ TEST_F(Files, PermissionsAreKept) {
   }
 }
 
-TEST_F(Files, NewOnesHaveTheUsersUsualPermissions) {
+TEST_F(WriteFileTest, GivesNewFilesTheUsersUsualPermissions) {
   const mode_t before = umask(027);
   EXPECT_EQ(WriteFile(name_, {ViewOf("new")}).result, WriteResult::kWritten);
   umask(before);
   EXPECT_EQ(fs::status(name_).permissions(), fs::perms{0640});
 }
 
-/// Holds one of the process's limits down while it lives.
-class Limit {
- public:
-  Limit(decltype(RLIMIT_AS) what, rlim_t most) : what_(what) {
-    getrlimit(what_, &before_);
-    const rlimit limit{most, before_.rlim_max};
-    setrlimit(what_, &limit);
-    signalBefore_ = std::signal(SIGXFSZ, SIG_IGN);  // beyond it, writing fails instead
-  }
-  Limit(const Limit&) = delete;
-  Limit& operator=(const Limit&) = delete;
-  ~Limit() {
-    setrlimit(what_, &before_);
-    std::signal(SIGXFSZ, signalBefore_);
-  }
-
- private:
-  decltype(RLIMIT_AS) what_;
-  rlimit before_{};
-  void (*signalBefore_)(int) = nullptr;
-};
-
-TEST_F(Files, ThatBreakOffLeaveTheOldOne) {
+TEST_F(WriteFileTest, KeepsTheOldFileWhenWritingBreaksOff) {
   Spill(name_, "old");
   WriteResult replaced{};
   WriteResult made{};
   {
     const Limit fullDisk(RLIMIT_FSIZE, 1 << 16);
-    replaced = WriteFile(name_, {ViewOf(Long())}).result;
-    made = WriteFile(dir_.File("new"), {ViewOf("x"), ViewOf(Long())}).result;
+    replaced = WriteFile(name_, {ViewOf(LongText())}).result;
+    made = WriteFile(dir_.File("new"), {ViewOf("x"), ViewOf(LongText())}).result;
   }
   EXPECT_EQ(replaced, WriteResult::kFailed);
   EXPECT_EQ(made, WriteResult::kFailed);
@@ -331,7 +241,7 @@ TEST_F(Files, ThatBreakOffLeaveTheOldOne) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, ThatMayNotBeWrittenAreNotReplaced) {
+TEST_F(WriteFileTest, DoesNotReplaceAFileThatMayNotBeWritten) {
   const WithoutRoot user(dir_.Path());
   Spill(name_, "old");
   fs::permissions(name_, fs::perms{0444});
@@ -358,9 +268,9 @@ class Closed {
   fs::path folder_;
 };
 
-TEST_F(Files, OfAFolderThatTakesNoNewOnesAreWrittenInPlace) {
+TEST_F(WriteFileTest, WritesInPlaceWhereTheFolderTakesNoNewFile) {
   const WithoutRoot user(dir_.Path());
-  Spill(name_, Long());
+  Spill(name_, LongText());
   const Closed folder(dir_.Path());
   EXPECT_EQ(WriteFile(name_, {ViewOf("new")}).result, WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "new");
@@ -370,7 +280,7 @@ TEST_F(Files, OfAFolderThatTakesNoNewOnesAreWrittenInPlace) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, OfOthersThatMayBeWrittenButNotReplacedAreWrittenInPlace) {
+TEST_F(WriteFileTest, WritesInPlaceWhereOnlyTheOwnerMayReplaceTheFile) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make a file that is another's";
   Spill(name_, "old");
   fs::permissions(name_, fs::perms{0666});
@@ -383,68 +293,47 @@ TEST_F(Files, OfOthersThatMayBeWrittenButNotReplacedAreWrittenInPlace) {
   EXPECT_EQ(Entries(), 1U);
 }
 
-TEST_F(Files, WrittenInPlaceGetTheirOldBytesBackWhenWritingBreaksOff) {
+TEST_F(WriteFileTest, PutsTheOldBytesBackWhenWritingInPlaceBreaksOff) {
   const WithoutRoot user(dir_.Path());
   Spill(name_, "old");
   WriteOutcome outcome;
   {
     const Closed folder(dir_.Path());
     const Limit fullDisk(RLIMIT_FSIZE, 1 << 16);
-    outcome = WriteFile(name_, {ViewOf(Long())});
+    outcome = WriteFile(name_, {ViewOf(LongText())});
   }
   EXPECT_EQ(outcome.result, WriteResult::kFailed);
   EXPECT_EQ(outcome.reason, std::errc::file_too_large);
   EXPECT_EQ(Slurp(name_), "old");
 }
 
-TEST_F(Files, FullDevicesHaveFailed) {
+TEST_F(WriteFileTest, FailsOnAFullDevice) {
   if (!fs::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
   const WriteOutcome outcome = WriteFile("/dev/full", {ViewOf("x")});
   EXPECT_EQ(outcome.result, WriteResult::kFailed);
   EXPECT_EQ(outcome.reason, std::errc::no_space_on_device);
   fs::create_symlink("/dev/full", name_);
-  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}).result, WriteResult::kFailed);
+  EXPECT_EQ(WriteFile(name_, {ViewOf(LongText())}).result, WriteResult::kFailed);
   EXPECT_TRUE(fs::is_character_file("/dev/full"));
 }
 
-TEST_F(Files, DevicesAreWrittenStraight) {
-  EXPECT_EQ(WriteFile("/dev/null", {ViewOf(Long())}).result, WriteResult::kWritten);
+TEST_F(WriteFileTest, WritesADeviceStraight) {
+  EXPECT_EQ(WriteFile("/dev/null", {ViewOf(LongText())}).result, WriteResult::kWritten);
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
   EXPECT_EQ(TextOf(ReadFile("/dev/null")), "");
 }
 
-TEST_F(Files, WhoseSizeIsNotKnownAreReadToTheirEnd) {
-  if (!fs::exists("/proc/self/status")) GTEST_SKIP() << "no /proc";
-  EXPECT_THAT(TextOf(ReadFile("/proc/self/status")), testing::HasSubstr("Name:"));
-}
-
-TEST_F(Files, ThatFailWhileBeingReadAreNotRead) {
-  if (!fs::exists("/proc/self/mem")) GTEST_SKIP() << "no /proc";
-  EXPECT_EQ(ReadFile("/proc/self/mem"), std::nullopt);  // its first bytes cannot be read
-}
-
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they end the process instead
-TEST_F(Files, LargerThanTheMemoryAreNotRead) {
-  Spill(name_, "x");
-  std::error_code error;
-  fs::resize_file(name_, std::uintmax_t{1} << 43, error);  // holes only
-  if (error) GTEST_SKIP() << "no files of this size here";
-  const Limit littleMemory(RLIMIT_AS, rlim_t{1} << 40);
-  EXPECT_EQ(ReadFile(name_), std::nullopt);
-}
-#endif
-
-TEST_F(Files, PipesAreWrittenAndRead) {
+TEST_F(WriteFileTest, WritesToAPipe) {
   ASSERT_EQ(mkfifo(name_.c_str(), 0600), 0);
   WriteResult result{};
-  std::thread writer([&] { result = WriteFile(name_, {ViewOf(Long())}).result; });
+  std::thread writer([&] { result = WriteFile(name_, {ViewOf(LongText())}).result; });
   const std::optional<Bytes> read = ReadFile(name_);
   writer.join();
   EXPECT_EQ(result, WriteResult::kWritten);
-  EXPECT_EQ(TextOf(read), Long());
+  EXPECT_EQ(TextOf(read), LongText());
 }
 
-TEST_F(Files, APipeThatClosesFailsAndDoesNotEndTheProcess) {
+TEST_F(WriteFileTest, FailsOnAClosedPipeWithoutEndingTheProcess) {
   ASSERT_EQ(mkfifo(name_.c_str(), 0600), 0);
   std::thread reader([&] {
     const int pipe = open(name_.c_str(), O_RDONLY | O_CLOEXEC);
@@ -452,7 +341,7 @@ TEST_F(Files, APipeThatClosesFailsAndDoesNotEndTheProcess) {
     EXPECT_GT(read(pipe, some, sizeof some), 0);
     close(pipe);
   });
-  EXPECT_EQ(WriteFile(name_, {ViewOf(Long())}).result, WriteResult::kFailed);
+  EXPECT_EQ(WriteFile(name_, {ViewOf(LongText())}).result, WriteResult::kFailed);
   reader.join();
 }
 
@@ -494,7 +383,7 @@ TEST(HoldBrokenPipe, PutsTheSignalMaskBack) {
   EXPECT_EQ(sigismember(&before, SIGPIPE), sigismember(&after, SIGPIPE));
 }
 
-TEST(HoldBrokenPipe, LeavesASignalWaitingThatWasWaitingBefore) {
+TEST(HoldBrokenPipe, KeepsASignalThatWasPendingBefore) {
   sigset_t pipeSignal;
   sigset_t before;
   sigemptyset(&pipeSignal);

@@ -10,7 +10,7 @@ using dravix::image::BinarizeByOtsu;
 using dravix::image::CloseThenOpen;
 using dravix::test::SameBytes;
 
-/// A row of lit pixels at the given columns, as high as it takes to survive an opening.
+/// Pixels lit in the given columns, in as many rows as it takes to survive an opening.
 cv::Mat Bars(int cols, std::initializer_list<cv::Range> lit) {
   cv::Mat picture = cv::Mat::zeros(30, cols, CV_8UC1);
   for (const cv::Range& range : lit) picture.colRange(range).rowRange(5, 25).setTo(255);
@@ -38,7 +38,7 @@ TEST(BinarizeByOtsu, UsesMemoryOfTheRightSizeAgain) {
 }
 
 TEST(CloseThenOpen, BridgesAGapBeforeItRemovesNarrowParts) {
-  // Two bars of 4 pixels with a gap of 2: opened first by 5 x 5, both would be gone.
+  // An opening of 5 x 5 that came first would remove both bars of 4 pixels.
   cv::Mat picture = Bars(40, {{10, 14}, {16, 20}});
   CloseThenOpen(picture, 5);
   EXPECT_TRUE(SameBytes(picture, Bars(40, {{10, 20}})));

@@ -3,9 +3,11 @@
 
 #include <filesystem>
 #include <locale>
+#include <sstream>
 
 #include "support/log_capture.h"
 #include "support/mats.h"
+#include "support/pipe_writer.h"
 #include "support/record_bytes.h"
 #include "support/temp_dir.h"
 
@@ -13,6 +15,9 @@ namespace {
 
 using dravix::test::Le;
 using dravix::test::LogCapture;
+#ifndef _WIN32
+using dravix::test::PipeWriter;
+#endif
 using dravix::test::RandomMat;
 using dravix::test::RecordHeader;
 using dravix::test::SameBytes;
@@ -37,7 +42,7 @@ class Bio : public testing::Test {
 
 // --- matrix files ---
 
-TEST_F(Bio, ABinFileIsMarkAndRecord) {
+TEST_F(Bio, ABinFileHoldsMarkAndRecord) {
   EXPECT_TRUE(BIO::SaveMatToBin(name_, cv::Mat(1, 1, CV_16UC1, cv::Scalar(0x1234))));
   EXPECT_EQ(Slurp(name_), "L" + Le(1) + Le(1) + Le(2) + Le(1) + "\x34\x12");
   EXPECT_TRUE(BIO::SaveMatToBin(name_, cv::Mat()));
@@ -65,7 +70,7 @@ TEST_F(Bio, AnotherFirstByteLeavesTheMatrix) {
   EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(Bio, OnlyTheRecordIsReadOfAFile) {
+TEST_F(Bio, ReadsOnlyTheRecordOfAFile) {
   const std::string name = dir_.File("huge.bin");
   cv::Mat m(1, 1, CV_8UC1, cv::Scalar(9));
   if (!SpillWithHoles(name, "x")) GTEST_SKIP() << "no files of this size here";
@@ -78,6 +83,43 @@ TEST_F(Bio, OnlyTheRecordIsReadOfAFile) {
   EXPECT_TRUE(BIO::LoadTxtToMat(name, {2, 1}, m));
   EXPECT_TRUE(SameBytes(m, (cv::Mat_<float>(1, 2) << 3, 4)));
 }
+
+#ifndef _WIN32
+TEST_F(Bio, DevicesWithoutAnEndAreAnswered) {
+  if (!std::filesystem::exists("/dev/zero")) GTEST_SKIP() << "no /dev/zero";
+  cv::Mat m(1, 1, CV_8UC1, cv::Scalar(77));
+  EXPECT_TRUE(BIO::LoadBinToMat("/dev/zero", m));
+  EXPECT_EQ(m.at<uchar>(0), 77);
+  EXPECT_TRUE(BIO::LoadTxtToMat("/dev/zero", {2, 1}, m));
+  EXPECT_TRUE(SameBytes(m, cv::Mat::zeros(1, 2, CV_32FC1)));
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+  std::vector<std::string> names;
+  EXPECT_FALSE(BIO::ReadFullNameListTxt("/dev/zero", names));
+  EXPECT_THAT(names, IsEmpty());
+  EXPECT_THAT(log_.Errors(), ElementsAre(Unopened("ReadFullNameListTxt", "/dev/zero")));
+}
+
+TEST_F(Bio, APipeIsReadAsFarAsItsRecordGoes) {
+  const cv::Mat expected = RandomMat({1500, 1200}, CV_16UC3, 9, 0, 65536);
+  std::ostringstream record;
+  WriteMat(expected, record);
+  cv::Mat m;
+  const PipeWriter pipe(name_, "L" + record.str());
+  EXPECT_TRUE(BIO::LoadBinToMat(name_, m));
+  EXPECT_TRUE(SameBytes(m, expected));
+}
+
+TEST_F(Bio, ARecordInAPipeWithoutAnEndTakesNoMoreThanItClaims) {
+  constexpr int kPlane = 1 << 27;
+  constexpr std::uint64_t kOnTheWay = 3 << 16;
+  cv::Mat m;
+  const PipeWriter pipe(name_, "L" + RecordHeader{1, kPlane, CV_8UC1, 1}.Bytes(),
+                        PipeWriter::Then::kZerosWithoutEnd);
+  EXPECT_TRUE(BIO::LoadBinToMat(name_, m));
+  EXPECT_EQ(m.size(), cv::Size(kPlane, 1));
+  EXPECT_LE(pipe.Written(), kPlane + kOnTheWay);
+}
+#endif
 
 TEST_F(Bio, AnEmptyOrAbsurdRecordGivesAnEmptyMatrix) {
   for (const RecordHeader& header : {RecordHeader{}, RecordHeader{1 << 14, 1 << 14, 0, 1}}) {
@@ -122,7 +164,7 @@ TEST_F(Bio, NumbersAreSeparatedByAnyWhiteSpace) {
   EXPECT_TRUE(SameBytes(m, (cv::Mat_<float>(2, 3) << 1, 2.5F, -300, 4, 5, 6)));
 }
 
-TEST_F(Bio, WhereNoNumberIsReadableTheRestIsZero) {
+TEST_F(Bio, TheRestIsZeroWhereNoNumberCanBeRead) {
   for (const char* text : {"1 2 x 4", "1 2", "1 2 -", "1 2 1e99 4"}) {
     Spill(name_, text);
     cv::Mat m;
@@ -131,7 +173,7 @@ TEST_F(Bio, WhereNoNumberIsReadableTheRestIsZero) {
   }
 }
 
-TEST_F(Bio, ASizeWithoutCellsGivesAnEmptyMatrix) {
+TEST_F(Bio, ASizeWithoutElementsGivesAnEmptyMatrix) {
   Spill(name_, "1 2 3");
   for (const cv::Size size : {cv::Size(0, 0), cv::Size(0, 3), cv::Size(3, 0), cv::Size(-1, -1)}) {
     cv::Mat m(1, 1, CV_8UC1);
@@ -140,7 +182,7 @@ TEST_F(Bio, ASizeWithoutCellsGivesAnEmptyMatrix) {
   }
 }
 
-/// A language that writes a comma in numbers and groups thousands with points.
+/// The numbers of a language that has a decimal comma and separates thousands by points.
 class CommaNumbers : public std::numpunct<char> {
   char do_decimal_point() const override { return ','; }
   char do_thousands_sep() const override { return '.'; }

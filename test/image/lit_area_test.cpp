@@ -17,7 +17,7 @@ Contour Outline(const cv::Rect& rect) {
           {rect.x, rect.y + rect.height - 1}};
 }
 
-TEST(OuterContours, BlackImageHasNone) { EXPECT_TRUE(OuterContours(Black(20, 10)).empty()); }
+TEST(OuterContours, ABlackImageHasNone) { EXPECT_TRUE(OuterContours(Black(20, 10)).empty()); }
 
 TEST(OuterContours, EveryPixelOfAnOutlineIsKept) {
   cv::Mat image = Black(20, 10);
@@ -42,33 +42,33 @@ TEST(OuterContours, TheImageIsNotWrittenTo) {
   EXPECT_EQ(cv::countNonZero(image != before), 0);
 }
 
-TEST(LargestByMinAreaRect, LargerRectangleWinsWhereverItStands) {
+TEST(LargestByMinAreaRect, TheLargerRectangleWinsWhereverItStands) {
   const Contour small = Outline({0, 0, 5, 5});
   const Contour large = Outline({30, 30, 9, 9});
   EXPECT_EQ(LargestByMinAreaRect({small, large}), 1U);
   EXPECT_EQ(LargestByMinAreaRect({large, small}), 0U);
 }
 
-TEST(LargestByMinAreaRect, FirstOfEqualAreasWins) {
+TEST(LargestByMinAreaRect, TheFirstOfEqualAreasWins) {
   const Contour small = Outline({0, 0, 3, 3});
   const Contour a = Outline({10, 10, 8, 5});
   const Contour b = Outline({40, 10, 8, 5});
   EXPECT_EQ(LargestByMinAreaRect({small, a, b}), 1U);
 }
 
-TEST(LargestByMinAreaRect, RotatedRectangleDecidesAndNotTheUprightOne) {
-  // The thin diagonal's upright box is the larger one by far.
+TEST(LargestByMinAreaRect, TheRotatedRectangleDecidesAndNotTheUprightOne) {
+  // The upright box of the thin diagonal is by far the larger one.
   const Contour diagonal = {{0, 0}, {100, 100}, {99, 101}, {-1, 1}};
   const Contour square = Outline({0, 0, 30, 30});
   EXPECT_EQ(LargestByMinAreaRect({diagonal, square}), 1U);
 }
 
-TEST(LargestByMinAreaRect, FlatOutlinesGiveTheFirst) {
+TEST(LargestByMinAreaRect, TheFirstOfFlatOutlinesWins) {
   EXPECT_EQ(LargestByMinAreaRect({{{3, 3}}, {{5, 5}, {9, 5}}}), 0U);
   EXPECT_EQ(LargestByMinAreaRect({{{3, 3}}}), 0U);
 }
 
-TEST(Filled, OutlineAndInsideAre255AndTheRest0) {
+TEST(Filled, TheOutlineAndItsInsideAre255AndTheRestIs0) {
   const cv::Mat mask = Filled({Outline({1, 1, 2, 2}), Outline({5, 3, 6, 4})}, 1, {20, 10});
   cv::Mat expected = Black(20, 10);
   expected(cv::Rect(5, 3, 6, 4)) = 255;

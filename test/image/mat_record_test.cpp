@@ -42,7 +42,7 @@ cv::Mat FromBytes(const std::string& bytes) {
   return ReadMatRecord(in);
 }
 
-/// Gives its text in bites of three bytes and can neither seek nor say how much is left.
+/// Gives its text in pieces of three bytes, and can neither seek nor say how much is left.
 class DribblingBuffer : public std::streambuf {
  public:
   explicit DribblingBuffer(std::string text) : text_(std::move(text)) {}
@@ -65,7 +65,7 @@ TEST(WriteMat, AnEmptyMatrixIsSixteenZeroBytes) {
   EXPECT_EQ(BytesOf(cv::Mat(5, 0, CV_32FC3)), std::string(16, '\0'));
 }
 
-TEST(WriteMat, OneSampleIsHeaderAndTwoBytesLowFirst) {
+TEST(WriteMat, OneSampleIsAHeaderAndTwoBytesLowByteFirst) {
   const cv::Mat m(1, 1, CV_16UC1, cv::Scalar(0x1234));
   EXPECT_EQ(BytesOf(m), Le(1) + Le(1) + Le(2) + Le(1) + "\x34\x12");
 }
@@ -79,7 +79,7 @@ TEST(WriteMat, ChannelsStandOneAfterAnother) {
   EXPECT_TRUE(SameBytes(FromStream(bytes), m));
 }
 
-TEST(WriteMat, TypeCodeOfThreeFloatsIs21) {
+TEST(WriteMat, TheTypeCodeOfThreeFloatsIs21) {
   EXPECT_EQ(BytesOf(cv::Mat::zeros(1, 1, CV_32FC3)).substr(8, 8), Le(21) + Le(3));
 }
 
@@ -113,7 +113,7 @@ TEST_P(EveryType, ReadsBackEqualFromStreamAndFromBytes) {
   cv::RNG rng(static_cast<std::uint64_t>(depth * 1000 + channels));
   for (int round = 0; round < 5; ++round) {
     const cv::Size size(rng.uniform(1, 20), rng.uniform(1, 20));
-    // Bytes of noise reach every value of every depth, not-a-number included.
+    // Noise in the bytes reaches every value of every depth, also those that are no numbers.
     cv::Mat m(size, CV_MAKETYPE(depth, channels));
     cv::Mat raw(size.height, static_cast<int>(m.step[0]), CV_8UC1, m.data);
     rng.fill(raw, cv::RNG::UNIFORM, 0, 256);
@@ -183,7 +183,7 @@ TEST(ReadMat, WhatIsMissingFromAPlaneIsZero) {
   EXPECT_TRUE(SameBytes(FromBytes(bytes), expected));
 }
 
-TEST(ReadMat, AClaimOf64MiBMoreThanIsThereIsStillRead) {
+TEST(ReadMat, AClaimOf64MiBMoreThanThereIsGivesAMatrix) {
   const std::string bytes = RecordHeader{64, kMiB, CV_8UC1, 1}.Bytes();
   for (const cv::Mat& m : {FromStream(bytes), FromBytes(bytes)}) {
     EXPECT_EQ(m.size(), cv::Size(kMiB, 64));
@@ -191,13 +191,13 @@ TEST(ReadMat, AClaimOf64MiBMoreThanIsThereIsStillRead) {
   }
 }
 
-TEST(ReadMat, AClaimOfOneByteMoreThanThatIsAnEmptyMatrix) {
+TEST(ReadMat, AClaimOfOneByteMoreThanThatGivesAnEmptyMatrix) {
   const std::string bytes = RecordHeader{1, 64 * kMiB + 2, CV_8UC1, 1}.Bytes() + "x";
   EXPECT_TRUE(FromStream(bytes).empty());
   EXPECT_TRUE(FromBytes(bytes).empty());
 }
 
-TEST(ReadMat, APlaneOf2GiBIsAnEmptyMatrixAndConsumesTheRest) {
+TEST(ReadMat, APlaneOf2GiBGivesAnEmptyMatrixAndConsumesTheRest) {
   for (const RecordHeader& header :
        {RecordHeader{1 << 16, 1 << 15, CV_8UC1, 1}, RecordHeader{1 << 28, 1, CV_64FC1, 1},
         RecordHeader{INT32_MAX, INT32_MAX, CV_64FC1, 512}}) {
@@ -205,7 +205,7 @@ TEST(ReadMat, APlaneOf2GiBIsAnEmptyMatrixAndConsumesTheRest) {
     EXPECT_TRUE(FromStream(bytes).empty());
     ByteReader in(ViewOf(bytes));
     EXPECT_TRUE(ReadMatRecord(in).empty());
-    EXPECT_EQ(in.Remaining(), 0U);
+    EXPECT_FALSE(in.Has(1));
   }
 }
 
@@ -218,7 +218,7 @@ TEST(ReadMat, AnAbsurdClaimConsumesTheRest) {
   EXPECT_EQ(in.peek(), std::char_traits<char>::eof());
   ByteReader reader(ViewOf(bytes));
   EXPECT_TRUE(ReadMatRecord(reader).empty());
-  EXPECT_EQ(reader.Remaining(), 0U);
+  EXPECT_FALSE(reader.Has(1));
 }
 
 TEST(ReadMat, AnImpossibleChannelCountThrowsAndLeavesTheMatrix) {
@@ -240,6 +240,46 @@ TEST(ReadMat, ReadsFromAStreamThatCannotSeek) {
   ReadMat(in, read);
   EXPECT_TRUE(SameBytes(read, m));
   EXPECT_EQ(in.get(), '!');
+}
+
+/// A header and then zeros without end; counts the bytes that were taken.
+class EndlessBuffer : public std::streambuf {
+ public:
+  explicit EndlessBuffer(std::string front) : front_(std::move(front)) {}
+  [[nodiscard]] std::uint64_t Taken() const { return taken_; }
+
+ private:
+  std::streamsize xsgetn(char* out, std::streamsize count) override {
+    for (std::streamsize i = 0; i < count; ++i, ++taken_) {
+      out[i] = taken_ < front_.size() ? front_[static_cast<std::size_t>(taken_)] : '\0';
+    }
+    return count;
+  }
+  std::string front_;
+  std::uint64_t taken_ = 0;
+};
+
+TEST(ReadMat, TakesNoMoreOfAnEndlessStreamThanItsRecord) {
+  for (const RecordHeader& header :
+       {RecordHeader{3, 5, CV_16UC1, 2}, RecordHeader{}, RecordHeader{1 << 13, 9000, CV_8UC1, 1}}) {
+    EndlessBuffer buffer(header.Bytes());
+    std::istream in(&buffer);
+    cv::Mat m;
+    ReadMat(in, m);
+    EXPECT_EQ(m.size(), cv::Size(header.cols, header.rows));
+    EXPECT_EQ(buffer.Taken(), 16 + m.total() * m.elemSize());
+    EXPECT_TRUE(in.good());
+  }
+}
+
+TEST(ReadMat, APlaneOf2GiBIsNotLookedForInAnEndlessStream) {
+  EndlessBuffer buffer(RecordHeader{1 << 16, 1 << 15, CV_8UC1, 1}.Bytes());
+  std::istream in(&buffer);
+  cv::Mat m = cv::Mat::ones(1, 1, CV_8UC1);
+  ReadMat(in, m);
+  EXPECT_TRUE(m.empty());
+  EXPECT_EQ(buffer.Taken(), 16U);
+  EXPECT_EQ(in.peek(), std::char_traits<char>::eof());
 }
 
 TEST(ReadMat, PlanesLargerThanOneChunkReadBack) {

@@ -24,7 +24,7 @@ using dravix::test::TempDir;
 
 // --- full scale ---
 
-TEST(FullScale, IsTheLastTwoDigitsBits) {
+TEST(FullScale, CountsTheBitsInTheLastTwoDigits) {
   for (const int camera : {12, 112, 1012, 320012}) EXPECT_EQ(FullScale(camera), 4095) << camera;
   EXPECT_EQ(FullScale(120016), 65535);
   EXPECT_EQ(FullScale(8), 255);
@@ -33,7 +33,7 @@ TEST(FullScale, IsTheLastTwoDigitsBits) {
   EXPECT_EQ(FullScale(300), 0);
 }
 
-TEST(FullScale, TakesTheLowFiveBitsOfTheShift) {
+TEST(FullScale, UsesTheLowFiveBitsOfThatNumber) {
   EXPECT_EQ(FullScale(31), INT32_MAX);
   EXPECT_EQ(FullScale(32), 0);
   EXPECT_EQ(FullScale(48), 65535);
@@ -84,7 +84,7 @@ TEST(ToImage, LeavesItsSourceAlone) {
   EXPECT_EQ(source.at<uchar>(0), 100);
 }
 
-TEST(InChannels, PutsGreyWhereABitIsSet) {
+TEST(InChannels, PutsGrayWhereABitIsSet) {
   const cv::Mat gray(1, 1, CV_8UC1, cv::Scalar(9));
   for (const int color : {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, -1}) {
     const cv::Vec3b expected(color & 1 ? 9 : 0, color & 2 ? 9 : 0, color & 4 ? 9 : 0);
@@ -96,15 +96,16 @@ TEST(InChannels, PutsGreyWhereABitIsSet) {
 
 class Format : public testing::TestWithParam<const char*> {};
 
-TEST_P(Format, HasTheBytesOfTheImageWriter) {
+TEST_P(Format, HasTheBytesThatImwriteWrites) {
   const TempDir dir;
   const std::string extension = GetParam();
-  // PNG, JPEG, TIFF and the formats that need no library are in every build.
+  // Every build of OpenCV has PNG, JPEG, TIFF and the formats that need no other library.
   if (extension == ".webp" && !cv::haveImageWriter(extension)) {
     GTEST_SKIP() << "this OpenCV was built without WebP";
   }
   for (const int type : {CV_8UC1, CV_8UC3}) {
-    if (extension == (type == CV_8UC3 ? ".pgm" : ".ppm")) continue;  // grey and colour only
+    if (extension == (type == CV_8UC3 ? ".pgm" : ".ppm"))
+      continue;  // each is for gray or for color only
     const cv::Mat picture = RandomMat({33, 21}, type, 2, 0, 256);
     const std::string ours = dir.File("ours" + extension);
     const std::string theirs = dir.File("theirs" + extension);
@@ -134,6 +135,16 @@ TEST(WritePicture, WhatTheEncoderRefusesKeepsTheOldFile) {
   EXPECT_FALSE(WritePicture(dir.File("a.png"), cv::Mat()));
   EXPECT_FALSE(WritePicture(dir.File("a.png"), cv::Mat(2, 2, CV_8UC2)));
   EXPECT_EQ(Slurp(dir.File("a.png")), "old");
+}
+
+TEST(WritePicture, APictureThatCannotBeMadeKeepsTheOldFile) {
+  const TempDir dir;
+  const std::string name = dir.File("a.png");
+  const auto make = [] { return cv::Mat(2, 2, CV_8UC1, cv::Scalar(7)); };
+  ASSERT_TRUE(WritePicture(name, make));
+  const std::string before = Slurp(name);
+  EXPECT_FALSE(WritePicture(name, []() -> cv::Mat { CV_Error(cv::Error::StsBadArg, "no"); }));
+  EXPECT_EQ(Slurp(name), before);
 }
 
 TEST(WritePicture, FoldersAndMissingFoldersAreRefused) {

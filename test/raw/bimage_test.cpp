@@ -1,9 +1,13 @@
 #include <dravix/bimage.h>
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <thread>
+
 #include "raw/camera_bytes.h"
 #include "support/log_capture.h"
 #include "support/mats.h"
+#include "support/pipe_writer.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -11,6 +15,9 @@ namespace {
 using dravix::test::HighFirst;
 using dravix::test::LogCapture;
 using dravix::test::LowFirst;
+#ifndef _WIN32
+using dravix::test::PipeWriter;
+#endif
 using dravix::test::RandomMat;
 using dravix::test::SameBytes;
 using dravix::test::Spill;
@@ -25,7 +32,7 @@ using testing::internal::GetCapturedStdout;
 
 class InFolder : public testing::Test {
  protected:
-  /// A file of these bytes; its full name.
+  /// Makes a file of these bytes; gives its full name.
   std::string FileOf(const std::string& bytes) {
     const std::string name = dir_.File("camera.file");
     Spill(name, bytes);
@@ -63,13 +70,35 @@ TEST_F(ReadOrvelRaw, OneByteMoreOrLessIsRefused) {
   }
 }
 
-TEST_F(ReadOrvelRaw, ItsSizeIsLookedAtFirst) {
+TEST_F(ReadOrvelRaw, LooksAtTheSizeFirst) {
   const std::string name = dir_.File("huge.raw");
   if (!SpillWithHoles(name, "")) GTEST_SKIP() << "no files of this size here";
   EXPECT_TRUE(BImage::ReadOrvelRaw(name, 2, 3).empty());
   EXPECT_THAT(log_.Errors(),
               ElementsAre("BImage::ReadOrvelRaw -- Check file size, fullname = " + name));
 }
+
+#ifndef _WIN32
+TEST_F(ReadOrvelRaw, ADeviceWithoutAnEndIsRefusedAfterOneByteTooMany) {
+  if (!std::filesystem::exists("/dev/zero")) GTEST_SKIP() << "no /dev/zero";
+  EXPECT_TRUE(BImage::ReadOrvelRaw("/dev/zero", 2, 3).empty());
+  EXPECT_THAT(log_.Errors(),
+              ElementsAre("BImage::ReadOrvelRaw -- Check file size, fullname = /dev/zero"));
+}
+
+TEST_F(ReadOrvelRaw, APipeThatHoldsThePictureIsRead) {
+  const cv::Mat expected = RandomMat({640, 481}, CV_16UC1, 4, 0, 65536);
+  const std::string name = dir_.File("pipe.raw");
+  std::thread reader;
+  cv::Mat read;
+  {
+    const PipeWriter pipe(name, LowFirst(expected));
+    reader = std::thread([&] { read = BImage::ReadOrvelRaw(name, 481, 640); });
+  }
+  reader.join();
+  EXPECT_TRUE(SameBytes(read, expected));
+}
+#endif
 
 TEST_F(ReadOrvelRaw, SidesWhoseProductWrapsAreRefused) {
   const std::string name = FileOf("abcdefghijkl");
@@ -95,11 +124,12 @@ TEST_F(ReadOrvelRaw, AMissingFileAndAFolderCannotBeOpened) {
   }
 }
 
-// --- grey maps ---
+// --- gray maps ---
 
 class ReadPgm16 : public InFolder {
  protected:
-  /// Reads, and tells that a refused file changes nothing and says nothing on the log.
+  /// Reads a file of these bytes. Fails the test when a refused one changes the image or when
+  /// anything is logged.
   bool Reads(const std::string& bytes) {
     image_ = cv::Mat(1, 1, CV_8UC1, cv::Scalar(99));
     const bool read = BImage::ReadPgm16(FileOf(bytes), image_);
@@ -165,7 +195,7 @@ TEST_F(ReadPgm16, SizesThatTheFileDoesNotHoldAreRefused) {
   }
 }
 
-TEST_F(ReadPgm16, ItsFrontIsLookedAtFirst) {
+TEST_F(ReadPgm16, LooksAtTheFrontFirst) {
   const std::string name = dir_.File("huge.pgm");
   if (!SpillWithHoles(name, "P6\n")) GTEST_SKIP() << "no files of this size here";
   CaptureStdout();
@@ -179,6 +209,25 @@ TEST_F(ReadPgm16, ItsFrontIsLookedAtFirst) {
   EXPECT_TRUE(SameBytes(image_, (cv::Mat_<std::uint16_t>(1, 2) << 0x0102, 0x0304)));
   EXPECT_EQ(GetCapturedStdout(), "");
 }
+
+#ifndef _WIN32
+TEST_F(ReadPgm16, ADeviceWithoutAnEndIsAnsweredByItsFirstLine) {
+  if (!std::filesystem::exists("/dev/zero")) GTEST_SKIP() << "no /dev/zero";
+  CaptureStderr();
+  EXPECT_FALSE(BImage::ReadPgm16("/dev/zero", image_));
+  EXPECT_EQ(GetCapturedStderr(), "Version error\n");
+}
+
+TEST_F(ReadPgm16, APipeIsReadAsFarAsItsPictureGoes) {
+  const PipeWriter wrong(dir_.File("wrong.pgm"), "X");
+  CaptureStderr();
+  EXPECT_FALSE(BImage::ReadPgm16(dir_.File("wrong.pgm"), image_));
+  EXPECT_EQ(GetCapturedStderr(), "Version error\n");
+  const PipeWriter right(dir_.File("right.pgm"), "P5\n2 1\n65535\n\1\2\3\4");
+  EXPECT_TRUE(BImage::ReadPgm16(dir_.File("right.pgm"), image_));
+  EXPECT_TRUE(SameBytes(image_, (cv::Mat_<std::uint16_t>(1, 2) << 0x0102, 0x0304)));
+}
+#endif
 
 TEST_F(ReadPgm16, LinesMayBeLong) {
   EXPECT_TRUE(Reads("P5\n2 1" + std::string(200'000, ' ') + "\n65535\n" + "\1\2\3\4"));

@@ -1,4 +1,4 @@
-/// Camera files for tests, put together field by field.
+/// Camera files for tests, assembled field by field.
 #pragma once
 
 #include <cstdint>

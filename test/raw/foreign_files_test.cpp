@@ -1,4 +1,4 @@
-// Files that other programs wrote, some kept in a folder beside the project, some made here.
+// Files that other programs wrote: some are kept in a folder of their own, some are made here.
 #include <dravix/bimage.h>
 #include <gmock/gmock.h>
 
@@ -88,7 +88,7 @@ class Samples : public testing::Test {
   std::map<std::string, Expected> expected_;
 };
 
-TEST_F(Samples, OneStripFilesHoldWhatOthersFind) {
+TEST_F(Samples, OneStripFilesHoldWhatAnIndependentReaderFinds) {
   for (const char* name :
        {"16bit.cropped.tif", "16bit.s.tif", "uint16_1_4660.tif", "emubayer_test.dng"}) {
     cv::Mat m = BImage::ReadDngToup(File(name));
@@ -98,14 +98,14 @@ TEST_F(Samples, OneStripFilesHoldWhatOthersFind) {
   }
 }
 
-TEST_F(Samples, AdjoiningStripsHoldWhatOthersFind) {
+TEST_F(Samples, AdjoiningStripsHoldWhatAnIndependentReaderFinds) {
   for (const char* name : {"12in16bit.tif", "16_bit_noise.tif", "minisblack-1c-i16b.tiff",
                            "seq-1c-16b-multistrip.tiff"}) {
     ExpectFound(name, BImage::ReadRggbDng(File(name)));
   }
 }
 
-TEST_F(Samples, GreyMapsHoldWhatOthersFind) {
+TEST_F(Samples, GrayMapsHoldWhatAnIndependentReaderFinds) {
   for (const char* name : {"hopper_16bit.pgm", "16_bit_binary.pgm"}) {
     cv::Mat m;
     ASSERT_TRUE(BImage::ReadPgm16(File(name), m)) << name;
@@ -134,7 +134,7 @@ TEST_F(Samples, ACommentInTheHeaderIsRefused) {
   EXPECT_TRUE(m.empty());
 }
 
-TEST_F(Samples, AsciiIsAnotherVersion) {
+TEST_F(Samples, AnAsciiFileIsAnotherVersion) {
   cv::Mat m;
   CaptureStderr();
   EXPECT_FALSE(BImage::ReadPgm16(File("ascii_p2_l16a.pgm"), m));
@@ -189,7 +189,7 @@ class Programs : public testing::Test {
 #define DRAVIX_NEEDS(program) \
   if (!Has(program)) GTEST_SKIP() << program << " is not installed"
 
-TEST_F(Programs, ImageMagickGreyMapsReadBackEqual) {
+TEST_F(Programs, ImageMagickGrayMapsReadBackEqual) {
   DRAVIX_NEEDS("convert");
   Spill(dir_.File("in.raw"), LowFirst(samples_));
   Run("convert -size 37x23 -depth 16 -endian LSB gray:in.raw out.pgm");
@@ -200,7 +200,7 @@ TEST_F(Programs, ImageMagickGreyMapsReadBackEqual) {
   EXPECT_TRUE(SameBytes(m, Dump("said.raw")));
 }
 
-TEST_F(Programs, NetpbmGreyMapsReadBackEqual) {
+TEST_F(Programs, NetpbmGrayMapsReadBackEqual) {
   DRAVIX_NEEDS("pgmnoise");
   DRAVIX_NEEDS("pamtopnm");
   Run("pgmnoise -maxval=65535 -randomseed=5 37 23 > noise.pgm");

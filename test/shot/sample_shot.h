@@ -10,7 +10,7 @@
 
 namespace dravix::test {
 
-/// Noise as a sensor of 16 bits would give it.
+/// Noise in the range of a sensor of 16 bits.
 inline cv::Mat Mosaic(cv::Size size = {12, 10}) { return RandomMat(size, CV_16UC1, 3, 0, 65536); }
 
 inline Shot FullShot() {
@@ -27,7 +27,7 @@ inline Shot FullShot() {
   return shot;
 }
 
-/// The same noise as a colour picture of three planes.
+/// The same noise as a color picture of three planes.
 inline Shot ColorShot(cv::Size size = {9, 7}) {
   Shot shot = FullShot();
   shot.type = CAM_RGB;
@@ -35,7 +35,7 @@ inline Shot ColorShot(cv::Size size = {9, 7}) {
   return shot;
 }
 
-/// Both have the group or neither, with the same bytes (groups have no padding).
+/// True when both have the group with the same bytes (groups have no padding), or neither has it.
 template <class Group>
 bool SameGroup(const std::optional<Group>& a, const std::optional<Group>& b) {
   if (a.has_value() != b.has_value()) return false;

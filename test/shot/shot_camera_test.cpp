@@ -41,7 +41,7 @@ class CameraFile : public testing::Test {
     shot_.SetColor(5);
     log_.Clear();
   }
-  /// The shot is still as the fixture made it.
+  /// Expects the shot to be as the fixture made it.
   [[nodiscard]] bool Unchanged() const {
     return shot_.type == CIE_Z && shot_.color == 5 && shot_.image.size() == cv::Size(1, 1) &&
            shot_.image.at<std::uint16_t>(0) == 7;
@@ -53,21 +53,21 @@ class CameraFile : public testing::Test {
   }
 };
 
-TEST_F(CameraFile, RawWithoutACodeIsOnePlane) {
-  EXPECT_EQ(shot_.CreateFromRaw(raw_, CAM_G, 12, 10, 0), 0);
+TEST_F(CameraFile, ARawDumpWithoutACodeIsOnePlane) {
+  EXPECT_EQ(shot_.CreateFromRaw(raw_, CAM_G, 12, 10, 0), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(shot_.image, mosaic_));
   EXPECT_EQ(shot_.type, CAM_G);
   EXPECT_EQ(shot_.color, 5);
   EXPECT_THAT(log_.Infos(), ElementsAre("Shot::CreateFromRaw", "Shot::SetImageSingle"));
 }
 
-TEST_F(CameraFile, RawWithACodeIsDemosaiced) {
-  EXPECT_EQ(shot_.CreateFromRaw(raw_, CAM_RGB, 12, 10, cv::COLOR_BayerRG2BGR), 0);
+TEST_F(CameraFile, ARawDumpWithACodeIsDemosaiced) {
+  EXPECT_EQ(shot_.CreateFromRaw(raw_, CAM_RGB, 12, 10, cv::COLOR_BayerRG2BGR), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(shot_.image, Demosaiced()));
   EXPECT_THAT(log_.Infos(), ElementsAre("Shot::CreateFromRaw", "Shot::SetImageColor"));
 }
 
-TEST_F(CameraFile, RawThatCannotBeReadIs2) {
+TEST_F(CameraFile, ARawDumpThatCannotBeReadIsReported) {
   EXPECT_EQ(shot_.CreateFromRaw(missing_, CAM_G, 12, 10, 0), DRAVIX_CANNOT_READ);
   EXPECT_EQ(shot_.CreateFromRaw(raw_, CAM_G, 10, 11, 0), DRAVIX_CANNOT_READ);
   EXPECT_THAT(log_.Errors(),
@@ -88,7 +88,7 @@ TEST_F(CameraFile, TheSettersCodesPassThrough) {
   EXPECT_TRUE(Unchanged());
 }
 
-TEST_F(CameraFile, AnUnknownCameraIs100) {
+TEST_F(CameraFile, AnUnknownCameraIsRefused) {
   for (const int camera : {0, -1, 120012, 320016, 120015, 120017}) {
     log_.Clear();
     EXPECT_EQ(shot_.CreateFromRaw(raw_, camera, CAM_G), DRAVIX_UNKNOWN_CAMERA) << camera;
@@ -98,7 +98,7 @@ TEST_F(CameraFile, AnUnknownCameraIs100) {
   EXPECT_TRUE(Unchanged());
 }
 
-TEST_F(CameraFile, AKnownCameraWithAnotherSizeIs2) {
+TEST_F(CameraFile, ADumpOfAnotherSizeThanTheCamerasCannotBeRead) {
   EXPECT_EQ(shot_.CreateFromRaw(raw_, 120016, CAM_G), DRAVIX_CANNOT_READ);
   EXPECT_THAT(log_.Errors(),
               ElementsAre("BImage::ReadOrvelRaw -- Check file size, fullname = " + raw_,
@@ -117,7 +117,7 @@ TEST_F(CameraFile, KnownCamerasHaveTheirSizes) {
     const std::string name = dir_.File("known.raw");
     Spill(name, "\x34\x12");
     std::filesystem::resize_file(dir_.Path() / "known.raw", known.bytes);
-    EXPECT_EQ(shot_.CreateFromRaw(name, known.camera, CAM_B), 0);
+    EXPECT_EQ(shot_.CreateFromRaw(name, known.camera, CAM_B), DRAVIX_OK);
     EXPECT_EQ(shot_.image.size(), known.size);
     EXPECT_EQ(shot_.image.at<std::uint16_t>(0, 0), 0x1234);
     EXPECT_EQ(shot_.type, CAM_B);
@@ -125,18 +125,18 @@ TEST_F(CameraFile, KnownCamerasHaveTheirSizes) {
   }
 }
 
-TEST_F(CameraFile, DngIsReadWithAndWithoutACode) {
-  EXPECT_EQ(shot_.ReadDng(dng_, CIE_X, 0), 0);
+TEST_F(CameraFile, ADngIsReadWithAndWithoutACode) {
+  EXPECT_EQ(shot_.ReadDng(dng_, CIE_X, 0), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(shot_.image, mosaic_));
   EXPECT_THAT(log_.Infos(), ElementsAre("Shot::ReadDng", "Shot::SetImageSingle"));
-  EXPECT_EQ(shot_.ReadDng(dng_, CAM_B, cv::COLOR_BayerRG2BGR), 0);
+  EXPECT_EQ(shot_.ReadDng(dng_, CAM_B, cv::COLOR_BayerRG2BGR), DRAVIX_OK);
   cv::Mat expected;
   cv::extractChannel(Demosaiced(), expected, 2);
   EXPECT_TRUE(SameBytes(shot_.image, expected));
 }
 
-TEST_F(CameraFile, DngOfTheOtherMakerIsTurnedTheRightWayUp) {
-  EXPECT_EQ(shot_.ReadDngToupTek(toup_, CAM_R), 0);
+TEST_F(CameraFile, ADngOfTheOtherMakerIsTurnedTheRightWayUp) {
+  EXPECT_EQ(shot_.ReadDngToupTek(toup_, CAM_R), DRAVIX_OK);
   cv::Mat expected;
   cv::flip(mosaic_, expected, 0);
   EXPECT_TRUE(SameBytes(shot_.image, expected));
@@ -144,7 +144,7 @@ TEST_F(CameraFile, DngOfTheOtherMakerIsTurnedTheRightWayUp) {
   EXPECT_THAT(log_.Infos(), ElementsAre("Shot::ReadDngToupTek", "Shot::SetImageSingle"));
 }
 
-TEST_F(CameraFile, DngThatCannotBeReadIs2) {
+TEST_F(CameraFile, ADngThatCannotBeReadIsReported) {
   EXPECT_EQ(shot_.ReadDng(missing_, CAM_G, 0), DRAVIX_CANNOT_READ);
   EXPECT_EQ(shot_.ReadDngToupTek(missing_, CAM_G), DRAVIX_CANNOT_READ);
   EXPECT_THAT(log_.Errors(),

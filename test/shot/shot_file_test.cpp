@@ -33,13 +33,13 @@ const std::string kNoImage = RecordHeader{}.Bytes();
 /// Mark, version 1 and type.
 std::string Head(std::uint32_t type) { return "L" + Le(1) + Le(type); }
 
-/// A text of 64 bytes, zeros behind it.
+/// A text field of 64 bytes, filled up with zeros.
 std::string Text64(const std::string& text) { return text + std::string(64 - text.size(), '\0'); }
 
 std::string BufferOf(const Shot& shot) {
   std::string buffer(1 << 16, '\0');
   std::size_t size = buffer.size();
-  EXPECT_EQ(shot.ToBuffer(buffer.data(), &size), 0);
+  EXPECT_EQ(shot.ToBuffer(buffer.data(), &size), DRAVIX_OK);
   return buffer.substr(0, size);
 }
 
@@ -49,11 +49,11 @@ std::int32_t ReadInto(Shot& shot, const std::string& bytes) {
 
 Shot ShotOf(const std::string& bytes) {
   Shot shot;
-  EXPECT_EQ(ReadInto(shot, bytes), 0);
+  EXPECT_EQ(ReadInto(shot, bytes), DRAVIX_OK);
   return shot;
 }
 
-/// A shot whose groups all are as FullShot's, an image of one sample.
+/// A shot with the groups of FullShot and an image of one sample.
 Shot SmallFullShot() {
   Shot shot = FullShot();
   shot.image = cv::Mat(1, 1, CV_16UC1, cv::Scalar(0x1234));
@@ -112,7 +112,7 @@ TEST(ShotStream, ReadsBackEqual) {
   }
 }
 
-TEST(ShotStream, SamplesAreStoredInSixteenBitsSaturated) {
+TEST(ShotStream, SamplesAreStoredInSixteenBitsAndSaturate) {
   Shot shot;
   shot.image = (cv::Mat_<float>(1, 5) << -3.0F, 0.4F, 1.6F, 70000.0F, 65535.0F);
   const cv::Mat before = shot.image.clone();
@@ -157,7 +157,7 @@ TEST(ShotStream, TextsWithoutAZeroAreStoredWhole) {
 
 // --- reading ---
 
-TEST(ShotRead, GroupsMayComeInAnyOrderTheLastOfAKindCounts) {
+TEST(ShotRead, GroupsMayComeInAnyOrderAndTheLastOfAKindCounts) {
   const Shot shot = ShotOf(Head(1) + kNoImage + Le(64) + Le(1) + Le(16) + Le(5) + Le(2.0F) + Le(6) +
                            Le(64) + Le(3) + kEndTag);
   EXPECT_EQ(shot.color, 3);
@@ -174,13 +174,13 @@ TEST(ShotRead, ATagWithoutAGroupCarriesNothing) {
   }
 }
 
-TEST(ShotRead, NothingIsReadBehindTheEndTag) {
+TEST(ShotRead, NothingIsReadAfterTheEndTag) {
   EXPECT_FALSE(ShotOf(Head(1) + kNoImage + kEndTag + Le(64) + Le(9)).color);
 }
 
 TEST(ShotRead, GroupsThatTheStreamLacksStay) {
   Shot shot = FullShot();
-  EXPECT_EQ(ReadInto(shot, Head(CAM_G) + kNoImage + Le(64) + Le(1) + kEndTag), 0);
+  EXPECT_EQ(ReadInto(shot, Head(CAM_G) + kNoImage + Le(64) + Le(1) + kEndTag), DRAVIX_OK);
   Shot expected = FullShot();
   expected.type = CAM_G;
   expected.image = cv::Mat();
@@ -193,7 +193,7 @@ TEST(ShotRead, EveryCutEndsTheReading) {
   const LogCapture log;
   for (std::size_t length = 5; length < whole.size(); ++length) {
     Shot shot;
-    EXPECT_EQ(ReadInto(shot, whole.substr(0, length)), 0) << length;
+    EXPECT_EQ(ReadInto(shot, whole.substr(0, length)), DRAVIX_OK) << length;
   }
   EXPECT_THAT(log.Errors(), IsEmpty());
 }
@@ -201,12 +201,12 @@ TEST(ShotRead, EveryCutEndsTheReading) {
 TEST(ShotRead, FieldsThatAreCutOffKeepTheirValue) {
   Shot shot;
   shot.layer = Shot::Layer{7, 8.0F, 9};
-  EXPECT_EQ(ReadInto(shot, Head(1) + kNoImage + Le(16) + Le(1) + "\1\2"), 0);
+  EXPECT_EQ(ReadInto(shot, Head(1) + kNoImage + Le(16) + Le(1) + "\1\2"), DRAVIX_OK);
   EXPECT_EQ(shot.layer->index, 1);
   EXPECT_EQ(shot.layer->linear_norms, 8.0F);
   EXPECT_EQ(shot.layer->value, 9);
   shot.device = Shot::Device{"old", 1, "old", 2};
-  EXPECT_EQ(ReadInto(shot, Head(1) + kNoImage + Le(1) + Text64("new") + Le(5) + "cut"), 0);
+  EXPECT_EQ(ReadInto(shot, Head(1) + kNoImage + Le(1) + Text64("new") + Le(5) + "cut"), DRAVIX_OK);
   EXPECT_STREQ(shot.device->id, "new");
   EXPECT_EQ(shot.device->cam_type, 5);
   EXPECT_STREQ(shot.device->lens_id, "old");
@@ -245,7 +245,7 @@ TEST(ShotBuffer, SizeIsTheStreamsLength) {
   const LogCapture log;
   std::size_t size = 7;
   const Shot shot = SmallFullShot();
-  EXPECT_EQ(shot.GetBufferSize(&size), 0);
+  EXPECT_EQ(shot.GetBufferSize(&size), DRAVIX_OK);
   EXPECT_EQ(size, 9U + 18 + 7 * 4 + 136 + 20 + 24 + 24 + 12 + 28 + 4 + 4);
   EXPECT_THAT(log.Infos(), ElementsAre("Shot::GetBufferSize"));
 }
@@ -259,18 +259,18 @@ TEST(ShotBuffer, SizeOfAnEmptyImageIsNotGiven) {
   EXPECT_THAT(log.Errors(), IsEmpty());
 }
 
-TEST(ShotBuffer, ExactlyTheLengthIsEnoughOneLessIsNot) {
+TEST(ShotBuffer, TheLengthIsEnoughAndOneByteLessIsNot) {
   const LogCapture log;
   const Shot shot = SmallFullShot();
   std::size_t length = 0;
-  ASSERT_EQ(shot.GetBufferSize(&length), 0);
+  ASSERT_EQ(shot.GetBufferSize(&length), DRAVIX_OK);
   std::string buffer(length + 3, '?');
   std::size_t size = length - 1;
   EXPECT_EQ(shot.ToBuffer(buffer.data(), &size), DRAVIX_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, length - 1);
   EXPECT_EQ(buffer, std::string(length + 3, '?'));
   size = length;
-  EXPECT_EQ(shot.ToBuffer(buffer.data(), &size), 0);
+  EXPECT_EQ(shot.ToBuffer(buffer.data(), &size), DRAVIX_OK);
   EXPECT_EQ(size, length);
   EXPECT_EQ(buffer.substr(length), "???");
   EXPECT_THAT(log.Infos(), ElementsAre("Shot::GetBufferSize", "Shot::ToBuffer", "Shot::ToBuffer"));
@@ -317,10 +317,10 @@ class ShotFile : public testing::Test {
 };
 
 TEST_F(ShotFile, HoldsTheBuffersBytesAndReadsBackEqual) {
-  EXPECT_EQ(shot_.Save(name_), 0);
+  EXPECT_EQ(shot_.Save(name_), DRAVIX_OK);
   EXPECT_EQ(Slurp(name_), BufferOf(shot_));
   Shot read;
-  EXPECT_EQ(read.Load(name_), 0);
+  EXPECT_EQ(read.Load(name_), DRAVIX_OK);
   EXPECT_TRUE(SameShot(read, shot_));
   EXPECT_THAT(log_.Infos(), ElementsAre("Shot::Save", "Shot::ToBuffer", "Shot::Load"));
   EXPECT_THAT(log_.Errors(), IsEmpty());

@@ -39,7 +39,7 @@ TEST(Split, GivesEachPlaneItsShotWithTheMetadata) {
   Shot r;
   Shot g;
   Shot b = FullShot();
-  EXPECT_EQ(color.Split(&r, &g, &b), 0);
+  EXPECT_EQ(color.Split(&r, &g, &b), DRAVIX_OK);
   int plane = 0;
   for (const Shot* out : {&r, &g, &b}) {
     EXPECT_TRUE(SameBytes(out->image, Plane(color.image, plane)));
@@ -53,7 +53,7 @@ TEST(Split, GivesEachPlaneItsShotWithTheMetadata) {
 TEST(Split, FillsOnlyTheOutputsGiven) {
   const Shot color = ColorShot();
   Shot g;
-  EXPECT_EQ(color.Split(nullptr, &g, nullptr), 0);
+  EXPECT_EQ(color.Split(nullptr, &g, nullptr), DRAVIX_OK);
   EXPECT_EQ(g.type, CAM_G);
   EXPECT_TRUE(SameBytes(g.image, Plane(color.image, 1)));
 }
@@ -62,7 +62,7 @@ TEST(Split, RemovesGroupsThatTheSourceLacks) {
   Shot color = ColorShot();
   color.capture.reset();
   Shot r = FullShot();
-  EXPECT_EQ(color.Split(&r, nullptr, nullptr), 0);
+  EXPECT_EQ(color.Split(&r, nullptr, nullptr), DRAVIX_OK);
   EXPECT_FALSE(r.capture);
 }
 
@@ -70,7 +70,7 @@ TEST(Split, MayFillTheShotItself) {
   Shot color = ColorShot();
   const cv::Mat expected = Plane(color.image, 2);
   Shot r;
-  EXPECT_EQ(color.Split(&r, nullptr, &color), 0);
+  EXPECT_EQ(color.Split(&r, nullptr, &color), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(color.image, expected));
   EXPECT_EQ(color.type, CAM_B);
   EXPECT_TRUE(SameGroups(color, ColorShot()));
@@ -80,7 +80,7 @@ TEST(Split, MayFillTheShotItself) {
 TEST(Split, TheSameOutputTwiceHoldsTheFirst) {
   const Shot color = ColorShot();
   Shot out;
-  EXPECT_EQ(color.Split(&out, &out, &out), 0);
+  EXPECT_EQ(color.Split(&out, &out, &out), DRAVIX_OK);
   EXPECT_EQ(out.type, CAM_R);
   EXPECT_TRUE(SameBytes(out.image, Plane(color.image, 0)));
   EXPECT_TRUE(SameGroups(out, color));
@@ -104,7 +104,7 @@ TEST(Split, ChecksOutputsThenPixelsThenType) {
   EXPECT_TRUE(SameShot(out, FullShot()));
 }
 
-// --- colour space ---
+// --- color space ---
 
 const cv::Matx33d kMixed(0.5, 0.25, 0.125, 0.1, 0.7, 0.2, -1.0, 0.5, 2.0);
 
@@ -120,7 +120,7 @@ TEST(ConvertColorSpace, MultipliesEveryPixelByTheMatrix) {
   const LogCapture log;
   Shot shot = ColorShot({31, 17});
   const cv::Mat before = shot.image.clone();
-  EXPECT_EQ(shot.ConvertColorSpace(CIE_XYZ, cv::Mat(kMixed)), 0);
+  EXPECT_EQ(shot.ConvertColorSpace(CIE_XYZ, cv::Mat(kMixed)), DRAVIX_OK);
   EXPECT_EQ(shot.type, CIE_XYZ);
   ASSERT_EQ(shot.image.type(), CV_16UC3);
   ASSERT_EQ(shot.image.size(), before.size());
@@ -138,18 +138,18 @@ TEST(ConvertColorSpace, MultipliesEveryPixelByTheMatrix) {
 
 TEST(ConvertColorSpace, TheIdentityKeepsEverySample) {
   Shot shot = ColorShot();
-  EXPECT_EQ(shot.ConvertColorSpace(CIE_XYZ, cv::Mat::eye(3, 3, CV_32F)), 0);
+  EXPECT_EQ(shot.ConvertColorSpace(CIE_XYZ, cv::Mat::eye(3, 3, CV_32F)), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(shot.image, ColorShot().image));
 }
 
-TEST(ConvertColorSpace, ASinglePlaneIsThatRowOfTheMatrix) {
+TEST(ConvertColorSpace, ASinglePlaneComesFromItsRowOfTheMatrix) {
   const std::array planes{CIE_X, CIE_Y, CIE_Z};
   Shot all = ColorShot();
-  ASSERT_EQ(all.ConvertColorSpace(CIE_XYZ, cv::Mat(kMixed)), 0);
+  ASSERT_EQ(all.ConvertColorSpace(CIE_XYZ, cv::Mat(kMixed)), DRAVIX_OK);
   for (int i = 0; i < 3; ++i) {
     const std::uint32_t type = planes[static_cast<std::size_t>(i)];
     Shot shot = ColorShot();
-    EXPECT_EQ(shot.ConvertColorSpace(type, cv::Mat(kMixed)), 0);
+    EXPECT_EQ(shot.ConvertColorSpace(type, cv::Mat(kMixed)), DRAVIX_OK);
     EXPECT_EQ(shot.type, type);
     EXPECT_TRUE(SameBytes(shot.image, Plane(all.image, i)));
   }
@@ -159,7 +159,7 @@ TEST(ConvertColorSpace, ResultsAreSaturated) {
   Shot shot = ColorShot();
   shot.image = cv::Mat(1, 1, CV_16UC3, cv::Scalar(60000, 100, 0));
   const cv::Mat m = (cv::Mat_<double>(3, 3) << 2, 0, 0, -1, 0, 0, 0, 0.015, 0);
-  EXPECT_EQ(shot.ConvertColorSpace(CIE_XYZ, m), 0);
+  EXPECT_EQ(shot.ConvertColorSpace(CIE_XYZ, m), DRAVIX_OK);
   EXPECT_EQ(shot.image.at<cv::Vec3w>(0), cv::Vec3w(65535, 0, 2));
 }
 
@@ -169,13 +169,14 @@ TEST(ConvertColorSpace, APartOfALargerImageIsConvertedLikeItsCopy) {
   part.image = whole(cv::Rect(1, 2, 5, 3));
   Shot copy = ColorShot();
   copy.image = part.image.clone();
-  EXPECT_EQ(part.ConvertColorSpace(CIE_XYZ, cv::Mat(kMixed)), 0);
-  EXPECT_EQ(copy.ConvertColorSpace(CIE_XYZ, cv::Mat(kMixed)), 0);
+  EXPECT_EQ(part.ConvertColorSpace(CIE_XYZ, cv::Mat(kMixed)), DRAVIX_OK);
+  EXPECT_EQ(copy.ConvertColorSpace(CIE_XYZ, cv::Mat(kMixed)), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(part.image, copy.image));
   EXPECT_TRUE(SameBytes(whole, ColorShot().image));
 }
 
-/// The conversion as the pixels' table: one pixel a row, transposed, multiplied, transposed back.
+/// The conversion through the table of pixels: one pixel in each row, transposed, multiplied and
+/// transposed back.
 cv::Mat ThroughTheTable(const cv::Mat& image, const cv::Mat& matrix) {
   cv::Mat pixels;
   image.clone().reshape(1, image.rows * image.cols).convertTo(pixels, CV_32F);
@@ -202,7 +203,7 @@ TEST(ConvertColorSpace, HasTheBitsOfTheWholeTable) {
       Shot shot;
       shot.image = part;
       shot.type = CAM_RGB;
-      ASSERT_EQ(shot.ConvertColorSpace(type, matrix), 0);
+      ASSERT_EQ(shot.ConvertColorSpace(type, matrix), DRAVIX_OK);
       EXPECT_TRUE(SameBytes(shot.image, type == CIE_XYZ ? expected : planes.at(type / 2)));
     }
     EXPECT_TRUE(SameBytes(large, before));
@@ -255,7 +256,7 @@ TEST(RemoveBackground, SubtractsNotBelowZero) {
   Shot background = FullShot();
   shot.image = (cv::Mat_<std::uint16_t>(1, 4) << 10, 5, 65535, 0);
   background.image = (cv::Mat_<std::uint16_t>(1, 4) << 3, 6, 1, 65535);
-  EXPECT_EQ(shot.RemoveBackground(background), 0);
+  EXPECT_EQ(shot.RemoveBackground(background), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(shot.image, (cv::Mat_<std::uint16_t>(1, 4) << 7, 0, 65534, 0)));
   EXPECT_THAT(log.Infos(), ElementsAre("Shot::Remove"));
 }
@@ -271,15 +272,15 @@ TEST(RemoveBackground, SignedAndRealSamplesEndAtZeroToo) {
       cv::Mat expected;
       cv::max(shot.image, background.image, expected);
       expected = expected - background.image;
-      EXPECT_EQ(shot.RemoveBackground(background), 0);
+      EXPECT_EQ(shot.RemoveBackground(background), DRAVIX_OK);
       EXPECT_TRUE(SameBytes(shot.image, expected)) << type;
     }
   }
 }
 
-TEST(RemoveBackground, OfItselfLeavesNothing) {
+TEST(RemoveBackground, ByItselfLeavesNothing) {
   Shot shot = ColorShot();
-  EXPECT_EQ(shot.RemoveBackground(shot), 0);
+  EXPECT_EQ(shot.RemoveBackground(shot), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(shot.image, cv::Mat::zeros(7, 9, CV_16UC3)));
 }
 
@@ -307,7 +308,7 @@ TEST(RemoveBackground, HalfPrecisionIsSubtractedToo) {
   Shot background;
   cv::Mat_<float>(cv::Matx13f(1.5F, 2, 1000)).convertTo(shot.image, CV_16F);
   cv::Mat_<float>(cv::Matx13f(0.25F, 3, 1)).convertTo(background.image, CV_16F);
-  EXPECT_EQ(shot.RemoveBackground(background), 0);
+  EXPECT_EQ(shot.RemoveBackground(background), DRAVIX_OK);
   EXPECT_EQ(shot.image.type(), CV_16FC1);
   cv::Mat found;
   shot.image.convertTo(found, CV_32F);
@@ -316,7 +317,7 @@ TEST(RemoveBackground, HalfPrecisionIsSubtractedToo) {
 
 // --- rotation ---
 
-TEST(Rotate, TurnsCounterClockwise) {
+TEST(Rotate, TurnsCounterclockwise) {
   const cv::Mat upright = (cv::Mat_<std::uint16_t>(2, 4) << 1, 2, 3, 4, 5, 6, 7, 8);
   const std::array<std::pair<int, cv::Mat>, 4> turned{{
       {0, upright},
@@ -328,19 +329,19 @@ TEST(Rotate, TurnsCounterClockwise) {
     const LogCapture log;
     Shot shot = FullShot();
     shot.image = upright.clone();
-    EXPECT_EQ(shot.Rotate(angle), 0);
+    EXPECT_EQ(shot.Rotate(angle), DRAVIX_OK);
     EXPECT_TRUE(SameBytes(shot.image, expected)) << angle;
     EXPECT_TRUE(SameGroups(shot, FullShot()));
     EXPECT_THAT(log.Infos(), ElementsAre("Shot::Rotate"));
   }
 }
 
-TEST(Rotate, FourQuarterTurnsAreTheImage) {
+TEST(Rotate, FourQuarterTurnsGiveTheImageBack) {
   Shot shot = ColorShot();
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(shot.Rotate(90), 0);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(shot.Rotate(90), DRAVIX_OK);
   EXPECT_TRUE(SameShot(shot, ColorShot()));
-  EXPECT_EQ(shot.Rotate(90), 0);
-  EXPECT_EQ(shot.Rotate(270), 0);
+  EXPECT_EQ(shot.Rotate(90), DRAVIX_OK);
+  EXPECT_EQ(shot.Rotate(270), DRAVIX_OK);
   EXPECT_TRUE(SameShot(shot, ColorShot()));
 }
 
@@ -357,12 +358,12 @@ TEST(Rotate, OtherAnglesAreRefused) {
 TEST(Rotate, AnEmptyImageStaysEmpty) {
   for (const int angle : {0, 90, 180, 270}) {
     Shot shot;
-    EXPECT_EQ(shot.Rotate(angle), 0);
+    EXPECT_EQ(shot.Rotate(angle), DRAVIX_OK);
     EXPECT_TRUE(shot.image.empty());
   }
 }
 
-TEST(Rotate, WhatTheMatrixLibraryRefusesLeavesTheShot) {
+TEST(Rotate, LeavesTheShotWhenOpenCvRefusesTheImage) {
   Shot shot;
   shot.image = cv::Mat::zeros(2, 3, CV_16UC(512));  // elements too large to transpose
   const Shot before = shot;
@@ -413,7 +414,7 @@ TEST(CopyTo, TheSettersChecksApply) {
           "Shot::SetPattern or SetPartition --Error :: mismatch pattern and partition info"));
 }
 
-TEST(CopyTo, ItselfChangesNothing) {
+TEST(CopyTo, ToItselfChangesNothing) {
   Shot shot = FullShot();
   shot.CopyTo(shot);
   EXPECT_TRUE(SameShot(shot, FullShot()));

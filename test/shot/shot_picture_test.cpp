@@ -58,14 +58,14 @@ TEST(ToColorPicture, PutsTheFirstPlaneLast) {
   EXPECT_EQ(ToColorPicture(shot).at<cv::Vec3b>(0), cv::Vec3b(0, 128, 255));
 }
 
-TEST(ToColorPicture, ShowsOnePlaneInItsColour) {
+TEST(ToColorPicture, ShowsOnePlaneInItsColor) {
   Shot shot = Pixel(CV_16UC1, 65535);
   EXPECT_EQ(ToColorPicture(shot).at<cv::Vec3b>(0), cv::Vec3b(0, 0, 255));
   shot.color = 3;
   EXPECT_EQ(ToColorPicture(shot).at<cv::Vec3b>(0), cv::Vec3b(255, 255, 0));
 }
 
-TEST(ToColorPicture, WithoutAColourIsGreyInThreeChannels) {
+TEST(ToColorPicture, IsGrayInThreeChannelsWithoutAColor) {
   Shot shot = Pixel(CV_16UC1, 32768);
   shot.color = 0;
   EXPECT_EQ(ToColorPicture(shot).at<cv::Vec3b>(0), cv::Vec3b(128, 128, 128));
@@ -82,12 +82,12 @@ TEST(ToColorPicture, LeavesTheShotAlone) {
 
 // --- exports ---
 
-TEST(ExportImage, WritesGreyAndColour) {
+TEST(ExportImage, WritesGrayAndColor) {
   const TempDir dir;
   const LogCapture log;
   const Shot shot = ColorShot();
-  EXPECT_EQ(shot.ExportGrayImage(dir.File("gray.png")), 0);
-  EXPECT_EQ(shot.ExportColorImage(dir.File("color.png")), 0);
+  EXPECT_EQ(shot.ExportGrayImage(dir.File("gray.png")), DRAVIX_OK);
+  EXPECT_EQ(shot.ExportColorImage(dir.File("color.png")), DRAVIX_OK);
   EXPECT_TRUE(
       SameBytes(cv::imread(dir.File("gray.png"), cv::IMREAD_UNCHANGED), ToGrayPicture(shot)));
   EXPECT_TRUE(
@@ -106,13 +106,13 @@ TEST(ExportImage, OfAnEmptyImageIsRefused) {
   EXPECT_TRUE(std::filesystem::is_empty(dir.Path()));
 }
 
-TEST(ExportImage, ThatTheWriterRefusesHasFailed) {
+TEST(ExportImage, FailsWhenTheWriterRefusesThePicture) {
   const TempDir dir;
   const LogCapture log;
   Shot shot = ColorShot();
   EXPECT_EQ(shot.ExportColorImage(dir.File("a.unknown")), DRAVIX_CANNOT_WRITE);
   EXPECT_EQ(shot.ExportGrayImage(dir.File("missing/a.png")), DRAVIX_CANNOT_WRITE);
-  shot.image = cv::Mat(2, 2, CV_16UC2, cv::Scalar(1));  // no grey can be made of two planes
+  shot.image = cv::Mat(2, 2, CV_16UC2, cv::Scalar(1));  // no gray picture can be made of two planes
   EXPECT_EQ(shot.ExportGrayImage(dir.File("a.png")), DRAVIX_CANNOT_WRITE);
   EXPECT_THAT(log.Errors(), ElementsAre("Shot::ExportColorImage--Error :: imwrite",
                                         "Shot::ExportGrayImage--Error :: imwrite",

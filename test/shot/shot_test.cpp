@@ -92,21 +92,21 @@ TEST(Shot, MovingTakesThePixelsAndLeavesAnEmptyShot) {
   EXPECT_EQ(moved.image.data, pixels);
   EXPECT_TRUE(SameShot(moved, FullShot()));
   EXPECT_TRUE(SameShot(shot, Shot()));  // NOLINT(bugprone-use-after-move)
-  EXPECT_EQ(shot.SetImageSingle(Mosaic(), CIE_X), 0);
+  EXPECT_EQ(shot.SetImageSingle(Mosaic(), CIE_X), DRAVIX_OK);
   static_assert(std::is_nothrow_move_constructible_v<Shot>);
   static_assert(std::is_nothrow_move_assignable_v<Shot>);
 }
 
 // --- plain groups ---
 
-TEST(ShotSetters, OfPlainGroupsStoreEverythingAndLogTheirName) {
+TEST(ShotSetters, StorePlainGroupsAndLogTheirName) {
   const LogCapture log;
   const Shot full = FullShot();
   Shot shot;
-  EXPECT_EQ(shot.SetCapture(*full.capture), 0);
-  EXPECT_EQ(shot.SetColor(-5), 0);
-  EXPECT_EQ(shot.SetDevice(*full.device), 0);
-  EXPECT_EQ(shot.SetLayer(*full.layer), 0);
+  EXPECT_EQ(shot.SetCapture(*full.capture), DRAVIX_OK);
+  EXPECT_EQ(shot.SetColor(-5), DRAVIX_OK);
+  EXPECT_EQ(shot.SetDevice(*full.device), DRAVIX_OK);
+  EXPECT_EQ(shot.SetLayer(*full.layer), DRAVIX_OK);
   EXPECT_THAT(log.Infos(), ElementsAre("Shot::SetCapture", "Shot::SetColor", "Shot::SetDevice",
                                        "Shot::SetLayer"));
   EXPECT_THAT(log.Errors(), IsEmpty());
@@ -116,10 +116,10 @@ TEST(ShotSetters, OfPlainGroupsStoreEverythingAndLogTheirName) {
   EXPECT_TRUE(dravix::test::SameGroup(shot.layer, full.layer));
 }
 
-TEST(SetLedPanel, NeedsALedEachWay) {
+TEST(SetLedPanel, NeedsOneLedAcrossAndOneDown) {
   LogCapture log;
   Shot shot;
-  EXPECT_EQ(shot.SetLedPanel({1, 2, 3, 1, 1, 0.5F}), 0);
+  EXPECT_EQ(shot.SetLedPanel({1, 2, 3, 1, 1, 0.5F}), DRAVIX_OK);
   EXPECT_THAT(log.Errors(), IsEmpty());
   for (const Shot::LedPanel& bad :
        {Shot::LedPanel{0, 0, 0, 0, 1, 0}, Shot::LedPanel{0, 0, 0, 1, 0, 0},
@@ -141,7 +141,7 @@ TEST(SetPartition, AcceptsWhatLiesOnTheScreen) {
        {Shot::Partition{0, 0, 16, 9, 16, 9}, Shot::Partition{15, 8, 1, 1, 16, 9},
         Shot::Partition{1, 1, 15, 8, 16, 9}, Shot::Partition{0, 0, kMost, kMost, kMost, kMost},
         Shot::Partition{kMost - 1, 0, 1, 1, kMost, 1}}) {
-    EXPECT_EQ(shot.SetPartition(good), 0);
+    EXPECT_EQ(shot.SetPartition(good), DRAVIX_OK);
     EXPECT_EQ(shot.partition->x, good.x);
   }
   EXPECT_THAT(log.Errors(), IsEmpty());
@@ -150,7 +150,7 @@ TEST(SetPartition, AcceptsWhatLiesOnTheScreen) {
 TEST(SetPartition, RefusesWhatLeavesTheScreenOrHasNoArea) {
   LogCapture log;
   Shot shot;
-  ASSERT_EQ(shot.SetPartition({0, 0, 16, 9, 16, 9}), 0);
+  ASSERT_EQ(shot.SetPartition({0, 0, 16, 9, 16, 9}), DRAVIX_OK);
   for (const Shot::Partition& bad :
        {Shot::Partition{1, 0, 16, 9, 16, 9}, Shot::Partition{0, 1, 16, 9, 16, 9},
         Shot::Partition{-1, 0, 1, 1, 16, 9}, Shot::Partition{0, -1, 1, 1, 16, 9},
@@ -171,8 +171,8 @@ TEST(SetPartition, RefusesWhatLeavesTheScreenOrHasNoArea) {
 
 TEST(SetPartition, DoesNotLookAtThePattern) {
   Shot shot;
-  ASSERT_EQ(shot.SetPattern({1, 1, 1, 0, 0, 99, 99}), 0);
-  EXPECT_EQ(shot.SetPartition({0, 0, 16, 9, 16, 9}), 0);
+  ASSERT_EQ(shot.SetPattern({1, 1, 1, 0, 0, 99, 99}), DRAVIX_OK);
+  EXPECT_EQ(shot.SetPartition({0, 0, 16, 9, 16, 9}), DRAVIX_OK);
   EXPECT_EQ(shot.pattern->lighted_led_w, 99);
 }
 
@@ -181,7 +181,7 @@ TEST(SetPartition, DoesNotLookAtThePattern) {
 TEST(SetPattern, WithoutAPartitionIsStoredAsGiven) {
   const LogCapture log;
   Shot shot;
-  EXPECT_EQ(shot.SetPattern({-7, 3, 2, 2, 1, -1, 0}), 0);
+  EXPECT_EQ(shot.SetPattern({-7, 3, 2, 2, 1, -1, 0}), DRAVIX_OK);
   EXPECT_EQ(shot.pattern->type, -7);
   EXPECT_EQ(shot.pattern->lighted_led_w, -1);
   EXPECT_EQ(shot.pattern->lighted_led_h, 0);
@@ -192,7 +192,7 @@ TEST(SetPattern, WithoutAPartitionIsStoredAsGiven) {
 TEST(SetPattern, RefusesALocationOutsideTheIntervalAndKeepsTheOldPattern) {
   LogCapture log;
   Shot shot;
-  ASSERT_EQ(shot.SetPattern({5, 1, 1, 0, 0, 1, 1}), 0);
+  ASSERT_EQ(shot.SetPattern({5, 1, 1, 0, 0, 1, 1}), DRAVIX_OK);
   for (const Shot::Pattern& bad :
        {Shot::Pattern{1, 0, 1, 0, 0, 0, 0}, Shot::Pattern{1, 1, 0, 0, 0, 0, 0},
         Shot::Pattern{1, -2, 1, 0, 0, 0, 0}, Shot::Pattern{1, 3, 3, 3, 0, 0, 0},
@@ -213,8 +213,8 @@ TEST(SetPattern, CountsTheLitLedsOfThePartition) {
         int lit = 0;
         for (int led = loc; led < length; led += interval) ++lit;
         Shot shot;
-        ASSERT_EQ(shot.SetPartition({0, 0, length, 4, length, 4}), 0);
-        EXPECT_EQ(shot.SetPattern({1, interval, 3, loc, 2, 0, 0}), 0);
+        ASSERT_EQ(shot.SetPartition({0, 0, length, 4, length, 4}), DRAVIX_OK);
+        EXPECT_EQ(shot.SetPattern({1, interval, 3, loc, 2, 0, 0}), DRAVIX_OK);
         EXPECT_EQ(shot.pattern->lighted_led_w, lit) << length << ' ' << interval << ' ' << loc;
         EXPECT_EQ(shot.pattern->lighted_led_h, 1);
       }
@@ -222,40 +222,40 @@ TEST(SetPattern, CountsTheLitLedsOfThePartition) {
   }
 }
 
-TEST(SetPattern, EightLedsEveryThirdFromTheThirdAreTwoFromTheSecondThree) {
+TEST(SetPattern, CountsTwoOfEightLedsFromTheThirdAndThreeFromTheSecond) {
   Shot shot;
-  ASSERT_EQ(shot.SetPartition({0, 0, 8, 8, 8, 8}), 0);
-  EXPECT_EQ(shot.SetPattern({1, 3, 3, 2, 1, 0, 0}), 0);
+  ASSERT_EQ(shot.SetPartition({0, 0, 8, 8, 8, 8}), DRAVIX_OK);
+  EXPECT_EQ(shot.SetPattern({1, 3, 3, 2, 1, 0, 0}), DRAVIX_OK);
   EXPECT_EQ(shot.pattern->lighted_led_w, 2);
   EXPECT_EQ(shot.pattern->lighted_led_h, 3);
 }
 
-TEST(SetPattern, OneCountBelowOneHasBothReplaced) {
+TEST(SetPattern, ReplacesBothCountsWhenOneIsBelowOne) {
   Shot shot;
-  ASSERT_EQ(shot.SetPartition({0, 0, 8, 8, 8, 8}), 0);
-  EXPECT_EQ(shot.SetPattern({1, 2, 2, 0, 0, 99, 0}), 0);
+  ASSERT_EQ(shot.SetPartition({0, 0, 8, 8, 8, 8}), DRAVIX_OK);
+  EXPECT_EQ(shot.SetPattern({1, 2, 2, 0, 0, 99, 0}), DRAVIX_OK);
   EXPECT_EQ(shot.pattern->lighted_led_w, 4);
-  EXPECT_EQ(shot.SetPattern({1, 2, 2, 0, 0, 0, 99}), 0);
+  EXPECT_EQ(shot.SetPattern({1, 2, 2, 0, 0, 0, 99}), DRAVIX_OK);
   EXPECT_EQ(shot.pattern->lighted_led_h, 4);
 }
 
 TEST(SetPattern, TakesTheStoredPatternItself) {
   Shot shot;
-  ASSERT_EQ(shot.SetPartition({0, 0, 8, 6, 8, 6}), 0);
-  ASSERT_EQ(shot.SetPattern({1, 2, 3, 0, 0, -1, -1}), 0);
+  ASSERT_EQ(shot.SetPartition({0, 0, 8, 6, 8, 6}), DRAVIX_OK);
+  ASSERT_EQ(shot.SetPattern({1, 2, 3, 0, 0, -1, -1}), DRAVIX_OK);
   shot.pattern->interval_x = 4;
   shot.pattern->lighted_led_w = -1;
-  EXPECT_EQ(shot.SetPattern(*shot.pattern), 0);
+  EXPECT_EQ(shot.SetPattern(*shot.pattern), DRAVIX_OK);
   EXPECT_EQ(shot.pattern->interval_x, 4);
   EXPECT_EQ(shot.pattern->lighted_led_w, 2);
   EXPECT_EQ(shot.pattern->lighted_led_h, 2);
 }
 
-TEST(SetPattern, EqualCountsAreAcceptedOthersAreStoredAndReported) {
+TEST(SetPattern, AcceptsEqualCountsAndReportsOthersThatItStores) {
   LogCapture log;
   Shot shot;
-  ASSERT_EQ(shot.SetPartition({0, 0, 8, 8, 8, 8}), 0);
-  EXPECT_EQ(shot.SetPattern({1, 2, 2, 0, 0, 4, 4}), 0);
+  ASSERT_EQ(shot.SetPartition({0, 0, 8, 8, 8, 8}), DRAVIX_OK);
+  EXPECT_EQ(shot.SetPattern({1, 2, 2, 0, 0, 4, 4}), DRAVIX_OK);
   EXPECT_THAT(log.Errors(), IsEmpty());
   for (const auto& [across, down] : {std::pair{5, 4}, std::pair{4, 3}}) {
     log.Clear();
@@ -277,7 +277,7 @@ TEST(SetImageSingle, CopiesOnePlaneOfEachSingleType) {
   for (const std::uint32_t type : {CIE_X, CIE_Y, CIE_Z, CAM_R, CAM_G, CAM_B}) {
     Shot shot;
     const cv::Mat pixels = Mosaic();
-    EXPECT_EQ(shot.SetImageSingle(pixels, type), 0);
+    EXPECT_EQ(shot.SetImageSingle(pixels, type), DRAVIX_OK);
     EXPECT_TRUE(SameBytes(shot.image, pixels));
     EXPECT_NE(shot.image.data, pixels.data);
     EXPECT_EQ(shot.type, type);
@@ -314,7 +314,7 @@ TEST(SetImageSingle, RefusesOtherPixels) {
 TEST(SetImageSingle, TakesAPartOfItsOwnImage) {
   Shot shot = FullShot();
   const cv::Mat expected = shot.image(cv::Rect(2, 3, 4, 5)).clone();
-  EXPECT_EQ(shot.SetImageSingle(shot.image(cv::Rect(2, 3, 4, 5)), CAM_R), 0);
+  EXPECT_EQ(shot.SetImageSingle(shot.image(cv::Rect(2, 3, 4, 5)), CAM_R), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(shot.image, expected));
   EXPECT_TRUE(shot.image.isContinuous());
 }
@@ -326,12 +326,12 @@ TEST_P(MosaicCode, GivesThePlanesThatOpenCvDemosaics) {
   cv::Mat expected;
   cv::demosaicing(Mosaic(), expected, GetParam());
   Shot shot;
-  EXPECT_EQ(shot.SetImageColor(Mosaic(), GetParam(), CAM_RGB), 0);
+  EXPECT_EQ(shot.SetImageColor(Mosaic(), GetParam(), CAM_RGB), DRAVIX_OK);
   EXPECT_TRUE(SameBytes(shot.image, expected));
   EXPECT_EQ(shot.type, CAM_RGB);
   int plane = 0;
   for (const std::uint32_t type : {CAM_R, CAM_G, CAM_B}) {
-    EXPECT_EQ(shot.SetImageColor(Mosaic(), GetParam(), type), 0);
+    EXPECT_EQ(shot.SetImageColor(Mosaic(), GetParam(), type), DRAVIX_OK);
     cv::Mat single;
     cv::extractChannel(expected, single, plane++);
     EXPECT_TRUE(SameBytes(shot.image, single));
@@ -367,12 +367,11 @@ TEST(SetImageColor, ChecksTypeThenPixelsThenCode) {
   EXPECT_TRUE(SameShot(shot, FullShot()));
 }
 
-TEST(SetImageColor, CodesThatGiveNoThreePlanesAreLikeAMissingOne) {
+TEST(SetImageColor, CodesThatOpenCvRefusesAreLikeAMissingOne) {
   LogCapture log;
   Shot shot = FullShot();
   for (const int code :
-       {-1, 1, 9999, kMost, kLeast, int{cv::COLOR_BGR2GRAY}, int{cv::COLOR_BayerBG2GRAY},
-        int{cv::COLOR_BayerGR2BGRA}, int{cv::COLOR_BayerBG2BGR_VNG}}) {
+       {-1, 1, 9999, kMost, kLeast, int{cv::COLOR_BGR2GRAY}, int{cv::COLOR_BayerBG2BGR_VNG}}) {
     log.Clear();
     EXPECT_EQ(shot.SetImageColor(Mosaic(), code, CAM_R), DRAVIX_NO_MOSAIC_CODE) << code;
     EXPECT_THAT(log.Errors(), ElementsAre("Shot::SetImageColor--Error :: in_bayer_type")) << code;
@@ -380,8 +379,48 @@ TEST(SetImageColor, CodesThatGiveNoThreePlanesAreLikeAMissingOne) {
   EXPECT_TRUE(SameShot(shot, FullShot()));
 }
 
-TEST(SetImageColor, AnEmptyMosaicIsRefused) {
+TEST(SetImageColor, ACodeThatGivesASinglePlaneServesOnlyTheFirstType) {
+  LogCapture log;
+  cv::Mat gray;
+  cv::demosaicing(Mosaic(), gray, cv::COLOR_BayerBG2GRAY);
   Shot shot = FullShot();
+  for (const ShotType type : {CAM_G, CAM_B, CAM_RGB}) {
+    log.Clear();
+    EXPECT_EQ(shot.SetImageColor(Mosaic(), cv::COLOR_BayerBG2GRAY, type), DRAVIX_NO_MOSAIC_CODE);
+    EXPECT_THAT(log.Errors(), ElementsAre("Shot::SetImageColor--Error :: in_bayer_type"));
+    EXPECT_TRUE(SameShot(shot, FullShot()));
+  }
+  log.Clear();
+  EXPECT_EQ(shot.SetImageColor(Mosaic(), cv::COLOR_BayerBG2GRAY, CAM_R), DRAVIX_OK);
+  EXPECT_THAT(log.Errors(), IsEmpty());
+  EXPECT_TRUE(SameBytes(shot.image, gray));
+  EXPECT_EQ(shot.type, CAM_R);
+}
+
+TEST(SetImageColor, OfACodeThatAddsAnOpaquePlaneTheThreeColorsCount) {
+  cv::Mat opaque;
+  cv::demosaicing(Mosaic(), opaque, cv::COLOR_BayerBG2BGRA);
+  ASSERT_EQ(opaque.channels(), 4);
+  int plane = 0;
+  for (const ShotType type : {CAM_R, CAM_G, CAM_B}) {
+    Shot shot;
+    EXPECT_EQ(shot.SetImageColor(Mosaic(), cv::COLOR_BayerBG2BGRA, type), DRAVIX_OK);
+    cv::Mat expected;
+    cv::extractChannel(opaque, expected, plane++);
+    EXPECT_TRUE(SameBytes(shot.image, expected));
+  }
+  Shot shot;
+  EXPECT_EQ(shot.SetImageColor(Mosaic(), cv::COLOR_BayerBG2BGRA, CAM_RGB), DRAVIX_OK);
+  cv::Mat expected;
+  cv::demosaicing(Mosaic(), expected, cv::COLOR_BayerBG2BGR);
+  EXPECT_TRUE(SameBytes(shot.image, expected));
+}
+
+TEST(SetImageColor, AnEmptyMosaicIsRefusedAfterAMissingCode) {
+  LogCapture log;
+  Shot shot = FullShot();
+  EXPECT_EQ(shot.SetImageColor(cv::Mat(0, 5, CV_16UC1), 0, CAM_RGB), DRAVIX_NO_MOSAIC_CODE);
+  EXPECT_THAT(log.Errors(), ElementsAre("Shot::SetImageColor--Error :: in_bayer_type"));
   EXPECT_EQ(shot.SetImageColor(cv::Mat(0, 5, CV_16UC1), cv::COLOR_BayerBG2BGR, CAM_RGB),
             DRAVIX_BAD_IMAGE);
   EXPECT_TRUE(SameShot(shot, FullShot()));
@@ -405,7 +444,7 @@ TEST(SetPointLocatorMeta, FillsInFixedGroupsThroughTheSetters) {
   Shot shot;
   const int screen[2] = {10, 7};
   const int interval[2] = {4, 3};
-  EXPECT_EQ(shot.SetPointLocatorMeta(120016, screen, interval, 6, 9), 0);
+  EXPECT_EQ(shot.SetPointLocatorMeta(120016, screen, interval, 6, 9), DRAVIX_OK);
   EXPECT_STREQ(shot.device->id, "custom :: ForPointLocator");
   EXPECT_STREQ(shot.device->lens_id, "custom :: ForPointLocator");
   EXPECT_EQ(shot.device->cam_type, 120016);
@@ -425,7 +464,7 @@ TEST(SetPointLocatorMeta, WithoutAScreenLeavesPartitionAndPatternAlone) {
   const int interval[2] = {4, 3};
   for (const auto& screen : {std::array{0, 7}, std::array{10, 0}, std::array{-1, -1}}) {
     Shot shot;
-    EXPECT_EQ(shot.SetPointLocatorMeta(1, screen.data(), interval, 6, 9), 0);
+    EXPECT_EQ(shot.SetPointLocatorMeta(1, screen.data(), interval, 6, 9), DRAVIX_OK);
     EXPECT_FALSE(shot.partition || shot.pattern);
     EXPECT_TRUE(shot.device && shot.panel && shot.color);
   }
@@ -438,7 +477,7 @@ TEST(SetPointLocatorMeta, AnImpossibleIntervalOrIndexLeavesThePatternOut) {
     LogCapture log;
     Shot shot;
     const int index = interval[0] == 4 ? 12 : kLeast;
-    EXPECT_EQ(shot.SetPointLocatorMeta(1, screen, interval.data(), index, 9), 0);
+    EXPECT_EQ(shot.SetPointLocatorMeta(1, screen, interval.data(), index, 9), DRAVIX_OK);
     EXPECT_FALSE(shot.pattern);
     EXPECT_TRUE(shot.partition && shot.panel && shot.color);
     EXPECT_EQ(log.Errors().size(), 1U);
@@ -474,6 +513,7 @@ TEST_P(ShotCheckFlag, FailsWhenAskedForAndMissing) {
   EXPECT_EQ(Shot::Check(GetParam().flag, &shot), GetParam().code);
   EXPECT_EQ(Shot::Check(kAll, &shot), GetParam().code);
   EXPECT_THAT(log.Errors(), ElementsAre(GetParam().message, GetParam().message));
+  EXPECT_EQ(log.Formats(), log.Errors());
   EXPECT_THAT(log.Infos(), IsEmpty());
 }
 
@@ -481,32 +521,40 @@ TEST_P(ShotCheckFlag, IsNotLookedAtWhenNotAskedFor) {
   const LogCapture log;
   Shot shot = FullShot();
   GetParam().spoil(shot);
-  EXPECT_EQ(Shot::Check(kAll & ~GetParam().flag, &shot), 0);
-  EXPECT_EQ(Shot::Check(GetParam().flag, std::make_unique<Shot>(FullShot()).get()), 0);
+  EXPECT_EQ(Shot::Check(kAll & ~GetParam().flag, &shot), DRAVIX_OK);
+  EXPECT_EQ(Shot::Check(GetParam().flag, std::make_unique<Shot>(FullShot()).get()), DRAVIX_OK);
   EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Check, ShotCheckFlag,
-    testing::Values(
-        CheckCase{CHECK_IMAGE, 1, "Shot::Check--Error shot.image is empty",
-                  [](Shot& s) { s.image.release(); }},
-        CheckCase{CHECK_IMAGE, 1, "Shot::Check--Error shot.image is empty",
-                  [](Shot& s) { s.image = cv::Mat(0, 9, CV_16UC1); }},
-        CheckCase{CHECK_SINGLE, 110, "Shot::Check--Error ::  only support single channel",
-                  [](Shot& s) { s.type = 0; }},
-        CheckCase{CHECK_SINGLE, 110, "Shot::Check--Error ::  only support single channel",
-                  [](Shot& s) { s.type = CIE_XYZ; }},
-        CheckCase{CHECK_SINGLE, 110, "Shot::Check--Error ::  only support single channel",
-                  [](Shot& s) { s.type = CAM_RGB; }},
-        CheckCase{CHECK_COLOR, 111, "Shot::Check--Error :: meta::color info incompleted.",
-                  [](Shot& s) { s.color.reset(); }},
-        CheckCase{CHECK_DEVICE, 105, "Shot::Check--Error :: meta::device info incompleted.",
-                  [](Shot& s) { s.device.reset(); }},
-        CheckCase{CHECK_PATTERN, 104, "Shot::Check--Error ::  pattern meta info incompleted.",
-                  [](Shot& s) { s.pattern.reset(); }},
-        CheckCase{CHECK_PANEL, 106, "Shot::Check--Error ::  panel meta info incompleted.",
-                  [](Shot& s) { s.panel.reset(); }}));
+    testing::Values(CheckCase{CHECK_IMAGE, DRAVIX_NULL_ARGUMENT,
+                              "Shot::Check--Error shot.image is empty",
+                              [](Shot& s) { s.image.release(); }},
+                    CheckCase{CHECK_IMAGE, DRAVIX_NULL_ARGUMENT,
+                              "Shot::Check--Error shot.image is empty",
+                              [](Shot& s) { s.image = cv::Mat(0, 9, CV_16UC1); }},
+                    CheckCase{CHECK_SINGLE, DRAVIX_BAD_TYPE,
+                              "Shot::Check--Error ::  only support single channel",
+                              [](Shot& s) { s.type = 0; }},
+                    CheckCase{CHECK_SINGLE, DRAVIX_BAD_TYPE,
+                              "Shot::Check--Error ::  only support single channel",
+                              [](Shot& s) { s.type = CIE_XYZ; }},
+                    CheckCase{CHECK_SINGLE, DRAVIX_BAD_TYPE,
+                              "Shot::Check--Error ::  only support single channel",
+                              [](Shot& s) { s.type = CAM_RGB; }},
+                    CheckCase{CHECK_COLOR, DRAVIX_NO_COLOR,
+                              "Shot::Check--Error :: meta::color info incompleted.",
+                              [](Shot& s) { s.color.reset(); }},
+                    CheckCase{CHECK_DEVICE, DRAVIX_NO_DEVICE,
+                              "Shot::Check--Error :: meta::device info incompleted.",
+                              [](Shot& s) { s.device.reset(); }},
+                    CheckCase{CHECK_PATTERN, DRAVIX_BAD_PATTERN,
+                              "Shot::Check--Error ::  pattern meta info incompleted.",
+                              [](Shot& s) { s.pattern.reset(); }},
+                    CheckCase{CHECK_PANEL, DRAVIX_BAD_PANEL,
+                              "Shot::Check--Error ::  panel meta info incompleted.",
+                              [](Shot& s) { s.panel.reset(); }}));
 
 TEST(Check, StopsAtTheFirstFailureInItsOrder) {
   const LogCapture log;
@@ -521,7 +569,7 @@ TEST(Check, StopsAtTheFirstFailureInItsOrder) {
     }
   }
   EXPECT_THAT(codes, ElementsAre(1, 110, 111, 105, 104, 106));
-  EXPECT_EQ(Shot::Check(1, &shot), 0);
+  EXPECT_EQ(Shot::Check(1, &shot), DRAVIX_OK);
 }
 
 TEST(Check, AMissingShotIsReportedWhateverIsAsked) {
@@ -531,7 +579,7 @@ TEST(Check, AMissingShotIsReportedWhateverIsAsked) {
     EXPECT_EQ(Shot::Check(flags, nullptr), DRAVIX_NULL_ARGUMENT) << flags;
     EXPECT_THAT(log.Errors(), ElementsAre("Shot::Check--Error in Shot input is nullptr"));
   }
-  EXPECT_EQ(Shot::Check(0, nullptr), 0);
+  EXPECT_EQ(Shot::Check(0, nullptr), DRAVIX_OK);
 }
 
 TEST(Check, NeverAsksForPartitionLayerOrCapture) {
@@ -539,7 +587,7 @@ TEST(Check, NeverAsksForPartitionLayerOrCapture) {
   shot.partition.reset();
   shot.layer.reset();
   shot.capture.reset();
-  EXPECT_EQ(Shot::Check(0xffffffff, &shot), 0);
+  EXPECT_EQ(Shot::Check(0xffffffff, &shot), DRAVIX_OK);
 }
 
 TEST(CheckPair, TestsTheSecondBeforeTheFirst) {
@@ -553,8 +601,8 @@ TEST(CheckPair, TestsTheSecondBeforeTheFirst) {
   EXPECT_EQ(Shot::Check(3, &b, nullptr), DRAVIX_NULL_ARGUMENT);
   EXPECT_EQ(Shot::Check(3, nullptr, &b), DRAVIX_NULL_ARGUMENT);
   EXPECT_EQ(Shot::Check(CHECK_SAME_TYPE, nullptr, nullptr), DRAVIX_NULL_ARGUMENT);
-  EXPECT_EQ(Shot::Check(0, nullptr, nullptr), 0);
-  EXPECT_EQ(Shot::Check(CHECK_SAME_TYPE | CHECK_SAME_SIZE, &b, &b), 0);
+  EXPECT_EQ(Shot::Check(0, nullptr, nullptr), DRAVIX_OK);
+  EXPECT_EQ(Shot::Check(CHECK_SAME_TYPE | CHECK_SAME_SIZE, &b, &b), DRAVIX_OK);
 }
 
 TEST(CheckPair, TypeAndSizeAreComparedWhenAskedFor) {
@@ -564,13 +612,13 @@ TEST(CheckPair, TypeAndSizeAreComparedWhenAskedFor) {
   b.type = CIE_X;
   EXPECT_EQ(Shot::Check(CHECK_SAME_TYPE, &a, &b), DRAVIX_SHOT_MISMATCH);
   EXPECT_THAT(log.Errors(), ElementsAre("Shot::Check--Error :: meta::type mismatch."));
-  EXPECT_EQ(Shot::Check(CHECK_SAME_SIZE, &a, &b), 0);
+  EXPECT_EQ(Shot::Check(CHECK_SAME_SIZE, &a, &b), DRAVIX_OK);
   for (const cv::Size size : {cv::Size(12, 11), cv::Size(11, 10), cv::Size(10, 12)}) {
     log.Clear();
     b.image = Mosaic(size);
     EXPECT_EQ(Shot::Check(CHECK_SAME_SIZE, &a, &b), DRAVIX_SHOT_MISMATCH);
     EXPECT_THAT(log.Errors(), ElementsAre("Shot::Check--Error :: image size mismatch."));
-    EXPECT_EQ(Shot::Check(3, &a, &b), 0);
+    EXPECT_EQ(Shot::Check(3, &a, &b), DRAVIX_OK);
   }
 }
 

@@ -24,7 +24,7 @@ DRAVIX_FORMATS(2)
 void Record(LogLevel level, const char* format, std::va_list values) {
   const std::string text = algolog::Formatted(format, values);
   const std::lock_guard lock(Mutex());
-  if (LogCapture* capture = Innermost()) capture->Add({level, text});
+  if (LogCapture* capture = Innermost()) capture->Add({level, text}, format);
 }
 
 }  // namespace
@@ -45,12 +45,21 @@ std::vector<LogLine> LogCapture::Lines() const {
   return lines_;
 }
 
+std::vector<std::string> LogCapture::Formats() const {
+  const std::lock_guard lock(Mutex());
+  return formats_;
+}
+
 void LogCapture::Clear() {
   const std::lock_guard lock(Mutex());
   lines_.clear();
+  formats_.clear();
 }
 
-void LogCapture::Add(LogLine line) { lines_.push_back(std::move(line)); }
+void LogCapture::Add(LogLine line, std::string format) {
+  lines_.push_back(std::move(line));
+  formats_.push_back(std::move(format));
+}
 
 std::vector<std::string> LogCapture::Texts(LogLevel level) const {
   std::vector<std::string> texts;

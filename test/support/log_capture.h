@@ -1,4 +1,4 @@
-/// The tests' own AlgoLog functions: every line is kept for the capture that is alive.
+/// The AlgoLog functions of the tests: the capture that is alive keeps every line.
 #pragma once
 
 #include <string>
@@ -14,8 +14,8 @@ struct LogLine {
   bool operator==(const LogLine&) const = default;
 };
 
-/// Records the lines written while it lives; captures nest, the innermost records. Lines may come
-/// from several threads.
+/// Records the lines that are written while it lives. Where captures are nested, the innermost one
+/// records. Lines may come from several threads.
 class LogCapture {
  public:
   LogCapture();
@@ -28,14 +28,17 @@ class LogCapture {
   std::vector<std::string> Warnings() const { return Texts(LogLevel::kWarn); }
   std::vector<std::string> Infos() const { return Texts(LogLevel::kInfo); }
   std::vector<std::string> Debugs() const { return Texts(LogLevel::kDebug); }
+  /// What the logging library was given as the format of each line.
+  std::vector<std::string> Formats() const;
   void Clear();
 
-  void Add(LogLine line);
+  void Add(LogLine line, std::string format);
 
  private:
   std::vector<std::string> Texts(LogLevel level) const;
 
   std::vector<LogLine> lines_;
+  std::vector<std::string> formats_;
   LogCapture* outer_;
 };
 

@@ -3,8 +3,8 @@
 #include <opencv2/core/utils/logger.hpp>
 
 #if defined(__GNUC__)
-// Some tests ask for more memory than there is, and expect a refusal; sanitizers would end the
-// program instead. NOLINTBEGIN(bugprone-reserved-identifier): the names are theirs.
+// Some tests ask for more memory than there is and expect a refusal, where sanitizers would end the
+// program. NOLINTBEGIN(bugprone-reserved-identifier): the names are theirs.
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options();
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
 const char* __asan_default_options() { return "allocator_may_return_null=1"; }
@@ -14,7 +14,7 @@ const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleMock(&argc, argv);
-  // Refusals of the matrix library are expected in many tests; what it prints about them is noise.
+  // Many tests expect OpenCV to refuse something; what it prints about that is noise.
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
   return RUN_ALL_TESTS();
 }

@@ -1,4 +1,4 @@
-/// Matrices for tests: seeded noise and exact comparison with a message that helps.
+/// Matrices for tests: noise from a seed, and an exact comparison with a message that helps.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ inline cv::Mat RandomMat(cv::Size size, int type, std::uint64_t seed, double low
   return m;
 }
 
-/// Same size, type and bytes; says where the first difference is.
+/// True when size, type and bytes are the same; otherwise says where the first difference is.
 inline ::testing::AssertionResult SameBytes(const cv::Mat& actual, const cv::Mat& expected) {
   if (actual.size() != expected.size() || actual.type() != expected.type()) {
     return ::testing::AssertionFailure()

@@ -1,4 +1,4 @@
-/// Bytes of formats, put together field by field.
+/// The bytes of file formats, assembled field by field.
 #pragma once
 
 #include <cstdint>

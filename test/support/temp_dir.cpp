@@ -10,7 +10,7 @@
 namespace dravix::test {
 
 TempDir::TempDir() {
-  // Unique between processes (ctest runs several) and within one.
+  // The name is unique among processes, of which ctest runs several, and within one.
   static std::atomic<unsigned> counter{0};
   std::random_device random;
   path_ = std::filesystem::temp_directory_path() /

@@ -1,4 +1,4 @@
-/// A folder of its own for a test, removed with all that is in it.
+/// A folder of its own for a test; it is removed with all that is in it.
 #pragma once
 
 #include <cstdint>
@@ -30,10 +30,10 @@ std::string Slurp(const std::string& fullname);
 /// Writes `content` as the whole file.
 void Spill(const std::string& fullname, std::string_view content);
 
-/// More than any memory holds, and less than file systems allow.
+/// More bytes than any memory holds, and fewer than file systems allow.
 inline constexpr std::uintmax_t kBeyondMemory = std::uintmax_t{1} << 43;
-/// Writes `content` and holes behind it, up to `size` bytes. False where files cannot be that
-/// large.
+/// Writes `content` and fills the file up to `size` bytes with holes. False where files cannot be
+/// that large.
 [[nodiscard]] bool SpillWithHoles(const std::string& fullname, std::string_view content,
                                   std::uintmax_t size = kBeyondMemory);
 
