@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <string>
 
@@ -16,7 +17,7 @@ using dravix::test::TempDir;
 
 namespace {
 
-/// A .npy of `rows` rows, values given row by row.
+/// The bytes of a .npy file whose values are given row by row.
 std::string Npy(int rows, int columns, const std::vector<float>& values) {
   std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (" +
                        std::to_string(rows) + ", " + std::to_string(columns) + "), }";
@@ -26,7 +27,7 @@ std::string Npy(int rows, int columns, const std::vector<float>& values) {
   return bytes;
 }
 
-TEST(Compare, ResultEqualsItself) {
+TEST(Compare, ResultDoesNotDifferFromItself) {
   const SmallScreen screen;
   const std::string result = screen.Measured();
   const auto json = RunTool({"compare", result, result, "--json"}).Json();
@@ -35,7 +36,7 @@ TEST(Compare, ResultEqualsItself) {
   EXPECT_NEAR(json["correlation"], 1.0, 1e-12);
 }
 
-TEST(Compare, OneGainAndTheRmsOfWhatIsLeft) {
+TEST(Compare, RmsIsThatOfWhatOneGainLeaves) {
   const TempDir folder;
   Spill(folder.File("a.npy"), Npy(1, 4, {1, 1, 1, 1}));
   Spill(folder.File("b.npy"), Npy(1, 4, {1, 3, 1, 3}));
@@ -89,7 +90,7 @@ TEST(Compare, DifferentSizesAreNamed) {
   EXPECT_NE(outcome.err.find("has 4 x 1 LEDs, expected 40 x 30"), std::string::npos);
 }
 
-TEST(Compare, TruthWithoutItsMatrixIsNamed) {
+TEST(Compare, MissingMatrixOfATruthIsNamed) {
   const SmallScreen screen;
   Spill(screen.File("lost.json"),
         R"({"format": "dravix-truth", "version": 1, "luminances": "gone.npy"})");
@@ -103,6 +104,82 @@ TEST(Compare, EdgeThatLeavesNothingIsWrongUsage) {
   const Outcome outcome = RunTool({"compare", screen.Measured(), screen.Truth(), "--edge", "15"});
   EXPECT_EQ(outcome.exit, 2);
   EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+}
+
+TEST(Compare, PictureOverAnInputIsRefused) {
+  const SmallScreen screen;
+  const std::string result = screen.Measured();
+  const std::string bytes = Slurp(result);
+  std::filesystem::create_hard_link(result, screen.File("link.png"));
+  const Outcome outcome =
+      RunTool({"compare", result, screen.Truth(), "--image", screen.File("link.png")});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_EQ(Slurp(result), bytes);
+}
+
+TEST(Compare, PictureOverTheTruthsMatrixIsRefused) {
+  const TempDir folder;
+  const std::string npy = Npy(1, 4, {1, 2, 1, 2});
+  Spill(folder.File("m.png"), npy);
+  Spill(folder.File("t.json"),
+        R"({"format": "dravix-truth", "version": 1, "luminances": "m.png",
+            "corner_pixels": [[0, 0], [9, 0], [9, 9], [0, 9]]})");
+  const Outcome outcome = RunTool({"compare", folder.File("t.json"), folder.File("t.json"),
+                                   "--edge", "0", "--image", folder.File("m.png")});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_EQ(Slurp(folder.File("m.png")), npy);
+}
+
+TEST(Compare, LimitThatIsNoLimitIsWrongUsage) {
+  const SmallScreen screen;
+  const std::string result = screen.Measured();
+  for (const char* limit : {"nan", "inf", "-0.1"}) {
+    const Outcome outcome = RunTool({"compare", result, result, "--max-rms", limit});
+    EXPECT_EQ(outcome.exit, 2) << limit;
+    EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+    EXPECT_NE(outcome.err.find("--max-rms: found"), std::string::npos) << outcome.err;
+  }
+}
+
+TEST(Compare, NegativeAndHugeEdgesAreWrongUsage) {
+  const SmallScreen screen;
+  const std::string result = screen.Measured();
+  for (const char* edge : {"-1", "1073741825", "2147483647"}) {
+    const Outcome outcome = RunTool({"compare", result, result, "--edge", edge});
+    EXPECT_EQ(outcome.exit, 2) << edge;
+    EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  }
+}
+
+TEST(Compare, SaysWhichSideHasACopiedBorder) {
+  const SmallScreen screen;
+  const std::string result = screen.Measured();
+  const auto json = RunTool({"compare", result, screen.Truth(), "--json"}).Json();
+  EXPECT_EQ(json["copied_border"]["measured"], 4);
+  EXPECT_EQ(json["copied_border"]["reference"], 0);
+  const std::string text = RunTool({"compare", result, screen.Truth()}).out;
+  EXPECT_NE(text.find("outer 4 LEDs on each side are copies"), std::string::npos) << text;
+}
+
+TEST(Compare, BorderOfATruthIsNeverCalledCopied) {
+  // Without scatter the outer LEDs of a truth are equal to inner ones, but they are no copies.
+  const SmallScreen screen({"--scatter", "0"});
+  const auto json = RunTool({"compare", screen.Truth(), screen.Truth(), "--json"}).Json();
+  EXPECT_EQ(json["copied_border"]["measured"], 0);
+}
+
+TEST(Compare, LettersGrowWithTheMatrix) {
+  const TempDir folder;
+  std::vector<float> ramp(12 * 4800);
+  for (std::size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<float>(i % 4800);
+  Spill(folder.File("a.npy"), Npy(12, 4800, ramp));
+  const std::string picture = folder.File("c.png");
+  ASSERT_EQ(
+      RunTool({"compare", folder.File("a.npy"), folder.File("a.npy"), "--image", picture}).exit, 0);
+  // Each of the three pictures has a scale of at least 120 pixels, enlarged about 4800 / 1024
+  // times.
+  EXPECT_GT(cv::imread(picture).rows, 3 * 4 * 120);
 }
 
 }  // namespace

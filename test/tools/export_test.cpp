@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 #include <sstream>
@@ -19,7 +21,7 @@ using dravix::test::Spill;
 
 namespace {
 
-/// The luminances as they lie in the file: its last 40 x 30 floats.
+/// The luminances of a result file, which are its last 40 x 30 floats.
 cv::Mat StoredLuminances(const std::string& result) {
   const std::string bytes = Slurp(result);
   cv::Mat values(30, 40, CV_32FC1);
@@ -62,7 +64,7 @@ TEST(Export, NpyIsWrittenAsNumPyWritesIt) {
   const std::string result = screen.Measured();
   ASSERT_EQ(RunTool({"export", result, screen.File("e.npy")}).exit, 0);
   const std::string bytes = Slurp(screen.File("e.npy"));
-  // The magic, version 1.0, a header of 118 bytes: 128 in all.
+  // The magic and the version take 8 bytes, the header's length 2 and the header 118: 128 in all.
   ASSERT_EQ(bytes.size(), 128U + 40 * 30 * 4);
   EXPECT_EQ(bytes.substr(0, 10), std::string("\x93NUMPY\x01\x00\x76\x00", 10));
   std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (30, 40), }";
@@ -82,9 +84,9 @@ TEST(Export, PngIsTheLibrarysPicture) {
   EXPECT_TRUE(SameBytes(picture, expected));
 }
 
-TEST(Export, FalseColourPictureShowsDarkAndBrightDifferently) {
+TEST(Export, FalseColorPictureShowsDarkAndBrightDifferently) {
   const SmallScreen screen;
-  ASSERT_EQ(RunTool({"export", screen.Measured(), screen.File("f.png"), "--false-colour"}).exit, 0);
+  ASSERT_EQ(RunTool({"export", screen.Measured(), screen.File("f.png"), "--false-color"}).exit, 0);
   const cv::Mat picture = cv::imread(screen.File("f.png"), cv::IMREAD_UNCHANGED);
   ASSERT_EQ(picture.type(), CV_8UC3);
   EXPECT_GT(picture.cols, 1000);
@@ -112,6 +114,62 @@ TEST(Export, DamagedResultLeavesTheOldPicture) {
   Spill(screen.File("old.png"), "precious");
   EXPECT_EQ(RunTool({"export", screen.File("bad.lum"), screen.File("old.png")}).exit, 3);
   EXPECT_EQ(Slurp(screen.File("old.png")), "precious");
+}
+
+TEST(Export, BritishSpellingOfTheOptionIsAnAlias) {
+  const SmallScreen screen;
+  const std::string result = screen.Measured();
+  ASSERT_EQ(RunTool({"export", result, screen.File("a.png"), "--false-color"}).exit, 0);
+  ASSERT_EQ(RunTool({"export", result, screen.File("b.png"), "--false-colour"}).exit, 0);
+  EXPECT_EQ(Slurp(screen.File("a.png")), Slurp(screen.File("b.png")));
+}
+
+TEST(Export, OutputOverTheResultIsRefused) {
+  const SmallScreen screen;
+  const std::string result = screen.Measured();
+  const std::string bytes = Slurp(result);
+  std::filesystem::create_hard_link(result, screen.File("link.png"));
+  const Outcome outcome = RunTool({"export", result, screen.File("link.png")});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_EQ(Slurp(result), bytes);
+}
+
+/// Where the LEDs begin in a false-color picture of 40 x 30 LEDs, and the side of one, in pixels.
+constexpr int kLeft = 14;
+constexpr int kTop = 34;
+constexpr int kSide = 25;
+
+cv::Mat Leds(const cv::Mat& picture, const cv::Rect& leds) {
+  return picture(cv::Rect(kLeft + kSide * leds.x, kTop + kSide * leds.y, kSide * leds.width,
+                          kSide * leds.height));
+}
+
+/// Whether all pixels of the LED have one color.
+bool IsPlain(const cv::Mat& picture, cv::Point led) {
+  const cv::Mat square = Leds(picture, {led, cv::Size(1, 1)});
+  const cv::Vec3b first = square.at<cv::Vec3b>(0, 0);
+  cv::Mat same;
+  cv::inRange(square, first, first, same);
+  return cv::countNonZero(same) == static_cast<int>(same.total());
+}
+
+TEST(Export, CopiedBorderIsHatchedAndMeasuredLedsArePlain) {
+  const SmallScreen screen;
+  ASSERT_EQ(RunTool({"export", screen.Measured(), screen.File("f.png"), "--false-color"}).exit, 0);
+  const cv::Mat picture = cv::imread(screen.File("f.png"));
+  for (int y = 0; y < 30; ++y) {
+    for (int x = 0; x < 40; ++x) {
+      const bool measured = x >= 4 && y >= 4 && x < 36 && y < 26;
+      EXPECT_EQ(IsPlain(picture, {x, y}), measured) << x << ", " << y;
+    }
+  }
+}
+
+TEST(Export, LibrarysPictureHasNoMarks) {
+  const SmallScreen screen;
+  ASSERT_EQ(RunTool({"export", screen.Measured(), screen.File("p.png")}).exit, 0);
+  EXPECT_EQ(cv::imread(screen.File("p.png")).size(), cv::Size(40, 30));
 }
 
 }  // namespace

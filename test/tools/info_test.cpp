@@ -28,7 +28,7 @@ TEST(Info, ShotShowsSizeTypeRangeAndMetadata) {
   EXPECT_GT(json["range"]["maximum"], json["range"]["minimum"]);
 }
 
-TEST(Info, TextNamesTheSame) {
+TEST(Info, TextShowsTypeAndMetadata) {
   const SmallScreen screen;
   const std::string text = RunTool({"info", screen.Photo()}).out;
   EXPECT_NE(text.find("type            CIE_Y\n"), std::string::npos) << text;
@@ -53,7 +53,7 @@ TEST(Info, TruthAndItsMatrixAgree) {
   EXPECT_EQ(truth["leds"], nlohmann::json({40, 30}));
 }
 
-TEST(Info, ShotCutShortSaysFoundAndExpected) {
+TEST(Info, ShotCutShortSaysItsSizeAndTheOneExpected) {
   const SmallScreen screen;
   const std::string bytes = Slurp(screen.Photo());
   const std::string cut = screen.File("cut.shot");
@@ -61,7 +61,7 @@ TEST(Info, ShotCutShortSaysFoundAndExpected) {
   const Outcome outcome = RunTool({"info", cut});
   EXPECT_EQ(outcome.exit, 3);
   EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
-  // What the lost groups would have taken cannot be known.
+  // The size that the lost groups had cannot be known, so the message says "at least".
   const std::string found = std::to_string(bytes.size() - 5000);
   EXPECT_NE(
       outcome.err.find("cut.shot: is cut short: found " + found + " bytes, expected at least"),
@@ -163,6 +163,14 @@ TEST(Info, Pgm16ShowsItsSamples) {
   EXPECT_EQ(json["format"], "pgm");
   EXPECT_EQ(json["range"]["maximum"], 256);
   EXPECT_EQ(json["range"]["minimum"], 7);
+}
+
+TEST(Info, ResultSaysHowWideItsCopiedBorderIs) {
+  const SmallScreen screen;
+  const std::string result = screen.Measured();
+  EXPECT_EQ(RunTool({"info", result, "--json"}).Json()["copied_border"], 4);
+  const std::string text = RunTool({"info", result}).out;
+  EXPECT_NE(text.find("outer 4 LEDs on each side are copies"), std::string::npos) << text;
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ std::vector<std::string> With(std::vector<std::string> words,
   return words;
 }
 
-TEST(Measure, CornersGiveWhatTheTruthFileGives) {
+TEST(Measure, CornersOnTheCommandLineGiveWhatThoseOfATruthFileGive) {
   const SmallScreen screen;
   const auto words =
       With({"measure", screen.Photo(), "-o", screen.File("a.lum"), "--corners"}, CornersOf(screen));
@@ -42,7 +42,7 @@ TEST(Measure, CornersGiveWhatTheTruthFileGives) {
   EXPECT_EQ(Slurp(screen.File("a.lum")), Slurp(screen.Measured()));
 }
 
-TEST(Measure, PrintsWhatAnEngineerWantsFirst) {
+TEST(Measure, PrintsStatisticsAndTime) {
   const SmallScreen screen;
   const std::string text = RunTool({"measure", screen.Photo(), "--truth", screen.Truth()}).out;
   for (const char* label : {"LEDs            40 x 30\n", "mean  ", "minimum  ", "maximum  ",
@@ -51,7 +51,7 @@ TEST(Measure, PrintsWhatAnEngineerWantsFirst) {
   }
 }
 
-TEST(Measure, JsonHoldsTheNumbers) {
+TEST(Measure, JsonHoldsTheStatistics) {
   const SmallScreen screen;
   const auto json =
       RunTool({"measure", screen.Photo(), "--truth", screen.Truth(), "--json"}).Json();
@@ -85,7 +85,7 @@ TEST(Measure, RowsOfUnequalLengthAreMeasured) {
   EXPECT_EQ(json["leds"], nlohmann::json({40, 30}));
 }
 
-TEST(Measure, RowLongerThanTheScreenFails) {
+TEST(Measure, RowLongerThanTheScreenIsRefused) {
   const SmallScreen screen;
   const Outcome outcome = RunTool({"measure", screen.Photo(), "--truth", screen.Truth(),
                                    "--top-leds", "41", "--bottom-leds", "40"});
@@ -107,7 +107,7 @@ TEST(Measure, CheckerboardAgreesWithTheTruth) {
   EXPECT_LT(json["rms"], 0.03);
 }
 
-TEST(Measure, BlocksThatDoNotDivideTheLedsFail) {
+TEST(Measure, BlocksThatDoNotDivideTheLedsAreRefused) {
   const SmallScreen screen;
   const Outcome outcome = RunTool({"measure", screen.Photo(), "--checkerboard", screen.Board(),
                                    "--blocks", "7x6", "--truth", screen.Truth()});
@@ -137,7 +137,7 @@ TEST(Measure, CornersOnOneSideAreWrongUsage) {
   EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
 }
 
-TEST(Measure, CornerThatIsNoneIsQuoted) {
+TEST(Measure, WordThatIsNoCornerIsQuoted) {
   const SmallScreen screen;
   const Outcome outcome =
       RunTool({"measure", screen.Photo(), "--corners", "10,10", "20;10", "30,100", "15,300"});
@@ -146,14 +146,14 @@ TEST(Measure, CornerThatIsNoneIsQuoted) {
       << outcome.err;
 }
 
-TEST(Measure, NeitherCornersNorRegionIsWrongUsage) {
+TEST(Measure, MeasuringWithoutCornersOrRegionIsWrongUsage) {
   const SmallScreen screen;
   const Outcome outcome = RunTool({"measure", screen.Photo()});
   EXPECT_EQ(outcome.exit, 2);
   EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
 }
 
-TEST(Measure, OutputOfAnotherExtensionIsRefusedBeforeMeasuring) {
+TEST(Measure, OutputWithAnotherExtensionIsRefusedBeforeMeasuring) {
   const SmallScreen screen;
   const Outcome outcome =
       RunTool({"measure", screen.Photo(), "--truth", screen.Truth(), "-o", screen.File("a.png")});
@@ -180,10 +180,10 @@ TEST(Measure, UnwritableResultIsAnOutputError) {
   EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
 }
 
-TEST(Measure, PlanesOfColourAreRefusedWithAdvice) {
+TEST(Measure, PlanesOfColorAreRefusedWithAdvice) {
   const SmallScreen screen;
-  cv::Mat colour(60, 60, CV_8UC3, cv::Scalar(9, 8, 7));
-  ASSERT_TRUE(cv::imwrite(screen.File("c.png"), colour));
+  cv::Mat color(60, 60, CV_8UC3, cv::Scalar(9, 8, 7));
+  ASSERT_TRUE(cv::imwrite(screen.File("c.png"), color));
   ASSERT_EQ(RunTool({"convert", screen.File("c.png"), screen.File("c.shot"), "--leds", "8x8"}).exit,
             0);
   const Outcome outcome = RunTool({"measure", screen.File("c.shot"), "--truth", screen.Truth()});
@@ -200,7 +200,7 @@ TEST(Measure, ShotWithoutPatternIsRefused) {
   EXPECT_NE(outcome.err.find("has no pattern"), std::string::npos);
 }
 
-TEST(Measure, BlackPhotographEndsInACode) {
+TEST(Measure, BlackPhotographCannotBeMeasured) {
   const SmallScreen screen;
   ASSERT_TRUE(cv::imwrite(screen.File("k.png"), cv::Mat::zeros(200, 300, CV_8UC1)));
   ASSERT_EQ(
@@ -210,6 +210,172 @@ TEST(Measure, BlackPhotographEndsInACode) {
   EXPECT_EQ(outcome.exit, 5);
   EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
   EXPECT_FALSE(std::filesystem::exists(screen.File("k.lum")));
+}
+
+/// The command line of a measurement with these further words.
+std::vector<std::string> Measuring(const SmallScreen& screen,
+                                   const std::vector<std::string>& outputs) {
+  return With({"measure", screen.Photo(), "--truth", screen.Truth()}, outputs);
+}
+
+TEST(Measure, TwoOutputsOfOneNameAreRefused) {
+  const SmallScreen screen;
+  const std::string q = screen.File("q.png");
+  const Outcome outcome = RunTool(Measuring(screen, {"--image", q, "--debug-image", q}));
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("--debug-image"), std::string::npos) << outcome.err;
+  EXPECT_FALSE(std::filesystem::exists(q));
+}
+
+TEST(Measure, OutputOverAnInputIsRefused) {
+  const SmallScreen screen;
+  const std::string board = Slurp(screen.Board());
+  std::filesystem::create_hard_link(screen.Board(), screen.File("link.png"));
+  const Outcome outcome = RunTool(Measuring(screen, {"--checkerboard", screen.Board(), "--blocks",
+                                                     "8x6", "--image", screen.File("link.png")}));
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_EQ(Slurp(screen.Board()), board);
+}
+
+TEST(Measure, RegionOfAnotherPhotographIsRefusedWithBothSizes) {
+  const SmallScreen screen;
+  const Shot photo = dravix::test::Loaded(screen.Photo());
+  // The corners would fit both photographs, so nothing but the size tells them apart.
+  ASSERT_EQ(RunTool({"region", "manual", "--frame", "900x700", "--corners", "30,30", "300,30",
+                     "300,220", "30,220", "-o", screen.File("r.roi")})
+                .exit,
+            0);
+  const Outcome outcome = RunTool(
+      {"measure", screen.Photo(), "--region", screen.File("r.roi"), "-o", screen.File("r.lum")});
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  const std::string size =
+      std::to_string(photo.image.cols) + " x " + std::to_string(photo.image.rows);
+  EXPECT_NE(outcome.err.find("900 x 700 pixels, expected " + size), std::string::npos)
+      << outcome.err;
+  EXPECT_FALSE(std::filesystem::exists(screen.File("r.lum")));
+}
+
+TEST(Measure, CheckerboardOfAnotherSizeIsRefusedWithBothSizes) {
+  const SmallScreen screen;
+  ASSERT_TRUE(cv::imwrite(screen.File("b.png"), cv::Mat(200, 300, CV_8UC1, cv::Scalar(9))));
+  ASSERT_EQ(RunTool({"convert", screen.File("b.png"), screen.File("b.shot")}).exit, 0);
+  const Outcome outcome =
+      RunTool(Measuring(screen, {"--checkerboard", screen.File("b.shot"), "--blocks", "8x6"}));
+  EXPECT_EQ(outcome.exit, 3);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("300 x 200 pixels, expected "), std::string::npos) << outcome.err;
+}
+
+struct WrongCount {
+  const char* option;
+  const char* value;
+};
+
+class WrongCounts : public testing::TestWithParam<WrongCount> {};
+
+TEST_P(WrongCounts, AreWrongUsageNamingOptionAndValue) {
+  const SmallScreen screen;
+  const auto [option, value] = GetParam();
+  const Outcome outcome = RunTool(Measuring(screen, {option, value}));
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find(std::string(option) + ": found " + value), std::string::npos)
+      << outcome.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Measure, WrongCounts,
+    testing::Values(WrongCount{"--row-group", "0"}, WrongCount{"--row-group", "-1"},
+                    WrongCount{"--top-leds", "0"}, WrongCount{"--bottom-leds", "0"},
+                    WrongCount{"--last-width", "0"}, WrongCount{"--last-height", "-2"}));
+
+/// A gray photograph of 240 x 200 pixels that says it shows so many LEDs.
+std::string GrayPhoto(const SmallScreen& screen, const std::string& leds) {
+  const cv::Mat gray(200, 240, CV_8UC1, cv::Scalar(90));
+  EXPECT_TRUE(cv::imwrite(screen.File("g.png"), gray));
+  EXPECT_EQ(RunTool({"convert", screen.File("g.png"), screen.File("g.shot"), "--leds", leds}).exit,
+            0);
+  return screen.File("g.shot");
+}
+
+const std::vector<std::string> kSquareCorners = {"--corners", "20,20", "180,20", "180,180",
+                                                 "20,180"};
+
+TEST(Measure, FewerThanFourPixelsPerLedAreWarnedAbout) {
+  const SmallScreen screen;
+  // The corners lie 160 pixels apart, with 480 LEDs across and 20 down.
+  const auto words =
+      With({"measure", GrayPhoto(screen, "480x20"), "-o", screen.File("g.lum")}, kSquareCorners);
+  const Outcome outcome = RunTool(With(words, {"--json"}));
+  ASSERT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_NEAR(outcome.Json()["pixels_per_led"][0], 1.0 / 3, 0.01);
+  EXPECT_NEAR(outcome.Json()["pixels_per_led"][1], 8.0, 0.1);
+  ASSERT_EQ(outcome.Json()["warnings"].size(), 1U);
+  const std::string warning = outcome.Json()["warnings"][0];
+  EXPECT_NE(warning.find("0.33 x 8"), std::string::npos) << warning;
+  EXPECT_NE(warning.find("at least 4"), std::string::npos) << warning;
+  EXPECT_EQ(outcome.err, "dravix: warning: " + warning + "\n");
+  EXPECT_TRUE(std::filesystem::exists(screen.File("g.lum")));
+}
+
+TEST(Measure, FourPixelsPerLedAreEnough) {
+  const SmallScreen screen;
+  const Outcome outcome =
+      RunTool(With({"measure", GrayPhoto(screen, "40x40"), "--json"}, kSquareCorners));
+  ASSERT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_TRUE(outcome.Json()["warnings"].empty());
+}
+
+TEST(Measure, RegionWithoutCornersIsNamedWithOrWithoutACheckerboard) {
+  const SmallScreen screen;
+  const std::string region = screen.File("r.roi");
+  ASSERT_EQ(RunTool({"region", "manual", screen.Photo(), "--corners", "100,100", "160,100",
+                     "160,140", "100,140", "-o", region})
+                .exit,
+            0);
+  const std::vector<std::string> plain = {"measure", screen.Photo(), "--region", region};
+  for (const auto& words :
+       {plain, With(plain, {"--checkerboard", screen.Board(), "--blocks", "8x6"})}) {
+    const Outcome outcome = RunTool(words);
+    EXPECT_EQ(outcome.exit, 5);
+    EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+    EXPECT_NE(outcome.err.find(region + ": the lit area's four corners could not be found"),
+              std::string::npos)
+        << outcome.err;
+    EXPECT_NE(outcome.err.find("210 pixels a side"), std::string::npos) << outcome.err;
+  }
+}
+
+TEST(Measure, SaysThatTheBorderIsCopied) {
+  const SmallScreen screen;
+  EXPECT_EQ(RunTool(Measuring(screen, {"--json"})).Json()["copied_border"], 4);
+  const std::string text = RunTool(Measuring(screen, {})).out;
+  EXPECT_NE(text.find("outer 4 LEDs on each side are copies"), std::string::npos) << text;
+}
+
+TEST(Measure, DebugPictureSeparatesMeasuredLedsFromCopies) {
+  const SmallScreen screen;
+  ASSERT_EQ(RunTool(Measuring(screen, {"--debug-image", screen.File("d.png")})).exit, 0);
+  const cv::Mat picture = cv::imread(screen.File("d.png"));
+  // The luminances are the right one of two pictures, inside white margins. None of their colors is
+  // white, so white pixels are those of the line.
+  const int half = picture.cols / 2;
+  cv::Mat white;
+  cv::inRange(picture(cv::Rect(half + 14, 34, half - 28, picture.rows - 48)), cv::Scalar::all(230),
+              cv::Scalar::all(255), white);
+  EXPECT_GT(cv::countNonZero(white), 100);
+}
+
+TEST(Measure, CheckerboardCopiesANarrowerBorder) {
+  const SmallScreen screen({"--leds", "64x48", "--block", "8"});
+  const auto json =
+      RunTool(Measuring(screen, {"--checkerboard", screen.Board(), "--blocks", "8x6", "--json"}))
+          .Json();
+  EXPECT_EQ(json["copied_border"], 2);
 }
 
 }  // namespace

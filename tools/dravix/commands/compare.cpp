@@ -7,8 +7,11 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
+#include "files/names.h"
 #include "files/stored_data.h"
-#include "report/picture_scale.h"
+#include "files/truth_file.h"
+#include "report/copied_border.h"
+#include "report/false_color.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -23,8 +26,8 @@ constexpr const char* kExamples =
     "  dravix compare monday.lum friday.lum --image drift.png   what has changed?\n"
     "  dravix compare screen.lum reference.npy --max-rms 0.02   exit code 1 above 2 %\n\n"
     "The first file is multiplied by the one gain that brings it closest to the second (least "
-    "squares); RMS is the root of the mean squared difference over the second file's mean, with "
-    "the outer LEDs left out.";
+    "squares); RMS is the root of the mean squared difference over the second file's mean. The "
+    "outer LEDs are left out, because a measurement replaces them by copies of inner ones.";
 
 struct Options {
   std::string measured, reference, image;
@@ -32,6 +35,19 @@ struct Options {
   std::optional<double> maxRms;
   bool json = false;
 };
+
+/// One of the two matrices to compare.
+struct Side {
+  cv::Mat luminances;
+  int copied = 0;  ///< rows and columns on each side that are copies of inner ones
+};
+
+Side LoadSide(const std::string& name) {
+  Side side{LoadLuminances(name)};
+  // Only results have copies; a truth may be even at its border.
+  if (ExtensionOf(name) == ".lum") side.copied = CopiedBorderOf(side.luminances);
+  return side;
+}
 
 struct Difference {
   double gain = 0;
@@ -70,41 +86,54 @@ Difference Compared(const cv::Mat& measured, const cv::Mat& reference, int edge)
   return d;
 }
 
-/// Measured and reference in one scale, and what is between them.
-cv::Mat Picture(const cv::Mat& measured, const cv::Mat& reference, const Difference& d) {
-  FalseColour scale = ScaleOf(reference, "measured, times " + NumberText(d.gain));
-  const cv::Mat measuredPicture = FalseColourPicture(measured * d.gain, scale);
+/// All files that are read for one of the two.
+std::vector<NamedFile> FilesOf(const std::string& option, const std::string& name) {
+  if (ExtensionOf(name) == ".json") return FilesOfTruth(option, name);
+  return {{option, name}};
+}
+
+/// The measured matrix and the reference in one scale, and the difference.
+cv::Mat Picture(const Side& measured, const Side& reference, const Difference& d) {
+  FalseColor scale = ScaleOf(reference.luminances, "measured, times " + NumberText(d.gain));
+  scale.copied = measured.copied;
+  const cv::Mat measuredPicture = FalseColorPicture(measured.luminances * d.gain, scale);
   scale.title = "reference";
-  const cv::Mat referencePicture = FalseColourPicture(reference, scale);
-  const FalseColour found = ScaleOf(cv::abs(d.relative), "");
-  FalseColour how;
-  how.title = "measured - reference, of the mean";
+  scale.copied = reference.copied;
+  const cv::Mat referencePicture = FalseColorPicture(reference.luminances, scale);
+  const FalseColor found = ScaleOf(cv::abs(d.relative), "");
+  FalseColor how;
+  how.title = "measured - reference, as a share of the mean";
+  how.copied = std::max(measured.copied, reference.copied);
   how.unit = " %";
   how.high = std::max(100 * found.high, 0.01);
   how.low = -how.high;
   how.diverging = true;
-  const cv::Mat difference = FalseColourPicture(d.relative * 100, how);
+  const cv::Mat difference = FalseColorPicture(d.relative * 100, how);
   const std::vector<cv::Mat> all = {measuredPicture, referencePicture, difference};
-  return measured.cols > measured.rows ? OneAboveTheOther(all) : SideBySide(all);
+  return d.relative.cols > d.relative.rows ? OneAboveTheOther(all) : SideBySide(all);
 }
 
-void Report(const Options& o, const cv::Mat& measured, const Difference& d) {
+void Report(const Options& o, const Side& measured, const Side& reference, const Difference& d) {
+  const cv::Size leds = measured.luminances.size();
   if (o.json) {
     Json json;
     json["measured"] = o.measured;
     json["reference"] = o.reference;
-    json["leds"] = {measured.cols, measured.rows};
+    json["leds"] = {leds.width, leds.height};
     json["edge"] = o.edge;
     json["gain"] = d.gain;
     json["rms"] = d.rms;
     json["correlation"] = d.correlation;
     json["largest"] = {
         {"difference", d.largest}, {"column", d.largestAt.x}, {"row", d.largestAt.y}};
+    json["copied_border"] = {{"measured", measured.copied}, {"reference", reference.copied}};
+    if (!o.image.empty()) json["image"] = o.image;
     PrintJson(json);
     return;
   }
-  Print(ReportLine("LEDs", std::to_string(measured.cols) + " x " + std::to_string(measured.rows) +
-                               ", outer " + std::to_string(o.edge) + " left out") +
+  Print(ReportLine("LEDs", SizeText(leds) + ", outer " + std::to_string(o.edge) + " left out") +
+        ReportLine("copied border", "measured: " + CopiedBorderText(measured.copied) +
+                                        "; reference: " + CopiedBorderText(reference.copied)) +
         ReportLine("gain", NumberText(d.gain)) + ReportLine("RMS error", PercentText(d.rms)) +
         ReportLine("largest", PercentText(d.largest) + " at column " +
                                   std::to_string(d.largestAt.x) + ", row " +
@@ -113,23 +142,33 @@ void Report(const Options& o, const cv::Mat& measured, const Difference& d) {
         (o.image.empty() ? "" : ReportLine("image", o.image)));
 }
 
+void CheckUsage(const Options& o) {
+  if (o.edge < 0) throw Unexpected("--edge", std::to_string(o.edge), "0 or more");
+  if (o.maxRms && !(std::isfinite(*o.maxRms) && *o.maxRms >= 0)) {
+    throw Unexpected("--max-rms", NumberText(*o.maxRms), "a number of 0 or more, such as 0.02");
+  }
+  std::vector<NamedFile> inputs = FilesOf("measured", o.measured);
+  for (const NamedFile& file : FilesOf("reference", o.reference)) inputs.push_back(file);
+  RequireDistinctFiles(inputs, {{"--image", o.image}});
+}
+
 void Run(const Options& o) {
-  const cv::Mat measured = LoadLuminances(o.measured);
-  const cv::Mat reference = LoadLuminances(o.reference);
-  if (measured.size() != reference.size()) {
-    throw InputFailure(o.reference, "has " + std::to_string(reference.cols) + " x " +
-                                        std::to_string(reference.rows) + " LEDs, expected " +
-                                        std::to_string(measured.cols) + " x " +
-                                        std::to_string(measured.rows) + " as in " + o.measured);
+  CheckUsage(o);
+  const Side measured = LoadSide(o.measured);
+  const Side reference = LoadSide(o.reference);
+  const cv::Size leds = measured.luminances.size();
+  if (reference.luminances.size() != leds) {
+    throw InputFailure(o.reference, "has " + SizeText(reference.luminances.size()) +
+                                        " LEDs, expected " + SizeText(leds) + " as in " +
+                                        o.measured);
   }
-  if (o.edge < 0 || 2 * o.edge >= measured.cols || 2 * o.edge >= measured.rows) {
+  if (o.edge > (std::min(leds.width, leds.height) - 1) / 2) {
     throw UsageFailure("--edge " + std::to_string(o.edge) + ": leaves nothing of " +
-                       std::to_string(measured.cols) + " x " + std::to_string(measured.rows) +
-                       " LEDs");
+                       SizeText(leds) + " LEDs");
   }
-  const Difference difference = Compared(measured, reference, o.edge);
+  const Difference difference = Compared(measured.luminances, reference.luminances, o.edge);
   if (!o.image.empty()) WritePicture(o.image, Picture(measured, reference, difference));
-  Report(o, measured, difference);
+  Report(o, measured, reference, difference);
   if (o.maxRms && !(difference.rms <= *o.maxRms)) {
     throw Failure(ExitCode::kDiffers, o.measured + ": RMS error " + PercentText(difference.rms) +
                                           ", expected at most " + PercentText(*o.maxRms));
@@ -140,14 +179,14 @@ void Run(const Options& o) {
 
 void AddCompareCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
-      "compare", "How far a result is from another one, or from the truth.");
+      "compare", "Say how far a result is from another one, or from the truth.");
   const auto o = std::make_shared<Options>();
   command.add_option("measured", o->measured, "result: .lum or .npy")->required();
   command.add_option("reference", o->reference, "what to compare with: .lum, .npy or truth .json")
       ->required();
-  command.add_option("--edge", o->edge, "outer LEDs left out on every side (default 4)");
+  command.add_option("--edge", o->edge, "outer LEDs left out on each side (default 4)");
   command.add_option("--image", o->image,
-                     "false-colour picture: both in one scale, and the difference");
+                     "false-color picture of both in one scale and of the difference");
   command.add_option("--max-rms", o->maxRms, "exit with 1 above this relative RMS error");
   command.add_flag("--json", o->json, "print the answer as JSON");
   command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);

@@ -6,8 +6,10 @@
 #include "commands/commands.h"
 #include "files/files.h"
 #include "files/matrix_files.h"
+#include "files/names.h"
 #include "files/stored_data.h"
-#include "report/picture_scale.h"
+#include "report/copied_border.h"
+#include "report/false_color.h"
 #include "terminal/failure.h"
 #include "terminal/library_log.h"
 
@@ -17,21 +19,22 @@ namespace {
 constexpr const char* kExamples =
     "Examples:\n"
     "  dravix export screen.lum screen.png                 8 bits, brightest LED white\n"
-    "  dravix export screen.lum screen.png --false-colour  to look at, with a scale\n"
+    "  dravix export screen.lum screen.png --false-color   to look at, with a scale\n"
     "  dravix export screen.lum screen.npy                 exact, for NumPy\n"
     "  dravix export screen.lum screen.tif                 exact, 32-bit float\n"
     "  dravix export screen.lum screen.csv                 exact, as text\n";
 
 struct Options {
   std::string result, output;
-  bool falseColour = false;
+  bool falseColor = false;
 };
 
 void Write(const Options& o, const cv::Mat& luminances) {
   const std::string extension = ExtensionOf(o.output);
-  if (o.falseColour) {
-    WritePicture(o.output,
-                 FalseColourPicture(luminances, ScaleOf(luminances, "luminance per LED")));
+  if (o.falseColor) {
+    FalseColor how = ScaleOf(luminances, "luminance per LED");
+    how.copied = CopiedBorderOf(luminances);
+    WritePicture(o.output, FalseColorPicture(luminances, how));
   } else if (extension == ".npy") {
     WriteFile(o.output, EncodeNpy(luminances));
   } else if (extension == ".csv") {
@@ -52,10 +55,12 @@ void Run(const Options& o) {
   const bool isNumbers = extension == ".npy" || extension == ".csv";
   const bool isPicture = extension == ".png" || extension == ".tif" || extension == ".tiff" ||
                          extension == ".bmp" || extension == ".jpg" || extension == ".pgm";
-  if (!isPicture && (!isNumbers || o.falseColour)) {
-    throw UsageFailure("export: \"" + o.output + "\": expected a name ending in " +
-                       (o.falseColour ? ".png, .tif, .bmp or .jpg" : ".png, .tif, .csv or .npy"));
+  if (!isPicture && (!isNumbers || o.falseColor)) {
+    throw Unexpected("output", InQuotes(o.output),
+                     std::string("a name ending in ") +
+                         (o.falseColor ? ".png, .tif, .bmp or .jpg" : ".png, .tif, .csv or .npy"));
   }
+  RequireDistinctFiles({{"result", o.result}}, {{"output", o.output}});
   LoadResult(o.result);
   Write(o, Luminances());
 }
@@ -68,8 +73,10 @@ void AddExportCommand(CLI::App& program) {
   const auto o = std::make_shared<Options>();
   command.add_option("result", o->result, "result, .lum")->required();
   command.add_option("output", o->output, "file to write: .png, .tif, .csv or .npy")->required();
-  command.add_flag("--false-colour,--false-color", o->falseColour,
-                   "a picture in false colours with a scale");
+  command.add_flag("--false-color", o->falseColor,
+                   "picture in false colors with a scale; marks the border of copied LEDs");
+  // The British spelling is accepted too; the help shows one of them.
+  command.add_flag("--false-colour", o->falseColor)->group("");
   command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);
   command.callback([o] { Run(*o); });
 }

@@ -8,6 +8,7 @@
 #include "files/metadata.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
+#include "report/copied_border.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -15,6 +16,8 @@
 
 namespace dravix::tool {
 namespace {
+
+constexpr const char* kCopiedBorderName = "copied_border";
 
 struct Options {
   std::string file, size;
@@ -48,7 +51,9 @@ Json ShotInfo(const std::string& name) {
 Json LumInfo(const std::string& name) {
   LoadResult(name);
   Json json = {{"format", "lum"}};
-  json.update(StatisticsJson(StatisticsOf(Luminances())));
+  const cv::Mat luminances = Luminances();
+  json.update(StatisticsJson(StatisticsOf(luminances)));
+  json[kCopiedBorderName] = CopiedBorderOf(luminances);
   return json;
 }
 
@@ -102,7 +107,8 @@ Json PgmInfo(const std::string& name) {
   return json;
 }
 
-/// A dump says nothing about itself; with a size it can at least be tried.
+/// A raw dump holds nothing but samples. With a size given, they can be read; without one, the size
+/// of the file tells which known camera it may come from.
 Json RawInfo(const Options& o) {
   const std::uintmax_t bytes = ReadHead(o.file, 1).size;
   Json json = {{"format", "raw"}, {"bytes", bytes}, {"samples", bytes / 2}};
@@ -147,7 +153,8 @@ Json InfoOf(const Options& o) {
   return json;
 }
 
-/// Values on one line: numbers and texts plain, short lists as "a x b", groups as "name value".
+/// A value on one line: numbers and texts as they are, pairs as "a x b", groups as "name value,
+/// ...".
 std::string ValueText(const std::string& name, const Json& value) {
   if (value.is_string()) return value.get<std::string>();
   if (value.is_number_float()) return NumberText(value.get<double>());
@@ -177,7 +184,9 @@ std::string TextOf(const Json& json) {
       }
       continue;
     }
-    text += ReportLine(LabelOf(name), ValueText(name, value));
+    const bool isBorder = name == kCopiedBorderName;
+    text += ReportLine(LabelOf(name),
+                       isBorder ? CopiedBorderText(value.get<int>()) : ValueText(name, value));
   }
   return text;
 }

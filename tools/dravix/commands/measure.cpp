@@ -1,6 +1,7 @@
 #include <dravix/dravix.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -9,17 +10,21 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
+#include "files/names.h"
+#include "files/photograph_inputs.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
-#include "report/overlay.h"
-#include "report/picture_scale.h"
+#include "report/copied_border.h"
+#include "report/false_color.h"
+#include "report/found_corners.h"
+#include "report/measurement_overlay.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
-#include "terminal/library_log.h"
 #include "terminal/library_result.h"
 #include "terminal/progress.h"
 #include "terminal/text_values.h"
+#include "terminal/warning.h"
 
 namespace dravix::tool {
 namespace {
@@ -34,68 +39,92 @@ constexpr const char* kExamples =
 struct Options {
   std::string photo, output, image, debugImage, region, truth, board, blocks;
   std::vector<std::string> corners;
-  std::int32_t topLeds = 0, bottomLeds = 0, rowGroup = 1;
-  std::int32_t lastWidth = -1, lastHeight = -1;
+  std::optional<std::int32_t> topLeds, bottomLeds, rowGroup, lastWidth, lastHeight;
   bool json = false;
 };
 
-/// Everything that can be told from the command line alone, before any work is done.
+void RequirePositive(const char* option, const std::optional<std::int32_t>& count) {
+  if (!count || *count >= 1) return;
+  throw Unexpected(option, std::to_string(*count), "1 or more");
+}
+
+void RequireFiles(const Options& o) {
+  std::vector<NamedFile> inputs = {
+      {"photo", o.photo}, {"--region", o.region}, {"--checkerboard", o.board}};
+  if (!o.truth.empty()) {
+    const std::vector<NamedFile> truth = FilesOfTruth("--truth", o.truth);
+    inputs.insert(inputs.end(), truth.begin(), truth.end());
+  }
+  RequireDistinctFiles(inputs,
+                       {{"-o", o.output}, {"--image", o.image}, {"--debug-image", o.debugImage}});
+}
+
+/// Refuses what the command line alone shows to be wrong, before any work is done.
 void CheckUsage(const Options& o) {
   const int sources =
       (o.corners.empty() ? 0 : 1) + (o.region.empty() ? 0 : 1) + (o.truth.empty() ? 0 : 1);
   if (sources != 1) {
     throw UsageFailure(
-        "measure: give one of --corners, --region or --truth, which say where the lit area is");
+        "measure: give one of --corners, --region and --truth; it says where the lit area is");
   }
   if (o.board.empty() != o.blocks.empty()) {
-    throw UsageFailure("measure: --checkerboard and --blocks belong together");
+    throw UsageFailure(
+        "measure: --checkerboard and --blocks belong together, but only one is given");
   }
-  const bool rows = o.topLeds != 0 || o.bottomLeds != 0;
-  if (rows && (o.topLeds < 1 || o.bottomLeds < 1 || o.rowGroup < 1)) {
-    throw UsageFailure("measure: --top-leds, --bottom-leds and --row-group must be 1 or more");
+  RequirePositive("--top-leds", o.topLeds);
+  RequirePositive("--bottom-leds", o.bottomLeds);
+  RequirePositive("--row-group", o.rowGroup);
+  RequirePositive("--last-width", o.lastWidth);
+  RequirePositive("--last-height", o.lastHeight);
+  if (o.topLeds.has_value() != o.bottomLeds.has_value()) {
+    throw UsageFailure(
+        "measure: --top-leds and --bottom-leds belong together, but only one is given");
   }
-  if (rows && !o.board.empty()) {
+  if (o.topLeds && !o.board.empty()) {
     throw UsageFailure("measure: --top-leds and --bottom-leds do not go with --checkerboard");
   }
   if (!o.output.empty()) RequireExtension("-o", o.output, ".lum");
+  RequireFiles(o);
+}
+
+/// The four corners that --corners or --truth gives.
+std::vector<cv::Point> GivenCorners(const Options& o) {
+  return o.truth.empty() ? ParseCorners("--corners", o.corners) : LoadTruth(o.truth).corners;
+}
+
+std::string CornersSource(const Options& o) {
+  return o.truth.empty() ? std::string("--corners") : o.truth + ": its corners";
 }
 
 RegionOI RegionFor(const Options& o, const Shot& shot) {
-  if (!o.region.empty()) {
-    RegionOI region = LoadRegion(o.region);
-    if (region.frameWidth != shot.image.cols || region.frameHeight != shot.image.rows) {
-      throw InputFailure(o.region, "refers to a frame of " + std::to_string(region.frameWidth) +
-                                       " x " + std::to_string(region.frameHeight) +
-                                       " pixels, expected " + std::to_string(shot.image.cols) +
-                                       " x " + std::to_string(shot.image.rows) + " as in " +
-                                       o.photo);
-    }
-    return region;
-  }
+  if (!o.region.empty()) return LoadRegionOf(o.region, o.photo, shot);
   RegionOI region;
-  const auto corners =
-      o.truth.empty() ? ParseCorners("--corners", o.corners) : LoadTruth(o.truth).corners;
+  const std::vector<cv::Point> corners = GivenCorners(o);
   const std::int32_t code = region.ManualSet(shot.image.size(), corners);
   if (code != DRAVIX_OK) {
-    throw UsageFailure("--corners " + CornersText(corners) + ": " + Explained(code));
+    throw UsageFailure(CornersSource(o) + " " + CornersText(corners) + " in " + o.photo + " of " +
+                       SizeText(shot.image.size()) + " pixels: " + Explained(code));
   }
   return region;
 }
 
-/// The corners that the measurement starts from. Corners given by hand are taken as they are.
-std::vector<cv::Point> CornersFor(const Options& o) {
-  if (!o.corners.empty()) return ParseCorners("--corners", o.corners);
-  if (!o.truth.empty()) return LoadTruth(o.truth).corners;
-  std::vector<cv::Point> corners;
-  const std::int32_t code = LoadRegion(o.region).GetPrecision4Corner(corners);
-  if (code != DRAVIX_OK) throw MeasurementFailure(o.region, Explained(code));
-  return corners;
+/// The four corners that the measurement finds in the region; fails where it finds none.
+std::vector<cv::Point> CornersOf(const Options& o, const RegionOI& region) {
+  const FoundCorners found = FindCorners(region);
+  if (found.corners.empty()) {
+    throw MeasurementFailure(o.region.empty() ? CornersSource(o) : o.region, found.whyNot);
+  }
+  return found.corners;
 }
 
-std::vector<cv::Point> OrderedCorners(const std::vector<cv::Point>& corners) {
+/// The four corners that the measurement starts from, top-left first and clockwise. Corners given
+/// by hand are taken as they are; those of a region are searched for in its mask.
+std::vector<cv::Point> CornersFor(const Options& o, const Shot& shot) {
+  if (!o.region.empty()) return CornersOf(o, LoadRegionOf(o.region, o.photo, shot));
+  const std::vector<cv::Point> corners = GivenCorners(o);
   std::vector<cv::Point> ordered = OrderCorners(corners);
   if (ordered.size() != 4) {
-    throw UsageFailure("corners " + CornersText(corners) +
+    throw UsageFailure(CornersSource(o) + " " + CornersText(corners) +
                        ": expected two above and two at or below their mean height");
   }
   return ordered;
@@ -107,54 +136,129 @@ void Measure(const Options& o, const Shot& shot, const std::vector<cv::Point>& c
     pairs.push_back(corner.x);
     pairs.push_back(corner.y);
   }
-  const std::int32_t code = DravixExtract(Handle(), &shot, pairs.data(), 4, o.topLeds, o.bottomLeds,
-                                          o.topLeds > 0 ? o.rowGroup : 0);
+  const std::int32_t rowGroup = o.topLeds ? o.rowGroup.value_or(1) : 0;
+  const std::int32_t code = DravixExtract(Handle(), &shot, pairs.data(), 4, o.topLeds.value_or(0),
+                                          o.bottomLeds.value_or(0), rowGroup);
   if (code != DRAVIX_OK) throw MeasurementFailure(o.photo, Explained(code));
 }
 
-void MeasureByBlocks(const Options& o, const Shot& shot, const Shot& board,
-                     const RegionOI& region) {
+cv::Size BlocksFor(const Options& o) {
   const cv::Size blocks = ParseSize("--blocks", o.blocks);
   if (blocks.width < 2 || blocks.height < 2) {
     throw Unexpected("--blocks", o.blocks, "at least 2x2");
   }
-  if (board.image.size() != shot.image.size()) {
-    throw InputFailure(o.board, "is " + std::to_string(board.image.cols) + " x " +
-                                    std::to_string(board.image.rows) + " pixels, expected " +
-                                    std::to_string(shot.image.cols) + " x " +
-                                    std::to_string(shot.image.rows) + " as " + o.photo);
-  }
+  return blocks;
+}
+
+/// LEDs of the last column's and the last row's blocks; -1 where they are like the others.
+cv::Size LastFor(const Options& o) { return {o.lastWidth.value_or(-1), o.lastHeight.value_or(-1)}; }
+
+void MeasureByBlocks(const Options& o, const Shot& shot, const Shot& board,
+                     const RegionOI& region) {
+  const cv::Size blocks = BlocksFor(o);
+  const cv::Size last = LastFor(o);
   const std::int32_t code = DravixExtractPro(
-      Handle(), &region, &shot, &board, {blocks.width, blocks.height}, o.lastWidth, o.lastHeight);
+      Handle(), &region, &shot, &board, {blocks.width, blocks.height}, last.width, last.height);
   if (code != DRAVIX_OK) throw MeasurementFailure(o.photo + " with " + o.board, Explained(code));
 }
 
-/// Where to draw lines: between blocks, or between eighths of the screen where there are none.
-BlockGrid GridFor(const Options& o, const Shot& shot) {
+struct Measurement {
+  cv::Mat luminances;
+  std::vector<cv::Point> corners;  ///< of the lit area, top-left first and clockwise
+  int copied = 0;                  ///< rows and columns on each side that are copies
+  double seconds = 0;
+};
+
+Measurement Measured(const Options& o, const Shot& shot, const std::optional<Shot>& board) {
+  const Progress progress("measuring " + o.photo);
+  Measurement m;
+  const auto start = std::chrono::steady_clock::now();
+  if (board) {
+    const RegionOI region = RegionFor(o, shot);
+    m.corners = CornersOf(o, region);
+    MeasureByBlocks(o, shot, *board, region);
+    m.copied = kCopiedBorderByBlocks;
+  } else {
+    m.corners = CornersFor(o, shot);
+    Measure(o, shot, m.corners);
+    m.copied = kCopiedBorder;
+  }
+  m.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  m.luminances = Luminances();
+  return m;
+}
+
+/// Camera pixels from one LED to the next, across and down: the means of opposite sides of the lit
+/// area over its LEDs.
+cv::Size2d PixelsPerLed(const std::vector<cv::Point>& corners, cv::Size leds) {
+  const auto side = [&](std::size_t a, std::size_t b) { return cv::norm(corners[a] - corners[b]); };
+  return {(side(0, 1) + side(3, 2)) / (2.0 * leds.width),
+          (side(0, 3) + side(1, 2)) / (2.0 * leds.height)};
+}
+
+/// "12 x 11.95", to a hundredth of a pixel.
+std::string PixelsPerLedText(cv::Size2d pixels) {
+  const auto rounded = [](double value) { return NumberText(std::round(value * 100) / 100); };
+  return rounded(pixels.width) + " x " + rounded(pixels.height);
+}
+
+std::vector<std::string> WarningsFor(const Options& o, cv::Size2d pixels) {
+  // Below this a soft spot of light covers several LEDs, and their luminances mix.
+  constexpr double kFewestPixels = 4;
+  if (pixels.width >= kFewestPixels && pixels.height >= kFewestPixels) return {};
+  return {o.photo + ": found " + PixelsPerLedText(pixels) +
+          " camera pixels per LED, expected at least 4 in each direction: the luminances of "
+          "neighbors mix; check the pattern's LED counts, or photograph a smaller part of the "
+          "screen"};
+}
+
+/// Where the debug picture draws its lines.
+BlockGrid GridFor(const Options& o, const Measurement& m) {
   BlockGrid grid;
-  grid.leds = {shot.pattern->lighted_led_w, shot.pattern->lighted_led_h};
+  grid.leds = m.luminances.size();
+  grid.copied = m.copied;
   if (!o.blocks.empty()) {
-    const cv::Size blocks = ParseSize("--blocks", o.blocks);
-    grid.blocks = blocks;
-    grid.last = {o.lastWidth, o.lastHeight};
+    grid.blocks = BlocksFor(o);
+    grid.last = LastFor(o);
   }
   return grid;
 }
 
-void Report(const Options& o, double seconds) {
-  const Statistics statistics = StatisticsOf(Luminances());
+void WritePictures(const Options& o, const Shot& shot, const std::optional<Shot>& board,
+                   const Measurement& m) {
+  if (!o.image.empty()) {
+    FalseColor how = ScaleOf(m.luminances, "luminance per LED");
+    how.copied = m.copied;
+    WritePicture(o.image, FalseColorPicture(m.luminances, how));
+  }
+  if (!o.debugImage.empty()) {
+    WritePicture(o.debugImage, MeasurementOverlay(shot.image, board ? board->image : cv::Mat(),
+                                                  m.corners, m.luminances, GridFor(o, m)));
+  }
+}
+
+void Report(const Options& o, const Measurement& m) {
+  const Statistics statistics = StatisticsOf(m.luminances);
+  const cv::Size2d pixels = PixelsPerLed(m.corners, m.luminances.size());
+  const std::vector<std::string> warnings = WarningsFor(o, pixels);
+  for (const std::string& warning : warnings) PrintWarning(warning);
   if (o.json) {
     Json json;
     json["photo"] = o.photo;
     json.update(StatisticsJson(statistics));
-    json["seconds"] = seconds;
+    json["copied_border"] = m.copied;
+    json["pixels_per_led"] = {pixels.width, pixels.height};
+    json["warnings"] = warnings;
+    json["seconds"] = m.seconds;
     if (!o.output.empty()) json["result"] = o.output;
     if (!o.image.empty()) json["image"] = o.image;
     if (!o.debugImage.empty()) json["debug_image"] = o.debugImage;
     PrintJson(json);
     return;
   }
-  Print(StatisticsText(statistics) + ReportLine("time", NumberText(seconds) + " s") +
+  Print(StatisticsText(statistics) + ReportLine("copied border", CopiedBorderText(m.copied)) +
+        ReportLine("pixels per LED", PixelsPerLedText(pixels)) +
+        ReportLine("time", NumberText(m.seconds) + " s") +
         (o.output.empty() ? "" : ReportLine("result", o.output)) +
         (o.image.empty() ? "" : ReportLine("image", o.image)) +
         (o.debugImage.empty() ? "" : ReportLine("debug image", o.debugImage)));
@@ -165,33 +269,11 @@ void Run(const Options& o) {
   const Shot shot = LoadShot(o.photo);
   RequireMeasurable(o.photo, shot);
   std::optional<Shot> board;
-  if (!o.board.empty()) board = LoadShot(o.board);
-  std::vector<cv::Point> outline;
-  const auto start = std::chrono::steady_clock::now();
-  {
-    const Progress progress("measuring " + o.photo);
-    if (board) {
-      const RegionOI region = RegionFor(o, shot);
-      if (!o.debugImage.empty() && region.GetPrecision4Corner(outline) != DRAVIX_OK)
-        outline.clear();
-      MeasureByBlocks(o, shot, *board, region);
-    } else {
-      outline = OrderedCorners(CornersFor(o));
-      Measure(o, shot, outline);
-    }
-  }
-  const double seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (!o.board.empty()) board = LoadCheckerboardOf(o.board, o.photo, shot);
+  const Measurement measurement = Measured(o, shot, board);
   if (!o.output.empty()) SaveResult(o.output);
-  const cv::Mat luminances = Luminances();
-  if (!o.image.empty()) {
-    WritePicture(o.image, FalseColourPicture(luminances, ScaleOf(luminances, "luminance per LED")));
-  }
-  if (!o.debugImage.empty()) {
-    WritePicture(o.debugImage, MeasurementOverlay(shot.image, board ? board->image : cv::Mat(),
-                                                  outline, luminances, GridFor(o, shot)));
-  }
-  Report(o, seconds);
+  WritePictures(o, shot, board, measurement);
+  Report(o, measurement);
 }
 
 }  // namespace
@@ -209,21 +291,24 @@ void AddMeasureCommand(CLI::App& program) {
   command.add_option("--region", o->region, "the lit area as `dravix region` found it, .roi");
   command.add_option("--truth", o->truth, "take the corners from a simulation's truth file, .json");
   command.add_option("-o,--output", o->output, "where to save the result, .lum");
-  command.add_option("--image", o->image, "false-colour picture of the result, with a scale");
+  command.add_option("--image", o->image, "false-color picture of the result, with a scale");
   command.add_option("--top-leds", o->topLeds, "LEDs in the top row, where rows differ in length");
-  command.add_option("--bottom-leds", o->bottomLeds, "LEDs in the bottom row, likewise");
-  command.add_option("--row-group", o->rowGroup, "rows that share one length (default 1)");
-  command.add_option(
-      "--checkerboard", o->board,
-      "second photograph of the same pose, .shot, that shows a checkerboard: measure "
-      "block by block");
+  command.add_option("--bottom-leds", o->bottomLeds,
+                     "LEDs in the bottom row, where rows differ in length");
+  command.add_option("--row-group", o->rowGroup,
+                     "neighboring rows that have the same number of LEDs (default 1)");
+  command.add_option("--checkerboard", o->board,
+                     "second photograph from the same place, .shot, that shows a checkerboard: "
+                     "measure block by block");
   command.add_option("--blocks", o->blocks, "blocks of the checkerboard across and down")
       ->type_name("WxH");
-  command.add_option("--last-width", o->lastWidth, "LEDs across of the last column, if narrower");
-  command.add_option("--last-height", o->lastHeight, "LEDs down of the last row, if narrower");
+  command.add_option("--last-width", o->lastWidth,
+                     "LEDs across one block of the last column, where it is narrower");
+  command.add_option("--last-height", o->lastHeight,
+                     "LEDs down one block of the last row, where it is lower");
   command.add_option("--debug-image", o->debugImage,
-                     "picture for support: outline and block grid over the photograph (and the "
-                     "checkerboard), and the luminances laid back into the same pose");
+                     "picture for finding faults: outline and block grid over the photograph (and "
+                     "the checkerboard), and the luminances warped into the same pose");
   command.add_flag("--json", o->json, "print the answer as JSON");
   command.footer(std::string(kExamples) + "\n" + kUniformityHelp + "\n" + kExitCodeHelp);
   command.callback([o] { Run(*o); });

@@ -9,11 +9,14 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
+#include "files/names.h"
+#include "files/photograph_inputs.h"
 #include "files/stored_data.h"
+#include "report/found_corners.h"
+#include "report/region_overlay.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
-#include "terminal/library_log.h"
 #include "terminal/library_result.h"
 #include "terminal/progress.h"
 #include "terminal/text_values.h"
@@ -26,76 +29,86 @@ struct Options {
   std::vector<std::string> corners;
   std::optional<int> blurKernel, cornerWindow;
   std::optional<float> blurSigma, cornerQuality;
-  int angle = 0;
   bool json = false;
 };
 
 void AddTuning(CLI::App& command, Options& o) {
   command
       .add_option("--blur-kernel", o.blurKernel,
-                  "side of the blur that melts LEDs into one area, odd")
+                  "side of the blur that merges the LEDs into one area, pixels, odd (default 5)")
       ->group("Tuning");
-  command.add_option("--blur-sigma", o.blurSigma, "sigma of that blur, pixels")->group("Tuning");
+  command.add_option("--blur-sigma", o.blurSigma, "sigma of that blur, pixels (default 10)")
+      ->group("Tuning");
   command
       .add_option("--corner-quality", o.cornerQuality,
-                  "weakest corner taken, as a share of the strongest")
+                  "weakest corner accepted, as a share of the strongest (default 0.1)")
       ->group("Tuning");
   command
-      .add_option("--corner-window", o.cornerWindow, "half side of the window that refines corners")
+      .add_option("--corner-window", o.cornerWindow,
+                  "half the side of the window that refines a corner, pixels (default 60)")
       ->group("Tuning");
 }
 
+/// Refuses a tuning value, if there is one, that does not fit.
+template <class T, class Fits>
+void RequireFit(const char* option, const std::optional<T>& value, const Fits& fits,
+                const char* expected) {
+  if (!value || fits(*value)) return;
+  throw Unexpected(option, NumberText(static_cast<double>(*value)), expected);
+}
+
 void Tune(const Options& o, RegionOI& region) {
-  constexpr int kLargest = 501;
-  if (o.blurKernel && (*o.blurKernel < 1 || *o.blurKernel > kLargest || *o.blurKernel % 2 == 0)) {
-    throw Unexpected("--blur-kernel", std::to_string(*o.blurKernel), "an odd number from 1 to 501");
-  }
-  if (o.blurSigma && !(*o.blurSigma > 0)) throw UsageFailure("--blur-sigma: expected more than 0");
-  if (o.cornerQuality && !(*o.cornerQuality > 0 && *o.cornerQuality < 1)) {
-    throw UsageFailure("--corner-quality: expected more than 0 and less than 1");
-  }
-  if (o.cornerWindow && (*o.cornerWindow < 1 || *o.cornerWindow > kLargest)) {
-    throw UsageFailure("--corner-window: expected 1 to 501");
-  }
+  constexpr int kLargest = 501;             // pixels, a multiple of what any photograph needs
+  constexpr float kLargestSigma = 1000.0F;  // pixels, likewise
+  RequireFit(
+      "--blur-kernel", o.blurKernel, [](int v) { return v >= 1 && v <= kLargest && v % 2 == 1; },
+      "an odd number from 1 to 501");
+  RequireFit(
+      "--blur-sigma", o.blurSigma, [](float v) { return v > 0 && v <= kLargestSigma; },
+      "a number above 0 and at most 1000");
+  RequireFit(
+      "--corner-quality", o.cornerQuality, [](float v) { return v > 0 && v < 1; },
+      "a number above 0 and below 1");
+  RequireFit(
+      "--corner-window", o.cornerWindow, [](int v) { return v >= 1 && v <= kLargest; },
+      "a number from 1 to 501");
   region.blurKernelSize = o.blurKernel.value_or(region.blurKernelSize);
   region.blurSigma = o.blurSigma.value_or(region.blurSigma);
   region.cornerQualityLevel = o.cornerQuality.value_or(region.cornerQualityLevel);
   region.cornerRefineWindow = o.cornerWindow.value_or(region.cornerRefineWindow);
 }
 
-/// Corners are wanted where they can be had; a region is good without them too.
-std::vector<cv::Point> CornersIfAny(const RegionOI& region) {
-  std::vector<cv::Point> corners;
-  if (region.GetPrecision4Corner(corners) != DRAVIX_OK) corners.clear();
-  static_cast<void>(TakeLibraryError());
-  return corners;
-}
-
-void Report(const Options& o, const RegionOI& region) {
-  const std::vector<cv::Point> corners = CornersIfAny(region);
+/// A region without four corners still has an outline for `region show`, so that none were found is
+/// an answer and not a failure.
+void Report(const Options& o, const RegionOI& region, const FoundCorners& found) {
   const cv::Rect& rect = region.rect;
   if (o.json) {
     Json json;
-    json["region"] = o.output.empty() ? o.region : o.output;
+    json["region"] = o.region.empty() ? o.output : o.region;
+    if (!o.region.empty() && !o.output.empty()) json["image"] = o.output;
     json["frame"] = {region.frameWidth, region.frameHeight};
     json["rectangle"] = {
         {"x", rect.x}, {"y", rect.y}, {"width", rect.width}, {"height", rect.height}};
     json["corners"] = Json::array();
-    for (const cv::Point& corner : corners) json["corners"].push_back({corner.x, corner.y});
+    for (const cv::Point& corner : found.corners) json["corners"].push_back({corner.x, corner.y});
+    if (found.corners.empty()) json["no_corners"] = found.whyNot;
     PrintJson(json);
     return;
   }
-  Print((o.output.empty() ? "" : ReportLine("region", o.output)) +
-        ReportLine("frame",
-                   std::to_string(region.frameWidth) + " x " + std::to_string(region.frameHeight)) +
-        ReportLine("rectangle", std::to_string(rect.width) + " x " + std::to_string(rect.height) +
-                                    " at " + std::to_string(rect.x) + "," +
-                                    std::to_string(rect.y)) +
-        ReportLine("corners", corners.empty() ? "not found" : CornersText(corners)));
+  std::string text;
+  if (!o.region.empty()) text += ReportLine("region", o.region);
+  if (!o.output.empty()) text += ReportLine(o.region.empty() ? "region" : "image", o.output);
+  text += ReportLine("frame", SizeText({region.frameWidth, region.frameHeight}));
+  text += ReportLine("rectangle", SizeText(rect.size()) + " at " + std::to_string(rect.x) + "," +
+                                      std::to_string(rect.y));
+  text += ReportLine(
+      "corners", found.corners.empty() ? "not found: " + found.whyNot : CornersText(found.corners));
+  Print(text);
 }
 
 void RunFind(const Options& o, std::int32_t (RegionOI::*find)()) {
   RequireExtension("-o", o.output, ".roi");
+  RequireDistinctFiles({{"photo", o.photo}}, {{"-o", o.output}});
   RegionOI region;
   Tune(o, region);
   const Shot shot = LoadShot(o.photo);
@@ -106,7 +119,7 @@ void RunFind(const Options& o, std::int32_t (RegionOI::*find)()) {
     if (code != DRAVIX_OK) throw MeasurementFailure(o.photo, Explained(code));
   }
   SaveRegion(o.output, region);
-  Report(o, region);
+  Report(o, region, FindCorners(region));
 }
 
 void AddFind(CLI::App& group, const char* name, const char* help,
@@ -124,8 +137,9 @@ void AddFind(CLI::App& group, const char* name, const char* help,
 
 void RunManual(const Options& o) {
   RequireExtension("-o", o.output, ".roi");
+  RequireDistinctFiles({{"photo", o.photo}}, {{"-o", o.output}});
   if (o.photo.empty() == o.frame.empty()) {
-    throw UsageFailure("region manual: give the photograph or --frame");
+    throw UsageFailure("region manual: give either the photograph or --frame");
   }
   const auto corners = ParseCorners("--corners", o.corners);
   const cv::Size frame =
@@ -133,12 +147,11 @@ void RunManual(const Options& o) {
   RegionOI region;
   const std::int32_t code = region.ManualSet(frame, corners);
   if (code != DRAVIX_OK) {
-    throw UsageFailure("--corners " + CornersText(corners) + " in a frame of " +
-                       std::to_string(frame.width) + " x " + std::to_string(frame.height) + ": " +
-                       Explained(code));
+    throw UsageFailure("--corners " + CornersText(corners) + " in a frame of " + SizeText(frame) +
+                       " pixels: " + Explained(code));
   }
   SaveRegion(o.output, region);
-  Report(o, region);
+  Report(o, region, FindCorners(region));
 }
 
 void AddManual(CLI::App& group) {
@@ -159,15 +172,13 @@ void AddManual(CLI::App& group) {
   command.callback([o] { RunManual(*o); });
 }
 
-RegionOI RegionOfPhoto(const Options& o, const Shot& shot) {
-  RegionOI region = LoadRegion(o.region);
-  if (region.frameWidth != shot.image.cols || region.frameHeight != shot.image.rows) {
-    throw InputFailure(o.region, "refers to a frame of " + std::to_string(region.frameWidth) +
-                                     " x " + std::to_string(region.frameHeight) +
-                                     " pixels, expected " + std::to_string(shot.image.cols) +
-                                     " x " + std::to_string(shot.image.rows) + " as in " + o.photo);
-  }
-  return region;
+void RunShow(const Options& o) {
+  RequireDistinctFiles({{"region", o.region}, {"photo", o.photo}}, {{"-o", o.output}});
+  const Shot shot = LoadShot(o.photo);
+  const RegionOI region = LoadRegionOf(o.region, o.photo, shot);
+  const FoundCorners found = FindCorners(region);
+  WritePicture(o.output, RegionOverlay(shot, region, found.corners));
+  Report(o, region, found);
 }
 
 void AddShow(CLI::App& group) {
@@ -178,16 +189,12 @@ void AddShow(CLI::App& group) {
   command.add_option("photo", o->photo, "photograph, .shot")->required();
   command.add_option("-o,--output", o->output, "picture to write, .png, .jpg and so on")
       ->required();
-  command.footer("Example:\n  dravix region show area.roi photo.shot -o check.png");
-  command.callback([o] {
-    const Shot shot = LoadShot(o->photo);
-    const RegionOI region = RegionOfPhoto(*o, shot);
-    WriteByName(o->output, [&](const std::string& name) {
-      const bool written = region.ExportImage(name, shot) == DRAVIX_OK;
-      static_cast<void>(TakeLibraryError());
-      return written;
-    });
-  });
+  command.add_flag("--json", o->json, "print the answer as JSON");
+  command.footer(
+      "The picture shows the region's outline (green), its rectangle (yellow) and the four corners "
+      "that a measurement uses (orange).\n\n"
+      "Example:\n  dravix region show area.roi photo.shot -o check.png");
+  command.callback([o] { RunShow(*o); });
 }
 
 void AddCorners(CLI::App& group) {
@@ -200,22 +207,22 @@ void AddCorners(CLI::App& group) {
   command.callback([o] {
     RegionOI region = LoadRegion(o->region);
     Tune(*o, region);
-    std::vector<cv::Point> corners;
-    const std::int32_t code = region.GetPrecision4Corner(corners);
-    if (code != DRAVIX_OK) throw MeasurementFailure(o->region, Explained(code));
-    Report(*o, region);
+    const FoundCorners found = FindCorners(region);
+    if (found.corners.empty()) throw MeasurementFailure(o->region, found.whyNot);
+    Report(*o, region, found);
   });
 }
 
 void RunRectify(const Options& o) {
   RequireExtension("-o", o.output, ".shot");
+  RequireDistinctFiles({{"region", o.region}, {"photo", o.photo}}, {{"-o", o.output}});
   Shot shot = LoadShot(o.photo);
-  RegionOI region = RegionOfPhoto(o, shot);
+  RegionOI region = LoadRegionOf(o.region, o.photo, shot);
   Tune(o, region);
   const Progress progress("rectifying " + o.photo);
-  std::vector<cv::Point> corners;
-  std::int32_t code = region.GetPrecision4Corner(corners);
-  if (code == DRAVIX_OK) code = region.PerspectiveSet(corners);
+  const FoundCorners found = FindCorners(region);
+  if (found.corners.empty()) throw MeasurementFailure(o.region, found.whyNot);
+  std::int32_t code = region.PerspectiveSet(found.corners);
   if (code == DRAVIX_OK) code = region.WarpPerspective(&shot);
   if (code != DRAVIX_OK) throw MeasurementFailure(o.region, Explained(code));
   SaveShot(o.output, shot);

@@ -61,6 +61,19 @@ void RequireReadable(const std::string& name, std::string_view extension, Stored
   RequireContent(name, kind);
 }
 
+/// A rectangle that leaves its frame cannot be drawn or measured.
+void RequireWithinFrame(const std::string& name, const RegionOI& region) {
+  const cv::Rect& rect = region.rect;
+  const cv::Size frame(region.frameWidth, region.frameHeight);
+  // Comparing differences of what is not negative cannot overflow, whatever the file says.
+  const bool fits = rect.x >= 0 && rect.y >= 0 && frame.width >= 0 && frame.height >= 0 &&
+                    rect.width <= frame.width - rect.x && rect.height <= frame.height - rect.y;
+  if (fits) return;
+  throw InputFailure(name, "is damaged: its rectangle of " + SizeText(rect.size()) + " pixels at " +
+                               std::to_string(rect.x) + "," + std::to_string(rect.y) +
+                               " does not lie within its frame of " + SizeText(frame));
+}
+
 /// Writes what `toBuffer` puts into memory. The library's own saving writes the same bytes, but
 /// does not say why it could not.
 template <class Size, class ToBuffer>
@@ -100,6 +113,7 @@ RegionOI LoadRegion(const std::string& name) {
   if (region.mask.type() != CV_8UC1 || region.mask.size() != region.rect.size()) {
     throw InputFailure(name, "is damaged: its mask does not fit its rectangle");
   }
+  RequireWithinFrame(name, region);
   return region;
 }
 

@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::size_t kLabelWidth = 14;
 
-/// The nine fields' means, smallest over largest. A screen of fewer than three LEDs a side has
-/// fields without LEDs; those are left out.
+/// The smallest of the nine fields' means over the largest. With fewer than three LEDs a side some
+/// fields hold no LED; they are left out.
 double NinePoint(const cv::Mat& luminances) {
   double low = 0;
   double high = 0;

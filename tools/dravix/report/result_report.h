@@ -1,4 +1,5 @@
-/// What an engineer wants to see first of a matrix of luminances.
+/// The numbers that an engineer wants to see first of a matrix of luminances, and how they are
+/// printed.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -17,7 +18,7 @@ struct Statistics {
   double deviation = 0;   ///< standard deviation over all LEDs
   double minOverMax = 0;  ///< uniformity of single LEDs
   double ninePoint = 0;   ///< smallest over largest of the means of a 3 x 3 division
-  double spread = 0;      ///< deviation / mean
+  double spread = 0;      ///< deviation / mean; 0 when the mean is not positive
 };
 
 inline constexpr const char* kUniformityHelp =
@@ -25,14 +26,15 @@ inline constexpr const char* kUniformityHelp =
     "the smallest field mean over the largest; \"min/max\" is the darkest LED over the brightest. "
     "Spread is the standard deviation over the mean.";
 
-/// Of CV_32FC1 values, not empty.
+/// The statistics of a CV_32FC1 matrix that is not empty.
 [[nodiscard]] Statistics StatisticsOf(const cv::Mat& luminances);
 [[nodiscard]] Json StatisticsJson(const Statistics& statistics);
-/// Lines "name  value", ready to print.
+/// One line "name  value" for each of them, ready to print.
 [[nodiscard]] std::string StatisticsText(const Statistics& statistics);
 
-/// "label        value\n", the labels of one report in line with each other.
+/// "label        value\n". The values of one report begin in the same column.
 [[nodiscard]] std::string ReportLine(const std::string& label, const std::string& value);
+/// "12.34 %" for 0.1234.
 [[nodiscard]] std::string PercentText(double share);
 
 }  // namespace dravix::tool

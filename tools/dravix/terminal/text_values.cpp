@@ -129,6 +129,10 @@ std::string PixelText(int cvType) {
          std::to_string(channels) + (channels == 1 ? " channel" : " channels");
 }
 
+std::string SizeText(cv::Size size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
 std::string NumberText(double value) {
   std::array<char, 48> text{};
   std::snprintf(text.data(), text.size(), "%.6g", value);

@@ -22,6 +22,8 @@ namespace dravix::tool {
 [[nodiscard]] int ParseMosaic(const std::string& option, const std::string& text);
 /// "16-bit unsigned, 3 channels"
 [[nodiscard]] std::string PixelText(int cvType);
+/// "256 x 128"
+[[nodiscard]] std::string SizeText(cv::Size size);
 /// A number as people read it: 6 digits, no trailing zeros.
 [[nodiscard]] std::string NumberText(double value);
 /// "x,y x,y x,y x,y", as --corners takes it.

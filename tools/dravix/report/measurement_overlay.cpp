@@ -1,18 +1,19 @@
-#include "report/overlay.h"
+#include "report/measurement_overlay.h"
 
 #include <algorithm>
 #include <array>
 #include <opencv2/imgproc.hpp>
 #include <string>
 
-#include "report/picture_scale.h"
+#include "report/false_color.h"
 
 namespace dravix::tool {
 namespace {
 
-constexpr double kLongestSide = 1100;  // of each picture, pixels
+constexpr double kLongestSide = 1100;  // pixels; three such pictures fit side by side on a screen
 const cv::Scalar kOutline(60, 200, 255);
 const cv::Scalar kLines(230, 140, 60);
+const cv::Scalar kCopiedLine(255, 255, 255);
 
 using Quad = std::array<cv::Point2f, 4>;
 
@@ -22,16 +23,16 @@ Quad RectQuad(double width, double height) {
   return {cv::Point2f(0, 0), cv::Point2f(w, 0), cv::Point2f(w, h), cv::Point2f(0, h)};
 }
 
-/// Eight bits, the brightest sample white, three channels, reduced.
+/// The photograph scaled down, with three channels of 8 bits and its brightest sample white.
 cv::Mat Visible(const cv::Mat& photo, double scale) {
   cv::Mat small;
   cv::resize(photo, small, {}, scale, scale, cv::INTER_AREA);
-  cv::Mat grey;
-  cv::normalize(small, grey, 255, 0, cv::NORM_INF, CV_8U);
-  cv::Mat colour;
-  if (grey.channels() == 3) return grey;
-  cv::cvtColor(grey, colour, cv::COLOR_GRAY2BGR);
-  return colour;
+  cv::Mat gray;
+  cv::normalize(small, gray, 255, 0, cv::NORM_INF, CV_8U);
+  cv::Mat color;
+  if (gray.channels() == 3) return gray;
+  cv::cvtColor(gray, color, cv::COLOR_GRAY2BGR);
+  return color;
 }
 
 std::vector<cv::Point> Mapped(const std::vector<cv::Point2f>& points, const cv::Mat& map) {
@@ -41,9 +42,9 @@ std::vector<cv::Point> Mapped(const std::vector<cv::Point2f>& points, const cv::
 }
 
 void Line(cv::Mat& picture, const cv::Mat& photoFromLeds, cv::Point2f from, cv::Point2f to,
-          const cv::Scalar& colour, int thickness) {
+          const cv::Scalar& color, int thickness) {
   const auto ends = Mapped({from, to}, photoFromLeds);
-  cv::line(picture, ends[0], ends[1], colour, thickness, cv::LINE_AA);
+  cv::line(picture, ends[0], ends[1], color, thickness, cv::LINE_AA);
 }
 
 void DrawGrid(cv::Mat& picture, const cv::Mat& photoFromLeds, const BlockGrid& grid) {
@@ -61,6 +62,18 @@ void DrawGrid(cv::Mat& picture, const cv::Mat& photoFromLeds, const BlockGrid& g
   for (std::size_t i = 0; i < corners.size(); ++i) {
     Line(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kOutline, 2);
     cv::circle(picture, Mapped({corners[i]}, photoFromLeds)[0], 6, kOutline, 2, cv::LINE_AA);
+  }
+}
+
+/// The line between measured LEDs and the border of copies.
+void DrawCopiedBorder(cv::Mat& picture, const cv::Mat& photoFromLeds, const BlockGrid& grid) {
+  const cv::Size inner = grid.leds - cv::Size(2 * grid.copied, 2 * grid.copied);
+  if (grid.copied == 0 || inner.width < 1 || inner.height < 1) return;
+  Quad corners = RectQuad(inner.width, inner.height);
+  const auto offset = static_cast<float>(grid.copied);
+  for (cv::Point2f& corner : corners) corner += cv::Point2f(offset, offset);
+  for (std::size_t i = 0; i < corners.size(); ++i) {
+    Line(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kCopiedLine, 1);
   }
 }
 
@@ -85,7 +98,7 @@ cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board,
   const double scale = std::min(1.0, kLongestSide / std::max(photo.cols, photo.rows));
   std::vector<cv::Mat> pictures;
   cv::Mat measured = Visible(photo, scale);
-  cv::Mat laidBack(measured.size(), CV_8UC3, cv::Scalar::all(0));
+  cv::Mat inPose(measured.size(), CV_8UC3, cv::Scalar::all(0));
   cv::Mat shown = board.empty() ? cv::Mat() : Visible(board, scale);
   if (corners.size() == 4) {
     Quad target;
@@ -94,15 +107,17 @@ cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board,
     const cv::Mat photoFromLeds = cv::getPerspectiveTransform(leds.data(), target.data());
     DrawGrid(measured, photoFromLeds, grid);
     if (!shown.empty()) DrawGrid(shown, photoFromLeds, grid);
-    const cv::Mat colours = FalseColours(luminances, ScaleOf(luminances, ""));
-    // Pixel centres lie at integers, LEDs span from one whole number to the next.
+    const cv::Mat colors = FalseColors(luminances, ScaleOf(luminances, ""));
+    // Pixel centers lie at integers, but LED number n reaches from n to n + 1: half a pixel apart.
     const cv::Mat ledsFromPixels = (cv::Mat_<double>(3, 3) << 1, 0, 0.5, 0, 1, 0.5, 0, 0, 1);
-    cv::warpPerspective(colours, laidBack, photoFromLeds * ledsFromPixels, laidBack.size(),
+    cv::warpPerspective(colors, inPose, photoFromLeds * ledsFromPixels, inPose.size(),
                         cv::INTER_NEAREST);
+    DrawCopiedBorder(inPose, photoFromLeds, grid);
   }
   pictures.push_back(Titled(measured, "photograph, lit area and grid"));
   if (!shown.empty()) pictures.push_back(Titled(shown, "checkerboard, the same grid"));
-  pictures.push_back(Titled(laidBack, "measured luminance in the same pose"));
+  const std::string copied = grid.copied > 0 ? "; outside the line: copies of inner LEDs" : "";
+  pictures.push_back(Titled(inPose, "measured luminance in the same pose" + copied));
   return SideBySide(pictures);
 }
 

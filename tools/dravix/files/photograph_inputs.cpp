@@ -1,0 +1,39 @@
+#include "files/photograph_inputs.h"
+
+#include <opencv2/core.hpp>
+#include <string_view>
+
+#include "files/stored_data.h"
+#include "terminal/failure.h"
+#include "terminal/text_values.h"
+
+namespace dravix::tool {
+namespace {
+
+/// `found` is the size that the file `name` was made for; `says` introduces it in the message.
+void RequireSizeOf(const std::string& photoName, const Shot& photo, const std::string& name,
+                   cv::Size found, std::string_view says, std::string_view advice) {
+  const cv::Size expected = photo.image.size();
+  if (found == expected) return;
+  throw InputFailure(name, std::string(says) + " " + SizeText(found) + " pixels, expected " +
+                               SizeText(expected) + " as in " + photoName + ": " +
+                               std::string(advice));
+}
+
+}  // namespace
+
+RegionOI LoadRegionOf(const std::string& name, const std::string& photoName, const Shot& photo) {
+  RegionOI region = LoadRegion(name);
+  RequireSizeOf(photoName, photo, name, {region.frameWidth, region.frameHeight},
+                "refers to a frame of", "find or set the region in this photograph");
+  return region;
+}
+
+Shot LoadCheckerboardOf(const std::string& name, const std::string& photoName, const Shot& photo) {
+  Shot board = LoadShot(name);
+  RequireSizeOf(photoName, photo, name, board.image.size(), "is a photograph of",
+                "both must be taken by one camera from one place");
+  return board;
+}
+
+}  // namespace dravix::tool

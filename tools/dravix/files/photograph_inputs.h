@@ -1,0 +1,20 @@
+/// Inputs that belong to a photograph and make no sense beside one of another size.
+#pragma once
+
+#include <dravix/region.h>
+#include <dravix/shot.h>
+
+#include <string>
+
+namespace dravix::tool {
+
+/// Loads a region (.roi). Fails, naming both sizes, when it was made for a photograph of another
+/// size than `photo`, which was loaded from `photoName`.
+[[nodiscard]] RegionOI LoadRegionOf(const std::string& name, const std::string& photoName,
+                                    const Shot& photo);
+
+/// Loads a checkerboard photograph (.shot), with the same condition.
+[[nodiscard]] Shot LoadCheckerboardOf(const std::string& name, const std::string& photoName,
+                                      const Shot& photo);
+
+}  // namespace dravix::tool
