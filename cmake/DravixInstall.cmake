@@ -1,4 +1,4 @@
-# The installed package: library, public headers, CMake package and pkg-config file.
+# What is installed: the library, the public headers, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS dravix EXPORT dravixTargets
@@ -17,13 +17,34 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/dravixConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/dravixConfig.cmake ${PROJECT_BINARY_DIR}/dravixConfigVersion.cmake
   ${PROJECT_SOURCE_DIR}/cmake/DravixOpenCV.cmake DESTINATION ${package_dir} COMPONENT development)
 
-# opencv_core by name and path: Debian's OpenCV may come without a pkg-config file of its own.
+# The pkg-config file finds the other folders from its own one, so that `cmake --install --prefix` may put the package
+# anywhere. From an absolute library folder no fixed way leads to the prefix, so there the configured prefix stays.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(DRAVIX_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
+  set(DRAVIX_PC_LIBDIR ${CMAKE_INSTALL_LIBDIR})
+else()
+  file(RELATIVE_PATH way_up /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+  string(REGEX REPLACE "/$" "" way_up "${way_up}")
+  set(DRAVIX_PC_PREFIX "\${pcfiledir}/${way_up}")
+  set(DRAVIX_PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+endif()
+if(IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(DRAVIX_PC_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR})
+else()
+  set(DRAVIX_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
+# OpenCV's headers are given by their path because Debian's OpenCV may come without a pkg-config file of its own.
 get_target_property(opencv_include_dirs opencv_core INTERFACE_INCLUDE_DIRECTORIES)
 list(TRANSFORM opencv_include_dirs PREPEND "-I")
 list(JOIN opencv_include_dirs " " DRAVIX_PC_OPENCV_CFLAGS)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/dravix.pc.in ${PROJECT_BINARY_DIR}/dravix.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/dravix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
+
+# The tool is installed together with the library, so building the tool alone must make all that is installed.
+if(TARGET dravix_tool)
+  add_dependencies(dravix_tool dravix)
+endif()
 
 if(WIN32)
   include(DravixWindows)

@@ -1,7 +1,7 @@
-# OpenCV's core, imgproc and imgcodecs as the targets opencv_core, opencv_imgproc and opencv_imgcodecs.
+# Finds OpenCV's core, imgproc and imgcodecs as the targets opencv_core, opencv_imgproc and opencv_imgcodecs.
 #
-# OpenCV's own CMake package is taken where it is installed. Debian ships it only with the whole of OpenCV;
-# the three libraries alone are found by their headers and names.
+# Where OpenCV's own CMake package is installed, it is used. Debian ships that package only together with the whole of
+# OpenCV, so otherwise the three libraries are found by their headers and names.
 set(DRAVIX_OPENCV_MINIMUM 4.3)
 
 find_package(OpenCV ${DRAVIX_OPENCV_MINIMUM} CONFIG QUIET COMPONENTS core imgproc imgcodecs)

@@ -1,6 +1,6 @@
-# What the shared library needs on Windows besides the common rules.
+# What only the Windows build of the shared library needs.
 
-# dravix_windows_dll(<target>): the name dravix.dll with every compiler, and a version resource.
+# dravix_windows_dll(<target>): gives the DLL a version resource and, with every compiler, the name dravix.dll.
 function(dravix_windows_dll target)
   enable_language(RC)
   configure_file(${PROJECT_SOURCE_DIR}/src/dravix.rc.in ${PROJECT_BINARY_DIR}/dravix.rc @ONLY)
@@ -8,9 +8,9 @@ function(dravix_windows_dll target)
   set_target_properties(${target} PROPERTIES PREFIX "" SOVERSION "" VERSION "")
 endfunction()
 
-# dravix_install_windows_runtime(): beside dravix.dll what it asks for, and what its headers ask for at compile time.
+# dravix_install_windows_runtime(): installs the DLLs that dravix.dll needs, and the OpenCV that hosts compile with.
 #
-# Only for builds with the libraries of scripts/windows-deps: a build with vcpkg has them in vcpkg's own folders.
+# This is done only for builds with the libraries of scripts/windows-deps. With vcpkg, hosts use vcpkg's folders.
 function(dravix_install_windows_runtime)
   if(NOT DRAVIX_WINDOWS_DEPS)
     return()
@@ -18,14 +18,14 @@ function(dravix_install_windows_runtime)
   file(GLOB libraries ${DRAVIX_WINDOWS_DEPS}/bin/*.dll)
   install(FILES ${libraries} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
   install(DIRECTORY ${DRAVIX_WINDOWS_DEPS}/share/licenses/ DESTINATION share/licenses COMPONENT runtime)
-  # The C++ classes show cv::Mat: a host that uses them compiles with the same OpenCV.
+  # cv::Mat appears in the C++ classes, so a host that uses them has to be compiled with the same OpenCV.
   install(DIRECTORY ${DRAVIX_WINDOWS_DEPS}/include/opencv4 DESTINATION include COMPONENT development)
   install(DIRECTORY ${DRAVIX_WINDOWS_DEPS}/lib/cmake/opencv4 DESTINATION lib/cmake COMPONENT development)
   file(GLOB libraries ${DRAVIX_WINDOWS_DEPS}/lib/libopencv_*.dll.a)
   install(FILES ${libraries} DESTINATION lib COMPONENT development)
 endfunction()
 
-# dravix_pack_windows(): `cpack` makes one ZIP archive of all that is installed.
+# dravix_pack_windows(): lets `cpack` make one ZIP archive of all that is installed.
 function(dravix_pack_windows)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_NAME dravix)

@@ -12,15 +12,20 @@
 namespace dravix::sim {
 namespace {
 
-constexpr double kSmallestPhoto = 0.5e6;  // pixels
+// Photographs of this many pixels hold enough detail, and are small enough for tests to use many.
+constexpr double kSmallestPhoto = 0.5e6;
 constexpr double kLargestPhoto = 3.0e6;
-constexpr double kShortestSide = 300;  // of the screen, pixels: smaller ones have no sure corners
-constexpr double kSmallestCell = 22;   // side of a whole block, pixels
+// The screen's shorter side in pixels: on smaller screens the corners cannot be found reliably.
+constexpr double kShortestSide = 300;
+// The side of a whole block in pixels, so that also the smallest blocks have some pixels to look
+// at.
+constexpr double kSmallestCell = 22;
 
 struct Board {
-  int columns, rows, block;
+  int columns, rows;  ///< blocks
+  int block;          ///< LEDs along a block's side
 };
-/// The ends of the range, which chance would hardly meet.
+/// Boards at the ends of the ranges, which random numbers would hardly meet.
 constexpr Board kExtremes[] = {{2, 2, 64},  {24, 16, 4}, {24, 16, 8}, {2, 16, 20},
                                {24, 2, 16}, {3, 2, 48},  {2, 2, 32},  {16, 9, 4}};
 constexpr int kBlocks[] = {4, 5, 6, 8, 10, 12, 16, 20, 24, 32, 40, 48, 64};
@@ -30,7 +35,8 @@ Board DrawBoard(Random& random) {
           kBlocks[random.Between(0, static_cast<int>(std::size(kBlocks)) - 1)]};
 }
 
-/// LEDs along an axis of `count` blocks; the last one is narrower with that chance.
+/// The number of LEDs along an axis of `count` blocks. In four of ten scenes the last block is
+/// narrower, but never below 2 LEDs, a quarter of a block, or 10 pixels.
 int DrawLeds(Random& random, int count, const Board& board, double pitch) {
   const int shortest =
       std::max({2, (board.block + 3) / 4, static_cast<int>(std::ceil(10.0 / pitch))});
@@ -76,7 +82,7 @@ bool Suits(const Scene& scene, double smallestCell) {
          scene.checkerboard.block * scene.pose.pitch >= smallestCell;
 }
 
-/// Draws until the photograph has a moderate size.
+/// Draws scenes until one has a moderate size (see Suits).
 Scene DrawScene(const std::string& name, std::uint64_t seed, const Board* wanted,
                 double smallestCell) {
   Random random(seed, 0x5CE4E);
@@ -96,7 +102,8 @@ Scene DrawScene(const std::string& name, std::uint64_t seed, const Board* wanted
   return scene;
 }
 
-/// Beside the screen, to the left or to the right, clear of it and inside the photograph.
+/// Puts a reflection to the left or to the right of the screen, clear of it and inside the
+/// photograph.
 void AddReflection(Random& random, Scene& scene) {
   const double radius = random.Uniform(30, 70);
   scene.sensor.margin = static_cast<int>(2 * radius) + 20;
@@ -112,7 +119,7 @@ void AddReflection(Random& random, Scene& scene) {
   const double gap = random.Uniform(4, 15);
   scene.reflection.level = random.Uniform(1, 3);
   scene.reflection.radius = radius;
-  scene.reflection.centre = {outer + (right ? 1 : -1) * (radius + gap),
+  scene.reflection.center = {outer + (right ? 1 : -1) * (radius + gap),
                              top.y + along * (bottom.y - top.y)};
 }
 
@@ -144,7 +151,8 @@ void MakeHard(HardKind kind, int index, int count, Scene& scene) {
       scene.optics.distortion = index % 2 == 0 ? 0.02 : -0.02;
       break;
     case HardKind::kBlur:
-      // A third of a block is the disk's diameter, or the Gaussian's full width at half maximum.
+      // A third of a block is the diameter of the disk, or the full width at half maximum of the
+      // Gaussian, which is 2.3548 sigma.
       if (scene.optics.defocus == Defocus::kDisk) {
         scene.optics.blur = scene.checkerboard.block / 6.0;
       } else {

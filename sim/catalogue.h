@@ -1,4 +1,5 @@
-/// Named scenes that tests, benches, fuzz seeds and the table of the detector's abilities share.
+/// Named scenes that are shared by the tests, the benches, the tool, and the table of what the
+/// detector can do.
 #pragma once
 
 #include <string>
@@ -8,31 +9,34 @@
 
 namespace dravix::sim {
 
-/// Checkerboards as they should be: 2 x 2 to 24 x 16 blocks of 4 to 64 LEDs, last column or row
-/// often narrower, tilt to 12 degrees, roll to 5, distortion to 1 % either way, vignetting to 40 %,
-/// 12-bit noise, some dead LEDs. 0.5 to 3 megapixels. Named "plain-0" and so on.
+/// Checkerboards as good photographs show them: 2 x 2 to 24 x 16 blocks of 4 to 64 LEDs, often with
+/// a narrower last column or row; tilt up to 12 degrees, roll up to 5 degrees, distortion up to 1 %
+/// either way, vignetting up to 40 %, the noise of a 12-bit camera and some dead LEDs. The
+/// photographs have 0.5 to 3 megapixels. The scenes are named "plain-0" and so on.
 std::vector<Scene> PlainScenes(int count = 60);
 
-/// What makes a hard scene hard.
+/// The difficulty of a hard scene.
 enum class HardKind { kContrast, kDeadBlock, kLitLevels, kReflection, kDistortion, kBlur };
 constexpr HardKind kHardKinds[] = {HardKind::kContrast,   HardKind::kDeadBlock,
                                    HardKind::kLitLevels,  HardKind::kReflection,
                                    HardKind::kDistortion, HardKind::kBlur};
 const char* NameOf(HardKind kind);
 
-/// Plain scenes with one trouble each: contrast 4:1 to 8:1, one whole block dead, lit levels that
-/// differ by 3, a bright reflection beside the screen, 2 % distortion, blur of a third of a block.
-/// Named "contrast-0", "dead-block-0" and so on.
+/// Plain scenes with one difficulty each: contrast from 8:1 down to 4:1, a whole block that is
+/// dead, lit blocks whose levels differ by a factor of 3, a bright reflection beside the screen, 2
+/// % distortion, or blur of a third of a block. They are named "contrast-0", "dead-block-0" and so
+/// on.
 std::vector<Scene> HardScenes(HardKind kind, int count = 8);
 
-/// Screens to measure: no lens distortion, 12-bit noise; even, gradient, modules and scatter by
-/// turns. Named "lum-0" and so on.
+/// Screens to measure, without lens distortion and with the noise of a 12-bit camera. By turns they
+/// are even, have a gradient, have modules that differ, or have LEDs that differ. They are named
+/// "lum-0" and so on.
 std::vector<Scene> LuminanceScenes(int count = 40);
 
-/// The demo's photograph: about 12 megapixels, 256 x 128 LEDs, some dead, module steps.
+/// The demo's scene: 12 megapixels, 256 x 128 LEDs of which some are dead, steps between modules.
 Scene DemoScene();
 
-/// A plain scene of about that many megapixels, for benches.
+/// A plain scene whose photograph has about that many megapixels, for benches.
 Scene SizedScene(double megapixels);
 
 }  // namespace dravix::sim

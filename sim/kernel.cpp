@@ -8,17 +8,20 @@
 namespace dravix::sim {
 namespace {
 
-constexpr double kGaussianReach = 4.0;  // sigma; what lies beyond, 6e-5, is left out
+// A Gaussian is cut off at 4 sigma; only 6e-5 of an axis's light lies beyond.
+constexpr double kGaussianReach = 4.0;
 
-/// A fine picture of the spot, samples 1 / steps pixel apart, the spot's middle at (middle,
-/// middle).
+/// A fine picture of the spot: samples lie 1 / steps pixel apart, and the spot's middle is the
+/// sample (middle, middle).
 struct FineSpot {
   int steps;
   int middle;
   cv::Mat_<double> value;
 };
 
-/// Replaces each sample by the sum over a window `width` samples wide (any fraction) about it.
+/// Replaces each of `count` samples by the sum over a window about it, which is `width` samples
+/// wide. The width need not be a whole number: samples at the window's ends count by the part
+/// inside.
 class Box {
  public:
   Box(double width, int count) : half_(0.5 * width), sums_(static_cast<std::size_t>(count) + 1) {}
@@ -30,12 +33,13 @@ class Box {
           sums_[static_cast<std::size_t>(i)] + first[i * stride];
     }
     for (std::ptrdiff_t i = 0; i < count; ++i) {
-      const double at = static_cast<double>(i) + 0.5;  // sample i covers i to i + 1 of the sums
+      const double at = static_cast<double>(i) + 0.5;  // sample i covers i to i + 1
       first[i * stride] = UpTo(at + half_) - UpTo(at - half_);
     }
   }
 
  private:
+  /// The sum of all samples before the place `at`.
   double UpTo(double at) const {
     const double last = static_cast<double>(sums_.size()) - 1.0;
     const double inside = std::clamp(at, 0.0, last);
@@ -55,7 +59,8 @@ void BoxBothWays(double width, cv::Mat_<double>& m) {
   }
 }
 
-/// A disk of that radius in samples, its edge one sample soft.
+/// Draws a disk whose radius is given in samples. Its edge falls off over one sample, because a
+/// hard edge would make the disk's area jump with the radius.
 void DrawDisk(double radius, FineSpot& spot) {
   for (int y = 0; y < spot.value.rows; ++y) {
     const double dy = y - spot.middle;
@@ -81,10 +86,11 @@ void DrawGaussian(double sigma, FineSpot& spot) {
   }
 }
 
-/// Large spots are smooth and need fewer places inside a pixel.
+/// How many places inside a pixel the center may have, along each axis. Large spots are smooth, so
+/// that fewer places serve them as well and keep their table small.
 int StepsFor(int radius) { return radius <= 24 ? 16 : (radius <= 48 ? 8 : 4); }
 
-/// One kernel: every steps-th sample of the fine picture, scaled to sum 1.
+/// Makes the weights of one place: every steps-th sample of the fine picture, scaled to sum 1.
 void Sample(const FineSpot& spot, int radius, int stepX, int stepY, float* out) {
   const int half = spot.steps / 2;
   const auto index = [&](int pixel, int step) {
@@ -103,6 +109,10 @@ void Sample(const FineSpot& spot, int radius, int stepX, int stepY, float* out) 
 
 }  // namespace
 
+// The lens's blur is drawn on a grid finer than the pixels. Summing it over a window as wide as the
+// emitter, and again over one as wide as a pixel, gives at every fine sample the light that a pixel
+// with its center there receives. Every steps-th sample then is the spot as whole pixels see it,
+// and where the first one lies decides the place of the spot's center inside its pixel.
 SpotKernel::SpotKernel(double emitterSide, Defocus defocus, double blur) {
   const double reach = defocus == Defocus::kDisk ? blur : kGaussianReach * blur;
   radius_ = static_cast<int>(std::ceil(0.5 * emitterSide + reach + 1.0));

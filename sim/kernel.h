@@ -1,4 +1,4 @@
-/// The picture of one LED.
+/// The light that one LED sends to the pixels around it.
 #pragma once
 
 #include <cstddef>
@@ -8,18 +8,19 @@
 
 namespace dravix::sim {
 
-/// A square emitter, blurred by the lens and summed up over whole pixels, for every place of its
-/// centre inside a pixel on a grid of `Steps()` by `Steps()`. The weights of each sum to 1.
+/// The spot of a square emitter that the lens blurs and the sensor sums up over whole pixels. There
+/// is one spot for each of `Steps()` by `Steps()` places of its center inside a pixel. The weights
+/// of each spot sum to 1.
 class SpotKernel {
  public:
-  /// Lengths in pixels.
+  /// `emitterSide` and `blur` (the disk's radius or the Gaussian's sigma) are in pixels.
   SpotKernel(double emitterSide, Defocus defocus, double blur);
 
   int Radius() const { return radius_; }
   int Side() const { return 2 * radius_ + 1; }
   int Steps() const { return steps_; }
-  /// Side() x Side() weights, row by row, of a spot whose centre lies at (stepX / Steps() - 0.5,
-  /// stepY / Steps() - 0.5) from the middle of the middle pixel.
+  /// Side() x Side() weights, row by row, of the spot whose center lies (stepX / Steps() - 0.5,
+  /// stepY / Steps() - 0.5) pixels from the center of the middle pixel.
   const float* At(int stepX, int stepY) const {
     return weights_.data() + static_cast<std::size_t>(stepY * steps_ + stepX) * sideSquared_;
   }

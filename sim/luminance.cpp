@@ -8,7 +8,7 @@
 namespace dravix::sim {
 namespace {
 
-/// A factor per module or block: 1 + spread * deviate, never below 0.
+/// One random factor for each module: normally distributed about 1, and never below 0.
 cv::Mat_<double> NormalFactors(cv::Size size, double spread, Random random) {
   cv::Mat_<double> factors(size);
   for (double& f : factors) f = std::max(0.0, 1.0 + spread * random.Normal());

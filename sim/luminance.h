@@ -1,4 +1,4 @@
-/// What each LED gives off.
+/// How bright each LED is.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -7,14 +7,14 @@
 
 namespace dravix::sim {
 
-/// Parts of a scene that draw random numbers of their own.
+/// The parts of a scene that each draw their own random numbers.
 enum Stream : unsigned { kScatter = 1, kModules, kDefects, kBlockLevels, kShotNoise, kBoardNoise };
 
-/// CV_32FC1, ledHeight x ledWidth: the measured picture's luminances.
+/// Luminances for the measured photograph: CV_32FC1, ledHeight x ledWidth.
 cv::Mat LuminancesOf(const Scene& scene);
-/// Likewise for the checkerboard picture.
+/// Luminances for the checkerboard photograph: CV_32FC1, ledHeight x ledWidth.
 cv::Mat CheckerboardLuminancesOf(const Scene& scene);
-/// Whether the pattern lights the block at that place of the grid.
+/// Whether the checkerboard's pattern lights the block at that column and row of the grid.
 bool IsLit(const Scene& scene, int column, int row);
 
 }  // namespace dravix::sim

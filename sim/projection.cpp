@@ -7,7 +7,8 @@
 namespace dravix::sim {
 namespace {
 
-/// From LED units to pixels about the photograph's middle, third row the perspective.
+/// From LED units to undistorted pixels from the photograph's middle. The third row is the
+/// perspective: the distance of the point from the camera over that of the screen's middle.
 cv::Matx33d Homography(const Screen& screen, const Pose& pose) {
   const SinCos x = FixedSinCos(pose.tiltX);
   const SinCos y = FixedSinCos(pose.tiltY);
@@ -15,7 +16,7 @@ cv::Matx33d Homography(const Screen& screen, const Pose& pose) {
   const double longer = std::max(screen.ledWidth, screen.ledHeight) * pose.pitch;
   const double distance = pose.distance * longer;
 
-  // A screen point (u, v, 0) is turned about the horizontal, then about the vertical axis.
+  // A screen point (u, v, 0) is turned about the horizontal axis and then about the vertical one.
   const double depthU = -y.sin;
   const double depthV = x.sin * y.cos;
   const double acrossU = y.cos;

@@ -9,11 +9,11 @@
 namespace dravix::sim {
 namespace {
 
-constexpr int kSteps = 1 << 15;  // of the integral from 0 to kReach
-constexpr double kReach = 4.5;   // sigma; beyond the outermost quantile, 3.7
+constexpr int kSteps = 1 << 15;  // steps of the integral from 0 to kReach
+constexpr double kReach = 4.5;   // in sigma; the outermost quantile lies at 3.7
 
-/// Upper half of the quantiles: the distribution function is summed up by Simpson's rule and read
-/// backwards between its steps.
+/// The upper half of the quantiles. Simpson's rule sums up the distribution function step by step;
+/// whenever a step passes a wanted probability, its quantile is interpolated inside that step.
 std::array<double, kNormalSteps / 2> UpperQuantiles() {
   constexpr double kStep = kReach / kSteps;
   constexpr double kDensityAtZero = 0.3989422804014327;

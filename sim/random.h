@@ -5,13 +5,14 @@
 
 namespace dravix::sim {
 
-/// SplitMix64, by Sebastiano Vigna (public domain), after Steele, Lea, Flood: "Fast splittable
-/// pseudorandom number generators", OOPSLA 2014. 64 bits of state, one step per number.
+/// The generator SplitMix64 by Sebastiano Vigna (public domain), after Steele, Lea, Flood: "Fast
+/// splittable pseudorandom number generators", OOPSLA 2014. It has 64 bits of state and takes one
+/// step per number.
 class Random {
  public:
   explicit Random(std::uint64_t seed) : state_(seed) {}
-  /// A generator of its own for part `index` of a scene, so that parts do not depend on each
-  /// other's order.
+  /// A generator for part `index` of a scene alone, so that no part's numbers depend on the order
+  /// in which the parts are made.
   Random(std::uint64_t seed, std::uint64_t index);
 
   std::uint64_t Next() {
@@ -21,23 +22,25 @@ class Random {
     z = (z ^ (z >> 27U)) * 0x94D049BB133111EBU;
     return z ^ (z >> 31U);
   }
-  /// In [0, 1), 53 bits.
+  /// Uniformly distributed in [0, 1), with 53 random bits.
   double Uniform() { return static_cast<double>(Next() >> 11U) * 0x1p-53; }
   double Uniform(double low, double high) { return low + (high - low) * Uniform(); }
-  /// low..high, both possible; low <= high.
+  /// A whole number from low to high, both included; low <= high.
   int Between(int low, int high);
   bool Chance(double share) { return Uniform() < share; }
-  /// Standard normal deviate (see NormalTable).
+  /// A standard normal deviate: the sum of two draws from NormalTable.
   double Normal();
 
  private:
   std::uint64_t state_;
 };
 
-/// Quantiles of the standard normal distribution at (i + 0.5) / kNormalSteps. The sum of two draws
-/// from it over the root of 2 has the tails to 5 sigma and variance 1 that a normal deviate needs.
+/// The number of values in NormalTable.
 constexpr int kNormalSteps = 4096;
-/// kNormalSteps values, ascending, scaled to variance 1/2 so that the sum of two has variance 1.
+/// Quantiles of the normal distribution at (i + 0.5) / kNormalSteps for i from 0 to kNormalSteps -
+/// 1, ascending. They are scaled to a variance of 1/2, so that the sum of two random ones has
+/// variance 1. A single draw would end at 3.7 sigma and repeat 4096 values; the sum of two
+/// reaches 5.2 sigma.
 const float* NormalTable();
 
 }  // namespace dravix::sim

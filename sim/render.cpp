@@ -18,10 +18,11 @@ double Largest(const Sensor& sensor) { return static_cast<double>((1 << sensor.b
 
 // --- light on the sensor ---
 
-/// Adds one spot of `flux`, whose centre is at `at`; what falls outside is lost.
+/// Adds one spot of `flux` with its center at `at`. Light that falls outside the sensor is lost.
 void Splat(const SpotKernel& kernel, cv::Point2d at, float flux, cv::Mat& light) {
   const int steps = kernel.Steps();
-  // In whole steps from half a pixel before pixel 0, so that both parts of the place agree.
+  // The place is rounded to whole steps first and split into pixel and step afterward. Rounding the
+  // two apart could put a center near a pixel's border one pixel off.
   const auto stepsX = static_cast<int>(std::floor((at.x + 0.5) * steps + 0.5));
   const auto stepsY = static_cast<int>(std::floor((at.y + 0.5) * steps + 0.5));
   const int pixelX = stepsX >= 0 ? stepsX / steps : (stepsX - steps + 1) / steps;
@@ -45,7 +46,8 @@ double AreaOf(cv::Point2d a, cv::Point2d b, cv::Point2d c, cv::Point2d d) {
   return 0.5 * std::abs((c.x - a.x) * (d.y - b.y) - (d.x - b.x) * (c.y - a.y));
 }
 
-/// Photograph pixels of the corners of a row of LED fields.
+/// The upper corners of a row of LED fields, in photograph pixels. An LED's field is its unit
+/// square on the screen.
 std::vector<cv::Point2d> FieldCorners(const Projection& projection, int columns, int row) {
   std::vector<cv::Point2d> corners(static_cast<std::size_t>(columns) + 1);
   for (int x = 0; x <= columns; ++x) {
@@ -54,8 +56,8 @@ std::vector<cv::Point2d> FieldCorners(const Projection& projection, int columns,
   return corners;
 }
 
-/// An LED sends to the sensor what its field on the screen covers there: an even screen then looks
-/// evenly bright however it is tilted, as real ones do.
+/// Adds the spots of all LEDs. An LED's light is its luminance times the area that its field covers
+/// on the sensor, so that an even screen looks evenly bright however it is tilted, as real ones do.
 void AddScreen(const Scene& scene, const cv::Mat& luminances, cv::Mat& light) {
   const Projection projection(scene, light.size());
   const SpotKernel kernel(scene.screen.emitterFill * scene.pose.pitch, scene.optics.defocus,
@@ -79,10 +81,10 @@ void AddReflection(const Reflection& reflection, cv::Mat& light) {
   if (reflection.level <= 0 || reflection.radius <= 0) return;
   const double rr = reflection.radius * reflection.radius;
   for (int y = 0; y < light.rows; ++y) {
-    const double dy = y - reflection.centre.y;
+    const double dy = y - reflection.center.y;
     float* row = light.ptr<float>(y);
     for (int x = 0; x < light.cols; ++x) {
-      const double dx = x - reflection.centre.x;
+      const double dx = x - reflection.center.x;
       const double rest = 1.0 - (dx * dx + dy * dy) / rr;
       if (rest > 0) row[x] += static_cast<float>(reflection.level * rest * rest);
     }
@@ -91,14 +93,14 @@ void AddReflection(const Reflection& reflection, cv::Mat& light) {
 
 // --- from light to samples ---
 
-/// What one row of the sensor needs beside its light.
+/// The numbers that turn light into samples. Levels are in sample values.
 struct Exposure {
-  float gain;          ///< samples per luminance
-  float stray;         ///< samples
-  float black;         ///< samples
-  float largest;       ///< samples
-  float readVariance;  ///< samples squared
-  float shotVariance;  ///< samples squared per sample of signal
+  float gain;          ///< sample values per luminance
+  float stray;         ///< stray light
+  float black;         ///< black level
+  float largest;       ///< largest sample value
+  float readVariance;  ///< variance of the read noise
+  float shotVariance;  ///< variance of the photon noise per sample value of signal
 };
 
 Exposure ExposureOf(const Scene& scene) {
@@ -113,7 +115,8 @@ Exposure ExposureOf(const Scene& scene) {
           static_cast<float>(s.fullWell > 0 ? largest / s.fullWell : 0.0)};
 }
 
-/// Light to mean samples above black: vignetting falls with the square of the distance.
+/// Turns one row of light into mean sample values above black. Vignetting takes light with the
+/// square of the distance from the photograph's middle.
 void Expose(const Scene& scene, const Exposure& exposure, int y, cv::Mat& light) {
   const double middleX = 0.5 * (light.cols - 1);
   const double middleY = 0.5 * (light.rows - 1);
@@ -130,7 +133,7 @@ void Expose(const Scene& scene, const Exposure& exposure, int y, cv::Mat& light)
   }
 }
 
-/// Colour of the filter over a pixel: 0 red, 1 green, 2 blue.
+/// The color of the filter over a pixel: 0 is red, 1 green, 2 blue.
 int FilterAt(Mosaic mosaic, int x, int y) {
   static constexpr int kRggb[2][2] = {{0, 1}, {1, 2}};
   const bool shiftX = mosaic == Mosaic::kGrbg || mosaic == Mosaic::kBggr;
@@ -147,12 +150,13 @@ void Filter(const Sensor& sensor, int y, cv::Mat& light) {
   for (int x = 0; x < light.cols; ++x) row[x] *= factors[x & 1];
 }
 
-std::uint16_t Quantise(float value, float largest) {
+std::uint16_t Quantize(float value, float largest) {
   const float rounded = std::floor(value + 0.5F);
   return static_cast<std::uint16_t>(std::clamp(rounded, 0.0F, largest));
 }
 
-/// Adds noise and turns one row into samples. Two pixels share one 64-bit number.
+/// Adds noise to one row and rounds it to samples. A pixel's deviate is the sum of two draws from
+/// the normal table, 12 random bits each, so that two pixels can share one 64-bit number.
 void Sample(const Exposure& exposure, Random random, const float* light, int count,
             std::uint16_t* out) {
   constexpr std::uint64_t kMask = kNormalSteps - 1;
@@ -162,7 +166,7 @@ void Sample(const Exposure& exposure, Random random, const float* light, int cou
     bits = x % 2 == 0 ? random.Next() : bits >> 24U;
     const float deviate = table[bits & kMask] + table[(bits >> 12U) & kMask];
     const float sigma = std::sqrt(exposure.readVariance + exposure.shotVariance * light[x]);
-    out[x] = Quantise(exposure.black + light[x] + sigma * deviate, exposure.largest);
+    out[x] = Quantize(exposure.black + light[x] + sigma * deviate, exposure.largest);
   }
 }
 
@@ -182,7 +186,7 @@ cv::Mat Photographed(const Scene& scene, const cv::Mat& luminances, Stream noise
   return samples;
 }
 
-// --- what is written beside the pixels ---
+// --- what the shot says beside its pixels ---
 
 void CopyText(const char* text, char (&field)[64]) {
   std::memcpy(field, text, std::min(std::strlen(text), sizeof(field) - 1));
@@ -222,6 +226,11 @@ Quad QuadOf(const Projection& projection, cv::Point2d first, cv::Point2d last) {
 void AddCells(const Scene& scene, const Projection& projection, Truth& truth) {
   const int block = scene.checkerboard.block;
   truth.grid = GridOf(scene);
+  // A vector that grows would hold the cells of a large screen twice.
+  const auto count =
+      static_cast<std::size_t>(truth.grid.width) * static_cast<std::size_t>(truth.grid.height);
+  truth.cells.reserve(count);
+  truth.cellLit.reserve(count);
   for (int row = 0; row < truth.grid.height; ++row) {
     for (int column = 0; column < truth.grid.width; ++column) {
       const cv::Point2d first(column * block, row * block);
@@ -254,17 +263,14 @@ Truth TruthOf(const Scene& scene) {
                                     static_cast<int>(std::floor(p.y + 0.5)));
   }
   truth.luminances = LuminancesOf(scene);
-  truth.ledCentres.create(truth.luminances.size(), CV_64FC2);
-  for (int y = 0; y < truth.ledCentres.rows; ++y) {
-    for (int x = 0; x < truth.ledCentres.cols; ++x) {
-      const cv::Point2d p = projection.ToPhoto(cv::Point2d(x + 0.5, y + 0.5));
-      truth.ledCentres.at<cv::Vec2d>(y, x) = {p.x, p.y};
-    }
-  }
   truth.samplesPerLuminance = scene.sensor.exposure * Largest(scene.sensor);
   truth.blackLevel = scene.sensor.blackLevel;
   AddCells(scene, projection, truth);
   return truth;
+}
+
+cv::Point2d LedCenterOf(const Scene& scene, cv::Point led) {
+  return Projection(scene).ToPhoto(cv::Point2d(led.x + 0.5, led.y + 0.5));
 }
 
 Photograph Render(const Scene& scene) {
@@ -283,7 +289,7 @@ Shot RenderCheckerboard(const Scene& scene) {
 }
 
 int BayerCodeOf(Mosaic mosaic) {
-  // OpenCV names a mosaic by the second row's second and third pixels.
+  // OpenCV names a mosaic by the second and third pixel of its second row.
   switch (mosaic) {
     case Mosaic::kRggb:
       return cv::COLOR_BayerBG2RGB;

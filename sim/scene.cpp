@@ -28,7 +28,9 @@ cv::Size PhotoSizeOf(const Scene& scene) {
   if (scene.sensor.width > 0 && scene.sensor.height > 0) {
     return {scene.sensor.width, scene.sensor.height};
   }
-  // The middle is the photograph's, so both sides need what the farther one does.
+  // The photograph extends equally far on both sides of its middle, so the screen's farthest point
+  // decides the size on either side. Only distances from the middle are needed, and these do not
+  // depend on the size that is given here.
   const Projection projection(scene, cv::Size(2, 2));
   const double w = scene.screen.ledWidth;
   const double h = scene.screen.ledHeight;

@@ -1,14 +1,15 @@
-# 64-bit Windows from Linux: Debian's mingw-w64 (POSIX threads) and the libraries of scripts/windows-deps.
+# Builds for 64-bit Windows on Linux, with Debian's mingw-w64 (POSIX threads) and the libraries of scripts/windows-deps.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
-# GCC 12 sees overlaps in operator+ of strings that are not there, with -O3.
+# With -O3, GCC 12 warns of overlapping copies in operator+ of strings where there are none.
 set(CMAKE_CXX_FLAGS_INIT -Wno-restrict)
 
-# CMake reads this file again for each of its compiler checks; they are told what was found the first time.
+# CMake reads this file again for each of its compiler checks. The cache variable is passed on to them, so that the
+# script is asked only once.
 set(DRAVIX_WINDOWS_DEPS "" CACHE PATH "Folder made by scripts/windows-deps; empty asks that script")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES DRAVIX_WINDOWS_DEPS)
 if(NOT DRAVIX_WINDOWS_DEPS)
@@ -20,7 +21,7 @@ if(NOT DRAVIX_WINDOWS_DEPS)
   endif()
 endif()
 
-# Libraries, headers and packages are Windows ones or none; programs are this machine's.
+# Only libraries, headers and packages for Windows may be found, while programs must be those of this machine.
 set(CMAKE_FIND_ROOT_PATH ${DRAVIX_WINDOWS_DEPS} /usr/x86_64-w64-mingw32)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

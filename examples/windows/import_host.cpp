@@ -1,5 +1,5 @@
-// A host that links dravix's import library and uses the C++ class Shot: it makes a photograph of
-// an even screen, measures it and writes the result and a picture of it beside each other.
+// A host that links dravix's import library and uses the C++ class Shot. It makes a photograph of
+// an even screen, measures it, and writes the result and a picture of it into one folder.
 //
 // usage: import_host <folder>
 #include <dravix/dravix.h>
@@ -15,7 +15,8 @@ constexpr int kLedsAcross = 48;
 constexpr int kLedsDown = 32;
 constexpr float kLevel = 3000;
 
-/// 8 camera pixels per LED; 12 bits, as the last two digits of cam_type say.
+/// A photograph with 8 pixels per LED and samples of 12 bits, as the last two digits of cam_type
+/// say.
 Shot EvenScreen(const cv::Rect& lit) {
   Shot shot;
   shot.type = CIE_Y;
@@ -66,7 +67,7 @@ int main(int argc, char** argv) {
       !Succeeded("DravixGet", DravixGet(handle, &result, 0)) || !IsEven(result.lum)) {
     return 1;
   }
-  // Names are UTF-8, whatever the system's code page; this file is UTF-8 too.
+  // dravix takes names in UTF-8 whatever the system's code page is, and this source is UTF-8 too.
   const std::string name = folder + "/Größe 屏幕";
   if (!Succeeded("DravixSave", DravixSave(handle, (name + ".lum").c_str())) ||
       !Succeeded("DravixExportImage", DravixExportImage(handle, (name + ".png").c_str(), 0))) {

@@ -1,6 +1,6 @@
-/* A host that knows dravix.dll only at run time: it loads the DLL, asks for the twelve functions by
- * name and reads a result file with them. Plain C; of dravix it compiles with dravix/dravix.h
- * alone.
+/* A host that meets dravix.dll only at run time: it loads the DLL, asks for the twelve functions by
+ * name and reads a result file with them. It is written in plain C, and dravix/dravix.h is all that
+ * it includes of dravix.
  *
  * usage: loadlibrary_host <full path of dravix.dll> <result.lum> <picture to write> */
 #include <dravix/dravix.h>
@@ -25,7 +25,8 @@ typedef struct Functions {
   int32_t (*exportImage)(DravixHandle, const char*, int32_t);
 } Functions;
 
-/* Copied byte by byte: a FARPROC cannot be assigned to a pointer to another type of function. */
+/* The address is copied byte by byte, because a FARPROC cannot be assigned to a pointer to another
+ * type of function. */
 static int find(HMODULE library, const char* name, void* function) {
   FARPROC found = GetProcAddress(library, name);
   if (found == NULL) {
@@ -49,7 +50,7 @@ static int findAll(HMODULE library, Functions* f) {
          find(library, "DravixExportImage", &f->exportImage);
 }
 
-/* dravix takes names as UTF-8; Windows gives them in UTF-16. */
+/* Windows gives names in UTF-16, and dravix takes them in UTF-8. */
 static char* utf8(const wchar_t* text) {
   const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, NULL, 0, NULL, NULL);
   char* bytes = malloc((size_t)size);
@@ -62,7 +63,7 @@ static int succeeded(const char* what, int32_t code) {
   return code == DRAVIX_OK;
 }
 
-/* The result as bytes, handed from one handle to another. */
+/* Hands the result from one handle to the other as bytes. */
 static int passOn(const Functions* f, DravixHandle from, DravixHandle to) {
   uint64_t size = 0;
   char* bytes;
@@ -99,7 +100,7 @@ int wmain(int argc, wchar_t** argv) {
     fprintf(stderr, "usage: loadlibrary_host <dravix.dll> <result.lum> <picture to write>\n");
     return 2;
   }
-  /* The altered search path finds the DLLs that lie beside dravix.dll. */
+  /* With this flag Windows also finds the DLLs that lie beside dravix.dll. */
   library = LoadLibraryExW(argv[1], NULL, LOAD_WITH_ALTERED_SEARCH_PATH);
   if (library == NULL) {
     fprintf(stderr, "cannot load the library: error %lu\n", GetLastError());

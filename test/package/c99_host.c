@@ -1,4 +1,4 @@
-/* The interface from C: every function is linked and called, and the records have their layout. */
+/* Uses the interface from C: calls every function and checks the layout of the records. */
 #include <dravix/algolog.h>
 #include <dravix/dravix.h>
 #include <stddef.h>

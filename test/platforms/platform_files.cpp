@@ -1,6 +1,6 @@
 // Writes what dravix makes of simulated scenes into the current folder: shots, regions, masks,
-// luminances of both pipelines and every result code. Built for two systems, it must write the same
-// bytes.
+// luminances of both pipelines, and every result code. When it is built for two systems, it must
+// write the same bytes on both.
 //
 // usage: platform_files <number of scenes>
 #include <dravix/bio.h>
@@ -22,7 +22,7 @@ namespace {
 using dravix::sim::Photograph;
 using dravix::sim::Scene;
 
-/// Collects result codes and corners, a line each.
+/// Collects result codes and corners, one per line.
 using Notes = std::ostringstream;
 
 void Note(Notes& notes, const std::string& what, std::int32_t code) {
@@ -34,7 +34,7 @@ void WriteRegion(const std::string& name, const RegionOI& region, Notes& notes) 
   notes << "mask " << BIO::SaveMatToBin(name + ".mask", region.mask) << '\n';
 }
 
-/// The region as it is found; writes it, its corners and what it is rectified to.
+/// Finds the region, and writes it, its corners and its rectified form. Returns it as it was found.
 RegionOI FindRegion(const std::string& name, const Photograph& photograph, Notes& notes) {
   RegionOI region;
   Note(notes, "SetShot", region.SetShot(&photograph.shot));

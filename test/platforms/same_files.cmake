@@ -1,4 +1,4 @@
-# Lets FIRST and SECOND write the files of SCENES scenes and compares them byte for byte.
+# Runs the programs FIRST and SECOND, which each write the files of SCENES scenes, and compares these byte for byte.
 if(NOT EXISTS ${FIRST})
   message(FATAL_ERROR "${FIRST} is missing: build it first "
                       "(cmake --preset dev && cmake --build --preset dev --target platform_files)")
@@ -37,7 +37,8 @@ foreach(kind lum shot roi mask)
   message("${count} .${kind} files")
 endforeach()
 
-# expect_successes(<step> <count>): equal failures would be equal bytes too, and say nothing.
+# expect_successes(<step> <count>): fails unless the step succeeded in so many scenes. Two programs that both fail write
+# the same bytes too, and these would prove nothing.
 function(expect_successes step expected)
   file(GLOB notes ${WORK}/first/*.txt)
   set(succeeded 0)

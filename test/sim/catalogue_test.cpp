@@ -23,7 +23,7 @@ std::vector<Scene> AllScenes() {
   return all;
 }
 
-TEST(Catalogue, HasAsManyScenesAsAskedForEachWithItsOwnName) {
+TEST(Catalogue, HasTheExpectedNumberOfScenesEachWithItsOwnName) {
   const auto all = AllScenes();
   EXPECT_EQ(all.size(), 60U + 48U + 40U);
   std::set<std::string> names;
@@ -58,7 +58,7 @@ TEST(Catalogue, ScenesStayWithinTheirRanges) {
   EXPECT_EQ(largest, cv::Size(24, 16));
 }
 
-TEST(Catalogue, HardScenesHaveTheirTrouble) {
+TEST(Catalogue, HardScenesHaveTheirDifficulty) {
   for (const Scene& s : HardScenes(HardKind::kContrast)) EXPECT_LE(s.checkerboard.contrast, 8);
   EXPECT_EQ(HardScenes(HardKind::kContrast).back().checkerboard.contrast, 4);
   for (const Scene& s : HardScenes(HardKind::kDeadBlock)) {
@@ -78,11 +78,11 @@ TEST(Catalogue, ReflectionsLieInsideThePhotographAndOffTheScreen) {
   for (const Scene& s : HardScenes(HardKind::kReflection)) {
     const cv::Size photo = PhotoSizeOf(s);
     const Reflection& r = s.reflection;
-    EXPECT_GE(r.centre.x, r.radius) << s.name;
-    EXPECT_LE(r.centre.x, photo.width - r.radius) << s.name;
+    EXPECT_GE(r.center.x, r.radius) << s.name;
+    EXPECT_LE(r.center.x, photo.width - r.radius) << s.name;
     const Quad c = TruthOf(s).corners;
-    const bool left = r.centre.x + r.radius < std::min(c[0].x, c[3].x);
-    const bool right = r.centre.x - r.radius > std::max(c[1].x, c[2].x);
+    const bool left = r.center.x + r.radius < std::min(c[0].x, c[3].x);
+    const bool right = r.center.x - r.radius > std::max(c[1].x, c[2].x);
     EXPECT_TRUE(left || right) << s.name;
   }
 }
@@ -92,7 +92,7 @@ TEST(Catalogue, TheDemoHasTwelveMegapixels) {
   EXPECT_EQ(DemoScene().screen.ledWidth, 256);
 }
 
-TEST(Catalogue, SizedScenesHaveTheirSize) {
+TEST(Catalogue, SizedScenesHaveTheSizeThatWasAskedFor) {
   for (const double wanted : {1.0, 20.0, 31.0}) {
     const Scene scene = SizedScene(wanted);
     EXPECT_NEAR(PhotoSizeOf(scene).area() / 1e6, wanted, 0.02 * wanted);

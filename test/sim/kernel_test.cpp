@@ -27,10 +27,10 @@ Moments MomentsOf(const SpotKernel& kernel, int stepX, int stepY) {
   return m;
 }
 
-TEST(SpotKernel, EveryPlaceHasAllTheLightAboutItsCentre) {
+TEST(SpotKernel, EverySpotHasAllItsLightAndIsCenteredAtItsPlace) {
   for (const Defocus defocus : {Defocus::kDisk, Defocus::kGaussian}) {
     for (const double blur : {0.0, 0.7, 4.0, 18.0, 60.0}) {
-      // Whole pixels cannot show where inside them a sharp edge lies.
+      // The sharper the spot, the less whole pixels show where inside a pixel its center lies.
       const double tolerance = blur > 1 ? 1e-3 : (blur > 0 ? 4e-3 : 0.03);
       const SpotKernel kernel(3.3, defocus, blur);
       for (int step = 0; step < kernel.Steps(); step += 3) {
@@ -44,7 +44,7 @@ TEST(SpotKernel, EveryPlaceHasAllTheLightAboutItsCentre) {
   }
 }
 
-TEST(SpotKernel, IsAsWideAsEmitterLensAndPixelTogether) {
+TEST(SpotKernel, TheVariancesOfEmitterLensAndPixelAddUp) {
   const double emitter = 3.0;
   const double boxes = (emitter * emitter + 1) / 12;  // variances of emitter and pixel
   const SpotKernel gaussian(emitter, Defocus::kGaussian, 2.5);

@@ -9,7 +9,7 @@
 namespace dravix::sim {
 namespace {
 
-TEST(FixedMath, AgreesWithTheLibrary) {
+TEST(FixedMath, AgreesWithTheStandardLibrary) {
   for (double x = -50; x <= 5; x += 0.37) EXPECT_NEAR(FixedExp(x) / std::exp(x), 1.0, 1e-11) << x;
   for (double degrees = -360; degrees <= 360; degrees += 7.3) {
     const double radians = degrees * std::acos(-1.0) / 180.0;
@@ -42,7 +42,7 @@ TEST(Random, BetweenReachesBothEnds) {
   for (const int count : counts) EXPECT_NEAR(count, 1000, 120);
 }
 
-TEST(Random, ChanceIsTheShare) {
+TEST(Random, ChanceComesTrueInItsShareOfDraws) {
   Random random(8);
   int hits = 0;
   for (int i = 0; i < 10000; ++i) hits += random.Chance(0.2) ? 1 : 0;

@@ -13,7 +13,7 @@
 namespace dravix::sim {
 namespace {
 
-/// No noise, no black level: what is left is light.
+/// A scene without noise and black level, so that the samples show the light alone.
 Scene QuietScene() {
   Scene scene;
   scene.screen.ledWidth = 24;
@@ -25,7 +25,7 @@ Scene QuietScene() {
   return scene;
 }
 
-/// Only one LED lit.
+/// Lights a single LED of the scene.
 void LightOnly(cv::Point led, Scene& scene) {
   cv::Mat m = cv::Mat::zeros(scene.screen.ledHeight, scene.screen.ledWidth, CV_32FC1);
   m.at<float>(led) = 1.0F;
@@ -63,7 +63,7 @@ std::uint64_t Fnv1a(const cv::Mat& image) {
   return hash;
 }
 
-TEST(Render, AnLedsLightLiesAboutItsTrueCentre) {
+TEST(Render, TheLightOfAnLedIsCenteredAtItsTruePlace) {
   for (const cv::Point led : {cv::Point(0, 0), cv::Point(23, 3), cv::Point(11, 15)}) {
     Scene scene = QuietScene();
     scene.pose.tiltX = 8;
@@ -73,14 +73,14 @@ TEST(Render, AnLedsLightLiesAboutItsTrueCentre) {
     scene.optics.distortion = 0.01;
     LightOnly(led, scene);
     const Photograph p = Render(scene);
-    const cv::Vec2d truth = p.truth.ledCentres.at<cv::Vec2d>(led);
+    const cv::Point2d truth = LedCenterOf(scene, led);
     const cv::Point2d found = CentroidOf(p.shot.image);
-    EXPECT_NEAR(found.x, truth[0], 0.04);
-    EXPECT_NEAR(found.y, truth[1], 0.04);
+    EXPECT_NEAR(found.x, truth.x, 0.04);
+    EXPECT_NEAR(found.y, truth.y, 0.04);
   }
 }
 
-TEST(Render, DefocusKeepsTheTotalOfLight) {
+TEST(Render, DefocusKeepsTheTotalLight) {
   Scene scene = QuietScene();
   LightOnly({12, 8}, scene);
   scene.sensor.exposure = 0.1;
@@ -94,21 +94,21 @@ TEST(Render, DefocusKeepsTheTotalOfLight) {
   }
 }
 
-TEST(Render, AnEvenScreenIsAsBrightAsTheTruthSaysHoweverTilted) {
+TEST(Render, AnEvenScreenIsAsBrightAsTheTruthSaysAtAnyTilt) {
   Scene scene = QuietScene();
   scene.optics.blur = 1.0;
   for (const double tilt : {0.0, 12.0}) {
     scene.pose.tiltY = tilt;
     const Photograph p = Render(scene);
     for (const cv::Point led : {cv::Point(5, 8), cv::Point(12, 8), cv::Point(18, 8)}) {
-      const cv::Vec2d at = p.truth.ledCentres.at<cv::Vec2d>(led);
-      EXPECT_NEAR(MeanAround(p.shot.image, {at[0], at[1]}, 3) / p.truth.samplesPerLuminance, 1.0,
-                  0.01);
+      EXPECT_NEAR(
+          MeanAround(p.shot.image, LedCenterOf(scene, led), 3) / p.truth.samplesPerLuminance, 1.0,
+          0.01);
     }
   }
 }
 
-TEST(Render, DistortionMovesTheCornerByItsShare) {
+TEST(Render, DistortionMovesACornerAsItsFormulaSays) {
   Scene scene = QuietScene();
   scene.sensor.width = 400;
   scene.sensor.height = 300;
@@ -123,7 +123,7 @@ TEST(Render, DistortionMovesTheCornerByItsShare) {
   EXPECT_LT(cv::norm(TruthOf(scene).corners[2] - middle), r);
 }
 
-TEST(Render, CornersEncloseTheLightInOrder) {
+TEST(Render, CornersAreInOrderAndRoundedForTheHost) {
   Scene scene = QuietScene();
   scene.pose.roll = 5;
   const Truth truth = TruthOf(scene);
@@ -137,7 +137,7 @@ TEST(Render, CornersEncloseTheLightInOrder) {
   }
 }
 
-TEST(Render, TheMiddleStandsWhereThePoseSays) {
+TEST(Render, TheScreensMiddleIsWhereThePosePutsIt) {
   Scene scene = QuietScene();
   scene.sensor.width = 401;
   scene.sensor.height = 301;
@@ -148,21 +148,21 @@ TEST(Render, TheMiddleStandsWhereThePoseSays) {
   EXPECT_NEAR(middle.y, 145, 1e-9);
 }
 
-TEST(Render, PositiveTiltYBringsTheRightNearer) {
+TEST(Render, PositiveTiltYBringsTheRightSideNearer) {
   Scene scene = QuietScene();
   scene.pose.tiltY = 10;
   const Quad c = TruthOf(scene).corners;
   EXPECT_GT(c[2].y - c[1].y, c[3].y - c[0].y + 1);
 }
 
-TEST(Render, PositiveTiltXTakesTheBottomAway) {
+TEST(Render, PositiveTiltXMovesTheBottomAway) {
   Scene scene = QuietScene();
   scene.pose.tiltX = 10;
   const Quad c = TruthOf(scene).corners;
   EXPECT_LT(c[2].x - c[3].x, c[1].x - c[0].x - 1);
 }
 
-TEST(Render, VignettingTakesItsShareAtTheCorner) {
+TEST(Render, VignettingTakesItsShareOfLightAtTheCorner) {
   Scene scene = QuietScene();
   scene.screen.ledWidth = 60;
   scene.screen.ledHeight = 40;
@@ -185,7 +185,7 @@ TEST(Render, DarkPixelsShowBlackLevelAndStrayLight) {
   EXPECT_EQ(Render(scene).shot.image.at<std::uint16_t>(0, 0), 84);
 }
 
-TEST(Render, ReadNoiseHasItsDeviation) {
+TEST(Render, ReadNoiseHasTheGivenStandardDeviation) {
   Scene scene = QuietScene();
   scene.sensor.bits = 12;
   scene.sensor.blackLevel = 100;
@@ -217,7 +217,7 @@ TEST(Render, PhotonNoiseGrowsWithTheRootOfTheLight) {
   }
 }
 
-TEST(Render, SamplesStayInsideTheSensorsBits) {
+TEST(Render, SamplesStayWithinTheSensorsBits) {
   for (const int bits : {8, 12, 16}) {
     Scene scene = QuietScene();
     scene.sensor.bits = bits;
@@ -231,7 +231,7 @@ TEST(Render, SamplesStayInsideTheSensorsBits) {
   }
 }
 
-TEST(Render, AMosaicDimsEachColourByItsFilter) {
+TEST(Render, AMosaicDimsEachColorByItsFilter) {
   struct Case {
     Mosaic mosaic;
     double expected[2][2];
@@ -258,7 +258,7 @@ TEST(Render, AMosaicDimsEachColourByItsFilter) {
   EXPECT_EQ(BayerCodeOf(Mosaic::kNone), 0);
 }
 
-TEST(Render, AReflectionIsBrightWhereItIsPut) {
+TEST(Render, AReflectionIsBrightInItsMiddleAndEndsAtItsRadius) {
   Scene scene = QuietScene();
   scene.sensor.width = 600;
   scene.sensor.height = 300;
@@ -268,7 +268,7 @@ TEST(Render, AReflectionIsBrightWhereItIsPut) {
   EXPECT_EQ(p.shot.image.at<std::uint16_t>(150, 121), 0);
 }
 
-TEST(Render, WhatFallsOutsideThePhotographIsLost) {
+TEST(Render, AScreenLargerThanThePhotographIsCutOff) {
   Scene scene = QuietScene();
   scene.sensor.width = 100;
   scene.sensor.height = 60;
@@ -277,7 +277,28 @@ TEST(Render, WhatFallsOutsideThePhotographIsLost) {
   EXPECT_GT(image.at<std::uint16_t>(0, 0), 0);
 }
 
-TEST(Render, TheSameSceneGivesTheSameBytesAndAnotherSeedOthers) {
+TEST(Render, AScreenOfMoreThanFourMillionLedsIsPhotographed) {
+  Scene scene = QuietScene();
+  scene.screen.ledWidth = 2600;
+  scene.screen.ledHeight = 1600;
+  scene.screen.luminance.dead = {{0, 0}, {2599, 1599}};
+  scene.pose.pitch = 1;
+  scene.optics.blur = 1;
+  scene.sensor.width = 80;  // the screen's last corner and the dark beside it
+  scene.sensor.height = 60;
+  scene.pose.offset = {-1300, -800};
+  const Photograph p = Render(scene);
+  EXPECT_EQ(p.truth.luminances.size(), cv::Size(2600, 1600));
+  EXPECT_EQ(p.truth.luminances.at<float>(1599, 2599), 0);
+  const cv::Point2d lit = LedCenterOf(scene, {2580, 1585});
+  EXPECT_NEAR(MeanAround(p.shot.image, lit, 5) / p.truth.samplesPerLuminance, 1.0, 0.01);
+  EXPECT_EQ(p.shot.image.at<std::uint16_t>(59, 79), 0);
+  const cv::Mat board = RenderCheckerboard(scene).image;
+  EXPECT_GT(MeanAround(board, LedCenterOf(scene, {2580, 1588}), 1),
+            p.truth.samplesPerLuminance / 2);
+}
+
+TEST(Render, ASceneAlwaysGivesTheSameBytesAndAnotherSeedGivesOthers) {
   Scene scene;
   scene.screen.ledWidth = 20;
   scene.screen.ledHeight = 10;
@@ -310,7 +331,7 @@ TEST(Render, EveryCompilerAndPlatformGivesTheseBytes) {
   EXPECT_EQ(Fnv1a(RenderCheckerboard(scene).image), 16141280439805094238U);
 }
 
-TEST(Render, MetadataSayHowThePictureWasTaken) {
+TEST(Render, MetadataSayHowThePhotographWasTaken) {
   Scene scene = QuietScene();
   scene.metadata.intervalX = 2;
   scene.metadata.partitionX = 100;
@@ -333,7 +354,7 @@ TEST(Render, MetadataSayHowThePictureWasTaken) {
 
 // --- luminances ---
 
-TEST(Luminances, SpreadAsTheSceneSays) {
+TEST(Luminances, SpreadFromLedToLedAsTheSceneSays) {
   Scene scene;
   scene.screen.ledWidth = 200;
   scene.screen.ledHeight = 100;
@@ -346,7 +367,7 @@ TEST(Luminances, SpreadAsTheSceneSays) {
   EXPECT_NEAR(deviation[0], 0.1, 0.003);
 }
 
-TEST(Luminances, GradientRunsFromEdgeToEdge) {
+TEST(Luminances, AGradientRunsFromEdgeToEdge) {
   Scene scene;
   scene.screen.luminance.gradientX = 0.2;
   scene.screen.luminance.gradientY = -0.4;
@@ -355,7 +376,7 @@ TEST(Luminances, GradientRunsFromEdgeToEdge) {
   EXPECT_NEAR(m.at<float>(0, 32), 1.2F, 0.01);
 }
 
-TEST(Luminances, ModulesStepAtTheirEdges) {
+TEST(Luminances, ModulesDifferFromEachOtherAndAreEvenInside) {
   Scene scene;
   scene.screen.luminance.moduleSpread = 0.1;
   const cv::Mat m = LuminancesOf(scene);
@@ -377,7 +398,7 @@ TEST(Luminances, DeadAndHotLedsHaveTheirShares) {
   EXPECT_NEAR(cv::countNonZero(m == 1.5F), 2000, 170);
 }
 
-TEST(Luminances, AGivenMatrixIsTakenAsItIs) {
+TEST(Luminances, AGivenMatrixReplacesEverythingElse) {
   Scene scene = QuietScene();
   LightOnly({1, 2}, scene);
   const cv::Mat m = LuminancesOf(scene);
@@ -389,8 +410,8 @@ TEST(Luminances, AGivenMatrixIsTakenAsItIs) {
 
 Scene BoardScene() {
   Scene scene = QuietScene();
-  scene.screen.ledWidth = 44;   // 6 blocks, the last 4 wide
-  scene.screen.ledHeight = 30;  // 4 blocks, the last 6 high
+  scene.screen.ledWidth = 44;   // 6 blocks, the last one 4 LEDs wide
+  scene.screen.ledHeight = 30;  // 4 blocks, the last one 6 LEDs high
   scene.pose.tiltY = 8;
   scene.pose.roll = 3;
   scene.optics.distortion = 0.01;
@@ -399,7 +420,7 @@ Scene BoardScene() {
 
 cv::Point2d MiddleOf(const Quad& q) { return (q[0] + q[1] + q[2] + q[3]) * 0.25; }
 
-TEST(Checkerboard, CellsAreLitAndDarkWhereTheTruthSays) {
+TEST(Checkerboard, BlocksAreLitAndDarkWhereTheTruthSays) {
   for (const bool firstLit : {true, false}) {
     Scene scene = BoardScene();
     scene.checkerboard.firstLit = firstLit;
@@ -420,7 +441,7 @@ TEST(Checkerboard, CellsAreLitAndDarkWhereTheTruthSays) {
   }
 }
 
-TEST(Checkerboard, CellsTileTheOutline) {
+TEST(Checkerboard, CellsCoverTheLitAreaWithoutGaps) {
   const Truth truth = TruthOf(BoardScene());
   EXPECT_EQ(truth.cells.front()[0], truth.corners[0]);
   EXPECT_EQ(truth.cells[5][1], truth.corners[1]);
@@ -429,9 +450,10 @@ TEST(Checkerboard, CellsTileTheOutline) {
   EXPECT_EQ(truth.cells[0][2], truth.cells[7][0]);
 }
 
-TEST(Checkerboard, DarkBlocksGlowAtTheContrast) {
+TEST(Checkerboard, DarkBlocksGlowAsTheContrastSays) {
   Scene scene = BoardScene();
-  scene.checkerboard.block = 15;  // large enough to have a middle without the neighbours' light
+  scene.checkerboard.block =
+      15;  // large enough that no light of other blocks reaches a block's middle
   scene.checkerboard.contrast = 4;
   const Truth truth = TruthOf(scene);
   const cv::Mat image = RenderCheckerboard(scene).image;
@@ -439,7 +461,7 @@ TEST(Checkerboard, DarkBlocksGlowAtTheContrast) {
               0.01);
 }
 
-TEST(Checkerboard, ADeadBlockStaysDark) {
+TEST(Checkerboard, ADeadBlockStaysDarkThoughThePatternLightsIt) {
   Scene scene = BoardScene();
   scene.checkerboard.deadBlock = {2, 2};
   const Truth truth = TruthOf(scene);

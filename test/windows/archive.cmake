@@ -1,10 +1,10 @@
-# Packs BUILD's install tree, unpacks it in a clean folder and uses it from there: the DLL and the tool by the test
-# programs TESTS, and hosts that are compiled against the unpacked package alone.
+# Packs what BUILD installs, unpacks it in a clean folder and uses it from there: the test programs TESTS run with the
+# unpacked DLL and tool, and hosts are compiled against the unpacked package alone.
 set(work "${BUILD}/archive-test")
 file(REMOVE_RECURSE ${work})
 file(MAKE_DIRECTORY ${work}/packed ${work}/unpacked)
 
-# As the documentation says it is done; a build in another folder has no preset.
+# The preset is what docs/windows.md tells people to use. A build in another folder has no preset.
 if(BUILD STREQUAL "${SOURCE}/build/windows")
   set(build_to_pack --preset windows)
 else()
@@ -23,13 +23,13 @@ if(NOT EXISTS ${package}/bin/dravix.dll)
   message(FATAL_ERROR "there is no bin/dravix.dll in ${archive}")
 endif()
 
-# No DLL but those of the archive and of Windows itself can be found now.
+# From here on only the DLLs of the archive and those of Windows itself can be found.
 set(ENV{DRAVIX_WINDOWS_DLLS} "")
 execute_process(COMMAND ${EMULATOR} ${package}/bin/dravix.exe --version
                 OUTPUT_VARIABLE version COMMAND_ERROR_IS_FATAL ANY)
 message("dravix.exe --version: ${version}")
 
-# Beside the archive's DLLs, so that the test programs load these.
+# Each test program is copied beside the archive's DLLs, because Windows looks for DLLs there first.
 execute_process(COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${OBJDUMP} -DLIST=${EXPORTS} -DDLL=${package}/bin/dravix.dll
                         -P ${CMAKE_CURRENT_LIST_DIR}/exports.cmake COMMAND_ERROR_IS_FATAL ANY)
 set(ENV{DRAVIX_TOOL} ${package}/bin/dravix.exe)
@@ -58,7 +58,7 @@ if(failed)
   message(FATAL_ERROR "the hosts cannot be built with the unpacked package:\n${output}")
 endif()
 
-# The hosts lie beside the DLLs, as a shipped program would.
+# The hosts are put beside the DLLs, as a shipped program would be.
 file(COPY ${work}/hosts/import_host.exe ${work}/hosts/loadlibrary_host.exe DESTINATION ${package}/bin)
 set(WORK ${work}/run)
 set(HOSTS ${package}/bin)

@@ -1,4 +1,4 @@
-# Compares the names that DLL exports with those in LIST, one per line, sorted. UPDATE=ON writes LIST instead.
+# Compares the names that DLL exports with the sorted lines of the file LIST. With UPDATE=ON it writes LIST instead.
 execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE dump COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table\n([^\n]+\n)*" table "${dump}")
 string(REGEX MATCHALL "\\[ *[0-9]+\\] [A-Za-z_][A-Za-z0-9_.$@?]*" found "${table}")
@@ -24,7 +24,7 @@ if(missing OR extra)
   message(FATAL_ERROR "not exported:\n  ${missing}\nexported, but not in ${LIST}:\n  ${extra}")
 endif()
 
-# C names are unmangled; there are the twelve, and the four of the logging library that is built in.
+# The names of C functions are unmangled. There must be twelve, beside the four of the logging library that is built in.
 set(unmangled ${found})
 list(FILTER unmangled EXCLUDE REGEX "^_Z")
 set(functions ${unmangled})

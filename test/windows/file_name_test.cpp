@@ -88,7 +88,7 @@ TEST(WriteFile, FailsWhereAReaderLetsNobodyWrite) {
   EXPECT_EQ(test::Slurp(name), "old");
 }
 
-TEST(FileName, MayBeLongerThanWindowsTakesUnmarked) {
+TEST(FileName, MayBeLongerThan260Characters) {
   const TempDir folder;
   const std::string name = folder.File(std::string(251, 'n') + ".bin");
   ASSERT_GT(name.size(), 260U);
@@ -99,7 +99,7 @@ TEST(FileName, MayBeLongerThanWindowsTakesUnmarked) {
   EXPECT_EQ(read->size(), kText.size());
 }
 
-TEST(FileName, MayUseSlashesBothWays) {
+TEST(FileName, MayUseForwardAndBackwardSlashes) {
   const TempDir folder;
   std::string name = folder.File("slashes.bin");
   ASSERT_EQ(WriteFile(name, {ViewOf(kText)}).result, WriteResult::kWritten);

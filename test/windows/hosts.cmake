@@ -1,8 +1,9 @@
-# Runs the two hosts of HOSTS with DLL, in the empty folder WORK; EMULATOR starts them where they cannot run as they are.
+# Runs the two hosts in the folder HOSTS with DLL, in the empty folder WORK. EMULATOR starts them where this system
+# cannot.
 file(REMOVE_RECURSE ${WORK})
 file(MAKE_DIRECTORY ${WORK})
 
-# run(<output pattern> <program> <argument>...)
+# run(<output pattern> <program> <argument>...): the program must succeed and its output must match the pattern.
 function(run pattern)
   execute_process(COMMAND ${EMULATOR} ${ARGN} WORKING_DIRECTORY ${WORK}
                   OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE result)
@@ -14,7 +15,7 @@ function(run pattern)
   message("${output}")
 endfunction()
 
-# expect_start(<file> <hexadecimal digits>)
+# expect_start(<file> <hexadecimal digits>): the file must begin with these bytes.
 function(expect_start name digits)
   string(LENGTH ${digits} length)
   math(EXPR length "${length} / 2")
@@ -28,7 +29,7 @@ run("48 x 32 LEDs measured" ${HOSTS}/import_host.exe .)
 expect_start("Größe 屏幕.lum" 4c01000000)
 expect_start("Größe 屏幕.png" 89504e47)
 
-# Wine knows the whole file system as drive Z.
+# Under Wine the whole file system is drive Z.
 if(EMULATOR)
   set(DLL Z:${DLL})
 endif()

@@ -1,5 +1,5 @@
-// A host outside the tree: measures a lit rectangle through the installed package, with classes and
-// functions of every public C++ header.
+// A host outside the tree. It measures a lit rectangle with the installed package and uses classes
+// and functions of every public C++ header.
 #include <dravix/algolog.h>
 #include <dravix/bimage.h>
 #include <dravix/bio.h>

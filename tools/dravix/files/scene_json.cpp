@@ -72,8 +72,8 @@ void Visit(sim::Checkerboard& c, V& v) {
 }
 template <class V>
 void Visit(sim::Reflection& r, V& v) {
-  v("level", r.level, kLevel), v("center", r.centre), v("radius", r.radius, kPixels);
-  v.Alias("centre", r.centre);
+  v("level", r.level, kLevel), v("center", r.center), v("radius", r.radius, kPixels);
+  v.Alias("centre", r.center);
 }
 template <class V>
 void Visit(sim::Metadata& m, V& v) {
