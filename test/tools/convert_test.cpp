@@ -11,46 +11,24 @@
 #include "sim/render.h"
 #include "support/mats.h"
 #include "support/temp_dir.h"
+#include "tools/camera_bytes.h"
 #include "tools/tool_runner.h"
 
+using dravix::test::DirectDng;
+using dravix::test::Entry;
 using dravix::test::IsOneLine;
+using dravix::test::Little;
 using dravix::test::Loaded;
 using dravix::test::Outcome;
 using dravix::test::RandomMat;
 using dravix::test::RunTool;
 using dravix::test::SameBytes;
+using dravix::test::Samples;
 using dravix::test::Slurp;
 using dravix::test::Spill;
 using dravix::test::TempDir;
 
 namespace {
-
-std::string Little(std::uint32_t value, int bytes) {
-  std::string text;
-  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i) & 0xFFU);
-  return text;
-}
-
-std::string Samples(const cv::Mat& image) {
-  std::string bytes;
-  for (int y = 0; y < image.rows; ++y) {
-    for (int x = 0; x < image.cols; ++x) bytes += Little(image.at<std::uint16_t>(y, x), 2);
-  }
-  return bytes;
-}
-
-std::string Entry(std::uint32_t tag, std::uint32_t type, std::uint32_t count, std::uint32_t value) {
-  return Little(tag, 2) + Little(type, 2) + Little(count, 4) + Little(value, 4);
-}
-
-/// A DNG of one strip whose tag holds the offset itself.
-std::string DirectDng(const cv::Mat& image) {
-  constexpr std::uint32_t kData = 8 + 2 + 5 * 12 + 4;
-  return std::string("II*\0", 4) + Little(8, 4) + Little(5, 2) +
-         Entry(256, 4, 1, static_cast<std::uint32_t>(image.cols)) +
-         Entry(257, 4, 1, static_cast<std::uint32_t>(image.rows)) + Entry(258, 3, 1, 16) +
-         Entry(259, 3, 1, 1) + Entry(273, 4, 1, kData) + Little(0, 4) + Samples(image);
-}
 
 /// A DNG of two adjoining strips whose tag points at the array of their offsets.
 std::string ArrayDng(const cv::Mat& image) {
@@ -201,7 +179,7 @@ TEST(Convert, Tiff16IsReadFromTheTop) {
   EXPECT_TRUE(SameBytes(Loaded(folder.File("t.shot")).image, sensor));
 }
 
-TEST(Convert, ColourPictureKeepsThreePlanesRedFirst) {
+TEST(Convert, ColorPictureKeepsThreePlanesRedFirst) {
   const TempDir folder;
   ASSERT_TRUE(cv::imwrite(folder.File("p.png"), cv::Mat(2, 2, CV_8UC3, cv::Scalar(1, 2, 3))));
   ASSERT_EQ(RunTool({"convert", folder.File("p.png"), folder.File("p.shot")}).exit, 0);
@@ -218,8 +196,9 @@ TEST(Convert, ChannelTakesOnePlane) {
     std::uint16_t sample;
     std::uint32_t type;
   };
-  for (const Wanted& wanted : {Wanted{"r", 60 * 257, CAM_R}, Wanted{"g", 20 * 257, CAM_G},
-                               Wanted{"b", 10 * 257, CAM_B}, Wanted{"grey", 30 * 257, CIE_Y}}) {
+  for (const Wanted& wanted :
+       {Wanted{"r", 60 * 257, CAM_R}, Wanted{"g", 20 * 257, CAM_G}, Wanted{"b", 10 * 257, CAM_B},
+        Wanted{"gray", 30 * 257, CIE_Y}, Wanted{"grey", 30 * 257, CIE_Y}}) {
     ASSERT_EQ(RunTool({"convert", folder.File("p.png"), folder.File("p.shot"), "--channel",
                        wanted.channel})
                   .exit,
@@ -274,7 +253,7 @@ TEST(Convert, DamagedMetadataFileIsNamed) {
             std::string::npos);
 }
 
-// As a signed number this one is -1.
+// Taken for a signed number, this one would be -1.
 TEST(Convert, HugeNumberInMetadataIsRefused) {
   const TempDir folder;
   ASSERT_TRUE(cv::imwrite(folder.File("p.png"), cv::Mat(2, 2, CV_8UC1, cv::Scalar(7))));
@@ -311,6 +290,29 @@ TEST(Convert, FilesOfOtherProgramsAreReadOrRefusedInOneLine) {
     EXPECT_TRUE(outcome.exit == 0 || (outcome.exit == 3 && IsOneLine(outcome)))
         << entry.path() << ": " << outcome.exit << " " << outcome.err;
   }
+}
+
+TEST(Convert, OutputThatIsTheInputIsRefused) {
+  const TempDir folder;
+  const std::string file = folder.File("p.shot");
+  Spill(file, "precious");
+  Outcome outcome = RunTool({"convert", file, file, "--size", "2x2"});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("would overwrite the input"), std::string::npos) << outcome.err;
+  outcome = RunTool({"convert", folder.File("p.png"), file, "--metadata", file});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_EQ(Slurp(file), "precious");
+}
+
+TEST(Convert, ColorTypeWithoutAMosaicSaysWhatIsMissing) {
+  const TempDir folder;
+  Spill(folder.File("s.raw"), std::string(48, '\0'));
+  const Outcome outcome = RunTool({"convert", folder.File("s.raw"), folder.File("s.shot"), "--size",
+                                   "6x4", "--type", "CAM_RGB"});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("--mosaic"), std::string::npos) << outcome.err;
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ TEST(Info, ResultShowsItsStatistics) {
 TEST(Info, TruthAndItsMatrixAgree) {
   const SmallScreen screen;
   const auto truth = RunTool({"info", screen.Truth(), "--json"}).Json();
-  const auto matrix = RunTool({"info", screen.File("truth.npy"), "--json"}).Json();
+  const auto matrix = RunTool({"info", screen.File("truth.truth.npy"), "--json"}).Json();
   EXPECT_EQ(truth["mean"], matrix["mean"]);
   EXPECT_EQ(truth["leds"], nlohmann::json({40, 30}));
 }

@@ -359,6 +359,9 @@ TEST_F(ShotCommand, PictureOfUnknownFormatLeavesTheOldFile) {
   const Outcome outcome = RunTool({"shot", "picture", In(), File("old.xyz")});
   EXPECT_EQ(outcome.exit, 4);
   EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("no picture format is known for the extension \".xyz\""),
+            std::string::npos)
+      << outcome.err;
   EXPECT_EQ(Slurp(File("old.xyz")), "precious");
 }
 

@@ -33,7 +33,7 @@ int ExitOf(int status) {
 #endif
 }
 
-/// What the program printed; on Windows lines end in two characters.
+/// What the program printed. On Windows lines end in two characters, of which one is kept.
 std::string Printed(const std::string& fullname) {
   std::string text = Slurp(fullname);
 #ifdef _WIN32
@@ -42,21 +42,19 @@ std::string Printed(const std::string& fullname) {
   return text;
 }
 
-/// The build's own tool, unless the environment names another: the packed one is tested so.
+/// The build's own tool, unless the environment names another one, such as the packed one.
 std::string Tool() {
   const char* named = std::getenv("DRAVIX_TOOL");  // NOLINT(concurrency-mt-unsafe)
   return named != nullptr ? named : DRAVIX_TOOL;
 }
 
-}  // namespace
-
-Outcome RunTool(const std::vector<std::string>& words) {
+Outcome Run(const std::string& shell, const std::vector<std::string>& words) {
   const TempDir folder;
-  std::string command = Quoted(Tool());
+  std::string command = shell + Quoted(Tool());
   for (const std::string& word : words) command += " " + Quoted(word);
   command += " >" + Quoted(folder.File("out")) + " 2>" + Quoted(folder.File("err"));
 #ifdef _WIN32
-  // cmd takes away one pair of quotes around the whole.
+  // cmd removes one pair of quotes around the whole.
   command = '"' + command + '"';
 #endif
   Outcome outcome;
@@ -65,6 +63,24 @@ Outcome RunTool(const std::vector<std::string>& words) {
   outcome.err = Printed(folder.File("err"));
   return outcome;
 }
+
+}  // namespace
+
+Outcome RunTool(const std::vector<std::string>& words) { return Run({}, words); }
+
+Outcome RunToolIn(const std::filesystem::path& folder, const std::vector<std::string>& words) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder);
+  Outcome outcome = RunTool(words);
+  std::filesystem::current_path(before);
+  return outcome;
+}
+
+#ifndef _WIN32
+Outcome RunToolAfter(const std::string& shell, const std::vector<std::string>& words) {
+  return Run(shell, words);
+}
+#endif
 
 bool IsOneLine(const Outcome& outcome) {
   return outcome.out.empty() && outcome.err.rfind("dravix: ", 0) == 0 && outcome.err.size() > 10 &&

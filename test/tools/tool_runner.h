@@ -3,6 +3,7 @@
 
 #include <dravix/shot.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 #include <string>
@@ -23,16 +24,22 @@ struct Outcome {
 
 /// Each word is one argument, blanks and all.
 Outcome RunTool(const std::vector<std::string>& words);
+/// The same with `folder` as the current folder.
+Outcome RunToolIn(const std::filesystem::path& folder, const std::vector<std::string>& words);
+#ifndef _WIN32
+/// The same with `shell` in front, for example "ulimit -f 1; " or "timeout 20 ".
+Outcome RunToolAfter(const std::string& shell, const std::vector<std::string>& words);
+#endif
 
-/// One line on stderr that begins with "dravix: " and nothing on stdout.
+/// Whether there is one line on stderr, which begins with "dravix: ", and nothing on stdout.
 bool IsOneLine(const Outcome& outcome);
 
 /// A shot that the tool wrote; the library's error lines are shown when it cannot be read.
 Shot Loaded(const std::string& name);
 
-/// A small screen, 40 x 30 LEDs in about 0.1 megapixels, simulated once per folder: photo.shot,
-/// board.shot (8 x 6 blocks of 5 LEDs), truth.json and truth.npy. Another size comes with
-/// {"--leds", "64x48", "--block", "8"}.
+/// A small screen, 40 x 30 LEDs in about 0.1 megapixels, simulated into a folder of its own:
+/// photo.shot, board.shot (8 x 6 blocks of 5 LEDs), truth.json and truth.truth.npy. Another size
+/// comes with {"--leds", "64x48", "--block", "8"}.
 class SmallScreen {
  public:
   explicit SmallScreen(const std::vector<std::string>& more = {});

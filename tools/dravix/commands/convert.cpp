@@ -12,6 +12,7 @@
 #include "files/camera_file.h"
 #include "files/files.h"
 #include "files/metadata.h"
+#include "files/names.h"
 #include "files/stored_data.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
@@ -29,18 +30,21 @@ constexpr const char* kExamples =
     "  dravix convert sensor.raw photo.shot --size 4250x2838 --type CAM_G --mosaic rggb\n"
     "  dravix convert camera.dng photo.shot --type CAM_RGB --mosaic rggb --metadata groups.json\n"
     "  dravix convert wall.jpg photo.shot --channel r --linearize srgb --leds 384x256\n\n"
-    "Pictures of 8 bits become 16-bit samples (0 to 65535; with --linearize srgb in linear light). "
-    "Without --channel a colour picture keeps three planes as CAM_RGB.";
+    "The samples of 8-bit pictures are stretched to 16 bits (0 to 65535), with --linearize srgb in "
+    "linear light. Without --channel a color picture keeps its three planes as CAM_RGB.";
 
 struct Options {
-  std::string input, output, size, type, mosaic, channel, linearize, dngLayout = "auto";
+  std::string input, output, size, type, mosaic, channel, linearize, dngOffsets = "auto";
   std::optional<int> camType;
   bool flip = false;
   bool json = false;
   MetadataOptions metadata;
 };
 
-/// A picture's samples as 16 bits: 8-bit ones stretched to the full range, by the curve if asked.
+bool IsGray(const std::string& channel) { return channel == "gray" || channel == "grey"; }
+
+/// A picture's samples as 16 bits. Those of 8 bits are stretched to the full range: in proportion,
+/// or along sRGB's curve where linear light is asked for.
 cv::Mat SixteenBit(const std::string& name, const cv::Mat& picture, bool linear) {
   if (picture.depth() == CV_16U) {
     if (linear) throw InputFailure(name, "has 16-bit samples, expected 8-bit ones for --linearize");
@@ -68,23 +72,24 @@ cv::Mat SixteenBit(const std::string& name, const cv::Mat& picture, bool linear)
   return samples;
 }
 
-/// Sets the pixels from one plane, or from the three of a colour picture (blue first, as decoded).
+/// Sets the pixels from one plane, or from the three of a color picture, which OpenCV decodes blue
+/// first.
 void SetPicture(const Options& o, const cv::Mat& decoded, Shot& shot) {
   const cv::Mat samples = SixteenBit(o.input, decoded, o.linearize == "srgb");
   std::vector<cv::Mat> planes;
   cv::split(samples, planes);
-  if (planes.size() == 2) planes.resize(1);  // grey with transparency
-  const bool colour = planes.size() >= 3;
+  if (planes.size() == 2) planes.resize(1);  // gray with transparency
+  const bool color = planes.size() >= 3;
   const std::string channels = "bgr";
   const auto at = channels.find(o.channel);
-  if (o.channel.size() == 1 && colour && at != std::string::npos) {
+  if (o.channel.size() == 1 && color && at != std::string::npos) {
     static constexpr std::uint32_t kTypes[] = {CAM_B, CAM_G, CAM_R};
     shot.type = o.type.empty() ? kTypes[at] : ParseType("--type", o.type);
     shot.image = planes[at];
-  } else if (o.channel == "grey" || !colour) {
-    shot.image = colour ? cv::Mat((planes[0] + planes[1] + planes[2])) : planes[0];
-    if (colour) {
-      // The mean of the three, in wider samples so that the sum does not saturate.
+  } else if (IsGray(o.channel) || !color) {
+    shot.image = planes[0];
+    if (color) {
+      // The sum of three 16-bit samples needs wider ones.
       cv::Mat sum = cv::Mat::zeros(samples.size(), CV_32F);
       for (int i = 0; i < 3; ++i) {
         cv::Mat wide;
@@ -98,18 +103,22 @@ void SetPicture(const Options& o, const cv::Mat& decoded, Shot& shot) {
     if (!o.type.empty() && ParseType("--type", o.type) != CAM_RGB) {
       throw UsageFailure(
           "--type " + o.type +
-          ": the picture has three planes, expected --channel r, g, b or grey beside it");
+          ": the picture has three planes, expected --channel r, g, b or gray beside it");
     }
     cv::merge(std::vector<cv::Mat>{planes[2], planes[1], planes[0]}, shot.image);
     shot.type = CAM_RGB;
   } else {
-    throw Unexpected("--channel", InQuotes(o.channel), "r, g, b or grey");
+    throw Unexpected("--channel", InQuotes(o.channel), "r, g, b or gray");
   }
 }
 
-/// One plane of a sensor, demosaiced if asked.
+/// Sets the pixels from a sensor's one plane, demosaiced if asked.
 void SetSensor(const Options& o, const cv::Mat& samples, Shot& shot) {
   const std::uint32_t type = ParseType("--type", o.type.empty() ? "CIE_Y" : o.type);
+  if (o.mosaic.empty() && (type == CAM_RGB || type == CIE_XYZ)) {
+    throw UsageFailure("--type " + TypeName(type) + ": found one plane in " + o.input +
+                       ", expected the type of one plane, or --mosaic with a type of the camera");
+  }
   const std::int32_t code =
       o.mosaic.empty() ? shot.SetImageSingle(samples, type)
                        : shot.SetImageColor(samples, ParseMosaic("--mosaic", o.mosaic), type);
@@ -140,14 +149,14 @@ cv::Mat RawSamples(const Options& o) {
   return sensor.image;
 }
 
-DngLayout LayoutOf(const std::string& text) {
-  if (text == "auto") return DngLayout::kAuto;
-  if (text == "array") return DngLayout::kArray;
-  if (text == "direct") return DngLayout::kDirect;
+DngOffsets DngOffsetsOf(const std::string& text) {
+  if (text == "auto") return DngOffsets::kAuto;
+  if (text == "array") return DngOffsets::kArray;
+  if (text == "direct") return DngOffsets::kDirect;
   throw Unexpected("--dng-layout", InQuotes(text), "auto, array or direct");
 }
 
-/// Colour and 8-bit TIFF files are pictures, whatever else a TIFF may be.
+/// Whether a TIFF or DNG holds a sensor's samples. Color and 8-bit TIFF files are pictures.
 bool IsSensorTiff(const std::string& name) {
   const auto tiff = SummaryOfTiff(ReadFile(name));
   return ExtensionOf(name) == ".dng" || (tiff && tiff->samples == 1 && tiff->bits == 16 &&
@@ -170,9 +179,9 @@ Shot Converted(const Options& o) {
   if (kind == FileKind::kRaw) {
     SetSensor(o, RawSamples(o), shot);
   } else if (sensorTiff && ExtensionOf(o.input) == ".dng") {
-    SetSensor(o, ReadDng(o.input, LayoutOf(o.dngLayout)), shot);
+    SetSensor(o, ReadDng(o.input, DngOffsetsOf(o.dngOffsets)), shot);
   } else if (sensorTiff) {
-    // A TIFF's rows run from the top; only camera files of the direct layout are stored bottom-up.
+    // A TIFF's rows run from the top. Only camera files of the direct layout are stored bottom-up.
     const cv::Mat samples = ReadPicture(o.input);
     if (samples.type() != CV_16UC1) {
       throw InputFailure(o.input, "has samples of " + PixelText(samples.type()) + ", expected " +
@@ -192,6 +201,8 @@ Shot Converted(const Options& o) {
 
 void Run(const Options& o) {
   RequireExtension("output", o.output, ".shot");
+  RequireDistinctFiles({{"input", o.input}, {"--metadata", o.metadata.file}},
+                       {{"output", o.output}});
   if (!o.linearize.empty() && o.linearize != "srgb") {
     throw Unexpected("--linearize", InQuotes(o.linearize), "srgb");
   }
@@ -235,12 +246,12 @@ void AddConvertCommand(CLI::App& program) {
                      "demosaic: rggb, grbg, bggr or gbrg (the sensor's first two rows), OpenCV's "
                      "bayer-bg and so on, or its code");
   command.add_option("--channel", o->channel,
-                     "plane of a colour picture: r, g, b or grey (their mean)");
+                     "plane of a color picture: r, g, b or gray (their mean)");
   command.add_option("--linearize", o->linearize,
                      "srgb: undo the transfer curve of an 8-bit picture");
-  command.add_option("--dng-layout", o->dngLayout,
+  command.add_option("--dng-layout", o->dngOffsets,
                      "where a DNG's strip tag points: array (to a list of offsets), direct (to the "
-                     "samples, rows bottom-up); auto tells by their number");
+                     "samples, rows bottom-up); auto decides by the number of strips");
   command.add_flag("--flip", o->flip, "turn the picture upside down");
   command.add_flag("--json", o->json, "print the answer as JSON");
   o->metadata.AddTo(command);

@@ -87,7 +87,7 @@ Json TiffInfo(const std::string& name) {
   json["compression"] = tiff->compression;
   json["strips"] = tiff->strips;
   try {
-    json["range"] = RangeJson(ReadDng(name, DngLayout::kAuto));
+    json["range"] = RangeJson(ReadDng(name, DngOffsets::kAuto));
     json["layout"] = tiff->strips > 1 ? "array" : "direct";
   } catch (const Failure& failure) {
     json["not_read_as_camera_file"] = failure.what();

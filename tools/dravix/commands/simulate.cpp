@@ -1,3 +1,5 @@
+#include <dravix/shot.h>
+
 #include <array>
 #include <cmath>
 #include <memory>
@@ -8,6 +10,7 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
+#include "files/names.h"
 #include "files/scene_json.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
@@ -33,7 +36,7 @@ constexpr const char* kExamples =
     "Options win over the file. Named scenes: demo; plain-0 to plain-59, lum-0 to lum-39, and hard "
     "ones such as contrast-0, dead-block-0.";
 
-/// An option that stands for one number of the scene.
+/// An option that sets one number of the scene.
 struct SceneOption {
   const char* option;
   const char* path;  ///< group and field
@@ -89,7 +92,7 @@ std::optional<sim::Scene> NamedScene(const std::string& name) {
   return std::nullopt;
 }
 
-/// Puts a value where "group.field" says.
+/// Sets the value at `path`, which is "group.field" or a field of the scene itself.
 void Put(Json& json, std::string path, const Json& value) {
   Json* at = &json;
   for (auto dot = path.find('.'); dot != std::string::npos; dot = path.find('.')) {
@@ -99,7 +102,7 @@ void Put(Json& json, std::string path, const Json& value) {
   (*at)[path] = value;
 }
 
-/// Whole numbers as such, so that a field of whole numbers takes them.
+/// A number without decimals becomes a JSON integer, which fields of whole numbers require.
 Json NumberJson(double value) {
   constexpr double kMostExact = 9007199254740992.0;  // 2^53
   if (std::abs(value) <= kMostExact && std::floor(value) == value) {
@@ -132,7 +135,31 @@ Json Overrides(const Options& o) {
   return json;
 }
 
-/// The block side that divides the screen into so many blocks, the last ones narrower or not.
+/// Sets what the options say. Messages name the option, not the field that it stands for.
+void ApplyOverrides(const Options& o, sim::Scene& scene) {
+  try {
+    ApplyScene("options", Overrides(o), scene);
+  } catch (const Failure& failure) {
+    std::vector<SceneOption> options(kSceneOptions.begin(), kSceneOptions.end());
+    options.insert(options.end(), {{"--leds", "screen.led_width", ""},
+                                   {"--leds", "screen.led_height", ""},
+                                   {"--size", "sensor.width", ""},
+                                   {"--size", "sensor.height", ""},
+                                   {"--defocus", "optics.defocus", ""},
+                                   {"--mosaic", "sensor.mosaic", ""}});
+    const std::string message = failure.what();
+    for (const SceneOption& option : options) {
+      const std::string place = std::string("options.") + option.path + ":";
+      if (message.starts_with(place)) {
+        throw UsageFailure(option.option + message.substr(place.size() - 1));
+      }
+    }
+    throw;
+  }
+}
+
+/// The LEDs along a block that divide the screen into so many blocks. The blocks of the last column
+/// and row may be narrower.
 int BlockFor(const std::string& text, const sim::Screen& screen) {
   const cv::Size blocks = ParseSize("--blocks", text);
   const auto count = [](int leds, int side) { return (leds + side - 1) / side; };
@@ -161,14 +188,21 @@ sim::Scene SceneFor(const Options& o) {
       throw Failure(ExitCode::kInput, failure.what());
     }
   }
-  ApplyScene("options", Overrides(o), scene);
+  ApplyOverrides(o, scene);
   if (!o.blocks.empty()) scene.checkerboard.block = BlockFor(o.blocks, scene.screen);
   RequireReasonable(o.scene.empty() ? "scene" : o.scene, scene);
   return scene;
 }
 
-void Report(const Options& o, const sim::Scene& scene, const sim::Photograph& photo) {
-  const cv::Size size = photo.shot.image.size();
+/// A color mosaic is stored as one plane of the type CAM_RGB: its samples belong to all three
+/// colors, and no command takes them for luminances before they are demosaiced.
+Shot AsStored(const sim::Scene& scene, Shot shot) {
+  if (scene.sensor.mosaic != sim::Mosaic::kNone) shot.type = CAM_RGB;
+  return shot;
+}
+
+void Report(const Options& o, const sim::Scene& scene, const sim::Truth& truth) {
+  const cv::Size size = sim::PhotoSizeOf(scene);
   const cv::Size grid = sim::GridOf(scene);
   const cv::Size last = sim::LastBlockOf(scene);
   if (o.json) {
@@ -177,7 +211,7 @@ void Report(const Options& o, const sim::Scene& scene, const sim::Photograph& ph
     json["size"] = {size.width, size.height};
     json["leds"] = {scene.screen.ledWidth, scene.screen.ledHeight};
     json["corners"] = Json::array();
-    for (const cv::Point& corner : photo.truth.cornerPixels) {
+    for (const cv::Point& corner : truth.cornerPixels) {
       json["corners"].push_back({corner.x, corner.y});
     }
     json["blocks"] = {grid.width, grid.height};
@@ -191,7 +225,7 @@ void Report(const Options& o, const sim::Scene& scene, const sim::Photograph& ph
                                                   std::to_string(size.height) + " pixels") +
                      ReportLine("LEDs", std::to_string(scene.screen.ledWidth) + " x " +
                                             std::to_string(scene.screen.ledHeight)) +
-                     ReportLine("corners", CornersText(photo.truth.cornerPixels));
+                     ReportLine("corners", CornersText(truth.cornerPixels));
   if (!o.board.empty()) {
     text += ReportLine("checkerboard", o.board + ", " + std::to_string(grid.width) + "x" +
                                            std::to_string(grid.height) + " blocks, last " +
@@ -199,7 +233,7 @@ void Report(const Options& o, const sim::Scene& scene, const sim::Photograph& ph
                                            std::to_string(last.height) + " LEDs");
   }
   if (!o.truth.empty()) {
-    text += ReportLine("truth", o.truth + " and " + WithExtension(o.truth, ".npy"));
+    text += ReportLine("truth", o.truth + " and " + TruthMatrixOf(o.truth));
   }
   Print(text);
 }
@@ -208,17 +242,23 @@ void Run(const Options& o) {
   RequireExtension("photo", o.output, ".shot");
   if (!o.board.empty()) RequireExtension("--checkerboard", o.board, ".shot");
   if (!o.truth.empty()) RequireExtension("--truth", o.truth, ".json");
+  RequireDistinctFiles({{"--scene", o.scene}},
+                       {{"photo", o.output},
+                        {"--checkerboard", o.board},
+                        {"--truth", o.truth},
+                        {"--truth", o.truth.empty() ? "" : TruthMatrixOf(o.truth)},
+                        {"--save-scene", o.saveScene}});
   const sim::Scene scene = SceneFor(o);
   std::optional<sim::Photograph> photo;
   {
     const Progress progress("simulating " + o.output);
     photo = sim::Render(scene);
-    SaveShot(o.output, photo->shot);
-    if (!o.board.empty()) SaveShot(o.board, sim::RenderCheckerboard(scene));
+    SaveShot(o.output, AsStored(scene, std::move(photo->shot)));
+    if (!o.board.empty()) SaveShot(o.board, AsStored(scene, sim::RenderCheckerboard(scene)));
   }
   if (!o.truth.empty()) SaveTruth(o.truth, scene, photo->truth);
   if (!o.saveScene.empty()) WriteFile(o.saveScene, SceneJson(scene).dump(2) + "\n");
-  Report(o, scene, *photo);
+  Report(o, scene, photo->truth);
 }
 
 void AddSceneOptions(CLI::App& command, Options& o) {
@@ -234,7 +274,9 @@ void AddSceneOptions(CLI::App& command, Options& o) {
   text("--leds", o.leds, "WxH", "lit LEDs across and down (64x48)");
   text("--size", o.size, "WxH", "photograph in pixels; without it as small as the screen allows");
   text("--defocus", o.defocus, "KIND", "gaussian or disk (gaussian)");
-  text("--mosaic", o.mosaic, "KIND", "colour sensor: none, rggb, bggr, grbg or gbrg (none)");
+  text("--mosaic", o.mosaic, "KIND",
+       "color sensor: none, rggb, bggr, grbg or gbrg (none); the photograph is then one plane of "
+       "the type CAM_RGB, for `dravix shot demosaic`");
   text("--blocks", o.blocks, "WxH", "checkerboard blocks across and down, instead of --block");
   command.add_flag("--no-noise", o.noNoise, "neither photon nor read noise")->group("Scene");
 }
@@ -248,7 +290,7 @@ void AddSimulateCommand(CLI::App& program) {
   command.add_option("photo", o->output, "photograph to write, .shot")->required();
   command.add_option(
       "--truth", o->truth,
-      "also write the truth, .json: corners, cells, and the luminances in a .npy beside it");
+      "also write the truth, .json: corners, blocks, and the luminances in a .truth.npy beside it");
   command.add_option("--checkerboard", o->board,
                      "also write the checkerboard picture of the same pose, .shot");
   command.add_option("--scene", o->scene, "scene file, .json");

@@ -14,7 +14,8 @@
 namespace dravix::tool {
 namespace {
 
-/// Bytes of a TIFF in its own order; 0 beyond the end, which no valid field needs.
+/// Numbers of a TIFF in its own byte order. A byte beyond the end reads as 0: no valid field lies
+/// there, and what depends on such a field is refused later.
 class TiffBytes {
  public:
   explicit TiffBytes(std::string_view bytes) : bytes_(bytes), little_(bytes.starts_with("II")) {}
@@ -47,7 +48,7 @@ struct Entry {
 Entry EntryAt(const TiffBytes& tiff, std::uint64_t at) {
   const bool isShort = tiff.Value(at + 2, 2) == kShortField;
   const std::uint32_t count = tiff.Value(at + 4, 4);
-  // Several values, or one that needs more than 16 bits, fill the whole field.
+  // One 16-bit value lies in the first half of the field; everything else uses all of it.
   const bool inHalf = isShort && count == 1;
   return {tiff.Value(at, 2), count, tiff.Value(at + 8, inHalf ? 2 : 4)};
 }
@@ -86,7 +87,7 @@ std::string SizeText(const TiffSummary& summary) {
   return std::to_string(summary.width) + " x " + std::to_string(summary.height);
 }
 
-/// Why the readers' subset does not cover a file; empty when it does.
+/// Why the library cannot read a file; empty when it can.
 std::string OutsideSubset(const TiffSummary& tiff) {
   if (!tiff.littleEndian) return "is big-endian, expected little-endian";
   if (tiff.width == 0 || tiff.height == 0) return "does not say its size";
@@ -166,23 +167,24 @@ cv::Mat ReadRaw(const std::string& name, cv::Size size) {
                                  " x " + std::to_string(size.height) + " samples of 2 bytes)");
   }
   cv::Mat samples = BImage::ReadOrvelRaw(name, size.height, size.width);
-  if (samples.empty()) throw InputFailure(name, "cannot be read: " + TakeLibraryError());
+  static_cast<void>(TakeLibraryError());
+  if (samples.empty()) throw InputFailure(name, "cannot be read as samples of 16 bits");
   return samples;
 }
 
-cv::Mat ReadDng(const std::string& name, DngLayout layout) {
+cv::Mat ReadDng(const std::string& name, DngOffsets offsets) {
   const auto summary = SummaryOfTiff(ReadFile(name));
   if (!summary) throw InputFailure(name, "is no DNG or TIFF with a readable directory");
   if (const std::string reason = OutsideSubset(*summary); !reason.empty()) {
     throw InputFailure(name, reason);
   }
-  if (layout == DngLayout::kAuto) {
-    layout = summary->strips > 1 ? DngLayout::kArray : DngLayout::kDirect;
+  if (offsets == DngOffsets::kAuto) {
+    offsets = summary->strips > 1 ? DngOffsets::kArray : DngOffsets::kDirect;
   }
   cv::Mat samples;
   {
     const Hushed hushed;
-    samples = layout == DngLayout::kArray ? BImage::ReadRggbDng(name) : BImage::ReadDngToup(name);
+    samples = offsets == DngOffsets::kArray ? BImage::ReadRggbDng(name) : BImage::ReadDngToup(name);
   }
   static_cast<void>(TakeLibraryError());
   if (samples.empty()) {
@@ -195,7 +197,7 @@ cv::Mat ReadDng(const std::string& name, DngLayout layout) {
 cv::Mat ReadPgm(const std::string& name) {
   const auto summary = SummaryOfPgm(name);
   if (!summary) {
-    throw InputFailure(name, "is no binary grey map (\"P5\" with its size and maximum)");
+    throw InputFailure(name, "is no binary gray map (\"P5\" with its size and maximum)");
   }
   if (summary->maximum < 256) {
     throw InputFailure(name, "has a maximum of " + std::to_string(summary->maximum) +
@@ -208,7 +210,7 @@ cv::Mat ReadPgm(const std::string& name) {
     read = BImage::ReadPgm16(name, samples);
   }
   if (!read || samples.empty()) {
-    throw InputFailure(name, "is no grey map that can be read, or is cut short");
+    throw InputFailure(name, "is no gray map that can be read, or is cut short");
   }
   return samples;
 }

@@ -1,4 +1,4 @@
-/// Cameras' and other programs' picture files: what they are, and their samples.
+/// Picture files of cameras and of other programs: which kind they are, and their samples.
 #pragma once
 
 #include <cstdint>
@@ -11,10 +11,11 @@ namespace dravix::tool {
 
 enum class FileKind { kShot, kLum, kRegion, kNpy, kTruth, kRaw, kTiff, kPgm, kPicture };
 
-/// By the first bytes where they tell, by the extension where not.
+/// The kind of a file. The library's formats and truth files go by their extension, pictures by
+/// their first bytes where these are known.
 [[nodiscard]] FileKind KindOf(const std::string& name);
 
-/// What a little-endian TIFF or DNG says about its first picture.
+/// What a TIFF or DNG says about its first picture.
 struct TiffSummary {
   bool littleEndian = true;
   std::uint32_t width = 0, height = 0;
@@ -24,7 +25,7 @@ struct TiffSummary {
   std::uint32_t strips = 0;
   bool isDng = false;
 };
-/// Empty when there is no directory that can be read.
+/// Empty when the file has no directory that can be read.
 [[nodiscard]] std::optional<TiffSummary> SummaryOfTiff(const std::string& bytes);
 
 struct PgmSummary {
@@ -32,12 +33,14 @@ struct PgmSummary {
 };
 [[nodiscard]] std::optional<PgmSummary> SummaryOfPgm(const std::string& name);
 
-/// How a DNG says where its samples are.
-enum class DngLayout { kAuto, kArray, kDirect };
+/// What a DNG's strip tag points at: an array of offsets, or the samples themselves. kAuto takes
+/// the array where the file has several strips.
+enum class DngOffsets { kAuto, kArray, kDirect };
 
-/// One plane of 16-bit samples through the library's readers; each fails with one line.
+/// One plane of 16-bit samples, read by the library. Each fails with one line that says what is
+/// wrong with the file.
 [[nodiscard]] cv::Mat ReadRaw(const std::string& name, cv::Size size);
-[[nodiscard]] cv::Mat ReadDng(const std::string& name, DngLayout layout);
+[[nodiscard]] cv::Mat ReadDng(const std::string& name, DngOffsets offsets);
 [[nodiscard]] cv::Mat ReadPgm(const std::string& name);
 
 }  // namespace dravix::tool

@@ -5,142 +5,126 @@
 #include <cstring>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
-#include <random>
+#include <optional>
+#include <span>
 #include <system_error>
-#include <utility>
 #include <vector>
 
+#include "base/files.h"
+#include "base/paths.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
+#include "terminal/library_log.h"
 
 namespace dravix::tool {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string NameOf(const fs::path& path) {
-  const std::u8string text = path.u8string();
-  return {text.begin(), text.end()};
-}
+char LowerCase(char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); }
 
-std::string Reason() {
+std::string LastReason() {
   return errno != 0 ? std::string(": ") + std::strerror(errno) : std::string();
 }
 
-/// Where the bytes finally go: the file that a link points at, so that the link stays one.
-fs::path TargetOf(const std::string& name) {
-  fs::path path = PathOf(name);
-  std::error_code error;
-  if (!fs::is_symlink(path, error)) return path;
-  fs::path target = fs::weakly_canonical(path, error);
-  return error ? path : target;
+base::ByteView BytesOf(std::string_view content) {
+  return std::as_bytes(std::span<const char>(content.data(), content.size()));
 }
 
-/// A name beside `target` that nobody has. It is short, whatever the length of the target's own.
-fs::path SiblingOf(const fs::path& target) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::random_device random;
-  std::string name = ".dravix-";
-  for (int i = 0; i < 12; ++i) name += kDigits[random() % 16];
-  return target.parent_path() / PathOf(name + ExtensionOf(NameOf(target)));
-}
-
-/// Removes the temporary file unless it got its final name.
-class Sibling {
- public:
-  explicit Sibling(const fs::path& target) : target_(target), path_(SiblingOf(target)) {}
-  Sibling(const Sibling&) = delete;
-  Sibling& operator=(const Sibling&) = delete;
-  ~Sibling() {
-    std::error_code ignored;
-    if (!moved_) fs::remove(path_, ignored);
+Failure WriteFailure(const std::string& name, const std::error_code& reason) {
+  std::error_code ignored;
+  const fs::path folder = PathOf(name).parent_path();
+  if (reason == std::errc::is_a_directory) {
+    return OutputFailure(name, "is a folder, expected the name of a file");
   }
-  [[nodiscard]] const fs::path& Path() const { return path_; }
-  void MoveOver(const std::string& name) {
-    std::error_code error;
-    const fs::perms before = fs::status(target_, error).permissions();
-    if (!error && fs::exists(target_, error)) fs::permissions(path_, before, error);
-    fs::rename(path_, target_, error);
-    if (error) throw OutputFailure(name, "cannot be written: " + error.message());
-    moved_ = true;
+  if (!folder.empty() && !fs::exists(folder, ignored)) {
+    return OutputFailure(name, "cannot be written: its folder does not exist");
   }
-
- private:
-  fs::path target_;
-  fs::path path_;
-  bool moved_ = false;
-};
-
-void WriteStraight(const std::string& name, const fs::path& path, std::string_view content) {
-  errno = 0;
-  std::ofstream out(path, std::ios::binary);
-  if (!out) throw OutputFailure(name, "cannot be opened for writing" + Reason());
-  out.write(content.data(), static_cast<std::streamsize>(content.size()));
-  out.close();
-  if (!out) throw OutputFailure(name, "could not be written whole" + Reason());
+  return OutputFailure(name,
+                       "cannot be written" + (reason ? ": " + reason.message() : std::string()));
 }
 
-/// Devices and pipes have no old content to keep and must not be replaced by a file.
-bool IsSpecial(const fs::path& path) {
-  std::error_code error;
-  return fs::exists(path, error) && fs::is_other(path, error);
+/// Why a file in that place cannot be filled; empty when it can. The library does not say why a
+/// picture was not written, so the same is tried with bytes without a meaning.
+std::error_code ReasonAgainstWriting(const std::string& name) {
+  constexpr std::size_t kTrial = std::size_t{1} << 20;  // bytes; more than most pictures
+  const std::string trial(kTrial, '\0');
+  return base::WriteFile(name, {BytesOf(trial)}).reason;
 }
 
-void RefuseFolder(const std::string& name, const fs::path& path) {
-  std::error_code error;
-  if (fs::is_directory(path, error)) throw OutputFailure(name, "is a folder, expected a file");
-  const fs::path folder = path.parent_path();
-  if (!folder.empty() && !fs::is_directory(folder, error)) {
-    throw OutputFailure(name, "cannot be written: its folder does not exist");
+bool HasPictureFormat(const std::string& name) {
+  try {
+    return cv::haveImageWriter(ExtensionOf(name));
+  } catch (const cv::Exception&) {
+    return false;
   }
+}
+
+std::string UnknownFormat(const std::string& name) {
+  return "no picture format is known for the extension " + InQuotes(ExtensionOf(name)) +
+         ", expected .png, .tif, .jpg or .bmp";
 }
 
 std::ifstream OpenForReading(const std::string& name) {
+  const fs::path path = PathOf(name);
   std::error_code error;
-  if (fs::is_directory(PathOf(name), error))
-    throw InputFailure(name, "is a folder, expected a file");
+  switch (fs::status(path, error).type()) {
+    case fs::file_type::directory:
+      throw InputFailure(name, "is a folder, expected a file");
+    case fs::file_type::fifo:
+    case fs::file_type::socket:
+      throw InputFailure(name, "is a pipe, expected a file: save what comes through it first");
+    case fs::file_type::character:
+    case fs::file_type::block:
+      throw InputFailure(name, "is a device, expected a file");
+    default:
+      break;
+  }
   errno = 0;
-  std::ifstream in(PathOf(name), std::ios::binary);
-  if (!in) throw InputFailure(name, "cannot be opened for reading" + Reason());
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw InputFailure(name, "cannot be opened for reading" + LastReason());
   return in;
 }
 
 }  // namespace
 
 fs::path PathOf(const std::string& name) {
-#ifdef _WIN32
-  return fs::path(std::u8string(name.begin(), name.end()));
-#else
-  return {name};
-#endif
+  std::optional<fs::path> path = base::PathOf(name);
+  if (!path) throw UsageFailure(InQuotes(name) + ": no file can have this name");
+  return *std::move(path);
 }
 
 std::string ExtensionOf(const std::string& name) {
-  std::string extension = NameOf(PathOf(name).extension());
-  std::transform(extension.begin(), extension.end(), extension.begin(), [](unsigned char c) {
-    return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-  });
+  std::string extension = base::NameOf(PathOf(name).extension());
+  std::transform(extension.begin(), extension.end(), extension.begin(), LowerCase);
   return extension;
 }
 
-std::string WithExtension(const std::string& name, std::string_view extension) {
-  fs::path path = PathOf(name);
-  path.replace_extension(PathOf(std::string(extension)));
-  return NameOf(path);
+bool HasExtension(const std::string& name, std::string_view extension) {
+  return name.size() > extension.size() && name.ends_with(extension);
+}
+
+std::string ExpectedExtension(const std::string& name, std::string_view extension) {
+  std::string lower = name;
+  std::transform(lower.begin(), lower.end(), lower.begin(), LowerCase);
+  std::string text = "expected a name ending in " + InQuotes(extension);
+  if (HasExtension(lower, extension)) {
+    text += ": extensions are compared letter for letter, in lower case";
+  }
+  return text;
 }
 
 void RequireExtension(const std::string& option, const std::string& name,
                       std::string_view extension) {
-  const bool fits = name.size() > extension.size() && name.ends_with(extension);
-  if (fits) return;
-  throw UsageFailure(option + ": \"" + name + "\" does not end in \"" + std::string(extension) +
-                     "\"");
+  if (HasExtension(name, extension)) return;
+  throw UsageFailure(option + ": found " + InQuotes(name) + ", " +
+                     ExpectedExtension(name, extension));
 }
 
 std::string ReadFile(const std::string& name) {
   std::ifstream in = OpenForReading(name);
   std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) throw InputFailure(name, "cannot be read" + Reason());
+  if (in.bad()) throw InputFailure(name, "cannot be read" + LastReason());
   return bytes;
 }
 
@@ -157,25 +141,23 @@ FileHead ReadHead(const std::string& name, std::size_t count) {
 }
 
 void WriteFile(const std::string& name, std::string_view content) {
-  const fs::path target = TargetOf(name);
-  RefuseFolder(name, target);
-  if (IsSpecial(target)) {
-    WriteStraight(name, target, content);
-    return;
-  }
-  Sibling sibling(target);
-  WriteStraight(name, sibling.Path(), content);
-  sibling.MoveOver(name);
+  const base::WriteOutcome outcome = base::WriteFile(name, {BytesOf(content)});
+  if (outcome.result != base::WriteResult::kWritten) throw WriteFailure(name, outcome.reason);
 }
 
 void WriteByName(const std::string& name, const std::function<bool(const std::string&)>& write) {
-  const fs::path target = TargetOf(name);
-  RefuseFolder(name, target);
-  Sibling sibling(target);
-  // The library must not meet the folder's refusal first: it would have to be told in its words.
-  WriteStraight(name, sibling.Path(), {});
-  if (!write(NameOf(sibling.Path()))) throw OutputFailure(name, "could not be written");
-  sibling.MoveOver(name);
+  std::error_code reason;
+  const base::WriteOutcome outcome = base::WriteByName(name, [&](const std::string& temporary) {
+    if (write(temporary)) return true;
+    static_cast<void>(TakeLibraryError());
+    // A device under its own name must not get the trial's bytes.
+    if (temporary != name) reason = ReasonAgainstWriting(temporary);
+    return false;
+  });
+  if (outcome.result == base::WriteResult::kWritten) return;
+  if (outcome.reason) reason = outcome.reason;
+  if (!reason && !HasPictureFormat(name)) throw OutputFailure(name, UnknownFormat(name));
+  throw WriteFailure(name, reason);
 }
 
 void WritePicture(const std::string& name, const cv::Mat& picture) {
@@ -187,9 +169,11 @@ void WritePicture(const std::string& name, const cv::Mat& picture) {
   } catch (const cv::Exception&) {
     encoded = false;
   }
+  if (!encoded && !HasPictureFormat(name)) throw UsageFailure(name + ": " + UnknownFormat(name));
   if (!encoded) {
-    throw UsageFailure(name + ": no picture format is known for the extension \"" +
-                       ExtensionOf(name) + "\"");
+    throw UsageFailure(name + ": a picture of " + std::to_string(picture.cols) + " x " +
+                       std::to_string(picture.rows) + " pixels does not fit the format " +
+                       ExtensionOf(name));
   }
   WriteFile(name, std::string(bytes.begin(), bytes.end()));
 }

@@ -1,5 +1,5 @@
-/// The tool's own files: read whole, written beside their name and renamed when complete, so that
-/// nothing that existed is lost.
+/// The tool's own files. They are read whole, and written so that what was under a name before
+/// stays until the new content is complete; messages say what the system gave as the reason.
 #pragma once
 
 #include <cstdint>
@@ -11,34 +11,38 @@
 
 namespace dravix::tool {
 
-/// The path that a name of the command line (UTF-8 on Windows) stands for.
+/// The path that a name of the command line (UTF-8 on Windows) stands for. Fails as wrong usage
+/// when no file can have that name.
 [[nodiscard]] std::filesystem::path PathOf(const std::string& name);
 /// The extension with its dot, in lower case; "" when there is none.
 [[nodiscard]] std::string ExtensionOf(const std::string& name);
-/// The same name with another extension.
-[[nodiscard]] std::string WithExtension(const std::string& name, std::string_view extension);
-/// Fails as wrong usage when the name does not end in the extension, which the library asks for.
+/// Whether the name ends in the extension, letter for letter, as the library asks for.
+[[nodiscard]] bool HasExtension(const std::string& name, std::string_view extension);
+/// `expected a name ending in ".shot"`, and why ".SHOT" is none where the name ends in that.
+[[nodiscard]] std::string ExpectedExtension(const std::string& name, std::string_view extension);
+/// Fails as wrong usage when the name does not end in the extension.
 void RequireExtension(const std::string& option, const std::string& name,
                       std::string_view extension);
 
-/// All bytes of a file; fails when it cannot be read.
+/// All bytes of a file. Fails when it cannot be read. Pipes and devices are refused: commands look
+/// at a file more than once, and a pipe without a writer would never answer.
 [[nodiscard]] std::string ReadFile(const std::string& name);
-/// The first bytes of a file and its size in all; fails when it cannot be read.
 struct FileHead {
-  std::uintmax_t size = 0;
+  std::uintmax_t size = 0;  ///< bytes of the whole file
   std::string first;
 };
+/// The first bytes of a file and its size. Fails as ReadFile does.
 [[nodiscard]] FileHead ReadHead(const std::string& name, std::size_t count);
 
-/// Writes the whole file; fails with what was under the name untouched.
+/// Writes the whole file. When it fails, what was under the name is untouched.
 void WriteFile(const std::string& name, std::string_view content);
-/// Lets `write` make the file under a temporary name with the same extension in the same folder,
-/// then gives it its own name. `write` answers whether it succeeded.
+/// Lets `write` make a picture file under the name it is given, which has the extension of `name`,
+/// and gives that file its own name when it is complete. `write` answers whether it succeeded.
 void WriteByName(const std::string& name, const std::function<bool(const std::string&)>& write);
 
 /// An 8-bit, 16-bit or float picture in the format that the name's extension says.
 void WritePicture(const std::string& name, const cv::Mat& picture);
-/// A picture as stored, no conversion; fails when it is none.
+/// A picture as it is stored, without conversion. Fails when the file is none.
 [[nodiscard]] cv::Mat ReadPicture(const std::string& name);
 
 }  // namespace dravix::tool

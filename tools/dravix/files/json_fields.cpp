@@ -1,7 +1,10 @@
 #include "files/json_fields.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
+
+#include "terminal/text_values.h"
 
 namespace dravix::tool {
 
@@ -26,7 +29,13 @@ void JsonFields::RequireAllKnown() const {
 }
 
 Failure JsonFields::Wrong(const char* name, const std::string& expected) const {
-  return Unexpected(Place(name), json_[name].dump(), expected);
+  const Json& found = json_[name];
+  // JSON has no word for them and would write null; they come from options, not from files.
+  if (found.is_number_float() && !std::isfinite(found.get<double>())) {
+    return Unexpected(Place(name), NumberText(found.get<double>()), expected);
+  }
+  return Unexpected(Place(name), found.dump(-1, ' ', false, Json::error_handler_t::replace),
+                    expected);
 }
 
 bool IsWholeWithin(const Json& json, double low, double high) {

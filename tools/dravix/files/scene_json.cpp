@@ -72,7 +72,8 @@ void Visit(sim::Checkerboard& c, V& v) {
 }
 template <class V>
 void Visit(sim::Reflection& r, V& v) {
-  v("level", r.level, kLevel), v("centre", r.center), v("radius", r.radius, kPixels);
+  v("level", r.level, kLevel), v("center", r.center), v("radius", r.radius, kPixels);
+  v.Alias("centre", r.center);
 }
 template <class V>
 void Visit(sim::Metadata& m, V& v) {
@@ -111,6 +112,8 @@ struct Writer {
   void operator()(const char* name, const cv::Point_<T>& point) {
     json[name] = {point.x, point.y};
   }
+  template <class T>
+  void Alias(const char*, const cv::Point_<T>&) {}
   void operator()(const char* name, const std::vector<cv::Point>& points) {
     json[name] = Json::array();
     for (const cv::Point& point : points) json[name].push_back({point.x, point.y});
@@ -176,6 +179,11 @@ struct Reader {
     const Json* found = fields.Find(name);
     if (found != nullptr) point = PointOf<T>(name, *found);
   }
+  /// Another spelling, which is read but not written.
+  template <class T>
+  void Alias(const char* name, cv::Point_<T>& point) {
+    (*this)(name, point);
+  }
   void operator()(const char* name, std::vector<cv::Point>& points) {
     const Json* found = fields.Find(name);
     if (found == nullptr) return;
@@ -231,8 +239,13 @@ void ApplyScene(const std::string& where, const Json& json, sim::Scene& scene) {
 
 void RequireReasonable(const std::string& where, const sim::Scene& scene) {
   const double leds = static_cast<double>(scene.screen.ledWidth) * scene.screen.ledHeight;
-  constexpr double kMostLeds = 4e6;
-  if (leds > kMostLeds) throw UsageFailure(where + ": more than 4 million LEDs");
+  // The largest screens that are built have 7680 x 4320 LEDs, which are 33 million.
+  constexpr double kMostLeds = 36e6;
+  if (leds > kMostLeds) {
+    throw UsageFailure(where + ": found " + std::to_string(scene.screen.ledWidth) + " x " +
+                       std::to_string(scene.screen.ledHeight) +
+                       " LEDs, expected at most 36 million");
+  }
   const cv::Size size = sim::PhotoSizeOf(scene);
   const double pixels = static_cast<double>(size.width) * size.height;
   constexpr double kMostPixels = 250e6;

@@ -1,4 +1,4 @@
-/// A simulator's scene as JSON: every number of it, with the range that makes sense.
+/// A scene of the simulator as JSON, with a range for every number.
 #pragma once
 
 #include <string>
@@ -9,10 +9,10 @@
 namespace dravix::tool {
 
 [[nodiscard]] Json SceneJson(const sim::Scene& scene);
-/// Sets what `json` names; the rest of `scene` stays. Fails, naming `where` and the field, on
-/// unknown names and on values out of range.
+/// Sets the fields that `json` names; the rest of `scene` stays. Fails on unknown names and on
+/// values out of range; the message begins with `where` and names the field.
 void ApplyScene(const std::string& where, const Json& json, sim::Scene& scene);
-/// Fails where the numbers together ask for a photograph that is too large or lies nowhere.
+/// Fails when the screen has too many LEDs, or when the photograph would be too large or empty.
 void RequireReasonable(const std::string& where, const sim::Scene& scene);
 
 }  // namespace dravix::tool

@@ -7,6 +7,7 @@
 
 #include "files/files.h"
 #include "files/matrix_files.h"
+#include "files/stored_content.h"
 #include "files/truth_file.h"
 #include "terminal/failure.h"
 #include "terminal/library_log.h"
@@ -16,9 +17,10 @@
 namespace dravix::tool {
 namespace {
 
-constexpr std::size_t kHeader = 5;  // byte-order mark and version, the same in all three formats
+// The byte-order mark and the version are the same in all three formats.
+constexpr std::size_t kHeader = 5;
 
-/// Why the library refused the header.
+/// Says what is wrong with a header that the library refused.
 Failure HeaderFailure(const std::string& name, std::string_view format, std::int32_t code) {
   const std::string file = std::string(format) + " file";
   const FileHead head = ReadHead(name, kHeader);
@@ -41,7 +43,8 @@ Failure HeaderFailure(const std::string& name, std::string_view format, std::int
   return InputFailure(name, CodeText(code));
 }
 
-/// The readers fill in what is missing with zeros; a person wants to hear of it.
+/// Fails when bytes are missing at the end. The library's readers take them for zeros, which would
+/// show as dark LEDs.
 void RequireWhole(const std::string& name, std::uint64_t expected) {
   const std::uintmax_t found = ReadHead(name, 1).size;
   if (found >= expected) return;
@@ -49,10 +52,13 @@ void RequireWhole(const std::string& name, std::uint64_t expected) {
                                " bytes, expected at least " + std::to_string(expected));
 }
 
-void RequireExtensionOfInput(const std::string& name, std::string_view extension) {
-  if (name.size() > extension.size() && name.ends_with(extension)) return;
-  throw InputFailure(name, "has the wrong extension, expected a name ending in \"" +
-                               std::string(extension) + "\"");
+/// What can be said about a file before the library reads it.
+void RequireReadable(const std::string& name, std::string_view extension, StoredKind kind) {
+  if (!HasExtension(name, extension)) {
+    throw InputFailure(name, "has the wrong extension, " + ExpectedExtension(name, extension));
+  }
+  static_cast<void>(ReadHead(name, 1));  // says why it cannot be opened
+  RequireContent(name, kind);
 }
 
 /// A rectangle that leaves its frame cannot be drawn or measured.
@@ -68,17 +74,20 @@ void RequireWithinFrame(const std::string& name, const RegionOI& region) {
                                " does not lie within its frame of " + SizeText(frame));
 }
 
-void RequireSaved(const std::string& name, std::int32_t code) {
-  if (code == DRAVIX_OK) return;
-  static_cast<void>(TakeLibraryError());
-  throw OutputFailure(name, CodeText(code));
+/// Writes what `toBuffer` puts into memory. The library's own saving writes the same bytes, but
+/// does not say why it could not.
+template <class Size, class ToBuffer>
+void SaveBuffer(const std::string& name, Size size, ToBuffer toBuffer) {
+  std::string bytes(static_cast<std::size_t>(size), '\0');
+  const std::int32_t code = toBuffer(bytes.data(), &size);
+  if (code != DRAVIX_OK) throw OutputFailure(name, "cannot be written: " + Explained(code));
+  WriteFile(name, bytes);
 }
 
 }  // namespace
 
 Shot LoadShot(const std::string& name) {
-  RequireExtensionOfInput(name, ".shot");
-  static_cast<void>(ReadHead(name, 1));  // says why it cannot be opened
+  RequireReadable(name, ".shot", StoredKind::kShot);
   Shot shot;
   const std::int32_t code = shot.Load(name);
   if (code != DRAVIX_OK) throw HeaderFailure(name, ".shot", code);
@@ -87,15 +96,14 @@ Shot LoadShot(const std::string& name) {
     throw InputFailure(name, "holds no picture, or a damaged one (" +
                                  std::to_string(ReadHead(name, 1).size) + " bytes)");
   }
-  // Writing always takes 16 bits per sample; a file may hold others.
+  // The size is that of a file written now, with 16 bits per sample. This file may hold others.
   const std::size_t samples = shot.image.total() * static_cast<std::size_t>(shot.image.channels());
   RequireWhole(name, size - samples * 2 + samples * shot.image.elemSize1());
   return shot;
 }
 
 RegionOI LoadRegion(const std::string& name) {
-  RequireExtensionOfInput(name, ".roi");
-  static_cast<void>(ReadHead(name, 1));
+  RequireReadable(name, ".roi", StoredKind::kRegion);
   RegionOI region;
   const std::int32_t code = region.Load(name);
   if (code != DRAVIX_OK) throw HeaderFailure(name, ".roi", code);
@@ -110,8 +118,7 @@ RegionOI LoadRegion(const std::string& name) {
 }
 
 void LoadResult(const std::string& name) {
-  RequireExtensionOfInput(name, ".lum");
-  static_cast<void>(ReadHead(name, 1));
+  RequireReadable(name, ".lum", StoredKind::kResult);
   const std::int32_t code = DravixLoad(Handle(), name.c_str());
   if (code != DRAVIX_OK) throw HeaderFailure(name, ".lum", code);
   std::uint64_t size = 0;
@@ -125,13 +132,32 @@ void LoadResult(const std::string& name) {
   }
 }
 
-void SaveShot(const std::string& name, const Shot& shot) { RequireSaved(name, shot.Save(name)); }
-
-void SaveRegion(const std::string& name, const RegionOI& region) {
-  RequireSaved(name, region.Save(name));
+void SaveShot(const std::string& name, const Shot& shot) {
+  std::size_t size = 0;
+  const std::int32_t code = shot.GetBufferSize(&size);
+  if (code != DRAVIX_OK) throw OutputFailure(name, "cannot be written: " + Explained(code));
+  SaveBuffer(name, size, [&shot](char* buffer, std::size_t* capacity) {
+    return shot.ToBuffer(buffer, capacity);
+  });
 }
 
-void SaveResult(const std::string& name) { RequireSaved(name, DravixSave(Handle(), name.c_str())); }
+void SaveRegion(const std::string& name, const RegionOI& region) {
+  std::size_t size = 0;
+  const std::int32_t code = region.GetBufferSize(&size);
+  if (code != DRAVIX_OK) throw OutputFailure(name, "cannot be written: " + Explained(code));
+  SaveBuffer(name, size, [&region](char* buffer, std::size_t* capacity) {
+    return region.ToBuffer(buffer, capacity);
+  });
+}
+
+void SaveResult(const std::string& name) {
+  std::uint64_t size = 0;
+  const std::int32_t code = DravixGetBufferSize(Handle(), &size);
+  if (code != DRAVIX_OK) throw OutputFailure(name, "cannot be written: " + Explained(code));
+  SaveBuffer(name, size, [](char* buffer, std::uint64_t* capacity) {
+    return DravixToBuffer(Handle(), buffer, capacity);
+  });
+}
 
 DravixHandle Handle() {
   static const DravixHandle handle = [] {
@@ -157,6 +183,11 @@ cv::Mat LoadLuminances(const std::string& name) {
 }
 
 void RequireMeasurable(const std::string& name, const Shot& shot) {
+  if (shot.image.channels() == 1 && shot.type == CAM_RGB) {
+    throw InputFailure(name,
+                       "is a color mosaic (one plane of the type CAM_RGB), expected one plane of "
+                       "one color: see `dravix shot demosaic`");
+  }
   if (shot.image.channels() != 1) {
     throw InputFailure(name, "holds " + std::to_string(shot.image.channels()) + " planes (" +
                                  TypeName(shot.type) +
@@ -165,7 +196,7 @@ void RequireMeasurable(const std::string& name, const Shot& shot) {
   if (!shot.pattern) {
     throw InputFailure(name, "has no pattern, expected one that says how many LEDs are lit");
   }
-  // The outer four LEDs are replaced by the fifth, which must exist.
+  // The measurement replaces the outer four LEDs of every side by the fifth, which must exist.
   constexpr int kFewest = 5;
   if (shot.pattern->lighted_led_w < kFewest || shot.pattern->lighted_led_h < kFewest) {
     throw InputFailure(name, "has a pattern of " + std::to_string(shot.pattern->lighted_led_w) +

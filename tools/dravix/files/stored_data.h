@@ -1,4 +1,4 @@
-/// The library's own files, read with a word about what is wrong with them.
+/// The library's own files, with messages that say what is wrong with them.
 #pragma once
 
 #include <dravix/dravix.h>
@@ -11,25 +11,26 @@
 
 namespace dravix::tool {
 
-/// Fails with one line on files that cannot be opened, are no .shot, or are cut short.
+/// Each of these three fails when the file cannot be opened, holds something else or is cut short.
 [[nodiscard]] Shot LoadShot(const std::string& name);
 [[nodiscard]] RegionOI LoadRegion(const std::string& name);
-/// Into the process's one handle.
+/// Loads into the process's one handle.
 void LoadResult(const std::string& name);
 
 void SaveShot(const std::string& name, const Shot& shot);
 void SaveRegion(const std::string& name, const RegionOI& region);
 void SaveResult(const std::string& name);
 
-/// The one handle of the process: a command measures or loads one result.
+/// The one handle of the process. A command measures or loads only one result.
 [[nodiscard]] DravixHandle Handle();
-/// The handle's luminances, CV_32FC1, a copy; empty without a result.
+/// A copy of the handle's luminances, CV_32FC1; empty when it has no result.
 [[nodiscard]] cv::Mat Luminances();
 
 /// Luminances from a .lum, a .npy or a truth file (.json).
 [[nodiscard]] cv::Mat LoadLuminances(const std::string& name);
 
-/// The shot as one that can be measured: one plane and a pattern with LED counts. Fails otherwise.
+/// Fails unless the shot can be measured: it holds one plane that is no color mosaic, and a pattern
+/// with the counts of lit LEDs.
 void RequireMeasurable(const std::string& name, const Shot& shot);
 
 }  // namespace dravix::tool

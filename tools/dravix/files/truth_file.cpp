@@ -1,5 +1,6 @@
 #include "files/truth_file.h"
 
+#include "base/paths.h"
 #include "files/files.h"
 #include "files/matrix_files.h"
 #include "terminal/console.h"
@@ -48,23 +49,25 @@ Json CellsJson(const sim::Truth& truth) {
 
 /// The matrix lies in the truth file's own folder.
 std::string MatrixBeside(const std::string& name, const std::string& matrix) {
-  const std::u8string path = (PathOf(name).parent_path() / PathOf(matrix)).u8string();
-  return {path.begin(), path.end()};
+  return base::NameOf(PathOf(name).parent_path() / PathOf(matrix));
 }
 
 }  // namespace
 
+std::string TruthMatrixOf(const std::string& name) {
+  return base::WithExtension(name, ".truth.npy");
+}
+
 void SaveTruth(const std::string& name, const sim::Scene& scene, const sim::Truth& truth) {
-  const std::string matrix = WithExtension(name, ".npy");
+  const std::string matrix = TruthMatrixOf(name);
   WriteFile(matrix, EncodeNpy(truth.luminances));
-  const std::u8string file = PathOf(matrix).filename().u8string();
   Json json;
   json["format"] = kFormat;
   json["version"] = kVersion;
   json["scene"] = scene.name;
   json["seed"] = scene.seed;
   json["leds"] = {truth.luminances.cols, truth.luminances.rows};
-  json["luminances"] = std::string(file.begin(), file.end());
+  json["luminances"] = base::NameOf(PathOf(matrix).filename());
   json["samples_per_luminance"] = truth.samplesPerLuminance;
   json["black_level"] = truth.blackLevel;
   json["corners"] = QuadJson(truth.corners);

@@ -1,4 +1,4 @@
-/// What the simulator knows about its photograph, as a JSON file and a .npy beside it.
+/// What the simulator knows about its photograph, as a JSON file and a matrix file beside it.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -10,7 +10,11 @@
 
 namespace dravix::tool {
 
-/// Writes `name` (.json) and, under the same name with .npy, the luminances.
+/// The file that holds the luminances of the truth file `name`: "screen.truth.npy" for
+/// "screen.json", so that exporting the measured "screen.npy" does not overwrite the truth.
+[[nodiscard]] std::string TruthMatrixOf(const std::string& name);
+
+/// Writes `name` (.json) and its matrix file.
 void SaveTruth(const std::string& name, const sim::Scene& scene, const sim::Truth& truth);
 
 /// What a truth file is read for.

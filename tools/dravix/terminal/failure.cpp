@@ -1,7 +1,5 @@
 #include "terminal/failure.h"
 
-#include <algorithm>
-
 namespace dravix::tool {
 namespace {
 
@@ -32,13 +30,5 @@ Failure Unexpected(const std::string& place, std::string_view found, std::string
 }
 
 std::string InQuotes(std::string_view text) { return '"' + std::string(text) + '"'; }
-
-std::string OneLine(std::string_view text) {
-  std::string line(text);
-  std::replace_if(
-      line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
-  while (!line.empty() && line.back() == ' ') line.pop_back();
-  return line;
-}
 
 }  // namespace dravix::tool

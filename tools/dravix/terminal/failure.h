@@ -1,4 +1,4 @@
-/// The one way in which a command of the tool gives up.
+/// How a command of the tool ends when it cannot do its work.
 #pragma once
 
 #include <stdexcept>
@@ -31,8 +31,5 @@ class Failure : public std::runtime_error {
 
 /// The text between quotation marks.
 [[nodiscard]] std::string InQuotes(std::string_view text);
-
-/// The text on a single line: line ends become blanks.
-[[nodiscard]] std::string OneLine(std::string_view text);
 
 }  // namespace dravix::tool

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "algolog/formatted.h"
-#include "terminal/failure.h"
+#include "base/one_line.h"
 
 namespace dravix::tool {
 namespace {
@@ -28,7 +28,7 @@ Log& TheLog() {
 DRAVIX_FORMATS(3)
 void Add(const char* level, bool isError, const char* format, std::va_list values) noexcept {
   try {
-    const std::string line = OneLine(algolog::Formatted(format, values));
+    const std::string line = base::OneLine(algolog::Formatted(format, values));
     Log& log = TheLog();
     const std::lock_guard lock(log.mutex);
     if (isError) log.lastError = line;
@@ -52,7 +52,8 @@ std::string TakeLibraryError() {
 
 }  // namespace dravix::tool
 
-// Four of a kind: only a macro can pass on the variable arguments.
+// The four functions differ in their level only. Their variable arguments cannot be passed on to
+// one another, so a macro writes them.
 #define DRAVIX_TOOL_LOG(name, level, isError)          \
   void name(const char* format, ...) {                 \
     std::va_list values;                               \

@@ -2,9 +2,28 @@
 
 #include <dravix/dravix.h>
 
+#include <array>
+
 #include "terminal/library_log.h"
 
 namespace dravix::tool {
+namespace {
+
+/// A cause that the library logs but that shares its code with others. The log lines themselves
+/// name functions and conditions of the source and are not shown.
+struct Cause {
+  const char* logged;  ///< part of the line
+  const char* text;
+};
+constexpr std::array kCauses = {
+    Cause{
+        "greater than led width",
+        "a row of --top-leds or --bottom-leds is greater than led width, the LEDs across that the "
+        "pattern counts"},
+    Cause{"three of the corners lie on one line", "three of the corners lie on one line"},
+    Cause{"more than a result can hold", "the pattern counts more LEDs than a result can hold"}};
+
+}  // namespace
 
 std::string CodeText(std::int32_t code) {
   switch (code) {
@@ -71,9 +90,11 @@ std::string CodeText(std::int32_t code) {
 
 std::string Explained(std::int32_t code) {
   const std::string line = TakeLibraryError();
-  std::string text = CodeText(code) + " (code " + std::to_string(code);
-  if (!line.empty()) text += "; library: " + line;
-  return text + ")";
+  const std::string number = " (code " + std::to_string(code);
+  for (const Cause& cause : kCauses) {
+    if (line.find(cause.logged) != std::string::npos) return cause.text + number + ")";
+  }
+  return CodeText(code) + number + (line.empty() ? ")" : "; -v shows the library's log)");
 }
 
 }  // namespace dravix::tool

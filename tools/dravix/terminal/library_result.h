@@ -1,4 +1,4 @@
-/// What the library's result codes mean, in words.
+/// The library's result codes in words.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@ namespace dravix::tool {
 /// One phrase for a result code, for example "no lit area was found".
 [[nodiscard]] std::string CodeText(std::int32_t code);
 
-/// The phrase, the code and the library's last error line, which this takes from the log:
-/// "no lit area was found (code 200; library: ...)".
+/// The phrase, or the cause where the library's last error line says more, and the code: "no lit
+/// area was found (code 200; -v shows the library's log)". Takes that line from the log.
 [[nodiscard]] std::string Explained(std::int32_t code);
 
 }  // namespace dravix::tool

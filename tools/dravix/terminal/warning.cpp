@@ -2,12 +2,12 @@
 
 #include <cstdio>
 
-#include "terminal/failure.h"
+#include "base/one_line.h"
 
 namespace dravix::tool {
 
 void PrintWarning(std::string_view text) {
-  std::fprintf(stderr, "dravix: warning: %s\n", OneLine(text).c_str());
+  std::fprintf(stderr, "dravix: warning: %s\n", base::OneLine(text).c_str());
 }
 
 }  // namespace dravix::tool
