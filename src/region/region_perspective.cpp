@@ -16,6 +16,7 @@
 #include <opencv2/imgproc.hpp>
 #include <utility>
 
+#include "region/corner_refinement.h"
 #include "region/region_state.h"
 #include "region/rounding.h"
 #include "region/strong_corners.h"
@@ -23,10 +24,17 @@
 namespace {
 
 using dravix::region::ClampToInt32;
+using dravix::region::DarkMargin;
+using dravix::region::FramePart;
 using dravix::region::RoundPixel;
 using dravix::region::TruncToInt32;
 
 constexpr int kCorners = 4;
+
+/// Dark pixels around the mask that the corner detector must see so that it finds what it would
+/// find in the whole frame: half its window of 111 pixels, and a few for the neighborhoods of a
+/// pixel.
+constexpr int kDetectionMargin = 64;
 
 /// Whether `rect` lies in the frame. The sums have 64 bits: the matrix library's own test adds in
 /// 32 bits and accepts a rectangle whose end overflows.
@@ -35,19 +43,28 @@ bool Contains(cv::Size frame, const cv::Rect& rect) {
          std::int64_t{rect.y} + rect.height <= frame.height;
 }
 
-/// The mask at its place in a dark frame.
-cv::Mat SearchImage(const RegionOI& region) {
-  if (!Contains(cv::Size(region.frameWidth, region.frameHeight), region.rect)) {
+/// The mask at its place in the frame, with no more of the dark frame around it than the corner
+/// search looks at: what a frame claims to measure must not cost memory or time. The part begins at
+/// a multiple of 64 pixels, as StrongCorners asks.
+FramePart SearchedPart(const RegionOI& region) {
+  const cv::Size frame(region.frameWidth, region.frameHeight);
+  if (!Contains(frame, region.rect)) {
     CV_Error(cv::Error::StsOutOfRange, "the region's rectangle leaves its frame");
   }
-  cv::Mat image = cv::Mat::zeros(region.frameHeight, region.frameWidth, CV_8UC1);
-  region.mask.copyTo(image(region.rect));
-  return image;
+  // A window that does not fit into the frame is refused further on.
+  const int window = std::clamp(region.cornerRefineWindow, 0, std::max(frame.width, frame.height));
+  const int margin = std::max(kDetectionMargin, DarkMargin(window));
+  const auto begin = [margin](int start) { return std::max(0, start - margin) / 64 * 64; };
+  const auto end = [margin](int stop, int whole) { return stop + std::min(margin, whole - stop); };
+  const cv::Point from(begin(region.rect.x), begin(region.rect.y));
+  const cv::Point to(end(region.rect.br().x, frame.width), end(region.rect.br().y, frame.height));
+  FramePart part{cv::Mat::zeros(cv::Size(to - from), CV_8UC1), from, frame};
+  region.mask.copyTo(part.image(region.rect - from));
+  return part;
 }
 
-std::vector<cv::Point> Refined(const cv::Mat& image, std::vector<cv::Point2f> corners, int window) {
-  const cv::TermCriteria untilSettled(cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 40, 0.1);
-  cv::cornerSubPix(image, corners, cv::Size(window, window), cv::Size(-1, -1), untilSettled);
+/// Whole pixels of the frame.
+std::vector<cv::Point> Rounded(const std::vector<cv::Point2f>& corners) {
   std::vector<cv::Point> pixels;
   pixels.reserve(corners.size());
   for (const cv::Point2f& corner : corners) {
@@ -93,17 +110,21 @@ int FromOtherEnd(int whole, int length, int start) {
 
 std::int32_t RegionOI::GetPrecision4Corner(std::vector<cv::Point>& corners) const {
   AlgoLogInfo("RegionOI::GetPrecision4Corner");
-  cv::Mat image;
+  FramePart part;
   std::vector<cv::Point2f> found;
   if (!dravix::region::IsEmpty(*this)) {
-    image = SearchImage(*this);
-    found = dravix::region::StrongCorners(image, rect, static_cast<double>(cornerQualityLevel));
+    part = SearchedPart(*this);
+    const cv::Point2f origin(part.origin);
+    found = dravix::region::StrongCorners(part.image, rect - part.origin,
+                                          static_cast<double>(cornerQualityLevel));
+    for (cv::Point2f& corner : found) corner += origin;
   }
   if (found.size() != kCorners) {
     AlgoLogError("RegionOI::GetPrecision4Corner--Error ::  cannot find 4 points !!.");
     return DRAVIX_NO_CORNERS;
   }
-  corners = OrderCorners(Refined(image, std::move(found), cornerRefineWindow));
+  corners =
+      OrderCorners(Rounded(dravix::region::Refined(part, std::move(found), cornerRefineWindow)));
   if (corners.empty()) {
     AlgoLogError("RegionOI::GetPrecision4Corner--Error ::  cannot find Correct 4 points !!.");
     corners = InnerRectangle(frameWidth, frameHeight);

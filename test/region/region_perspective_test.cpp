@@ -111,6 +111,40 @@ TEST(RegionCorners, AreExactlyTheChainOfTheSteps) {
   EXPECT_EQ(corners, OrderCorners(expected));
 }
 
+TEST(RegionCorners, AFrameThatIsClaimedCostsNothing) {
+  // 10 billion pixels, of which only the mask is there.
+  const Corners truth = {{98000, 99000}, {98600, 99030}, {98580, 99420}, {98030, 99400}};
+  const RegionOI region = RegionOf({100000, 100000}, truth);
+  Corners corners;
+  ASSERT_EQ(region.GetPrecision4Corner(corners), DRAVIX_OK);
+  EXPECT_LT(Rms(corners, truth), 2.0);
+}
+
+TEST(RegionCorners, DoNotDependOnTheFrameAroundTheArea) {
+  for (const cv::Point& at : {cv::Point(0, 0), cv::Point(3, 700), cv::Point(1711, 1213)}) {
+    SCOPED_TRACE(testing::Message() << at);
+    cv::Mat frame = cv::Mat::zeros(1900, 2400, CV_8UC1);
+    cv::fillConvexPoly(frame,
+                       Corners{at + cv::Point(20, 9), at + cv::Point(640, 33),
+                               at + cv::Point(610, 520), at + cv::Point(7, 470)},
+                       cv::Scalar(255));
+    const RegionOI region = RegionOf(frame);
+    std::vector<cv::Point2f> found;
+    cv::goodFeaturesToTrack(frame, found, 4, static_cast<double>(region.cornerQualityLevel), 100.0,
+                            cv::noArray(), 111, false, 0.04);
+    cv::cornerSubPix(frame, found, {region.cornerRefineWindow, region.cornerRefineWindow}, {-1, -1},
+                     {cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 40, 0.1});
+    Corners expected;
+    for (const cv::Point2f& corner : found) {
+      expected.emplace_back(static_cast<int>(static_cast<double>(corner.x) + 0.5),
+                            static_cast<int>(static_cast<double>(corner.y) + 0.5));
+    }
+    Corners corners;
+    ASSERT_EQ(region.GetPrecision4Corner(corners), DRAVIX_OK);
+    EXPECT_EQ(corners, OrderCorners(expected));
+  }
+}
+
 TEST(RegionCorners, AreaTooSmallForFourDistantCornersLeavesTheOutputAlone) {
   const RegionOI region = RegionOf({400, 300}, {{100, 100}, {160, 100}, {160, 150}, {100, 150}});
   Corners corners = {{1, 2}};
