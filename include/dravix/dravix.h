@@ -144,8 +144,10 @@ DRAVIX_API int32_t DravixGet(DravixHandle handle, DravixResult* result, int32_t 
 DRAVIX_API int32_t DravixRelease(DravixHandle handle);
 
 /* Writes the result to a file ending in ".lum"; without a result it writes two empty matrices.
- * File names are 8-bit text, on Windows UTF-8. What was under the name stays until the new file is
- * whole. Returns 0; 1 null argument; 8 wrong extension; 4 cannot be opened or written. */
+ * File names are 8-bit text; on Windows UTF-8, or else the system's code page. What was under the
+ * name stays until the new file is whole, unless the folder takes no new files: the file is then
+ * written in place, which a crash may leave half done. Returns 0; 1 null argument; 8 wrong
+ * extension; 4 cannot be opened or written. */
 DRAVIX_API int32_t DravixSave(DravixHandle handle, const char* fullname);
 
 /* Reads a result from a file ending in ".lum" and replaces the present one with it.

@@ -58,13 +58,13 @@ std::optional<fs::path> PlainPathOf(const std::string& fullname) {
 }  // namespace
 
 std::optional<fs::path> PathOf(const std::string& fullname) {
-  const std::optional<fs::path> path = PlainPathOf(fullname);
 #ifdef _WIN32
+  const std::optional<fs::path> path = PlainPathOf(fullname);
   constexpr std::size_t kLongestName = 255;  // characters, in every file system
   if (!path || path->filename().native().size() > kLongestName) return std::nullopt;
   return MarkLongName(*path);
 #else
-  return path;
+  return PlainPathOf(fullname);
 #endif
 }
 

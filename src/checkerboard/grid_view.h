@@ -26,8 +26,10 @@ namespace dravix::checkerboard {
 /// first or last row.
 [[nodiscard]] inline std::vector<std::size_t> OuterBlocks(cv::Size grid, Axis axis, End end) {
   const int outermost = end == End::kFirst ? 0 : Along(grid, axis) - 1;
+  const int count = Along(grid, Other(axis));
   std::vector<std::size_t> blocks;
-  for (int i = 0; i < Along(grid, Other(axis)); ++i) {
+  blocks.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
     blocks.push_back(axis == Axis::kX ? GridIndex(outermost, i, grid.width)
                                       : GridIndex(i, outermost, grid.width));
   }
