@@ -1,0 +1,363 @@
+// Input: 16-bit samples and the perspective from working pixels to photograph pixels. Idea: a
+// vector holds as many neighboring working pixels as it has 32-bit lanes. Their positions in the
+// photograph are computed in double precision, and each block of four lanes then takes its taps
+// from eight samples of one photograph row with a byte shuffle, because four neighboring pixels
+// rarely need more. Output: a row of the working image. Vectors whose taps do not fit (at the
+// photograph's border, or where the perspective shrinks more than 1.3 times) go pixel by pixel.
+//
+// Why the bits are those of cv::warpPerspective:
+// - Positions: the library takes 64 columns from one origin (X0, Y0, W0), computes
+//   (X0 + M0 * i) * (32 / (W0 + M6 * i)) for column i of them and rounds half to even. So do we, in
+//   the same order. Its guards against division by zero and against overflow do nothing for the
+//   perspectives that `Of` accepts.
+// - Weights: the product of a row's and a column's weight, each exact (see CubicWeights), rounded
+//   once, as in the library's table.
+// - Sums: each of the four rows from left to right, then the rows from the top, every product and
+//   every sum rounded by itself. No fused multiply-add, except where the result is exact.
+// - A pixel that does not need a row has the weight 0 there, which adds 0 to its sum.
+#include "kernels/cubic_warp.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <opencv2/core/utility.hpp>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "kernels/cubic_warp.cpp"
+#include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace dravix::kernels::HWY_NAMESPACE {
+
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+
+void WarpRow(const Samples16& photo, const std::array<double, 9>& m, int y, int begin, int end,
+             std::uint16_t* samples) {
+  for (int block = begin; block < end; block += CubicWarp::kBlockWidth) {
+    const double originX = m[0] * block + m[1] * y + m[2];
+    const double originY = m[3] * block + m[4] * y + m[5];
+    const double originW = m[6] * block + m[7] * y + m[8];
+    for (int i = 0; i < std::min(CubicWarp::kBlockWidth, end - block); ++i) {
+      const double scale = kPhases / (originW + m[6] * i);
+      *samples++ = CubicSample(photo, cvRound((originX + m[0] * i) * scale),
+                               cvRound((originY + m[3] * i) * scale));
+    }
+  }
+}
+
+#else
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr int kTaps = 4;
+constexpr int kWindow = 8;  // samples from which a block of four lanes takes its taps
+
+const hn::ScalableTag<float> kFloats;
+const hn::Rebind<std::int32_t, decltype(kFloats)> kInts;
+const hn::Rebind<std::uint32_t, decltype(kFloats)> kUnsigned;
+const hn::Repartition<std::uint16_t, decltype(kFloats)> kShorts;
+const hn::Repartition<std::uint8_t, decltype(kFloats)> kBytes;
+const hn::Rebind<std::uint16_t, decltype(kFloats)> kHalfShorts;
+const hn::Repartition<double, decltype(kFloats)> kDoubles;
+const hn::Repartition<std::int32_t, decltype(kDoubles)> kDoubleHalves;
+
+using Floats = hn::Vec<decltype(kFloats)>;
+using Ints = hn::Vec<decltype(kInts)>;
+using Shorts = hn::Vec<decltype(kShorts)>;
+using Bytes = hn::Vec<decltype(kBytes)>;
+using Doubles = hn::Vec<decltype(kDoubles)>;
+
+/// Positions in the photograph, in 1/32 pixel.
+struct Positions {
+  Ints x;
+  Ints y;
+};
+
+/// The perspective along one block of 64 columns: numerators and denominator at its first column.
+struct Origin {
+  Doubles x;
+  Doubles y;
+  Doubles w;
+};
+
+/// What a perspective adds from column to column.
+struct Steps {
+  Doubles x;
+  Doubles y;
+  Doubles w;
+};
+
+HWY_INLINE Origin OriginOf(const std::array<double, 9>& m, int x, int y) {
+  return {hn::Set(kDoubles, m[0] * x + m[1] * y + m[2]),
+          hn::Set(kDoubles, m[3] * x + m[4] * y + m[5]),
+          hn::Set(kDoubles, m[6] * x + m[7] * y + m[8])};
+}
+
+/// Rounds |values| < 2^31 half to even: with 1.5 * 2^52 added, a double's lowest bit counts ones,
+/// so that the addition rounds and the low half of the bits is the integer.
+HWY_INLINE Ints RoundBoth(Doubles low, Doubles high) {
+  const Doubles shift = hn::Set(kDoubles, 6755399441055744.0);
+  return hn::ConcatEven(kInts, hn::BitCast(kDoubleHalves, hn::Add(high, shift)),
+                        hn::BitCast(kDoubleHalves, hn::Add(low, shift)));
+}
+
+HWY_INLINE Positions PositionsAt(const Origin& origin, const Steps& steps, Doubles column) {
+  const Doubles fine = hn::Set(kDoubles, static_cast<double>(kPhases));
+  const auto along = [&](Doubles i, Doubles& x, Doubles& y) {
+    const Doubles scale = hn::Div(fine, hn::Add(origin.w, hn::Mul(steps.w, i)));
+    x = hn::Mul(hn::Add(origin.x, hn::Mul(steps.x, i)), scale);
+    y = hn::Mul(hn::Add(origin.y, hn::Mul(steps.y, i)), scale);
+  };
+  Doubles xLow;
+  Doubles yLow;
+  Doubles xHigh;
+  Doubles yHigh;
+  along(column, xLow, yLow);
+  along(hn::Add(column, hn::Set(kDoubles, static_cast<double>(hn::Lanes(kDoubles)))), xHigh, yHigh);
+  return {RoundBoth(xLow, xHigh), RoundBoth(yLow, yHigh)};
+}
+
+/// Weights of the four taps of each lane. All steps are exact, so fused ones are too.
+struct Weights {
+  Floats tap[kTaps];
+};
+
+HWY_INLINE Weights WeightsOf(Ints position) {
+  const Floats one = hn::Set(kFloats, 1.0F);
+  const Floats slope = hn::Set(kFloats, -0.75F);
+  const Ints phase = hn::And(position, hn::Set(kInts, kPhases - 1));
+  const Floats x = hn::Mul(hn::ConvertTo(kFloats, phase), hn::Set(kFloats, 1.0F / kPhases));
+  const Floats y = hn::Sub(one, x);
+  const Floats scaled = hn::Mul(hn::Mul(slope, x), y);
+  Weights weights;
+  weights.tap[0] = hn::Mul(scaled, y);
+  weights.tap[3] = hn::Mul(scaled, x);
+  weights.tap[1] = hn::MulAdd(hn::MulAdd(hn::Set(kFloats, 1.25F), x, hn::Set(kFloats, -2.25F)),
+                              hn::Mul(x, x), one);
+  weights.tap[2] = hn::Sub(hn::Sub(one, weights.tap[1]), hn::Add(weights.tap[0], weights.tap[3]));
+  return weights;
+}
+
+/// Where the taps of a vector lie: for each block of four lanes the window's first sample, and for
+/// each lane its place in that window.
+struct Taps {
+  Ints left;   ///< of the block's window, photograph column
+  Ints top;    ///< of the block's window, photograph row
+  Ints right;  ///< of the lane's first tap from the window's left
+  Ints down;   ///< of the lane's first tap from the window's top
+};
+
+HWY_INLINE Taps TapsOf(const Positions& at) {
+  const Ints one = hn::Set(kInts, 1);
+  const Ints x = hn::Sub(hn::ShiftRight<kPhaseBits>(at.x), one);
+  const Ints y = hn::Sub(hn::ShiftRight<kPhaseBits>(at.y), one);
+  // Along a line a perspective is monotonic, so that the extremes are a block's outer lanes.
+  const Ints left = hn::Min(hn::Broadcast<0>(x), hn::Broadcast<3>(x));
+  const Ints top = hn::Min(hn::Broadcast<0>(y), hn::Broadcast<3>(y));
+  return {left, top, hn::Sub(x, left), hn::Sub(y, top)};
+}
+
+/// True when every lane has 0 <= value <= limit.
+HWY_INLINE bool AllWithin(Ints value, int limit) {
+  return limit >= 0 &&
+         hn::AllTrue(
+             kInts, hn::Eq(hn::Min(hn::Max(value, hn::Zero(kInts)), hn::Set(kInts, limit)), value));
+}
+
+/// Eight samples per block, each block from its own place.
+HWY_INLINE Shorts LoadWindows(const std::uint16_t* row, const std::int32_t* offsets) {
+  const hn::CappedTag<std::uint16_t, kWindow> block;
+#if HWY_MAX_BYTES == 64
+  const hn::Half<decltype(kShorts)> half;
+  const auto low =
+      hn::Combine(half, hn::LoadU(block, row + offsets[4]), hn::LoadU(block, row + offsets[0]));
+  const auto high =
+      hn::Combine(half, hn::LoadU(block, row + offsets[12]), hn::LoadU(block, row + offsets[8]));
+  return hn::Combine(kShorts, high, low);
+#elif HWY_MAX_BYTES == 32
+  return hn::Combine(kShorts, hn::LoadU(block, row + offsets[4]),
+                     hn::LoadU(block, row + offsets[0]));
+#else
+  return hn::LoadU(block, row + offsets[0]);
+#endif
+}
+
+/// Byte places, in a block's window, of taps 0 and 1 of each lane: the low and the high half of the
+/// lane. Those of taps 2 and 3 lie four bytes further.
+HWY_INLINE Bytes ShuffleOf(Ints right) {
+  const Ints twice = hn::Add(right, right);
+  const Ints pair = hn::Or(twice, hn::ShiftLeft<8>(twice));
+  const Ints all = hn::Or(pair, hn::ShiftLeft<16>(pair));
+  return hn::BitCast(kBytes, hn::Add(all, hn::Set(kInts, 0x03020100)));
+}
+
+/// The weight of window row `row` for each lane, 0 where the lane does not need that row.
+template <int kExtraRows>
+HWY_INLINE Floats RowWeight(const Weights& down, Ints first, int row) {
+  if constexpr (kExtraRows == 0) return down.tap[row];
+  Floats weight = hn::Zero(kFloats);
+  for (int k = 0; k < kTaps; ++k) {
+    if (row - k < 0 || row - k > kExtraRows) continue;
+    const auto here = hn::RebindMask(kFloats, hn::Eq(first, hn::Set(kInts, row - k)));
+    weight = hn::IfThenElse(here, down.tap[k], weight);
+  }
+  return weight;
+}
+
+/// Filters a vector whose taps lie within the windows of kTaps + kExtraRows rows.
+template <int kExtraRows>
+HWY_INLINE Floats Filter(const Samples16& photo, const Positions& at, const Taps& taps) {
+  HWY_ALIGN std::int32_t offsets[hn::MaxLanes(kInts)];
+  hn::Store(hn::Add(hn::Mul(taps.top, hn::Set(kInts, static_cast<std::int32_t>(photo.stride))),
+                    taps.left),
+            kInts, offsets);
+  const Weights across = WeightsOf(at.x);
+  const Weights down = WeightsOf(at.y);
+  const Bytes firstPair = ShuffleOf(taps.right);
+  const Bytes secondPair = hn::Add(firstPair, hn::Set(kBytes, 4));
+  const Ints lowHalf = hn::Set(kInts, 0xFFFF);
+  const std::uint16_t* row = photo.first;
+  Floats sum = hn::Zero(kFloats);
+  for (int i = 0; i < kTaps + kExtraRows; ++i, row += photo.stride) {
+    const Bytes window = hn::BitCast(kBytes, LoadWindows(row, offsets));
+    const auto first = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, firstPair));
+    const auto second = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, secondPair));
+    const Ints sample[kTaps] = {
+        hn::And(hn::BitCast(kInts, first), lowHalf),
+        hn::BitCast(kInts, hn::ShiftRight<16>(first)),
+        hn::And(hn::BitCast(kInts, second), lowHalf),
+        hn::BitCast(kInts, hn::ShiftRight<16>(second)),
+    };
+    const Floats weight = RowWeight<kExtraRows>(down, taps.down, i);
+    Floats rowSum = hn::Mul(hn::ConvertTo(kFloats, sample[0]), hn::Mul(weight, across.tap[0]));
+    for (int k = 1; k < kTaps; ++k) {
+      rowSum = hn::Add(rowSum,
+                       hn::Mul(hn::ConvertTo(kFloats, sample[k]), hn::Mul(weight, across.tap[k])));
+    }
+    sum = i == 0 ? rowSum : hn::Add(sum, rowSum);
+  }
+  return sum;
+}
+
+/// Lane by lane, wherever the taps lie.
+HWY_INLINE void SampleEach(const Samples16& photo, const Positions& at, std::uint16_t* samples) {
+  HWY_ALIGN std::int32_t x[hn::MaxLanes(kInts)];
+  HWY_ALIGN std::int32_t y[hn::MaxLanes(kInts)];
+  hn::Store(at.x, kInts, x);
+  hn::Store(at.y, kInts, y);
+  for (std::size_t i = 0; i < hn::Lanes(kInts); ++i) samples[i] = CubicSample(photo, x[i], y[i]);
+}
+
+/// The most rows that a block's lanes may lie apart: a slope of one row per pixel.
+constexpr int kMostExtraRows = 3;
+
+HWY_INLINE void WarpVector(const Samples16& photo, const Positions& at, std::uint16_t* samples) {
+  const Taps taps = TapsOf(at);
+  const int extra = AllWithin(taps.down, 0) ? 0 : AllWithin(taps.down, 1) ? 1 : kMostExtraRows;
+  const bool inWindow = AllWithin(taps.right, kWindow - kTaps) &&
+                        AllWithin(taps.left, photo.width - kWindow) &&
+                        AllWithin(taps.top, photo.height - kTaps - extra) &&
+                        (extra < kMostExtraRows || AllWithin(taps.down, kMostExtraRows));
+  if (!inWindow) {
+    SampleEach(photo, at, samples);
+    return;
+  }
+  const Floats sum = extra == 0   ? Filter<0>(photo, at, taps)
+                     : extra == 1 ? Filter<1>(photo, at, taps)
+                                  : Filter<kMostExtraRows>(photo, at, taps);
+  hn::StoreU(hn::DemoteTo(kHalfShorts, hn::NearestInt(sum)), kHalfShorts, samples);
+}
+
+void WarpRow(const Samples16& photo, const std::array<double, 9>& m, int y, int begin, int end,
+             std::uint16_t* samples) {
+  const Steps steps = {hn::Set(kDoubles, m[0]), hn::Set(kDoubles, m[3]), hn::Set(kDoubles, m[6])};
+  const auto lanes = static_cast<int>(hn::Lanes(kFloats));
+  for (int block = begin; block < end; block += CubicWarp::kBlockWidth) {
+    const Origin origin = OriginOf(m, block, y);
+    const int columns = std::min(CubicWarp::kBlockWidth, end - block);
+    for (int i = 0; i < columns; i += lanes) {
+      const Doubles column = hn::Add(hn::Iota(kDoubles, 0.0), hn::Set(kDoubles, i));
+      WarpVector(photo, PositionsAt(origin, steps, column), samples + (block - begin) + i);
+    }
+  }
+}
+
+#endif
+
+}  // namespace dravix::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace dravix::kernels {
+namespace {
+
+HWY_EXPORT(WarpRow);
+
+/// A linear function of working pixels, by its values at the corners of an area.
+struct Extremes {
+  double low;
+  double high;
+};
+
+Extremes Over(cv::Size size, double perX, double perY, double constant) {
+  Extremes found{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
+  for (const int x : {0, size.width}) {
+    for (const int y : {0, size.height}) {
+      const double value = perX * x + perY * y + constant;
+      if (!(std::abs(value) < std::numeric_limits<double>::infinity())) return {-1, 1};
+      found = {std::min(found.low, value), std::max(found.high, value)};
+    }
+  }
+  return found;
+}
+
+/// True when every pixel of the area has a position that 32 bits hold in 1/32 pixel with room to
+/// spare: then the library's guards against zero and overflow never act.
+bool AllPositionsFinite(const std::array<double, 9>& m, cv::Size area) {
+  constexpr double kFarthest = 1e9;
+  const Extremes w = Over(area, m[6], m[7], m[8]);
+  if (w.low <= 0 && w.high >= 0) return false;
+  const double nearest = std::min(std::abs(w.low), std::abs(w.high));
+  for (const std::size_t row : {0U, 3U}) {
+    const Extremes v = Over(area, m.at(row), m.at(row + 1), m.at(row + 2));
+    const double most = std::max(std::abs(v.low), std::abs(v.high));
+    if (!(kPhases * most / nearest < kFarthest)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int CubicWarp::PaddedWidth(int columns) {
+  return (columns + kBlockWidth - 1) / kBlockWidth * kBlockWidth;
+}
+
+std::optional<CubicWarp> CubicWarp::Of(const cv::Mat& photo, const cv::Mat& workingFromPhoto,
+                                       cv::Size size) {
+  constexpr int kShortest = kBlockWidth;  // smaller images are divided into blocks differently
+  constexpr int kLongest = std::numeric_limits<std::int16_t>::max() - 1;
+  if (photo.type() != CV_16UC1) return std::nullopt;
+  for (const int side : {photo.cols, photo.rows, size.width, size.height}) {
+    if (side < kShortest || side > kLongest) return std::nullopt;
+  }
+  const auto stride = static_cast<std::int64_t>(photo.step1());
+  if (stride * photo.rows > std::numeric_limits<std::int32_t>::max()) return std::nullopt;
+  CV_Assert(workingFromPhoto.size() == cv::Size(3, 3) && workingFromPhoto.type() == CV_64FC1);
+  std::array<double, 9> inverse{};
+  cv::Mat inverseMatrix(3, 3, CV_64FC1, inverse.data());
+  workingFromPhoto.copyTo(inverseMatrix);
+  cv::invert(inverseMatrix, inverseMatrix);
+  if (!AllPositionsFinite(inverse, {PaddedWidth(size.width), size.height})) return std::nullopt;
+  const Samples16 samples{photo.ptr<std::uint16_t>(), photo.cols, photo.rows,
+                          static_cast<std::ptrdiff_t>(stride)};
+  return CubicWarp(samples, inverse, size);
+}
+
+void CubicWarp::Row(int y, const cv::Range& columns, std::uint16_t* samples) const {
+  CV_DbgAssert(columns.start % kBlockWidth == 0);
+  HWY_DYNAMIC_DISPATCH(WarpRow)(photo_, photoFromWorking_, y, columns.start, columns.end, samples);
+}
+
+}  // namespace dravix::kernels
+#endif
