@@ -12,6 +12,16 @@
 
 class CheckerboardDetector;
 class RegionOI;
+namespace dravix::extractor {
+struct LitColumns;
+}
+namespace dravix::kernels {
+class CubicWarp;
+}
+
+/// Whether Extract makes the working image row by row with the library's own kernels, or as a whole
+/// with the matrix library. Results are the same to the last bit; tests and benchmarks choose.
+enum class ExtractBy { kWhatIsFaster, kRows, kWholeImage };
 
 /// Measures shots and keeps the last result: `lum`, one luminance per LED, and `resultImage` beside
 /// it. One object serves one thread at a time. Methods return result codes; a failed run leaves the
@@ -34,6 +44,7 @@ class Dravix {
   std::int32_t ledHeight = 0;            ///< lit LEDs down
   std::int32_t rowGroup = -1;            ///< rows that one entry of rowLedNums stands for
   std::vector<std::int32_t> rowLedNums;  ///< LEDs per row group from the top; empty: all rows alike
+  ExtractBy extractBy = ExtractBy::kWhatIsFaster;  ///< kRows where the kernels can do it
 
   // --- set-up ---
 
@@ -83,6 +94,10 @@ class Dravix {
   /// above. On failure `lum` is partly written.
   std::int32_t CalLum(const cv::Mat& image, const CheckerboardDetector& detector);
 
+  /// The same for a working image that is made row by row.
+  std::int32_t MeasureByRows(const dravix::kernels::CubicWarp& rows,
+                             const dravix::extractor::LitColumns& area);
+
   // --- result file, buffer and picture ---
 
   std::int32_t Save(const std::string& fullname) const;  ///< 0; 8 extension; 4 not written
@@ -92,4 +107,8 @@ class Dravix {
   std::int32_t FromBuffer(const char* bytes, std::int64_t length);  ///< 0; 1 null; 10; 3
   /// Writes the luminances as an 8-bit picture, in the shot's colour or grey. 0; 5 no result; 4.
   std::int32_t ExportImage(const std::string& fullname, bool colored) const;
+
+ private:
+  /// Makes both result matrices from the area's columns, each resampled to ledHeight values.
+  void Keep(const cv::Mat& columns);
 };

@@ -3,6 +3,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "extractor/extractor.h"
+#include "extractor/largest_area.h"
 #include "image/binary.h"
 #include "image/lit_area.h"
 #include "image/picture.h"
@@ -30,16 +31,22 @@ cv::Mat Binarize(cv::Mat grey, int kernelSize, float sigma) {
 
 }  // namespace
 
+std::optional<dravix::extractor::LitArea> dravix::extractor::LargestArea(const cv::Mat& lit) {
+  const image::Contours outlines = image::OuterContours(lit);
+  if (outlines.empty()) {
+    AlgoLogError("Dravix::AutoBlurLocate--Error :: Cannot find led area.");
+    return std::nullopt;
+  }
+  if (outlines.size() > 1) AlgoLogError("Dravix::AutoBlurLocate--Warning :: Find >1 areas.");
+  const std::size_t largest = image::LargestByMinAreaRect(outlines);
+  return LitArea{image::Filled(outlines, largest, lit.size()), cv::boundingRect(outlines[largest])};
+}
+
 void Dravix::AutoBlurLocate(const cv::Mat& image, cv::Mat& mask, cv::Rect& rect) const {
   const int fullScale = shot != nullptr ? dravix::shot::FullScale(*shot) : 0;
   const cv::Mat lit = Binarize(ToGray8(image, fullScale), blurKernelSize, blurSigma);
-  const dravix::image::Contours outlines = dravix::image::OuterContours(lit);
-  if (outlines.empty()) {
-    AlgoLogError("Dravix::AutoBlurLocate--Error :: Cannot find led area.");
-    return;
-  }
-  if (outlines.size() > 1) AlgoLogError("Dravix::AutoBlurLocate--Warning :: Find >1 areas.");
-  const std::size_t largest = dravix::image::LargestByMinAreaRect(outlines);
-  mask = dravix::image::Filled(outlines, largest, lit.size());
-  rect = cv::boundingRect(outlines[largest]);
+  const auto largest = dravix::extractor::LargestArea(lit);
+  if (!largest) return;
+  mask = largest->mask;
+  rect = largest->rect;
 }

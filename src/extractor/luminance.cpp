@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
+#include "extractor/by_rows.h"
 #include "extractor/edges.h"
 #include "extractor/extractor.h"
 #include "extractor/resample.h"
@@ -39,6 +40,15 @@ cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
   return result;
 }
 
+bool AnyEmpty(const std::vector<ColumnRun>& runs) {
+  return std::any_of(runs.begin(), runs.end(), [](const ColumnRun& run) { return run.length < 1; });
+}
+
+std::int32_t RefuseHeight() {
+  AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
+  return DRAVIX_BAD_ARGUMENT;
+}
+
 }  // namespace
 
 std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv::Rect& rect) {
@@ -46,17 +56,25 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv:
   CV_Assert(rect.x >= 0 && rect.width >= 1 && rect.width <= mask.cols - rect.x);
   const cv::Range across(rect.x, rect.x + rect.width);
   const std::vector<ColumnRun> runs = FirstRuns(mask.colRange(across));
-  if (std::any_of(runs.begin(), runs.end(), [](const ColumnRun& run) { return run.length < 1; })) {
-    AlgoLogError("Dravix::CalLum--Error ::  height is error !!.");
-    return DRAVIX_BAD_ARGUMENT;
-  }
+  if (AnyEmpty(runs)) return RefuseHeight();
   CV_Assert(ledWidth > kEdgeDepth && ledHeight > kEdgeDepth);  // before memory is taken for them
-  const cv::Mat columns = ResampleColumns(image.colRange(across), runs, ledHeight);
+  Keep(ResampleColumns(image.colRange(across), runs, ledHeight));
+  return DRAVIX_OK;
+}
+
+std::int32_t Dravix::MeasureByRows(const dravix::kernels::CubicWarp& rows,
+                                   const dravix::extractor::LitColumns& area) {
+  if (AnyEmpty(area.runs)) return RefuseHeight();
+  CV_Assert(ledWidth > kEdgeDepth && ledHeight > kEdgeDepth);
+  Keep(dravix::extractor::Measure(rows, area, ledHeight));
+  return DRAVIX_OK;
+}
+
+void Dravix::Keep(const cv::Mat& columns) {
   cv::Mat measured = rowLedNums.empty()
                          ? ResampleRows(columns, ledWidth)
                          : ResampleUnequalRows(columns, ledWidth, rowLedNums, rowGroup);
   ReplaceEdges(measured, kEdgeDepth);
   resultImage = dravix::extractor::MeasuredMarks(measured.size());
   lum = measured;
-  return DRAVIX_OK;
 }

@@ -21,10 +21,12 @@
 #include <cmath>
 #include <limits>
 #include <opencv2/core/utility.hpp>
+#include <utility>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/cubic_warp.cpp"
 #include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
@@ -120,7 +122,10 @@ HWY_INLINE Positions PositionsAt(const Origin& origin, const Steps& steps, Doubl
 
 /// Weights of the four taps of each lane. All steps are exact, so fused ones are too.
 struct Weights {
-  Floats tap[kTaps];
+  Floats tap0;
+  Floats tap1;
+  Floats tap2;
+  Floats tap3;
 };
 
 HWY_INLINE Weights WeightsOf(Ints position) {
@@ -130,13 +135,11 @@ HWY_INLINE Weights WeightsOf(Ints position) {
   const Floats x = hn::Mul(hn::ConvertTo(kFloats, phase), hn::Set(kFloats, 1.0F / kPhases));
   const Floats y = hn::Sub(one, x);
   const Floats scaled = hn::Mul(hn::Mul(slope, x), y);
-  Weights weights;
-  weights.tap[0] = hn::Mul(scaled, y);
-  weights.tap[3] = hn::Mul(scaled, x);
-  weights.tap[1] = hn::MulAdd(hn::MulAdd(hn::Set(kFloats, 1.25F), x, hn::Set(kFloats, -2.25F)),
-                              hn::Mul(x, x), one);
-  weights.tap[2] = hn::Sub(hn::Sub(one, weights.tap[1]), hn::Add(weights.tap[0], weights.tap[3]));
-  return weights;
+  const Floats tap0 = hn::Mul(scaled, y);
+  const Floats tap3 = hn::Mul(scaled, x);
+  const Floats tap1 = hn::MulAdd(hn::MulAdd(hn::Set(kFloats, 1.25F), x, hn::Set(kFloats, -2.25F)),
+                                 hn::Mul(x, x), one);
+  return {tap0, tap1, hn::Sub(hn::Sub(one, tap1), hn::Add(tap0, tap3)), tap3};
 }
 
 /// Where the taps of a vector lie: for each block of four lanes the window's first sample, and for
@@ -158,11 +161,9 @@ HWY_INLINE Taps TapsOf(const Positions& at) {
   return {left, top, hn::Sub(x, left), hn::Sub(y, top)};
 }
 
-/// True when every lane has 0 <= value <= limit.
-HWY_INLINE bool AllWithin(Ints value, int limit) {
-  return limit >= 0 &&
-         hn::AllTrue(
-             kInts, hn::Eq(hn::Min(hn::Max(value, hn::Zero(kInts)), hn::Set(kInts, limit)), value));
+/// The lanes that have 0 <= value <= limit.
+HWY_INLINE auto Within(Ints value, int limit) {
+  return hn::Eq(hn::Min(hn::Max(value, hn::Zero(kInts)), hn::Set(kInts, limit)), value);
 }
 
 /// Eight samples per block, each block from its own place.
@@ -192,17 +193,46 @@ HWY_INLINE Bytes ShuffleOf(Ints right) {
   return hn::BitCast(kBytes, hn::Add(all, hn::Set(kInts, 0x03020100)));
 }
 
-/// The weight of window row `row` for each lane, 0 where the lane does not need that row.
-template <int kExtraRows>
-HWY_INLINE Floats RowWeight(const Weights& down, Ints first, int row) {
-  if constexpr (kExtraRows == 0) return down.tap[row];
+/// The weight of window row kRow for each lane, 0 where the lane does not need that row.
+template <int kRow, int kExtraRows>
+HWY_INLINE Floats RowWeight(const Weights& down, Ints first) {
   Floats weight = hn::Zero(kFloats);
-  for (int k = 0; k < kTaps; ++k) {
-    if (row - k < 0 || row - k > kExtraRows) continue;
-    const auto here = hn::RebindMask(kFloats, hn::Eq(first, hn::Set(kInts, row - k)));
-    weight = hn::IfThenElse(here, down.tap[k], weight);
-  }
+  const auto choose = [&](auto tap, Floats ofTap) {
+    constexpr int kFirst = kRow - decltype(tap)::value;
+    if constexpr (kFirst >= 0 && kFirst <= kExtraRows) {
+      const auto here = hn::RebindMask(kFloats, hn::Eq(first, hn::Set(kInts, kFirst)));
+      weight = kExtraRows == 0 ? ofTap : hn::IfThenElse(here, ofTap, weight);
+    }
+  };
+  choose(std::integral_constant<int, 0>(), down.tap0);
+  choose(std::integral_constant<int, 1>(), down.tap1);
+  choose(std::integral_constant<int, 2>(), down.tap2);
+  choose(std::integral_constant<int, 3>(), down.tap3);
   return weight;
+}
+
+/// What all rows of a vector's windows share.
+struct Columns {
+  const std::int32_t* offsets;  ///< of the blocks' windows
+  Bytes firstPair;              ///< where taps 0 and 1 of each lane lie
+  Bytes secondPair;             ///< and taps 2 and 3
+  Weights weights;
+};
+
+/// The four taps of one row, each with its weight times the row's, from left to right.
+HWY_INLINE Floats RowSum(const std::uint16_t* row, const Columns& columns, Floats rowWeight) {
+  const Ints lowHalf = hn::Set(kInts, 0xFFFF);
+  const Bytes window = hn::BitCast(kBytes, LoadWindows(row, columns.offsets));
+  const auto first = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, columns.firstPair));
+  const auto second = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, columns.secondPair));
+  const auto product = [&](Ints sample, Floats weight) {
+    return hn::Mul(hn::ConvertTo(kFloats, sample), hn::Mul(rowWeight, weight));
+  };
+  Floats sum = product(hn::And(hn::BitCast(kInts, first), lowHalf), columns.weights.tap0);
+  sum = hn::Add(sum, product(hn::BitCast(kInts, hn::ShiftRight<16>(first)), columns.weights.tap1));
+  sum = hn::Add(sum, product(hn::And(hn::BitCast(kInts, second), lowHalf), columns.weights.tap2));
+  return hn::Add(sum,
+                 product(hn::BitCast(kInts, hn::ShiftRight<16>(second)), columns.weights.tap3));
 }
 
 /// Filters a vector whose taps lie within the windows of kTaps + kExtraRows rows.
@@ -212,31 +242,23 @@ HWY_INLINE Floats Filter(const Samples16& photo, const Positions& at, const Taps
   hn::Store(hn::Add(hn::Mul(taps.top, hn::Set(kInts, static_cast<std::int32_t>(photo.stride))),
                     taps.left),
             kInts, offsets);
-  const Weights across = WeightsOf(at.x);
-  const Weights down = WeightsOf(at.y);
+  // The next row of the working image will want the photograph's next row. The processor does not
+  // foresee that by itself.
+  hwy::Prefetch(photo.first + offsets[0] + (kTaps + kExtraRows) * photo.stride);
   const Bytes firstPair = ShuffleOf(taps.right);
-  const Bytes secondPair = hn::Add(firstPair, hn::Set(kBytes, 4));
-  const Ints lowHalf = hn::Set(kInts, 0xFFFF);
-  const std::uint16_t* row = photo.first;
-  Floats sum = hn::Zero(kFloats);
-  for (int i = 0; i < kTaps + kExtraRows; ++i, row += photo.stride) {
-    const Bytes window = hn::BitCast(kBytes, LoadWindows(row, offsets));
-    const auto first = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, firstPair));
-    const auto second = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, secondPair));
-    const Ints sample[kTaps] = {
-        hn::And(hn::BitCast(kInts, first), lowHalf),
-        hn::BitCast(kInts, hn::ShiftRight<16>(first)),
-        hn::And(hn::BitCast(kInts, second), lowHalf),
-        hn::BitCast(kInts, hn::ShiftRight<16>(second)),
-    };
-    const Floats weight = RowWeight<kExtraRows>(down, taps.down, i);
-    Floats rowSum = hn::Mul(hn::ConvertTo(kFloats, sample[0]), hn::Mul(weight, across.tap[0]));
-    for (int k = 1; k < kTaps; ++k) {
-      rowSum = hn::Add(rowSum,
-                       hn::Mul(hn::ConvertTo(kFloats, sample[k]), hn::Mul(weight, across.tap[k])));
-    }
-    sum = i == 0 ? rowSum : hn::Add(sum, rowSum);
+  const Columns columns = {offsets, firstPair, hn::Add(firstPair, hn::Set(kBytes, 4)),
+                           WeightsOf(at.x)};
+  const Weights down = WeightsOf(at.y);
+  Floats sum = RowSum(photo.first, columns, RowWeight<0, kExtraRows>(down, taps.down));
+  const auto addRow = [&](auto next) {
+    constexpr int kRow = decltype(next)::value + 1;
+    sum = hn::Add(sum, RowSum(photo.first + kRow * photo.stride, columns,
+                              RowWeight<kRow, kExtraRows>(down, taps.down)));
+  };
+  [&]<int... kRows>(std::integer_sequence<int, kRows...>) {
+    (addRow(std::integral_constant<int, kRows>()), ...);
   }
+  (std::make_integer_sequence<int, kTaps + kExtraRows - 1>());
   return sum;
 }
 
@@ -252,21 +274,29 @@ HWY_INLINE void SampleEach(const Samples16& photo, const Positions& at, std::uin
 /// The most rows that a block's lanes may lie apart: a slope of one row per pixel.
 constexpr int kMostExtraRows = 3;
 
+/// Rounds |values| < 2^22 half to even; see RoundBoth.
+HWY_INLINE Ints RoundHalfEven(Floats values) {
+  const Floats shift = hn::Set(kFloats, 12582912.0F);  // 1.5 * 2^23
+  return hn::Sub(hn::BitCast(kInts, hn::Add(values, shift)), hn::BitCast(kInts, shift));
+}
+
 HWY_INLINE void WarpVector(const Samples16& photo, const Positions& at, std::uint16_t* samples) {
   const Taps taps = TapsOf(at);
-  const int extra = AllWithin(taps.down, 0) ? 0 : AllWithin(taps.down, 1) ? 1 : kMostExtraRows;
-  const bool inWindow = AllWithin(taps.right, kWindow - kTaps) &&
-                        AllWithin(taps.left, photo.width - kWindow) &&
-                        AllWithin(taps.top, photo.height - kTaps - extra) &&
-                        (extra < kMostExtraRows || AllWithin(taps.down, kMostExtraRows));
-  if (!inWindow) {
+  const int extra = hn::AllTrue(kInts, Within(taps.down, 0))   ? 0
+                    : hn::AllTrue(kInts, Within(taps.down, 1)) ? 1
+                                                               : kMostExtraRows;
+  const auto across =
+      hn::And(Within(taps.right, kWindow - kTaps), Within(taps.left, photo.width - kWindow));
+  const auto down =
+      hn::And(Within(taps.down, kMostExtraRows), Within(taps.top, photo.height - kTaps - extra));
+  if (!hn::AllTrue(kInts, hn::And(across, down))) {
     SampleEach(photo, at, samples);
     return;
   }
   const Floats sum = extra == 0   ? Filter<0>(photo, at, taps)
                      : extra == 1 ? Filter<1>(photo, at, taps)
                                   : Filter<kMostExtraRows>(photo, at, taps);
-  hn::StoreU(hn::DemoteTo(kHalfShorts, hn::NearestInt(sum)), kHalfShorts, samples);
+  hn::StoreU(hn::DemoteTo(kHalfShorts, RoundHalfEven(sum)), kHalfShorts, samples);
 }
 
 void WarpRow(const Samples16& photo, const std::array<double, 9>& m, int y, int begin, int end,

@@ -1,0 +1,146 @@
+// Integers only, so that the order of sums cannot matter: values are at most 255 and the weights
+// add up to 256, hence a row's sums are below 2^16 and the sums of sums below 2^24; the result is
+// (sum + 2^15) / 2^16, rounded down. The library stores the same numbers as fixed-point fractions.
+// Sums of rows are kept with 2^15 taken off, as signed numbers: then one instruction multiplies two
+// rows by their weights and adds the products. The weights' sum of 256 makes 2^23 of that offset.
+#include "kernels/gaussian.h"
+
+#include <cstddef>
+#include <numeric>
+#include <opencv2/imgproc.hpp>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "kernels/gaussian.cpp"
+#include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace dravix::kernels::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr std::int32_t kOffset = 1 << 15;       // taken off each row's sum
+constexpr std::int32_t kOffsetInAll = 1 << 23;  // of 256 / 256 rows
+constexpr std::int32_t kHalf = 1 << 15;         // of 2^16, for rounding
+
+void SmoothAcross(const std::int16_t* weights, int radius, const std::uint16_t* values, int count,
+                  std::uint16_t* sums) {
+  const hn::ScalableTag<std::uint16_t> shorts;
+  const auto offset = hn::Set(shorts, static_cast<std::uint16_t>(kOffset));
+  const auto weight = [&](int i) {
+    return hn::Set(shorts, static_cast<std::uint16_t>(weights[i]));
+  };
+  for (int x = 0; x < count; x += static_cast<int>(hn::Lanes(shorts))) {
+    auto sum = hn::Mul(hn::LoadU(shorts, values + x), weight(radius));
+    for (int i = 1; i <= radius; ++i) {
+      const auto pair =
+          hn::Add(hn::LoadU(shorts, values + x - i), hn::LoadU(shorts, values + x + i));
+      sum = hn::Add(sum, hn::Mul(pair, weight(radius - i)));
+    }
+    hn::StoreU(hn::Xor(sum, offset), shorts, sums + x);
+  }
+}
+
+#if HWY_TARGET == HWY_SCALAR
+
+void SmoothDown(const std::int16_t* weights, int side, const std::uint16_t* const* sums, int count,
+                std::uint8_t* smoothed) {
+  for (int x = 0; x < count; ++x) {
+    std::int32_t sum = kOffsetInAll + kHalf;
+    for (int i = 0; i < side; ++i) sum += weights[i] * static_cast<std::int16_t>(sums[i][x]);
+    smoothed[x] = static_cast<std::uint8_t>(sum >> 16);
+  }
+}
+
+#else
+
+void SmoothDown(const std::int16_t* weights, int side, const std::uint16_t* const* sums, int count,
+                std::uint8_t* smoothed) {
+  const hn::ScalableTag<std::int16_t> shorts;
+  const hn::RepartitionToWide<decltype(shorts)> ints;
+  const hn::Rebind<std::uint8_t, decltype(shorts)> bytes;
+  const auto load = [&](int row, int x) {
+    return hn::BitCast(shorts, hn::LoadU(hn::RebindToUnsigned<decltype(shorts)>(), sums[row] + x));
+  };
+  const auto start = hn::Set(ints, kOffsetInAll + kHalf);
+  for (int x = 0; x < count; x += static_cast<int>(hn::Lanes(shorts))) {
+    auto low = start;
+    auto high = start;
+    auto lowRest = hn::Zero(ints);
+    auto highRest = hn::Zero(ints);
+    // Rows in pairs, value beside value; a last row without a partner is paired with itself.
+    for (int i = 0; i < side; i += 2) {
+      const bool alone = i + 1 == side;
+      const auto upper = load(i, x);
+      const auto lower = load(alone ? i : i + 1, x);
+      const int second = alone ? 0 : weights[i + 1];
+      const auto pair = hn::BitCast(shorts, hn::Set(ints, weights[i] | (second << 16)));
+      low = hn::ReorderWidenMulAccumulate(ints, hn::InterleaveLower(shorts, upper, lower), pair,
+                                          low, lowRest);
+      high = hn::ReorderWidenMulAccumulate(ints, hn::InterleaveUpper(shorts, upper, lower), pair,
+                                           high, highRest);
+    }
+    low = hn::ShiftRight<16>(hn::RearrangeToOddPlusEven(low, lowRest));
+    high = hn::ShiftRight<16>(hn::RearrangeToOddPlusEven(high, highRest));
+    // Packing undoes the interleaving, block by block.
+    hn::StoreU(hn::DemoteTo(bytes, hn::ReorderDemote2To(shorts, low, high)), bytes, smoothed + x);
+  }
+}
+
+#endif
+
+}  // namespace dravix::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace dravix::kernels {
+namespace {
+
+HWY_EXPORT(SmoothAcross);
+HWY_EXPORT(SmoothDown);
+
+/// The library's weights in 1/256: what it makes of a single white pixel in a picture of one row,
+/// which it smooths across only. A weight w becomes 255 * w / 256, which rounds to w up to 127.
+std::vector<std::int16_t> LibraryWeights(int side, double sigma) {
+  constexpr int kWhite = 255;
+  cv::Mat row = cv::Mat::zeros(1, 4 * side + 1, CV_8UC1);
+  const int middle = 2 * side;
+  row.at<std::uint8_t>(0, middle) = kWhite;
+  cv::GaussianBlur(row, row, cv::Size(side, side), sigma, 0, cv::BORDER_DEFAULT);
+  std::vector<std::int16_t> weights;
+  for (int i = -(side / 2); i <= side / 2; ++i) {
+    weights.push_back(row.at<std::uint8_t>(0, middle + i));
+  }
+  return weights;
+}
+
+}  // namespace
+
+std::optional<Gaussian> Gaussian::Of(int side, double sigma) {
+  constexpr int kLongest = 63;
+  constexpr int kHeaviest = 127;
+  constexpr int kSum = 256;
+  if (side < 3 || side > kLongest || side % 2 == 0 || !(sigma > 0)) return std::nullopt;
+  std::vector<std::int16_t> weights = LibraryWeights(side, sigma);
+  const int sum = std::accumulate(weights.begin(), weights.end(), 0);
+  if (sum != kSum || weights.at(weights.size() / 2) > kHeaviest) return std::nullopt;
+  return Gaussian(std::move(weights));
+}
+
+void Gaussian::Across(std::uint16_t* values, int count, std::uint16_t* sums) const {
+  for (int i = 1; i <= Radius(); ++i) {
+    values[-i] = values[i];
+    values[count - 1 + i] = values[count - 1 - i];
+  }
+  HWY_DYNAMIC_DISPATCH(SmoothAcross)(weights_.data(), Radius(), values, count, sums);
+}
+
+void Gaussian::Down(const std::vector<const std::uint16_t*>& sums, int count,
+                    std::uint8_t* smoothed) const {
+  CV_DbgAssert(sums.size() == weights_.size());
+  HWY_DYNAMIC_DISPATCH(SmoothDown)
+  (weights_.data(), static_cast<int>(weights_.size()), sums.data(), count, smoothed);
+}
+
+}  // namespace dravix::kernels
+#endif
