@@ -5,6 +5,7 @@
 #include <opencv2/core/utility.hpp>
 #include <span>
 
+#include "base/large_buffer.h"
 #include "extractor/column_averages.h"
 #include "extractor/largest_area.h"
 #include "kernels/areas.h"
@@ -95,7 +96,10 @@ void ForEachPart(const std::vector<cv::Range>& parts, Work&& work) {
 BitPicture Lit(const CubicWarp& rows, const SearchSettings& settings) {
   constexpr int kLeastRows = 64;  // the smoothing makes some rows twice at the edge of each part
   const cv::Size size = rows.Size();
-  cv::Mat picture(size.height, CubicWarp::PaddedWidth(size.width), CV_8UC1);
+  const int stride = CubicWarp::PaddedWidth(size.width);
+  base::LargeBuffer memory(static_cast<std::size_t>(stride) *
+                           static_cast<std::size_t>(size.height));
+  cv::Mat picture(size.height, stride, CV_8UC1, memory.Data());
   const std::vector<cv::Range> strips = Parts(size.height, kLeastRows);
   std::vector<kernels::ValueCounter> counters(strips.size());
   ForEachPart(strips, [&](std::size_t strip) {

@@ -25,8 +25,8 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/cubic_warp.cpp"
-#include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
 #include <hwy/cache_control.h>
+#include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
@@ -130,16 +130,14 @@ struct Weights {
 
 HWY_INLINE Weights WeightsOf(Ints position) {
   const Floats one = hn::Set(kFloats, 1.0F);
-  const Floats slope = hn::Set(kFloats, -0.75F);
   const Ints phase = hn::And(position, hn::Set(kInts, kPhases - 1));
   const Floats x = hn::Mul(hn::ConvertTo(kFloats, phase), hn::Set(kFloats, 1.0F / kPhases));
   const Floats y = hn::Sub(one, x);
-  const Floats scaled = hn::Mul(hn::Mul(slope, x), y);
-  const Floats tap0 = hn::Mul(scaled, y);
-  const Floats tap3 = hn::Mul(scaled, x);
-  const Floats tap1 = hn::MulAdd(hn::MulAdd(hn::Set(kFloats, 1.25F), x, hn::Set(kFloats, -2.25F)),
-                                 hn::Mul(x, x), one);
-  return {tap0, tap1, hn::Sub(hn::Sub(one, tap1), hn::Add(tap0, tap3)), tap3};
+  const Floats product = hn::Mul(x, y);
+  const Floats outer = hn::Mul(product, hn::Set(kFloats, -0.75F));  // of taps 0 and 3 together
+  const Floats bend = hn::MulAdd(x, hn::Set(kFloats, -1.25F), one);
+  const Floats tap1 = hn::MulAdd(product, bend, y);
+  return {hn::Mul(outer, y), tap1, hn::Sub(hn::Sub(one, tap1), outer), hn::Mul(outer, x)};
 }
 
 /// Where the taps of a vector lie: for each block of four lanes the window's first sample, and for
@@ -163,7 +161,9 @@ HWY_INLINE Taps TapsOf(const Positions& at) {
 
 /// The lanes that have 0 <= value <= limit.
 HWY_INLINE auto Within(Ints value, int limit) {
-  return hn::Eq(hn::Min(hn::Max(value, hn::Zero(kInts)), hn::Set(kInts, limit)), value);
+  // Negative values are large as unsigned ones.
+  const auto bits = hn::BitCast(kUnsigned, value);
+  return hn::Eq(hn::Min(bits, hn::Set(kUnsigned, static_cast<std::uint32_t>(limit))), bits);
 }
 
 /// Eight samples per block, each block from its own place.
@@ -235,6 +235,8 @@ HWY_INLINE Floats RowSum(const std::uint16_t* row, const Columns& columns, Float
                  product(hn::BitCast(kInts, hn::ShiftRight<16>(second)), columns.weights.tap3));
 }
 
+constexpr int kRowsAhead = kTaps + 2;
+
 /// Filters a vector whose taps lie within the windows of kTaps + kExtraRows rows.
 template <int kExtraRows>
 HWY_INLINE Floats Filter(const Samples16& photo, const Positions& at, const Taps& taps) {
@@ -242,9 +244,9 @@ HWY_INLINE Floats Filter(const Samples16& photo, const Positions& at, const Taps
   hn::Store(hn::Add(hn::Mul(taps.top, hn::Set(kInts, static_cast<std::int32_t>(photo.stride))),
                     taps.left),
             kInts, offsets);
-  // The next row of the working image will want the photograph's next row. The processor does not
-  // foresee that by itself.
-  hwy::Prefetch(photo.first + offsets[0] + (kTaps + kExtraRows) * photo.stride);
+  // The next rows of the working image will want further rows of the photograph. The processor does
+  // not foresee that by itself.
+  hwy::Prefetch(photo.first + offsets[0] + kRowsAhead * photo.stride);
   const Bytes firstPair = ShuffleOf(taps.right);
   const Columns columns = {offsets, firstPair, hn::Add(firstPair, hn::Set(kBytes, 4)),
                            WeightsOf(at.x)};
@@ -282,14 +284,14 @@ HWY_INLINE Ints RoundHalfEven(Floats values) {
 
 HWY_INLINE void WarpVector(const Samples16& photo, const Positions& at, std::uint16_t* samples) {
   const Taps taps = TapsOf(at);
-  const int extra = hn::AllTrue(kInts, Within(taps.down, 0))   ? 0
-                    : hn::AllTrue(kInts, Within(taps.down, 1)) ? 1
-                                                               : kMostExtraRows;
+  const int extra = hn::AllTrue(kInts, hn::Eq(taps.down, hn::Zero(kInts))) ? 0
+                    : hn::AllTrue(kUnsigned, Within(taps.down, 1))         ? 1
+                                                                           : kMostExtraRows;
   const auto across =
       hn::And(Within(taps.right, kWindow - kTaps), Within(taps.left, photo.width - kWindow));
   const auto down =
       hn::And(Within(taps.down, kMostExtraRows), Within(taps.top, photo.height - kTaps - extra));
-  if (!hn::AllTrue(kInts, hn::And(across, down))) {
+  if (!hn::AllTrue(kUnsigned, hn::And(across, down))) {
     SampleEach(photo, at, samples);
     return;
   }
