@@ -53,7 +53,6 @@ void WarpRow(const Samples16& photo, const std::array<double, 9>& m, int y, int 
 namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr int kTaps = 4;
-constexpr int kWindow = 8;  // samples from which a block of four lanes takes its taps
 
 const hn::ScalableTag<float> kFloats;
 const hn::Rebind<std::int32_t, decltype(kFloats)> kInts;
@@ -140,23 +139,11 @@ HWY_INLINE Weights WeightsOf(Ints position) {
   return {hn::Mul(outer, y), tap1, hn::Sub(hn::Sub(one, tap1), outer), hn::Mul(outer, x)};
 }
 
-/// Where the taps of a vector lie: for each block of four lanes the window's first sample, and for
-/// each lane its place in that window.
-struct Taps {
-  Ints left;   ///< of the block's window, photograph column
-  Ints top;    ///< of the block's window, photograph row
-  Ints right;  ///< of the lane's first tap from the window's left
-  Ints down;   ///< of the lane's first tap from the window's top
-};
-
-HWY_INLINE Taps TapsOf(const Positions& at) {
+/// Each lane's first tap, in photograph pixels.
+HWY_INLINE Positions FirstTaps(const Positions& at) {
   const Ints one = hn::Set(kInts, 1);
-  const Ints x = hn::Sub(hn::ShiftRight<kPhaseBits>(at.x), one);
-  const Ints y = hn::Sub(hn::ShiftRight<kPhaseBits>(at.y), one);
-  // Along a line a perspective is monotonic, so that the extremes are a block's outer lanes.
-  const Ints left = hn::Min(hn::Broadcast<0>(x), hn::Broadcast<3>(x));
-  const Ints top = hn::Min(hn::Broadcast<0>(y), hn::Broadcast<3>(y));
-  return {left, top, hn::Sub(x, left), hn::Sub(y, top)};
+  return {hn::Sub(hn::ShiftRight<kPhaseBits>(at.x), one),
+          hn::Sub(hn::ShiftRight<kPhaseBits>(at.y), one)};
 }
 
 /// The lanes that have 0 <= value <= limit.
@@ -166,32 +153,163 @@ HWY_INLINE auto Within(Ints value, int limit) {
   return hn::Eq(hn::Min(bits, hn::Set(kUnsigned, static_cast<std::uint32_t>(limit))), bits);
 }
 
-/// Eight samples per block, each block from its own place.
-HWY_INLINE Shorts LoadWindows(const std::uint16_t* row, const std::int32_t* offsets) {
-  const hn::CappedTag<std::uint16_t, kWindow> block;
-#if HWY_MAX_BYTES == 64
-  const hn::Half<decltype(kShorts)> half;
-  const auto low =
-      hn::Combine(half, hn::LoadU(block, row + offsets[4]), hn::LoadU(block, row + offsets[0]));
-  const auto high =
-      hn::Combine(half, hn::LoadU(block, row + offsets[12]), hn::LoadU(block, row + offsets[8]));
-  return hn::Combine(kShorts, high, low);
-#elif HWY_MAX_BYTES == 32
-  return hn::Combine(kShorts, hn::LoadU(block, row + offsets[4]),
-                     hn::LoadU(block, row + offsets[0]));
-#else
-  return hn::LoadU(block, row + offsets[0]);
-#endif
-}
+/// The samples under one row of taps.
+struct Samples {
+  Floats tap0;
+  Floats tap1;
+  Floats tap2;
+  Floats tap3;
+};
 
-/// Byte places, in a block's window, of taps 0 and 1 of each lane: the low and the high half of the
-/// lane. Those of taps 2 and 3 lie four bytes further.
-HWY_INLINE Bytes ShuffleOf(Ints right) {
-  const Ints twice = hn::Add(right, right);
-  const Ints pair = hn::Or(twice, hn::ShiftLeft<8>(twice));
-  const Ints all = hn::Or(pair, hn::ShiftLeft<16>(pair));
-  return hn::BitCast(kBytes, hn::Add(all, hn::Set(kInts, 0x03020100)));
-}
+/// Takes the taps of each block of four lanes from a window of eight samples per photograph row,
+/// each block from its own place.
+class BlockWindows {
+ public:
+  static constexpr int kMostExtraRows = 3;  // a slope of one row per pixel
+
+  /// Places the windows. `first` holds each lane's first tap.
+  HWY_INLINE explicit BlockWindows(const Positions& first) {
+    // Along a line a perspective is monotonic, so that the extremes are a block's outer lanes.
+    left_ = hn::Min(hn::Broadcast<0>(first.x), hn::Broadcast<3>(first.x));
+    top_ = hn::Min(hn::Broadcast<0>(first.y), hn::Broadcast<3>(first.y));
+    right_ = hn::Sub(first.x, left_);
+    down_ = hn::Sub(first.y, top_);
+  }
+
+  /// Rows from the window's top to each lane's first tap.
+  [[nodiscard]] HWY_INLINE Ints Down() const { return down_; }
+  /// How many rows the windows need beyond the taps', 0, 1 or kMostExtraRows.
+  [[nodiscard]] HWY_INLINE int ExtraRows() const {
+    if (hn::AllTrue(kInts, hn::Eq(down_, hn::Zero(kInts)))) return 0;
+    return hn::AllTrue(kUnsigned, Within(down_, 1)) ? 1 : kMostExtraRows;
+  }
+  /// True when all taps lie in the windows, and those in the photograph.
+  [[nodiscard]] HWY_INLINE bool Fit(const Samples16& photo, int extraRows) const {
+    const auto across =
+        hn::And(Within(right_, kWidth - kTaps), Within(left_, photo.width - kWidth));
+    const auto down =
+        hn::And(Within(down_, kMostExtraRows), Within(top_, photo.height - kTaps - extraRows));
+    return hn::AllTrue(kUnsigned, hn::And(across, down));
+  }
+  /// To be called before At, when the windows fit.
+  HWY_INLINE void Prepare(const Samples16& photo) {
+    photo_ = photo.first;
+    stride_ = photo.stride;
+    const Ints stride = hn::Set(kInts, static_cast<std::int32_t>(photo.stride));
+    hn::Store(hn::Add(hn::Mul(top_, stride), left_), kInts, offsets_);
+    // Byte places of taps 0 and 1, which fill the low and the high half of a lane; taps 2 and 3
+    // lie four bytes further.
+    const Ints twice = hn::Add(right_, right_);
+    const Ints pair = hn::Or(twice, hn::ShiftLeft<8>(twice));
+    const Ints all = hn::Or(pair, hn::ShiftLeft<16>(pair));
+    firstPair_ = hn::BitCast(kBytes, hn::Add(all, hn::Set(kInts, 0x03020100)));
+    secondPair_ = hn::Add(firstPair_, hn::Set(kBytes, 4));
+  }
+  /// A sample of the windows' row `row`.
+  [[nodiscard]] HWY_INLINE const std::uint16_t* Place(int row) const {
+    return photo_ + row * stride_ + offsets_[0];
+  }
+  /// The taps that lie in the windows' row `row`.
+  [[nodiscard]] HWY_INLINE Samples At(int row) const {
+    const Ints lowHalf = hn::Set(kInts, 0xFFFF);
+    const Bytes window = hn::BitCast(kBytes, Load(photo_ + row * stride_));
+    const auto first = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, firstPair_));
+    const auto second = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, secondPair_));
+    return {hn::ConvertTo(kFloats, hn::And(hn::BitCast(kInts, first), lowHalf)),
+            hn::ConvertTo(kFloats, hn::BitCast(kInts, hn::ShiftRight<16>(first))),
+            hn::ConvertTo(kFloats, hn::And(hn::BitCast(kInts, second), lowHalf)),
+            hn::ConvertTo(kFloats, hn::BitCast(kInts, hn::ShiftRight<16>(second)))};
+  }
+
+ private:
+  static constexpr int kWidth = 8;
+
+  [[nodiscard]] HWY_INLINE Shorts Load(const std::uint16_t* row) const {
+    const hn::CappedTag<std::uint16_t, kWidth> block;
+#if HWY_MAX_BYTES == 64
+    const hn::Half<decltype(kShorts)> half;
+    const auto low =
+        hn::Combine(half, hn::LoadU(block, row + offsets_[4]), hn::LoadU(block, row + offsets_[0]));
+    const auto high = hn::Combine(half, hn::LoadU(block, row + offsets_[12]),
+                                  hn::LoadU(block, row + offsets_[8]));
+    return hn::Combine(kShorts, high, low);
+#elif HWY_MAX_BYTES == 32
+    return hn::Combine(kShorts, hn::LoadU(block, row + offsets_[4]),
+                       hn::LoadU(block, row + offsets_[0]));
+#else
+    return hn::LoadU(block, row + offsets_[0]);
+#endif
+  }
+
+  Ints left_;   // of the block's window
+  Ints top_;    // of the block's window
+  Ints right_;  // of the lane's first tap from the window's left
+  Ints down_;
+  const std::uint16_t* photo_ = nullptr;
+  std::ptrdiff_t stride_ = 0;
+  HWY_ALIGN std::int32_t offsets_[hn::MaxLanes(kInts)];  // of the windows from photo_
+  Bytes firstPair_;
+  Bytes secondPair_;
+};
+
+#if HWY_MAX_BYTES == 64
+
+/// Takes the taps of all sixteen lanes from one window of sixteen samples per photograph row: fewer
+/// instructions than with windows for each block, where the perspective shrinks 1.25 times or more
+/// and the row is nearly level, as it mostly is.
+class WholeWindow {
+ public:
+  static constexpr int kMostExtraRows = 1;
+
+  HWY_INLINE explicit WholeWindow(const Positions& first) {
+    HWY_ALIGN std::int32_t x[hn::MaxLanes(kInts)];
+    HWY_ALIGN std::int32_t y[hn::MaxLanes(kInts)];
+    hn::Store(first.x, kInts, x);
+    hn::Store(first.y, kInts, y);
+    left_ = std::min(x[0], x[kWidth - 1]);
+    top_ = std::min(y[0], y[kWidth - 1]);
+    right_ = hn::Sub(first.x, hn::Set(kInts, left_));
+    down_ = hn::Sub(first.y, hn::Set(kInts, top_));
+  }
+  [[nodiscard]] HWY_INLINE Ints Down() const { return down_; }
+  [[nodiscard]] HWY_INLINE int ExtraRows() const {
+    return hn::AllTrue(kInts, hn::Eq(down_, hn::Zero(kInts))) ? 0 : kMostExtraRows;
+  }
+  [[nodiscard]] HWY_INLINE bool Fit(const Samples16& photo, int extraRows) const {
+    return left_ >= 0 && left_ <= photo.width - kWidth && top_ >= 0 &&
+           top_ <= photo.height - kTaps - extraRows &&
+           hn::AllTrue(kUnsigned,
+                       hn::And(Within(right_, kWidth - kTaps), Within(down_, kMostExtraRows)));
+  }
+  HWY_INLINE void Prepare(const Samples16& photo) {
+    window_ = photo.first + top_ * photo.stride + left_;
+    stride_ = photo.stride;
+  }
+  [[nodiscard]] HWY_INLINE const std::uint16_t* Place(int row) const {
+    return window_ + row * stride_;
+  }
+  [[nodiscard]] HWY_INLINE Samples At(int row) const {
+    const Floats window =
+        hn::ConvertTo(kFloats, hn::PromoteTo(kInts, hn::LoadU(kHalfShorts, Place(row))));
+    const auto tap = [&](int k) {
+      const Ints place = hn::Add(right_, hn::Set(kInts, k));
+      return hn::TableLookupLanes(window, hn::IndicesFromVec(kFloats, place));
+    };
+    return {tap(0), tap(1), tap(2), tap(3)};
+  }
+
+ private:
+  static constexpr int kWidth = 16;
+
+  int left_;
+  int top_;
+  Ints right_;
+  Ints down_;
+  const std::uint16_t* window_ = nullptr;
+  std::ptrdiff_t stride_ = 0;
+};
+
+#endif
 
 /// The weight of window row kRow for each lane, 0 where the lane does not need that row.
 template <int kRow, int kExtraRows>
@@ -211,51 +329,27 @@ HWY_INLINE Floats RowWeight(const Weights& down, Ints first) {
   return weight;
 }
 
-/// What all rows of a vector's windows share.
-struct Columns {
-  const std::int32_t* offsets;  ///< of the blocks' windows
-  Bytes firstPair;              ///< where taps 0 and 1 of each lane lie
-  Bytes secondPair;             ///< and taps 2 and 3
-  Weights weights;
-};
-
 /// The four taps of one row, each with its weight times the row's, from left to right.
-HWY_INLINE Floats RowSum(const std::uint16_t* row, const Columns& columns, Floats rowWeight) {
-  const Ints lowHalf = hn::Set(kInts, 0xFFFF);
-  const Bytes window = hn::BitCast(kBytes, LoadWindows(row, columns.offsets));
-  const auto first = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, columns.firstPair));
-  const auto second = hn::BitCast(kUnsigned, hn::TableLookupBytes(window, columns.secondPair));
-  const auto product = [&](Ints sample, Floats weight) {
-    return hn::Mul(hn::ConvertTo(kFloats, sample), hn::Mul(rowWeight, weight));
+HWY_INLINE Floats RowSum(const Samples& samples, const Weights& across, Floats rowWeight) {
+  const auto product = [&](Floats sample, Floats weight) {
+    return hn::Mul(sample, hn::Mul(rowWeight, weight));
   };
-  Floats sum = product(hn::And(hn::BitCast(kInts, first), lowHalf), columns.weights.tap0);
-  sum = hn::Add(sum, product(hn::BitCast(kInts, hn::ShiftRight<16>(first)), columns.weights.tap1));
-  sum = hn::Add(sum, product(hn::And(hn::BitCast(kInts, second), lowHalf), columns.weights.tap2));
-  return hn::Add(sum,
-                 product(hn::BitCast(kInts, hn::ShiftRight<16>(second)), columns.weights.tap3));
+  Floats sum = product(samples.tap0, across.tap0);
+  sum = hn::Add(sum, product(samples.tap1, across.tap1));
+  sum = hn::Add(sum, product(samples.tap2, across.tap2));
+  return hn::Add(sum, product(samples.tap3, across.tap3));
 }
 
-constexpr int kRowsAhead = kTaps + 2;
-
-/// Filters a vector whose taps lie within the windows of kTaps + kExtraRows rows.
-template <int kExtraRows>
-HWY_INLINE Floats Filter(const Samples16& photo, const Positions& at, const Taps& taps) {
-  HWY_ALIGN std::int32_t offsets[hn::MaxLanes(kInts)];
-  hn::Store(hn::Add(hn::Mul(taps.top, hn::Set(kInts, static_cast<std::int32_t>(photo.stride))),
-                    taps.left),
-            kInts, offsets);
-  // The next rows of the working image will want further rows of the photograph. The processor does
-  // not foresee that by itself.
-  hwy::Prefetch(photo.first + offsets[0] + kRowsAhead * photo.stride);
-  const Bytes firstPair = ShuffleOf(taps.right);
-  const Columns columns = {offsets, firstPair, hn::Add(firstPair, hn::Set(kBytes, 4)),
-                           WeightsOf(at.x)};
+/// Filters a vector whose taps lie within windows of kTaps + kExtraRows rows.
+template <int kExtraRows, class Windows>
+HWY_INLINE Floats Filter(const Windows& windows, const Positions& at) {
+  const Weights across = WeightsOf(at.x);
   const Weights down = WeightsOf(at.y);
-  Floats sum = RowSum(photo.first, columns, RowWeight<0, kExtraRows>(down, taps.down));
+  Floats sum = RowSum(windows.At(0), across, RowWeight<0, kExtraRows>(down, windows.Down()));
   const auto addRow = [&](auto next) {
     constexpr int kRow = decltype(next)::value + 1;
-    sum = hn::Add(sum, RowSum(photo.first + kRow * photo.stride, columns,
-                              RowWeight<kRow, kExtraRows>(down, taps.down)));
+    sum = hn::Add(
+        sum, RowSum(windows.At(kRow), across, RowWeight<kRow, kExtraRows>(down, windows.Down())));
   };
   [&]<int... kRows>(std::integer_sequence<int, kRows...>) {
     (addRow(std::integral_constant<int, kRows>()), ...);
@@ -273,32 +367,37 @@ HWY_INLINE void SampleEach(const Samples16& photo, const Positions& at, std::uin
   for (std::size_t i = 0; i < hn::Lanes(kInts); ++i) samples[i] = CubicSample(photo, x[i], y[i]);
 }
 
-/// The most rows that a block's lanes may lie apart: a slope of one row per pixel.
-constexpr int kMostExtraRows = 3;
-
 /// Rounds |values| < 2^22 half to even; see RoundBoth.
 HWY_INLINE Ints RoundHalfEven(Floats values) {
   const Floats shift = hn::Set(kFloats, 12582912.0F);  // 1.5 * 2^23
   return hn::Sub(hn::BitCast(kInts, hn::Add(values, shift)), hn::BitCast(kInts, shift));
 }
 
-HWY_INLINE void WarpVector(const Samples16& photo, const Positions& at, std::uint16_t* samples) {
-  const Taps taps = TapsOf(at);
-  const int extra = hn::AllTrue(kInts, hn::Eq(taps.down, hn::Zero(kInts))) ? 0
-                    : hn::AllTrue(kUnsigned, Within(taps.down, 1))         ? 1
-                                                                           : kMostExtraRows;
-  const auto across =
-      hn::And(Within(taps.right, kWindow - kTaps), Within(taps.left, photo.width - kWindow));
-  const auto down =
-      hn::And(Within(taps.down, kMostExtraRows), Within(taps.top, photo.height - kTaps - extra));
-  if (!hn::AllTrue(kUnsigned, hn::And(across, down))) {
-    SampleEach(photo, at, samples);
-    return;
-  }
-  const Floats sum = extra == 0   ? Filter<0>(photo, at, taps)
-                     : extra == 1 ? Filter<1>(photo, at, taps)
-                                  : Filter<kMostExtraRows>(photo, at, taps);
+/// Filters a vector with windows of that kind. False when its taps do not fit.
+template <class Windows>
+HWY_INLINE bool WarpIn(Windows windows, const Samples16& photo, const Positions& at,
+                       std::uint16_t* samples) {
+  constexpr int kRowsAhead = kTaps + 2;
+  const int extraRows = windows.ExtraRows();
+  if (!windows.Fit(photo, extraRows)) return false;
+  windows.Prepare(photo);
+  // The next rows of the working image will want further rows of the photograph. The processor does
+  // not foresee that by itself.
+  hwy::Prefetch(windows.Place(kRowsAhead));
+  const Floats sum = extraRows == 0   ? Filter<0>(windows, at)
+                     : extraRows == 1 ? Filter<1>(windows, at)
+                                      : Filter<Windows::kMostExtraRows>(windows, at);
   hn::StoreU(hn::DemoteTo(kHalfShorts, RoundHalfEven(sum)), kHalfShorts, samples);
+  return true;
+}
+
+HWY_INLINE void WarpVector(const Samples16& photo, const Positions& at, std::uint16_t* samples) {
+  const Positions first = FirstTaps(at);
+#if HWY_MAX_BYTES == 64
+  if (WarpIn(WholeWindow(first), photo, at, samples)) return;
+#endif
+  if (WarpIn(BlockWindows(first), photo, at, samples)) return;
+  SampleEach(photo, at, samples);
 }
 
 void WarpRow(const Samples16& photo, const std::array<double, 9>& m, int y, int begin, int end,
