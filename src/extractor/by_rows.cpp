@@ -31,35 +31,35 @@ class SmoothedRows {
         width_(rows.Size().width),
         next_(std::max(0, first - settings.blur.Radius())),
         stride_(static_cast<std::size_t>(CubicWarp::PaddedWidth(width_)) + Gaussian::kPadding),
-        line_(stride_ + 2 * kMargin),
-        sums_(stride_ * static_cast<std::size_t>(Side())),
+        values_(stride_ * static_cast<std::size_t>(Side())),
+        sums_(stride_ + 2 * kMargin),
         window_(static_cast<std::size_t>(Side())) {}
 
   /// Writes row y; rows come in ascending order.
   void Row(int y, std::uint8_t* smoothed) {
     const int radius = settings_.blur.Radius();
     const int last = rows_.Size().height - 1;
-    while (next_ <= std::min(y + radius, last)) MakeSums(next_++);
+    while (next_ <= std::min(y + radius, last)) MakeValues(next_++);
     for (int i = -radius; i <= radius; ++i) {
       const int reflected = y + i < 0 ? -(y + i) : y + i > last ? 2 * last - (y + i) : y + i;
-      window_[static_cast<std::size_t>(i + radius)] = Sums(reflected);
+      window_[static_cast<std::size_t>(i + radius)] = Values(reflected);
     }
-    settings_.blur.Down(window_, width_, smoothed);
+    std::uint16_t* sums = sums_.data() + kMargin;
+    settings_.blur.Down(window_, width_, sums);
+    settings_.blur.Across(sums, width_, smoothed);
   }
 
  private:
-  /// Room to the left of a row for its reflection; the row stays aligned.
+  /// Room on either side of a row of sums for its reflection; the row stays aligned.
   static constexpr std::size_t kMargin = 64;
 
   [[nodiscard]] int Side() const { return 2 * settings_.blur.Radius() + 1; }
-  [[nodiscard]] std::uint16_t* Sums(int y) {
-    return sums_.data() + static_cast<std::size_t>(y % Side()) * stride_;
+  [[nodiscard]] std::uint16_t* Values(int y) {
+    return values_.data() + static_cast<std::size_t>(y % Side()) * stride_;
   }
-  void MakeSums(int y) {
-    std::uint16_t* line = line_.data() + kMargin;
-    rows_.Row(y, cv::Range(0, width_), line);
-    kernels::ToEightBits(line, static_cast<std::size_t>(width_), settings_.eightBitScale);
-    settings_.blur.Across(line, width_, Sums(y));
+  void MakeValues(int y) {
+    rows_.Row(y, cv::Range(0, width_), Values(y));
+    kernels::ToEightBits(Values(y), static_cast<std::size_t>(width_), settings_.eightBitScale);
   }
 
   const CubicWarp& rows_;
@@ -67,8 +67,8 @@ class SmoothedRows {
   int width_;
   int next_;
   std::size_t stride_;
-  std::vector<std::uint16_t> line_;
-  std::vector<std::uint16_t> sums_;  ///< a ring of rows
+  std::vector<std::uint16_t> values_;  ///< a ring of rows of 8-bit values
+  std::vector<std::uint16_t> sums_;
   std::vector<const std::uint16_t*> window_;
 };
 

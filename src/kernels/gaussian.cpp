@@ -1,8 +1,10 @@
 // Integers only, so that the order of sums cannot matter: values are at most 255 and the weights
-// add up to 256, hence a row's sums are below 2^16 and the sums of sums below 2^24; the result is
-// (sum + 2^15) / 2^16, rounded down. The library stores the same numbers as fixed-point fractions.
-// Sums of rows are kept with 2^15 taken off, as signed numbers: then one instruction multiplies two
-// rows by their weights and adds the products. The weights' sum of 256 makes 2^23 of that offset.
+// add up to 256, hence a column's sums are below 2^16 and the sums of sums below 2^24; the result
+// is (sum + 2^15) / 2^16, rounded down. The library stores the same numbers as fixed-point
+// fractions. Sums of columns are kept with 2^15 taken off, as signed numbers: then one instruction
+// multiplies two neighbors by their weights and adds the products. Doing so from each even place
+// gives every second result, and from each odd place the others. The weights' sum of 256 makes 2^23
+// of the offset.
 #include "kernels/gaussian.h"
 
 #include <cstddef>
@@ -19,23 +21,23 @@ namespace dravix::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-constexpr std::int32_t kOffset = 1 << 15;       // taken off each row's sum
-constexpr std::int32_t kOffsetInAll = 1 << 23;  // of 256 / 256 rows
+constexpr std::int32_t kOffset = 1 << 15;       // taken off each column's sum
+constexpr std::int32_t kOffsetInAll = 1 << 23;  // of 256 / 256 columns
 constexpr std::int32_t kHalf = 1 << 15;         // of 2^16, for rounding
 
-void SmoothAcross(const std::int16_t* weights, int radius, const std::uint16_t* values, int count,
-                  std::uint16_t* sums) {
+void SmoothDown(const std::int16_t* weights, int radius, const std::uint16_t* const* rows,
+                int count, std::uint16_t* sums) {
   const hn::ScalableTag<std::uint16_t> shorts;
   const auto offset = hn::Set(shorts, static_cast<std::uint16_t>(kOffset));
   const auto weight = [&](int i) {
     return hn::Set(shorts, static_cast<std::uint16_t>(weights[i]));
   };
   for (int x = 0; x < count; x += static_cast<int>(hn::Lanes(shorts))) {
-    auto sum = hn::Mul(hn::LoadU(shorts, values + x), weight(radius));
-    for (int i = 1; i <= radius; ++i) {
+    auto sum = hn::Mul(hn::LoadU(shorts, rows[radius] + x), weight(radius));
+    for (int i = 0; i < radius; ++i) {  // the weights are symmetric
       const auto pair =
-          hn::Add(hn::LoadU(shorts, values + x - i), hn::LoadU(shorts, values + x + i));
-      sum = hn::Add(sum, hn::Mul(pair, weight(radius - i)));
+          hn::Add(hn::LoadU(shorts, rows[i] + x), hn::LoadU(shorts, rows[2 * radius - i] + x));
+      sum = hn::Add(sum, hn::Mul(pair, weight(i)));
     }
     hn::StoreU(hn::Xor(sum, offset), shorts, sums + x);
   }
@@ -43,47 +45,45 @@ void SmoothAcross(const std::int16_t* weights, int radius, const std::uint16_t* 
 
 #if HWY_TARGET == HWY_SCALAR
 
-void SmoothDown(const std::int16_t* weights, int side, const std::uint16_t* const* sums, int count,
-                std::uint8_t* smoothed) {
+void SmoothAcross(const std::int16_t* weights, int radius, const std::uint16_t* sums, int count,
+                  std::uint8_t* smoothed) {
   for (int x = 0; x < count; ++x) {
     std::int32_t sum = kOffsetInAll + kHalf;
-    for (int i = 0; i < side; ++i) sum += weights[i] * static_cast<std::int16_t>(sums[i][x]);
+    for (int i = -radius; i <= radius; ++i) {
+      sum += weights[radius + i] * static_cast<std::int16_t>(sums[x + i]);
+    }
     smoothed[x] = static_cast<std::uint8_t>(sum >> 16);
   }
 }
 
 #else
 
-void SmoothDown(const std::int16_t* weights, int side, const std::uint16_t* const* sums, int count,
-                std::uint8_t* smoothed) {
+void SmoothAcross(const std::int16_t* weights, int radius, const std::uint16_t* sums, int count,
+                  std::uint8_t* smoothed) {
   const hn::ScalableTag<std::int16_t> shorts;
+  const hn::RebindToUnsigned<decltype(shorts)> places;
   const hn::RepartitionToWide<decltype(shorts)> ints;
   const hn::Rebind<std::uint8_t, decltype(shorts)> bytes;
-  const auto load = [&](int row, int x) {
-    return hn::BitCast(shorts, hn::LoadU(hn::RebindToUnsigned<decltype(shorts)>(), sums[row] + x));
-  };
   const auto start = hn::Set(ints, kOffsetInAll + kHalf);
+  const auto highHalf = hn::Set(ints, static_cast<std::int32_t>(0xFFFF0000));
   for (int x = 0; x < count; x += static_cast<int>(hn::Lanes(shorts))) {
-    auto low = start;
-    auto high = start;
-    auto lowRest = hn::Zero(ints);
-    auto highRest = hn::Zero(ints);
-    // Rows in pairs, value beside value; a last row without a partner is paired with itself.
-    for (int i = 0; i < side; i += 2) {
-      const bool alone = i + 1 == side;
-      const auto upper = load(i, x);
-      const auto lower = load(alone ? i : i + 1, x);
-      const int second = alone ? 0 : weights[i + 1];
+    auto even = start;
+    auto odd = start;
+    auto evenRest = hn::Zero(ints);
+    auto oddRest = hn::Zero(ints);
+    const std::uint16_t* first = sums + x - radius;
+    for (int i = 0; i <= 2 * radius; i += 2) {
+      const int second = i < 2 * radius ? weights[i + 1] : 0;
       const auto pair = hn::BitCast(shorts, hn::Set(ints, weights[i] | (second << 16)));
-      low = hn::ReorderWidenMulAccumulate(ints, hn::InterleaveLower(shorts, upper, lower), pair,
-                                          low, lowRest);
-      high = hn::ReorderWidenMulAccumulate(ints, hn::InterleaveUpper(shorts, upper, lower), pair,
-                                           high, highRest);
+      even = hn::ReorderWidenMulAccumulate(ints, hn::BitCast(shorts, hn::LoadU(places, first + i)),
+                                           pair, even, evenRest);
+      odd = hn::ReorderWidenMulAccumulate(
+          ints, hn::BitCast(shorts, hn::LoadU(places, first + i + 1)), pair, odd, oddRest);
     }
-    low = hn::ShiftRight<16>(hn::RearrangeToOddPlusEven(low, lowRest));
-    high = hn::ShiftRight<16>(hn::RearrangeToOddPlusEven(high, highRest));
-    // Packing undoes the interleaving, block by block.
-    hn::StoreU(hn::DemoteTo(bytes, hn::ReorderDemote2To(shorts, low, high)), bytes, smoothed + x);
+    even = hn::ShiftRight<16>(hn::RearrangeToOddPlusEven(even, evenRest));
+    odd = hn::And(hn::RearrangeToOddPlusEven(odd, oddRest), highHalf);
+    const auto both = hn::BitCast(shorts, hn::Or(even, odd));
+    hn::StoreU(hn::DemoteTo(bytes, both), bytes, smoothed + x);
   }
 }
 
@@ -127,19 +127,18 @@ std::optional<Gaussian> Gaussian::Of(int side, double sigma) {
   return Gaussian(std::move(weights));
 }
 
-void Gaussian::Across(std::uint16_t* values, int count, std::uint16_t* sums) const {
-  for (int i = 1; i <= Radius(); ++i) {
-    values[-i] = values[i];
-    values[count - 1 + i] = values[count - 1 - i];
-  }
-  HWY_DYNAMIC_DISPATCH(SmoothAcross)(weights_.data(), Radius(), values, count, sums);
+void Gaussian::Down(const std::vector<const std::uint16_t*>& rows, int count,
+                    std::uint16_t* sums) const {
+  CV_DbgAssert(rows.size() == weights_.size());
+  HWY_DYNAMIC_DISPATCH(SmoothDown)(weights_.data(), Radius(), rows.data(), count, sums);
 }
 
-void Gaussian::Down(const std::vector<const std::uint16_t*>& sums, int count,
-                    std::uint8_t* smoothed) const {
-  CV_DbgAssert(sums.size() == weights_.size());
-  HWY_DYNAMIC_DISPATCH(SmoothDown)
-  (weights_.data(), static_cast<int>(weights_.size()), sums.data(), count, smoothed);
+void Gaussian::Across(std::uint16_t* sums, int count, std::uint8_t* smoothed) const {
+  for (int i = 1; i <= Radius(); ++i) {
+    sums[-i] = sums[i];
+    sums[count - 1 + i] = sums[count - 1 - i];
+  }
+  HWY_DYNAMIC_DISPATCH(SmoothAcross)(weights_.data(), Radius(), sums, count, smoothed);
 }
 
 }  // namespace dravix::kernels

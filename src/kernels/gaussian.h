@@ -8,8 +8,8 @@
 namespace dravix::kernels {
 
 /// A square kernel whose weights are whole numbers of 1/256, as the matrix library smooths 8-bit
-/// pictures. Rows are first smoothed across into 16-bit sums, which no rounding has touched; then
-/// as many of these as the kernel has rows give one row of the result.
+/// pictures. As many rows as the kernel has are first smoothed down into one row of 16-bit sums,
+/// which no rounding has touched; these are then smoothed across.
 class Gaussian {
  public:
   /// The most values that may be read or written after the last one of a row: all functions work on
@@ -21,12 +21,12 @@ class Gaussian {
   [[nodiscard]] static std::optional<Gaussian> Of(int side, double sigma);
 
   [[nodiscard]] int Radius() const { return static_cast<int>(weights_.size()) / 2; }
-  /// Writes the sums of one row. `values` holds 8-bit values in 16-bit places, more than Radius()
-  /// of them; before the first and after the last there is room for Radius() more, which this
-  /// fills by reflection at the outer values.
-  void Across(std::uint16_t* values, int count, std::uint16_t* sums) const;
-  /// Writes one smoothed row from the sums of 2 * Radius() + 1 rows, from top to bottom.
-  void Down(const std::vector<const std::uint16_t*>& sums, int count, std::uint8_t* smoothed) const;
+  /// Writes one row of sums from 2 * Radius() + 1 rows, from top to bottom, of 8-bit values in
+  /// 16-bit places.
+  void Down(const std::vector<const std::uint16_t*>& rows, int count, std::uint16_t* sums) const;
+  /// Writes one smoothed row from its sums, more than Radius() of them. Before the first and after
+  /// the last there is room for Radius() more, which this fills by reflection at the outer sums.
+  void Across(std::uint16_t* sums, int count, std::uint8_t* smoothed) const;
 
  private:
   explicit Gaussian(std::vector<std::int16_t> weights) : weights_(std::move(weights)) {}

@@ -18,21 +18,19 @@ cv::Mat Smoothed(const Gaussian& blur, const cv::Mat& picture) {
   const int radius = blur.Radius();
   const int width = picture.cols;
   const int stride = width + 2 * Gaussian::kPadding;
-  cv::Mat sums(picture.rows, stride, CV_16UC1);
+  cv::Mat values(picture.rows, stride, CV_16UC1);
+  picture.convertTo(values.colRange(0, width), CV_16U);
   cv::Mat line(1, stride + Gaussian::kPadding, CV_16UC1);
-  for (int y = 0; y < picture.rows; ++y) {
-    auto* values = line.ptr<std::uint16_t>() + Gaussian::kPadding;
-    std::copy_n(picture.ptr<std::uint8_t>(y), width, values);
-    blur.Across(values, width, sums.ptr<std::uint16_t>(y));
-  }
+  auto* sums = line.ptr<std::uint16_t>() + Gaussian::kPadding;
   cv::Mat smoothed(picture.rows, stride, CV_8UC1);
   for (int y = 0; y < picture.rows; ++y) {
     std::vector<const std::uint16_t*> rows;
     for (int i = -radius; i <= radius; ++i) {
-      rows.push_back(sums.ptr<std::uint16_t>(
+      rows.push_back(values.ptr<std::uint16_t>(
           cv::borderInterpolate(y + i, picture.rows, cv::BORDER_REFLECT_101)));
     }
-    blur.Down(rows, width, smoothed.ptr<std::uint8_t>(y));
+    blur.Down(rows, width, sums);
+    blur.Across(sums, width, smoothed.ptr<std::uint8_t>(y));
   }
   return smoothed.colRange(0, width).clone();
 }
