@@ -42,7 +42,8 @@ void CompareBytes(const std::uint8_t* gray, int level, std::size_t words, std::u
 #endif
 }
 
-/// out[i] = in[i] joined with the pixels `distance` (1 to 63) to the left; in[-1] is readable.
+/// out[i] = in[i] joined with the pixels `distance` (1 to 63) to the left; in[-1] is readable. Rows
+/// may follow one another: what leaves one enters the next.
 void JoinLeft(const std::uint64_t* in, int distance, std::size_t words, std::uint64_t* out) {
   const Words d;
   for (std::size_t i = 0; i < words; i += hn::Lanes(d)) {
@@ -88,35 +89,46 @@ HWY_EXPORT(JoinRows);
 
 constexpr std::size_t kWordsPerVector = 8;  // of the widest vectors
 
-/// A row between zeros, and a second one to work in turns with.
-class RowDilation {
- public:
-  explicit RowDilation(std::size_t words) : words_(words), first_(words + 2), second_(words + 2) {}
+/// The most that one dilation reaches: what leaves a row then stays in the unused bits that
+/// separate it from the next one.
+constexpr int kMostReach = BitPicture::kWordBits - 1;
 
-  void Run(std::uint64_t* row, int reach) {
-    std::copy_n(row, words_, first_.begin() + 1);
-    Grow(reach, [&](int d, const std::uint64_t* in, std::uint64_t* out) {
-      HWY_DYNAMIC_DISPATCH(JoinLeft)(in, d, words_, out);
+/// Dilates rows along themselves, several at a time: a step that reads what the step before has
+/// written a moment ago would wait for it.
+class AlongRows {
+ public:
+  static constexpr int kRowsAtOnce = 16;
+
+  explicit AlongRows(std::size_t wordsPerRow)
+      : wordsPerRow_(wordsPerRow), first_(wordsPerRow * kRowsAtOnce + 2), second_(first_.size()) {}
+
+  void Dilate(std::uint64_t* rows, int count, int reach) {
+    const std::size_t words = wordsPerRow_ * static_cast<std::size_t>(count);
+    first_[words + 1] = 0;
+    second_[words + 1] = 0;
+    std::copy_n(rows, words, first_.begin() + 1);
+    Grow(reach, [&](int distance) {
+      HWY_DYNAMIC_DISPATCH(JoinLeft)(first_.data() + 1, distance, words, second_.data() + 1);
     });
-    Grow(reach, [&](int d, const std::uint64_t* in, std::uint64_t* out) {
-      HWY_DYNAMIC_DISPATCH(JoinRight)(in, d, words_, out);
+    Grow(reach, [&](int distance) {
+      HWY_DYNAMIC_DISPATCH(JoinRight)(first_.data() + 1, distance, words, second_.data() + 1);
     });
-    std::copy_n(first_.begin() + 1, words_, row);
+    std::copy_n(first_.begin() + 1, words, rows);
   }
 
  private:
   template <class Join>
   void Grow(int reach, Join&& join) {
     for (int reached = 0; reached < reach;) {
-      const int step = std::min({reached + 1, reach - reached, BitPicture::kWordBits - 1});
-      join(step, first_.data() + 1, second_.data() + 1);
+      const int distance = std::min(reached + 1, reach - reached);
+      join(distance);
       first_.swap(second_);
-      reached += step;
+      reached += distance;
     }
   }
 
-  std::size_t words_;
-  std::vector<std::uint64_t> first_;
+  std::size_t wordsPerRow_;
+  std::vector<std::uint64_t> first_;  ///< between a zero before and one behind
   std::vector<std::uint64_t> second_;
 };
 
@@ -124,7 +136,7 @@ class RowDilation {
 
 BitPicture::BitPicture(cv::Size size)
     : size_(size),
-      words_((static_cast<std::size_t>(size.width) + kWordBits * kWordsPerVector - 1) /
+      words_((static_cast<std::size_t>(size.width) + kMostReach + kWordBits * kWordsPerVector - 1) /
              (kWordBits * kWordsPerVector) * kWordsPerVector),
       bits_(words_ * static_cast<std::size_t>(size.height)) {}
 
@@ -152,17 +164,21 @@ void BitPicture::Invert() {
 
 void BitPicture::Dilate(int reach, BitPicture& scratch) {
   CV_Assert(scratch.size_ == size_);
-  RowDilation along(words_);
-  for (int y = 0; y < size_.height; ++y) {
-    along.Run(Row(y), reach);
-    ClearBeyondWidth(Row(y));
+  AlongRows along(words_);
+  for (; reach > 0; reach -= kMostReach) {
+    const int step = std::min(reach, kMostReach);
+    for (int y = 0; y < size_.height; y += AlongRows::kRowsAtOnce) {
+      const int count = std::min(AlongRows::kRowsAtOnce, size_.height - y);
+      along.Dilate(Row(y), count, step);
+      for (int k = 0; k < count; ++k) ClearBeyondWidth(Row(y + k));
+    }
+    for (int y = 0; y < size_.height; ++y) {
+      const int top = std::max(0, y - step);
+      const int bottom = std::min(size_.height - 1, y + step);
+      HWY_DYNAMIC_DISPATCH(JoinRows)(Row(top), bottom - top + 1, words_, scratch.Row(y));
+    }
+    bits_.swap(scratch.bits_);
   }
-  for (int y = 0; y < size_.height; ++y) {
-    const int top = std::max(0, y - reach);
-    const int bottom = std::min(size_.height - 1, y + reach);
-    HWY_DYNAMIC_DISPATCH(JoinRows)(Row(top), bottom - top + 1, words_, scratch.Row(y));
-  }
-  bits_.swap(scratch.bits_);
 }
 
 cv::Mat BitPicture::ToMat() const {

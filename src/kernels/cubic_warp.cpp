@@ -391,13 +391,25 @@ HWY_INLINE bool WarpIn(Windows windows, const Samples16& photo, const Positions&
   return true;
 }
 
+/// True when no lane has a tap in the photograph.
+HWY_INLINE bool AllOutside(const Samples16& photo, const Positions& first) {
+  const Ints reach = hn::Set(kInts, kTaps - 1);
+  const auto across = Within(hn::Add(first.x, reach), photo.width + kTaps - 2);
+  const auto down = Within(hn::Add(first.y, reach), photo.height + kTaps - 2);
+  return hn::AllFalse(kUnsigned, hn::And(across, down));
+}
+
 HWY_INLINE void WarpVector(const Samples16& photo, const Positions& at, std::uint16_t* samples) {
   const Positions first = FirstTaps(at);
 #if HWY_MAX_BYTES == 64
   if (WarpIn(WholeWindow(first), photo, at, samples)) return;
 #endif
   if (WarpIn(BlockWindows(first), photo, at, samples)) return;
-  SampleEach(photo, at, samples);
+  if (AllOutside(photo, first)) {
+    hn::StoreU(hn::Zero(kHalfShorts), kHalfShorts, samples);
+  } else {
+    SampleEach(photo, at, samples);
+  }
 }
 
 void WarpRow(const Samples16& photo, const std::array<double, 9>& m, int y, int begin, int end,

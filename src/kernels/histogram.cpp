@@ -12,22 +12,20 @@ void ValueCounter::Add(const std::uint8_t* values, std::size_t count) {
   for (; i + sizeof(std::uint64_t) <= count; i += sizeof(std::uint64_t)) {
     std::uint64_t eight = 0;
     std::memcpy(&eight, values + i, sizeof(eight));
-    ++tables_[0][eight & 0xFF];
-    ++tables_[1][(eight >> 8) & 0xFF];
-    ++tables_[2][(eight >> 16) & 0xFF];
-    ++tables_[3][(eight >> 24) & 0xFF];
-    ++tables_[4][(eight >> 32) & 0xFF];
-    ++tables_[5][(eight >> 40) & 0xFF];
-    ++tables_[6][(eight >> 48) & 0xFF];
-    ++tables_[7][eight >> 56];
+    ++first_[eight & 0xFFFF];
+    ++second_[(eight >> 16) & 0xFFFF];
+    ++first_[(eight >> 32) & 0xFFFF];
+    ++second_[eight >> 48];
   }
-  for (; i < count; ++i) ++tables_[0][values[i]];
+  for (; i < count; ++i) ++single_[values[i]];
 }
 
 Histogram ValueCounter::Counts() const {
-  Histogram counts{};
-  for (const Histogram& table : tables_) {
-    for (std::size_t i = 0; i < counts.size(); ++i) counts[i] += table[i];
+  Histogram counts = single_;
+  for (std::size_t pair = 0; pair < kPairs; ++pair) {
+    const std::int32_t found = first_[pair] + second_[pair];
+    counts[pair & 0xFF] += found;
+    counts[pair >> 8] += found;
   }
   return counts;
 }
