@@ -14,6 +14,16 @@
 
 class CheckerboardDetector;
 class RegionOI;
+namespace dravix::extractor {
+struct LitColumns;
+}
+namespace dravix::kernels {
+class CubicWarp;
+}
+
+/// Whether Extract makes the working image row by row with the library's own kernels, or as a whole
+/// with the matrix library. Results are the same to the last bit; tests and benchmarks choose.
+enum class ExtractBy { kWhatIsFaster, kRows, kWholeImage };
 
 /// Measures shots and keeps the last result: `lum` holds one luminance per LED, `resultImage` one
 /// mark. One object serves one thread at a time. Methods return result codes; a run that fails
@@ -45,6 +55,9 @@ class Dravix {
   std::int32_t rowGroup = -1;  ///< rows that share one entry of rowLedNums
   /// LEDs in each row group from the top; empty when all rows have ledWidth LEDs.
   std::vector<std::int32_t> rowLedNums;
+
+  /// kWhatIsFaster goes by rows wherever the kernels can do it.
+  ExtractBy extractBy = ExtractBy::kWhatIsFaster;
 
   // --- set-up ---
 
@@ -100,6 +113,10 @@ class Dravix {
   /// `lum` is partly written.
   std::int32_t CalLum(const cv::Mat& image, const CheckerboardDetector& detector);
 
+  /// The same for a working image that is made row by row.
+  std::int32_t MeasureByRows(const dravix::kernels::CubicWarp& rows,
+                             const dravix::extractor::LitColumns& area);
+
   // --- result file, buffer and picture ---
 
   /// Writes both matrices to a file ending in ".lum". 0; 8 wrong extension; 4 not written.
@@ -117,4 +134,8 @@ class Dravix {
   /// Writes the luminances as an 8-bit picture, in the shot's color or gray. 0; 5 no result; 4
   /// not written.
   std::int32_t ExportImage(const std::string& fullname, bool colored) const;
+
+ private:
+  /// Makes both result matrices from the area's columns, each resampled to ledHeight values.
+  void Keep(const cv::Mat& columns);
 };

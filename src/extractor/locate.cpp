@@ -12,6 +12,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "extractor/extractor.h"
+#include "extractor/locate.h"
 #include "image/binary.h"
 #include "image/lit_area.h"
 #include "image/picture.h"
@@ -40,9 +41,7 @@ cv::Mat Binarize(cv::Mat gray, const Melting& melting) {
 
 }  // namespace
 
-std::optional<LitArea> LocateLitArea(const cv::Mat& image, std::int32_t fullScale,
-                                     const Melting& melting) {
-  const cv::Mat lit = Binarize(ToGray8(image, fullScale), melting);
+std::optional<LitArea> LargestArea(const cv::Mat& lit) {
   const image::Contours outlines = image::OuterContours(lit);
   if (outlines.empty()) {
     AlgoLogError("Dravix::AutoBlurLocate--Error :: Cannot find led area.");
@@ -51,6 +50,11 @@ std::optional<LitArea> LocateLitArea(const cv::Mat& image, std::int32_t fullScal
   if (outlines.size() > 1) AlgoLogError("Dravix::AutoBlurLocate--Warning :: Find >1 areas.");
   const std::size_t largest = image::LargestByMinAreaRect(outlines);
   return LitArea{image::Filled(outlines, largest, lit.size()), cv::boundingRect(outlines[largest])};
+}
+
+std::optional<LitArea> LocateLitArea(const cv::Mat& image, std::int32_t fullScale,
+                                     const Melting& melting) {
+  return LargestArea(Binarize(ToGray8(image, fullScale), melting));
 }
 
 }  // namespace dravix::extractor

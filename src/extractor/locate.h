@@ -19,6 +19,10 @@ struct Melting {
   float sigma;              ///< of the Gaussian
 };
 
+/// The largest white area of a black-and-white picture (CV_8UC1), or nothing where all is black.
+/// Logs one error line when there is none, and one when there are several.
+[[nodiscard]] std::optional<LitArea> LargestArea(const cv::Mat& lit);
+
 /// The largest lit area of `image` (any depth, 1 or 3 channels), or nothing where the image has
 /// none. `fullScale` is the sensor's largest sample; where it is 0 or less it is not known, and
 /// the image's largest sample takes its place. Logs one error line when there is no area, and one

@@ -9,6 +9,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "extractor/border_leds.h"
+#include "extractor/by_rows.h"
 #include "extractor/extractor.h"
 #include "extractor/measured_marks.h"
 #include "extractor/resample.h"
@@ -49,6 +50,12 @@ cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
   CV_Error(cv::Error::StsOutOfRange, "the LED area's rectangle leaves its mask");
 }
 
+/// Checked before memory is taken for them.
+void RequireInnerLeds(std::int32_t width, std::int32_t height) {
+  if (width > kBorderDepth && height > kBorderDepth) return;
+  CV_Error(cv::Error::StsOutOfRange, "there are too few LEDs to replace those on the border");
+}
+
 }  // namespace
 
 std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv::Rect& rect) {
@@ -60,16 +67,24 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv:
   const std::vector<ColumnRun> runs = FirstRuns(mask.colRange(across));
   if (!dravix::extractor::EveryColumnHasMask(runs)) return DRAVIX_BAD_ARGUMENT;
   if (across.size() < rect.width) RefuseOutsideMask();
-  // Checked here, before memory is taken for them.
-  if (ledWidth <= kBorderDepth || ledHeight <= kBorderDepth) {
-    CV_Error(cv::Error::StsOutOfRange, "there are too few LEDs to replace those on the border");
-  }
-  const cv::Mat columns = ResampleColumns(image.colRange(across), runs, ledHeight);
+  RequireInnerLeds(ledWidth, ledHeight);
+  Keep(ResampleColumns(image.colRange(across), runs, ledHeight));
+  return DRAVIX_OK;
+}
+
+std::int32_t Dravix::MeasureByRows(const dravix::kernels::CubicWarp& rows,
+                                   const dravix::extractor::LitColumns& area) {
+  if (!dravix::extractor::EveryColumnHasMask(area.runs)) return DRAVIX_BAD_ARGUMENT;
+  RequireInnerLeds(ledWidth, ledHeight);
+  Keep(dravix::extractor::Measure(rows, area, ledHeight));
+  return DRAVIX_OK;
+}
+
+void Dravix::Keep(const cv::Mat& columns) {
   cv::Mat measured = rowLedNums.empty()
                          ? ResampleRows(columns, ledWidth)
                          : ResampleUnequalRows(columns, ledWidth, rowLedNums, rowGroup);
   ReplaceBorderLeds(measured, kBorderDepth);
   resultImage = dravix::extractor::MeasuredMarks(measured.size());
   lum = measured;
-  return DRAVIX_OK;
 }

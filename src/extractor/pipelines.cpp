@@ -5,13 +5,19 @@
 #include "base/checked.h"
 #include "base/one_line.h"
 #include "checkerboard/checkerboard.h"
+#include "extractor/by_rows.h"
 #include "extractor/extractor.h"
 #include "extractor/locate.h"
 #include "extractor/rectify.h"
+#include "kernels/targets.h"
 #include "region/region_state.h"
 #include "shot/shot_picture.h"
 
 namespace {
+
+using dravix::extractor::SearchSettings;
+using dravix::kernels::CubicWarp;
+using dravix::kernels::Gaussian;
 
 /// Every luminance of a run with three corners, which measures nothing. Hosts rely on the value.
 constexpr double kUnmeasured = 2048.0;
@@ -46,6 +52,21 @@ std::int32_t RefuseLedCounts(const char* method, std::int32_t width, std::int32_
   return DRAVIX_BAD_ARGUMENT;
 }
 
+/// How the kernels would search for the lit area, or nothing where the matrix library has to: the
+/// camera's full scale is unknown, the smoothing is an unusual one, or the processor is too old.
+std::optional<SearchSettings> SearchByRows(const Dravix& dravix) {
+  constexpr float kWhite = 255.0F;
+  if (dravix.extractBy == ExtractBy::kWholeImage) return std::nullopt;
+  if (dravix.extractBy == ExtractBy::kWhatIsFaster && !dravix::kernels::VectorsAvailable()) {
+    return std::nullopt;
+  }
+  const std::int32_t fullScale = dravix::shot::FullScale(*dravix.shot);
+  if (fullScale <= 0) return std::nullopt;
+  const auto blur = Gaussian::Of(dravix.blurKernelSize, static_cast<double>(dravix.blurSigma));
+  if (!blur) return std::nullopt;
+  return SearchSettings{kWhite / static_cast<float>(fullScale), *blur, dravix.blurKernelSize};
+}
+
 }  // namespace
 
 std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& cornerPoints,
@@ -72,9 +93,18 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
       return std::int32_t{DRAVIX_BAD_ARGUMENT};
     }
     const cv::Size size = dravix::extractor::WorkingSize(shot->image.size(), warpScale);
-    const cv::Mat working = dravix::extractor::WarpToWorkingImage(
-        shot->image, dravix::extractor::WorkingFromPhoto(ordered, TargetRectangle(size)), size);
+    const cv::Mat workingFromPhoto =
+        dravix::extractor::WorkingFromPhoto(ordered, TargetRectangle(size));
+    const std::optional<SearchSettings> search = SearchByRows(*this);
+    const std::optional<CubicWarp> rows =
+        search ? CubicWarp::Of(shot->image, workingFromPhoto, size) : std::nullopt;
     // Without an area CalLum gets an empty one, and says that it cannot measure it.
+    if (rows) {
+      const auto area = dravix::extractor::Locate(*rows, *search);
+      return area ? MeasureByRows(*rows, *area) : CalLum(cv::Mat(), cv::Mat(), cv::Rect());
+    }
+    const cv::Mat working =
+        dravix::extractor::WarpToWorkingImage(shot->image, workingFromPhoto, size);
     const dravix::extractor::LitArea area =
         dravix::extractor::LocateLitArea(working, dravix::shot::FullScale(*shot),
                                          {blurKernelSize, blurSigma})

@@ -1,0 +1,27 @@
+/// Memory for arrays of many megabytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace dravix::base {
+
+/// Bytes without useful initial values, given back to the system as soon as they are not needed.
+/// Where the system has large pages, they lie in such: memory that is touched for the first time
+/// costs more than most work done on it, and large pages a tenth of small ones.
+class LargeBuffer {
+ public:
+  /// Throws std::bad_alloc.
+  explicit LargeBuffer(std::size_t bytes);
+  ~LargeBuffer();
+  LargeBuffer(const LargeBuffer&) = delete;
+  LargeBuffer& operator=(const LargeBuffer&) = delete;
+
+  [[nodiscard]] std::uint8_t* Data() { return bytes_; }
+
+ private:
+  std::size_t size_;
+  std::uint8_t* bytes_;
+};
+
+}  // namespace dravix::base

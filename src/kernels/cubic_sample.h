@@ -1,0 +1,35 @@
+/// One pixel of the cubic warp, anywhere: at the photograph's border, or where a vector kernel
+/// cannot go. The vector kernels add in the same order, so that both give the same bits.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace dravix::kernels {
+
+/// A photograph's samples: rows of `width` values that begin `stride` values apart.
+struct Samples16 {
+  const std::uint16_t* first = nullptr;
+  int width = 0;
+  int height = 0;
+  std::ptrdiff_t stride = 0;
+};
+
+/// Positions in the photograph are whole numbers of 1/32 pixel.
+constexpr int kPhaseBits = 5;
+constexpr int kPhases = 1 << kPhaseBits;
+
+/// Weights of the four taps -1, 0, 1, 2 for a position `phase` / 32 pixels after tap 0: the cubic
+/// convolution of R. Keys ("Cubic convolution interpolation for digital image processing", IEEE
+/// Transactions on Acoustics, Speech, and Signal Processing 29, 1981) with the slope -0.75. Every
+/// weight is a multiple of 2^-17 below 2, so single precision holds it and all intermediate values
+/// exactly, and any way to compute it gives the same bits.
+[[nodiscard]] std::array<float, 4> CubicWeights(int phase);
+
+/// The photograph at (x, y), in 1/32 pixel; taps outside the photograph count as 0. Inside, the sum
+/// goes row by row, each row from left to right; the rows' sums are then added from the top. At the
+/// border the sixteen taps are added one after the other. Rounded half to even and saturated.
+[[nodiscard]] std::uint16_t CubicSample(const Samples16& photo, int x, int y);
+
+}  // namespace dravix::kernels

@@ -1,0 +1,48 @@
+/// The working image, row by row: the photograph seen through a perspective, by cubic
+/// interpolation.
+///
+/// The result is that of cv::warpPerspective (INTER_CUBIC, BORDER_CONSTANT with 0) to the last bit,
+/// as OpenCV 4.3 to 4.6 compute it: later versions round coordinates differently, this one stays.
+/// A row is made where it is needed and need not be stored, so nobody has to hold the working
+/// image.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <opencv2/core.hpp>
+#include <optional>
+
+#include "kernels/cubic_sample.h"
+
+namespace dravix::kernels {
+
+class CubicWarp {
+ public:
+  /// Columns whose coordinates are computed from one origin; a row's parts begin at multiples of
+  /// it.
+  static constexpr int kBlockWidth = 64;
+
+  /// The warp of `photo` into a working image of `size`, or nothing where it cannot be done here:
+  /// the photograph is not CV_16UC1, an image is smaller than a block or too large for 16-bit
+  /// coordinates, or the working image contains points whose rays run along the photograph's plane.
+  /// `workingFromPhoto` is 3 x 3, CV_64F. The photograph must outlive the warp.
+  [[nodiscard]] static std::optional<CubicWarp> Of(const cv::Mat& photo,
+                                                   const cv::Mat& workingFromPhoto, cv::Size size);
+
+  [[nodiscard]] cv::Size Size() const { return size_; }
+  /// Values that `Row` may write for that many columns.
+  [[nodiscard]] static int PaddedWidth(int columns);
+  /// Writes columns.size() samples of row y to `samples`, and up to PaddedWidth of it without
+  /// meaning. columns.start is a multiple of kBlockWidth. Rows may be made by several threads.
+  void Row(int y, const cv::Range& columns, std::uint16_t* samples) const;
+
+ private:
+  CubicWarp(const Samples16& photo, const std::array<double, 9>& photoFromWorking, cv::Size size)
+      : photo_(photo), photoFromWorking_(photoFromWorking), size_(size) {}
+
+  Samples16 photo_;
+  std::array<double, 9> photoFromWorking_;
+  cv::Size size_;
+};
+
+}  // namespace dravix::kernels

@@ -1,0 +1,28 @@
+#include "base/large_buffer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace dravix::test {
+namespace {
+
+TEST(LargeBuffer, HoldsWhatIsWritten) {
+  for (const std::size_t bytes : {std::size_t{1}, std::size_t{4097}, std::size_t{5} << 20}) {
+    base::LargeBuffer buffer(bytes);
+    std::fill_n(buffer.Data(), bytes, std::uint8_t{7});
+    EXPECT_EQ(std::count(buffer.Data(), buffer.Data() + bytes, 7),
+              static_cast<std::ptrdiff_t>(bytes));
+  }
+}
+
+TEST(LargeBuffer, MemoryThatDoesNotExistIsAnException) {
+  EXPECT_THROW(base::LargeBuffer(std::numeric_limits<std::size_t>::max() / 2), std::bad_alloc);
+}
+
+TEST(LargeBuffer, NoBytesAreFine) { EXPECT_NE(base::LargeBuffer(0).Data(), nullptr); }
+
+}  // namespace
+}  // namespace dravix::test

@@ -1,0 +1,118 @@
+#include "kernels/cubic_warp.h"
+
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include "kernels/each_target.h"
+#include "support/mats.h"
+
+namespace dravix::test {
+namespace {
+
+using kernels::CubicWarp;
+
+cv::Mat Warped(const CubicWarp& warp) {
+  const cv::Size size = warp.Size();
+  cv::Mat padded(size.height, CubicWarp::PaddedWidth(size.width), CV_16UC1);
+  for (int y = 0; y < size.height; ++y) {
+    warp.Row(y, cv::Range(0, size.width), padded.ptr<std::uint16_t>(y));
+  }
+  return padded.colRange(0, size.width).clone();
+}
+
+cv::Mat Expected(const cv::Mat& photo, const cv::Mat& perspective, cv::Size size) {
+  cv::Mat working;
+  cv::warpPerspective(photo, working, perspective, size, cv::INTER_CUBIC, cv::BORDER_CONSTANT,
+                      cv::Scalar::all(0));
+  return working;
+}
+
+/// A quadrilateral with corners near those of a rectangle, turned about its middle.
+cv::Mat RandomPerspective(cv::RNG& random, cv::Size photo, cv::Size working, double wobble,
+                          double most) {
+  const double angle = random.uniform(-most, most);
+  const double zoom = random.uniform(0.5, 1.3);
+  const cv::Point2d middle(photo.width / 2.0, photo.height / 2.0);
+  std::array<cv::Point2f, 4> from;
+  std::array<cv::Point2f, 4> to;
+  for (std::size_t i = 0; i < 4; ++i) {
+    const double x = i == 1 || i == 2 ? 1 : 0;
+    const double y = i >= 2 ? 1 : 0;
+    to.at(i) = cv::Point2f(static_cast<float>((0.075 + 0.85 * x) * working.width),
+                           static_cast<float>((0.075 + 0.85 * y) * working.height));
+    const double dx = (x - 0.5) * photo.width * zoom * random.uniform(1 - wobble, 1 + wobble);
+    const double dy = (y - 0.5) * photo.height * zoom * random.uniform(1 - wobble, 1 + wobble);
+    from.at(i) =
+        cv::Point2f(static_cast<float>(middle.x + dx * std::cos(angle) - dy * std::sin(angle)),
+                    static_cast<float>(middle.y + dx * std::sin(angle) + dy * std::cos(angle)));
+  }
+  return cv::getPerspectiveTransform(from.data(), to.data());
+}
+
+class WarpOfRandomPerspectives : public testing::TestWithParam<int> {};
+
+TEST_P(WarpOfRandomPerspectives, EqualsTheMatrixLibraryBitForBit) {
+  cv::RNG random(static_cast<std::uint64_t>(GetParam()) * 7919 + 17);
+  const cv::Size photoSize(random.uniform(64, 400), random.uniform(64, 400));
+  const cv::Size size(random.uniform(64, 400), random.uniform(64, 400));
+  const cv::Mat photo = RandomMat(photoSize, CV_16UC1, random.next(), 0, 65536);
+  const double wobble = GetParam() % 4 == 0 ? 0.5 : 0.1;
+  const double turn = GetParam() % 2 == 0 ? 0.6 : 0.05;
+  const cv::Mat perspective = RandomPerspective(random, photoSize, size, wobble, turn);
+  const auto warp = CubicWarp::Of(photo, perspective, size);
+  if (!warp) GTEST_SKIP() << "rays along the photograph's plane";
+  const cv::Mat expected = Expected(photo, perspective, size);
+  OnEachTarget([&] { EXPECT_TRUE(SameBytes(Warped(*warp), expected)); });
+}
+INSTANTIATE_TEST_SUITE_P(Seeds, WarpOfRandomPerspectives, testing::Range(0, 60));
+
+TEST(Warp, IdentityReturnsThePhotograph) {
+  const cv::Mat photo = RandomMat({130, 70}, CV_16UC1, 3, 0, 65536);
+  const auto warp = CubicWarp::Of(photo, cv::Mat::eye(3, 3, CV_64FC1), photo.size());
+  ASSERT_TRUE(warp);
+  OnEachTarget([&] { EXPECT_TRUE(SameBytes(Warped(*warp), photo)); });
+}
+
+TEST(Warp, PartOfARowEqualsTheWholeRow) {
+  const cv::Mat photo = RandomMat({300, 200}, CV_16UC1, 4, 0, 65536);
+  cv::RNG random(9);
+  const cv::Mat perspective = RandomPerspective(random, photo.size(), {390, 260}, 0.1, 0.1);
+  const auto warp = CubicWarp::Of(photo, perspective, {390, 260});
+  ASSERT_TRUE(warp);
+  const cv::Mat whole = Warped(*warp);
+  cv::Mat part(1, CubicWarp::PaddedWidth(200), CV_16UC1);
+  OnEachTarget([&] {
+    warp->Row(77, cv::Range(128, 301), part.ptr<std::uint16_t>());
+    EXPECT_TRUE(SameBytes(part.colRange(0, 173), whole(cv::Rect(128, 77, 173, 1))));
+  });
+}
+
+TEST(Warp, PhotographsBesideOneAnotherInMemoryDoNotMix) {
+  const cv::Mat wide = RandomMat({400, 300}, CV_16UC1, 5, 0, 65536);
+  const cv::Mat photo = wide(cv::Rect(100, 80, 200, 150));
+  cv::RNG random(10);
+  const cv::Mat perspective = RandomPerspective(random, photo.size(), {260, 195}, 0.1, 0.1);
+  const auto warp = CubicWarp::Of(photo, perspective, {260, 195});
+  ASSERT_TRUE(warp);
+  const cv::Mat expected = Expected(photo.clone(), perspective, {260, 195});
+  OnEachTarget([&] { EXPECT_TRUE(SameBytes(Warped(*warp), expected)); });
+}
+
+TEST(Warp, IsRefusedWhereTheLibraryMustDoIt) {
+  const cv::Mat straight = cv::Mat::eye(3, 3, CV_64FC1);
+  const cv::Mat good = cv::Mat::zeros(100, 100, CV_16UC1);
+  EXPECT_TRUE(CubicWarp::Of(good, straight, good.size()));
+  EXPECT_FALSE(CubicWarp::Of(cv::Mat::zeros(100, 100, CV_32FC1), straight, good.size()));
+  EXPECT_FALSE(CubicWarp::Of(cv::Mat::zeros(100, 100, CV_16UC3), straight, good.size()));
+  EXPECT_FALSE(CubicWarp::Of(cv::Mat::zeros(100, 63, CV_16UC1), straight, good.size()));
+  EXPECT_FALSE(CubicWarp::Of(good, straight, {100, 63}));
+  const cv::Mat horizon = (cv::Mat_<double>(3, 3) << 1, 0, 0, 0, 1, 0, 0.02, 0, 1);
+  EXPECT_FALSE(CubicWarp::Of(good, horizon.inv(), {100, 100}) &&
+               CubicWarp::Of(good, horizon, {100, 100}));
+  const cv::Mat notFinite = (cv::Mat_<double>(3, 3) << 0, 0, 0, 0, 1, 0, 0, 0, 1);
+  EXPECT_FALSE(CubicWarp::Of(good, notFinite, {100, 100}));
+}
+
+}  // namespace
+}  // namespace dravix::test
