@@ -2,6 +2,8 @@
 // same work in turns in the same process on one thread, and the shortest time of each counts. Then
 // the memory that one measurement takes at its peak, beyond the photograph and the result, as a
 // multiple of the photograph. Fails when a result differs by a bit.
+//
+//   speed_table [MEGAPIXELS | --brief]
 #include <hwy/targets.h>
 
 #include <algorithm>
@@ -62,12 +64,6 @@ struct Case {
   dravix::sim::Photograph photo;
   dravix::reference::Panel panel;
   cv::Mat expected;
-};
-
-/// The shortest times of the transcription and of the library, measured in turns.
-struct Times {
-  double plain = 1e9;
-  double library = 1e9;
 };
 
 bool SameBits(const cv::Mat& a, const cv::Mat& b) {
@@ -134,6 +130,11 @@ double PeakMemory(const Case& c) {
 double PeakMemory(const Case& /*c*/) { return 0; }
 #endif
 
+/// The portable target is none that Extract would use: it then measures through the whole image.
+const char* NameOf(std::int64_t target) {
+  return (target & (HWY_EMU128 | HWY_SCALAR)) != 0 ? "none" : hwy::TargetName(target);
+}
+
 void Force(std::int64_t target) {
   hwy::SetSupportedTargetsForTest(target);
   hwy::GetChosenTarget().Update(hwy::SupportedTargets());
@@ -169,7 +170,7 @@ int main(int argc, char** argv) {
         Force(targets[i]);
         const std::string ledText = std::to_string(leds.width) + "x" + std::to_string(leds.height);
         std::printf("%-6g %-11s %-8s %12.0f %10.0f %7.2f %7.2f\n", megapixels, ledText.c_str(),
-                    hwy::TargetName(targets[i]), plain, ours[i], plain / ours[i], PeakMemory(c));
+                    NameOf(targets[i]), plain, ours[i], plain / ours[i], PeakMemory(c));
         std::fflush(stdout);
       }
       Force(0);

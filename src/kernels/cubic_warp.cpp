@@ -34,16 +34,17 @@ namespace dravix::kernels::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
-void WarpRow(const Samples16& photo, const std::array<double, 9>& m, int y, int begin, int end,
-             std::uint16_t* samples) {
+void WarpRow(const Samples16& photo, const std::array<double, 9>& m, const BlockSteps& steps, int y,
+             int begin, int end, std::uint16_t* samples) {
   for (int block = begin; block < end; block += CubicWarp::kBlockWidth) {
     const double originX = m[0] * block + m[1] * y + m[2];
     const double originY = m[3] * block + m[4] * y + m[5];
     const double originW = m[6] * block + m[7] * y + m[8];
     for (int i = 0; i < std::min(CubicWarp::kBlockWidth, end - block); ++i) {
-      const double scale = kPhases / (originW + m[6] * i);
-      *samples++ = CubicSample(photo, cvRound((originX + m[0] * i) * scale),
-                               cvRound((originY + m[3] * i) * scale));
+      const auto column = static_cast<std::size_t>(i);
+      const double scale = kPhases / (originW + steps.w[column]);
+      *samples++ = CubicSample(photo, cvRound((originX + steps.x[column]) * scale),
+                               cvRound((originY + steps.y[column]) * scale));
     }
   }
 }
@@ -82,13 +83,6 @@ struct Origin {
   Doubles w;
 };
 
-/// What a perspective adds from column to column.
-struct Steps {
-  Doubles x;
-  Doubles y;
-  Doubles w;
-};
-
 HWY_INLINE Origin OriginOf(const std::array<double, 9>& m, int x, int y) {
   return {hn::Set(kDoubles, m[0] * x + m[1] * y + m[2]),
           hn::Set(kDoubles, m[3] * x + m[4] * y + m[5]),
@@ -103,19 +97,21 @@ HWY_INLINE Ints RoundBoth(Doubles low, Doubles high) {
                         hn::BitCast(kDoubleHalves, hn::Add(low, shift)));
 }
 
-HWY_INLINE Positions PositionsAt(const Origin& origin, const Steps& steps, Doubles column) {
+/// Positions of a vector of columns that begins `column` columns after the origin.
+HWY_INLINE Positions PositionsAt(const Origin& origin, const BlockSteps& steps, int column) {
   const Doubles fine = hn::Set(kDoubles, static_cast<double>(kPhases));
-  const auto along = [&](Doubles i, Doubles& x, Doubles& y) {
-    const Doubles scale = hn::Div(fine, hn::Add(origin.w, hn::Mul(steps.w, i)));
-    x = hn::Mul(hn::Add(origin.x, hn::Mul(steps.x, i)), scale);
-    y = hn::Mul(hn::Add(origin.y, hn::Mul(steps.y, i)), scale);
+  const auto along = [&](int i, Doubles& x, Doubles& y) {
+    const Doubles w = hn::Add(origin.w, hn::LoadU(kDoubles, steps.w.data() + i));
+    const Doubles scale = hn::Div(fine, w);
+    x = hn::Mul(hn::Add(origin.x, hn::LoadU(kDoubles, steps.x.data() + i)), scale);
+    y = hn::Mul(hn::Add(origin.y, hn::LoadU(kDoubles, steps.y.data() + i)), scale);
   };
   Doubles xLow;
   Doubles yLow;
   Doubles xHigh;
   Doubles yHigh;
   along(column, xLow, yLow);
-  along(hn::Add(column, hn::Set(kDoubles, static_cast<double>(hn::Lanes(kDoubles)))), xHigh, yHigh);
+  along(column + static_cast<int>(hn::Lanes(kDoubles)), xHigh, yHigh);
   return {RoundBoth(xLow, xHigh), RoundBoth(yLow, yHigh)};
 }
 
@@ -412,16 +408,14 @@ HWY_INLINE void WarpVector(const Samples16& photo, const Positions& at, std::uin
   }
 }
 
-void WarpRow(const Samples16& photo, const std::array<double, 9>& m, int y, int begin, int end,
-             std::uint16_t* samples) {
-  const Steps steps = {hn::Set(kDoubles, m[0]), hn::Set(kDoubles, m[3]), hn::Set(kDoubles, m[6])};
+void WarpRow(const Samples16& photo, const std::array<double, 9>& m, const BlockSteps& steps, int y,
+             int begin, int end, std::uint16_t* samples) {
   const auto lanes = static_cast<int>(hn::Lanes(kFloats));
   for (int block = begin; block < end; block += CubicWarp::kBlockWidth) {
     const Origin origin = OriginOf(m, block, y);
     const int columns = std::min(CubicWarp::kBlockWidth, end - block);
     for (int i = 0; i < columns; i += lanes) {
-      const Doubles column = hn::Add(hn::Iota(kDoubles, 0.0), hn::Set(kDoubles, i));
-      WarpVector(photo, PositionsAt(origin, steps, column), samples + (block - begin) + i);
+      WarpVector(photo, PositionsAt(origin, steps, i), samples + (block - begin) + i);
     }
   }
 }
@@ -476,6 +470,16 @@ int CubicWarp::PaddedWidth(int columns) {
   return (columns + kBlockWidth - 1) / kBlockWidth * kBlockWidth;
 }
 
+CubicWarp::CubicWarp(const Samples16& photo, const std::array<double, 9>& photoFromWorking,
+                     cv::Size size)
+    : photo_(photo), photoFromWorking_(photoFromWorking), steps_(), size_(size) {
+  for (std::size_t i = 0; i < kBlockWidth; ++i) {
+    steps_.x[i] = photoFromWorking[0] * static_cast<double>(i);
+    steps_.y[i] = photoFromWorking[3] * static_cast<double>(i);
+    steps_.w[i] = photoFromWorking[6] * static_cast<double>(i);
+  }
+}
+
 std::optional<CubicWarp> CubicWarp::Of(const cv::Mat& photo, const cv::Mat& workingFromPhoto,
                                        cv::Size size) {
   constexpr int kShortest = kBlockWidth;  // smaller images are divided into blocks differently
@@ -499,7 +503,8 @@ std::optional<CubicWarp> CubicWarp::Of(const cv::Mat& photo, const cv::Mat& work
 
 void CubicWarp::Row(int y, const cv::Range& columns, std::uint16_t* samples) const {
   CV_DbgAssert(columns.start % kBlockWidth == 0);
-  HWY_DYNAMIC_DISPATCH(WarpRow)(photo_, photoFromWorking_, y, columns.start, columns.end, samples);
+  HWY_DYNAMIC_DISPATCH(WarpRow)
+  (photo_, photoFromWorking_, steps_, y, columns.start, columns.end, samples);
 }
 
 }  // namespace dravix::kernels

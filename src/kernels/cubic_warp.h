@@ -8,6 +8,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
 #include <optional>
@@ -16,11 +17,20 @@
 
 namespace dravix::kernels {
 
+/// What a perspective's numerators and denominator grow by from the origin of a block of columns to
+/// each of its columns.
+struct BlockSteps {
+  static constexpr int kColumns = 64;
+  std::array<double, kColumns> x;
+  std::array<double, kColumns> y;
+  std::array<double, kColumns> w;
+};
+
 class CubicWarp {
  public:
   /// Columns whose coordinates are computed from one origin; a row's parts begin at multiples of
   /// it.
-  static constexpr int kBlockWidth = 64;
+  static constexpr int kBlockWidth = BlockSteps::kColumns;
 
   /// The warp of `photo` into a working image of `size`, or nothing where it cannot be done here:
   /// the photograph is not CV_16UC1, an image is smaller than a block or too large for 16-bit
@@ -37,11 +47,11 @@ class CubicWarp {
   void Row(int y, const cv::Range& columns, std::uint16_t* samples) const;
 
  private:
-  CubicWarp(const Samples16& photo, const std::array<double, 9>& photoFromWorking, cv::Size size)
-      : photo_(photo), photoFromWorking_(photoFromWorking), size_(size) {}
+  CubicWarp(const Samples16& photo, const std::array<double, 9>& photoFromWorking, cv::Size size);
 
   Samples16 photo_;
   std::array<double, 9> photoFromWorking_;
+  BlockSteps steps_;
   cv::Size size_;
 };
 
