@@ -42,9 +42,10 @@ class SmoothedRows {
     const int radius = settings_.blur.Radius();
     const int last = rows_.Size().height - 1;
     while (next_ <= std::min(y + radius, last)) MakeValues(next_++);
-    for (int i = -radius; i <= radius; ++i) {
-      const int reflected = y + i < 0 ? -(y + i) : y + i > last ? 2 * last - (y + i) : y + i;
-      window_[static_cast<std::size_t>(i + radius)] = Values(reflected);
+    int row = y - radius;
+    for (const std::uint16_t*& values : window_) {
+      values = Values(row < 0 ? -row : row > last ? 2 * last - row : row);
+      ++row;
     }
     std::uint16_t* sums = sums_.data() + kMargin;
     settings_.blur.Down(window_, width_, sums);

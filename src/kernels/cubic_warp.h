@@ -2,7 +2,7 @@
 /// interpolation.
 ///
 /// The result is that of cv::warpPerspective (INTER_CUBIC, BORDER_CONSTANT with 0) to the last bit,
-/// as OpenCV 4.3 to 4.6 compute it: later versions round coordinates differently, this one stays.
+/// as OpenCV 4.6 computes it; with another version of the library it stays what it is.
 /// A row is made where it is needed and need not be stored, so nobody has to hold the working
 /// image.
 #pragma once

@@ -22,7 +22,7 @@ class ValueCounter {
  private:
   /// Neighbors are counted together, which halves the work: a smooth picture has few different
   /// pairs. Neighboring pairs are often equal, and two tables let them be counted side by side.
-  static constexpr std::size_t kPairs = 256 * 256;
+  static constexpr std::size_t kPairs = std::size_t{256} * 256;
   std::vector<std::int32_t> first_;
   std::vector<std::int32_t> second_;
   Histogram single_{};  ///< values that had no neighbor left
