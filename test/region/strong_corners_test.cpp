@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
 #include <opencv2/imgproc.hpp>
 #include <random>
 
@@ -49,7 +51,7 @@ TEST(StrongCorners, AreThoseOfTheWholeFrameForRandomQuadrilaterals) {
 }
 
 TEST(StrongCorners, AreThoseOfTheWholeFrameForRaggedOutlines) {
-  for (const int seed : {3, 4, 5}) {
+  for (const std::uint64_t seed : {3U, 4U, 5U}) {
     cv::Mat frame = Frame();
     cv::rectangle(frame, {90, 80, 480, 330}, cv::Scalar(255), cv::FILLED);
     const cv::Mat noise = dravix::test::RandomMat({600, 450}, CV_8UC1, seed, 0, 256);
