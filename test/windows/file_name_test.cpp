@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/files.h"
+#include "base/input_file.h"
 #include "base/paths.h"
 #include "support/temp_dir.h"
 

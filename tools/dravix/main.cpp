@@ -132,8 +132,10 @@ std::string UnknownOption(const Named& named, const std::vector<std::string>& wo
     const bool known = std::find(names.begin(), names.end(), name) != names.end();
     if (known || !name.starts_with("--") || name.size() < 3) continue;
     const auto nearest = NearestName(name, names);
-    return FullName(*named.command) + ": found the unknown option " + name +
-           (nearest ? "; did you mean " + *nearest + "?" : std::string()) + see;
+    std::string message = FullName(*named.command) + ": found the unknown option " + name;
+    if (nearest) message += "; did you mean " + *nearest + "?";
+    message += see;
+    return message;
   }
   return error.what() + see;
 }
