@@ -7,7 +7,11 @@
 
 #include "support/log_capture.h"
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <chrono>
+#include <filesystem>
+#include <thread>
+#else
 #include <sys/wait.h>
 #endif
 
@@ -48,6 +52,23 @@ std::string Tool() {
   return named != nullptr ? named : DRAVIX_TOOL;
 }
 
+/// Runs a command line whose output goes to the file `out`.
+int StatusOf(const std::string& command, const std::string& out) {
+#ifdef _WIN32
+  // On a busy machine Wine sometimes cannot start the shell. Nothing has run then, not even the
+  // redirection, so that it is safe to try again.
+  constexpr int kMoreTries = 4;
+  for (int i = 0; i < kMoreTries; ++i) {
+    const int status = std::system(command.c_str());
+    if (status != -1 || std::filesystem::exists(out)) return status;
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+  }
+#else
+  static_cast<void>(out);
+#endif
+  return std::system(command.c_str());  // NOLINT(cert-env33-c)
+}
+
 Outcome Run(const std::string& shell, const std::vector<std::string>& words) {
   const TempDir folder;
   std::string command = shell + Quoted(Tool());
@@ -58,7 +79,7 @@ Outcome Run(const std::string& shell, const std::vector<std::string>& words) {
   command = '"' + command + '"';
 #endif
   Outcome outcome;
-  outcome.exit = ExitOf(std::system(command.c_str()));  // NOLINT(cert-env33-c)
+  outcome.exit = ExitOf(StatusOf(command, folder.File("out")));
   outcome.out = Printed(folder.File("out"));
   outcome.err = Printed(folder.File("err"));
   return outcome;
