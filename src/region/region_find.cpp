@@ -17,6 +17,7 @@
 
 #include "image/binary.h"
 #include "image/lit_area.h"
+#include "region/half_size.h"
 #include "region/rounding.h"
 #include "shot/shot_picture.h"
 
@@ -93,15 +94,12 @@ std::int32_t RegionOI::AutoSet() {
   mode = 0;
   const std::int32_t code = Shot::Check(kNeedsImage, shot);
   if (code != DRAVIX_OK) return code;
-  const cv::Mat gray = dravix::shot::ToGrayPicture(*shot);
 
   // pyrDown halves and pyrUp doubles. At another factor they refuse the sizes or, for images of a
   // few pixels, give a mask that does not belong to the rectangle.
   if (pyramidFactor != 2) CV_Error(cv::Error::StsOutOfRange, "the pyramid factor must be 2");
   const int factor = pyramidFactor;
-  cv::Mat small;
-  cv::pyrDown(gray, small, cv::Size(gray.cols / factor, gray.rows / factor));
-  const cv::Mat smallMask = ComputeMask(small);
+  const cv::Mat smallMask = ComputeMask(dravix::region::HalfSizeGray(*shot));
   if (smallMask.empty()) return DRAVIX_NO_LED_AREA;
 
   const cv::Rect found = cv::boundingRect(smallMask);
