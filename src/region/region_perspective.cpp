@@ -26,15 +26,12 @@ namespace {
 using dravix::region::ClampToInt32;
 using dravix::region::DarkMargin;
 using dravix::region::FramePart;
+using dravix::region::kCornerMargin;
+using dravix::region::kCornerStep;
 using dravix::region::RoundPixel;
 using dravix::region::TruncToInt32;
 
 constexpr int kCorners = 4;
-
-/// Dark pixels around the mask that the corner detector must see so that it finds what it would
-/// find in the whole frame: half its window of 111 pixels, and a few for the neighborhoods of a
-/// pixel.
-constexpr int kDetectionMargin = 64;
 
 /// Whether `rect` lies in the frame. The sums have 64 bits: the matrix library's own test adds in
 /// 32 bits and accepts a rectangle whose end overflows.
@@ -44,8 +41,7 @@ bool Contains(cv::Size frame, const cv::Rect& rect) {
 }
 
 /// The mask at its place in the frame, with no more of the dark frame around it than the corner
-/// search looks at: what a frame claims to measure must not cost memory or time. The part begins at
-/// a multiple of 64 pixels, as StrongCorners asks.
+/// search and the refinement look at: what a frame claims to measure must not cost memory or time.
 FramePart SearchedPart(const RegionOI& region) {
   const cv::Size frame(region.frameWidth, region.frameHeight);
   if (!Contains(frame, region.rect)) {
@@ -53,8 +49,10 @@ FramePart SearchedPart(const RegionOI& region) {
   }
   // A window that does not fit into the frame is refused further on.
   const int window = std::clamp(region.cornerRefineWindow, 0, std::max(frame.width, frame.height));
-  const int margin = std::max(kDetectionMargin, DarkMargin(window));
-  const auto begin = [margin](int start) { return std::max(0, start - margin) / 64 * 64; };
+  const int margin = std::max(kCornerMargin, DarkMargin(window));
+  const auto begin = [margin](int start) {
+    return std::max(0, start - margin) / kCornerStep * kCornerStep;
+  };
   const auto end = [margin](int stop, int whole) { return stop + std::min(margin, whole - stop); };
   const cv::Point from(begin(region.rect.x), begin(region.rect.y));
   const cv::Point to(end(region.rect.br().x, frame.width), end(region.rect.br().y, frame.height));
