@@ -30,6 +30,7 @@ using dravix::region::kCornerMargin;
 using dravix::region::kCornerStep;
 using dravix::region::RoundPixel;
 using dravix::region::TruncToInt32;
+using dravix::region::WindowFits;
 
 constexpr int kCorners = 4;
 
@@ -47,13 +48,19 @@ FramePart SearchedPart(const RegionOI& region) {
   if (!Contains(frame, region.rect)) {
     CV_Error(cv::Error::StsOutOfRange, "the region's rectangle leaves its frame");
   }
-  // A window that does not fit into the frame is refused further on.
-  const int window = std::clamp(region.cornerRefineWindow, 0, std::max(frame.width, frame.height));
-  const int margin = std::max(kCornerMargin, DarkMargin(window));
+  if (region.mask.size() != region.rect.size() || region.mask.channels() != 1) {
+    CV_Error(cv::Error::StsUnmatchedSizes, "the region's mask is not one plane of its rectangle");
+  }
+  // A window that does not fit into the frame is refused further on, and needs no margin.
+  const std::int64_t margin = std::max<std::int64_t>(
+      kCornerMargin,
+      WindowFits(region.cornerRefineWindow, frame) ? DarkMargin(region.cornerRefineWindow) : 0);
   const auto begin = [margin](int start) {
-    return std::max(0, start - margin) / kCornerStep * kCornerStep;
+    return static_cast<int>(std::max<std::int64_t>(0, start - margin)) / kCornerStep * kCornerStep;
   };
-  const auto end = [margin](int stop, int whole) { return stop + std::min(margin, whole - stop); };
+  const auto end = [margin](int stop, int whole) {
+    return stop + static_cast<int>(std::min<std::int64_t>(margin, whole - stop));
+  };
   const cv::Point from(begin(region.rect.x), begin(region.rect.y));
   const cv::Point to(end(region.rect.br().x, frame.width), end(region.rect.br().y, frame.height));
   FramePart part{cv::Mat::zeros(cv::Size(to - from), CV_8UC1), from, frame};
