@@ -1,5 +1,3 @@
-#include "base/files.h"
-
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -8,9 +6,10 @@
 #include <system_error>
 #include <utility>
 
-#include "base/broken_pipe.h"
+#include "base/files.h"
 #include "base/input_file.h"
 #include "base/paths.h"
+#include "base/write_signals.h"
 
 namespace dravix::base {
 namespace {
@@ -32,7 +31,7 @@ std::error_code OpenFor(std::ios::openmode mode, const fs::path& path, std::ofst
 
 /// Writes the pieces over what the file holds.
 WriteOutcome WriteStraight(const fs::path& path, std::initializer_list<ByteView> pieces) {
-  const HoldBrokenPipe hold;
+  const HoldWriteSignals hold;
   std::ofstream out;
   if (const std::error_code reason = OpenFor(std::ios::trunc, path, out)) {
     return {WriteResult::kCannotOpen, reason};
