@@ -73,6 +73,18 @@ TEST_F(WriteFileTest, WritesThePiecesOneAfterAnother) {
   EXPECT_EQ(Slurp(name_), "");
 }
 
+TEST_F(WriteFileTest, KeepsTheOldFileWhenTheContentThrows) {
+  Spill(name_, "old");
+  const auto content = [](dravix::base::ByteSink& out) {
+    out.Append(ViewOf(LongText()));
+    throw std::runtime_error("content");
+  };
+  EXPECT_THROW((void)WriteFile(name_, content), std::runtime_error);
+  EXPECT_THROW((void)WriteFile(dir_.File("new"), content), std::runtime_error);
+  EXPECT_EQ(Slurp(name_), "old");
+  EXPECT_EQ(Entries(), 1U);
+}
+
 TEST_F(WriteFileTest, ReplacesTheOldFileAndLeavesNoOther) {
   Spill(name_, LongText());
   EXPECT_EQ(WriteFile(name_, {ViewOf("short")}).result, WriteResult::kWritten);
