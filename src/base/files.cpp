@@ -8,9 +8,9 @@
 #include <system_error>
 #include <utility>
 
-#include "base/broken_pipe.h"
 #include "base/input_file.h"
 #include "base/paths.h"
+#include "base/write_signals.h"
 
 namespace dravix::base {
 namespace {
@@ -30,19 +30,37 @@ std::error_code OpenFor(std::ios::openmode mode, const fs::path& path, std::ofst
   return out ? std::error_code() : LastReason();
 }
 
-/// Writes the pieces over what the file holds.
-WriteOutcome WriteStraight(const fs::path& path, std::initializer_list<ByteView> pieces) {
-  const HoldBrokenPipe hold;
+Content PiecesOf(std::initializer_list<ByteView> pieces) {
+  return [pieces](ByteSink& out) {
+    for (const ByteView piece : pieces) out.Append(piece);
+  };
+}
+
+/// A stream of bytes into a file. Pieces that are larger than the stream's own buffer go straight
+/// to the system.
+class FileSink final : public ByteSink {
+ public:
+  explicit FileSink(std::ofstream& out) : out_(out) {}
+  void Append(ByteView bytes) override {
+    // std::ofstream takes char; a byte is one.
+    out_.write(static_cast<const char*>(static_cast<const void*>(bytes.data())),
+               static_cast<std::streamsize>(bytes.size()));
+  }
+
+ private:
+  std::ofstream& out_;
+};
+
+/// Writes the content over what the file holds.
+WriteOutcome WriteStraight(const fs::path& path, const Content& content) {
+  const HoldWriteSignals hold;
   std::ofstream out;
   if (const std::error_code reason = OpenFor(std::ios::trunc, path, out)) {
     return {WriteResult::kCannotOpen, reason};
   }
   errno = 0;
-  for (const ByteView piece : pieces) {
-    // std::ofstream takes char; a byte is one.
-    out.write(static_cast<const char*>(static_cast<const void*>(piece.data())),
-              static_cast<std::streamsize>(piece.size()));
-  }
+  FileSink sink(out);
+  content(sink);
   out.close();
   if (out.fail()) return {WriteResult::kFailed, LastReason()};
   return {};
@@ -103,7 +121,8 @@ WriteOutcome FillInPlace(const fs::path& path, const Fill& fill) {
   const std::optional<Bytes> before = ReadFile(NameOf(path));
   WriteOutcome outcome = fill(path);
   // Nothing more can be done where the old bytes could not be read or do not go back.
-  if (outcome.result == WriteResult::kFailed && before) (void)WriteStraight(path, {*before});
+  if (outcome.result == WriteResult::kFailed && before)
+    (void)WriteStraight(path, PiecesOf({*before}));
   return outcome;
 }
 
@@ -174,9 +193,13 @@ WriteOutcome WriteTo(const std::string& fullname, const Fill& fill,
 
 }  // namespace
 
-WriteOutcome WriteFile(const std::string& fullname, std::initializer_list<ByteView> pieces) {
+WriteOutcome WriteFile(const std::string& fullname, const Content& content) {
   return WriteTo(
-      fullname, [pieces](const fs::path& path) { return WriteStraight(path, pieces); }, ".tmp");
+      fullname, [&content](const fs::path& path) { return WriteStraight(path, content); }, ".tmp");
+}
+
+WriteOutcome WriteFile(const std::string& fullname, std::initializer_list<ByteView> pieces) {
+  return WriteFile(fullname, PiecesOf(pieces));
 }
 
 WriteOutcome WriteByName(const std::string& fullname,

@@ -22,7 +22,7 @@ struct WriteOutcome {
   std::error_code reason;  ///< what the system says; empty when it was written or says nothing
 };
 
-/// Writes the pieces, one after another, as the whole content of a file.
+/// Writes the content as the whole of a file. It may be asked for twice.
 ///
 /// A regular file is written beside its name and renamed over it when it is complete, so that the
 /// name holds the old bytes or the new ones, never half. Links are followed and permissions kept. A
@@ -32,6 +32,9 @@ struct WriteOutcome {
 /// written, or on Windows a reader holds the old file open), but the old file itself may be
 /// written, it is written in place. That is not safe against a crash: a process that ends meanwhile
 /// leaves half a file. When only the writing fails, the old bytes are put back.
+[[nodiscard]] WriteOutcome WriteFile(const std::string& fullname, const Content& content);
+
+/// The same with the pieces, one after another, as the content.
 [[nodiscard]] WriteOutcome WriteFile(const std::string& fullname,
                                      std::initializer_list<ByteView> pieces);
 

@@ -48,13 +48,24 @@ cv::Mat TableOf(base::InputFile& file, cv::Size size) {
   return table;
 }
 
+/// A host's stream that takes bytes.
+class StreamSink final : public base::ByteSink {
+ public:
+  explicit StreamSink(std::ostream& out) : out_(out) {}
+  void Append(base::ByteView bytes) override {
+    out_.write(static_cast<const char*>(static_cast<const void*>(bytes.data())),
+               static_cast<std::streamsize>(bytes.size()));
+  }
+
+ private:
+  std::ostream& out_;
+};
+
 }  // namespace
 
 void WriteMat(const cv::Mat& m, std::ostream& out) {
-  base::ByteWriter record;
-  image::WriteMatRecord(m, record);
-  out.write(static_cast<const char*>(static_cast<const void*>(record.Data().data())),
-            static_cast<std::streamsize>(record.Size()));
+  StreamSink sink(out);
+  image::WriteMatRecord(m, sink);
 }
 
 void ReadMat(std::istream& in, cv::Mat& m) {
@@ -66,10 +77,12 @@ void ReadMat(std::istream& in, cv::Mat& m) {
 namespace BIO {
 
 bool SaveMatToBin(const std::string& fullname, const cv::Mat& m) {
-  base::ByteWriter out;
-  out.Write(base::kLittleEndianMark);
-  image::WriteMatRecord(m, out);
-  switch (base::WriteFile(fullname, {out.Data()}).result) {
+  const base::Content content = [&m](base::ByteSink& out) {
+    out.Write(base::kLittleEndianMark);
+    image::WriteMatRecord(m, out);
+  };
+  (void)base::SizeOf(content);  // throws where there is no such record, before the file is touched
+  switch (base::WriteFile(fullname, content).result) {
     case base::WriteResult::kWritten:
       return true;
     case base::WriteResult::kCannotOpen:

@@ -8,17 +8,27 @@
 
 namespace dravix::kernels {
 
+/// What lies beyond the photograph's border.
+enum class Border {
+  kZero,      ///< samples of 0
+  kRepeated,  ///< the border's own samples, again and again
+};
+
 /// A photograph's samples: rows of `width` values that begin `stride` values apart.
 struct Samples16 {
   const std::uint16_t* first = nullptr;
   int width = 0;
   int height = 0;
   std::ptrdiff_t stride = 0;
+  Border border = Border::kZero;
 };
 
 /// Positions in the photograph are whole numbers of 1/32 pixel.
 constexpr int kPhaseBits = 5;
 constexpr int kPhases = 1 << kPhaseBits;
+
+/// Samples that a position takes from each of as many rows.
+constexpr int kTaps = 4;
 
 /// Weights of the four taps -1, 0, 1, 2 for a position `phase` / 32 pixels after tap 0: the cubic
 /// convolution of R. Keys ("Cubic convolution interpolation for digital image processing", IEEE
@@ -27,9 +37,9 @@ constexpr int kPhases = 1 << kPhaseBits;
 /// exactly, and any way to compute it gives the same bits.
 [[nodiscard]] std::array<float, 4> CubicWeights(int phase);
 
-/// The photograph at (x, y), in 1/32 pixel; taps outside the photograph count as 0. Inside, the sum
-/// goes row by row, each row from left to right; the rows' sums are then added from the top. At the
-/// border the sixteen taps are added one after the other. Rounded half to even and saturated.
+/// The photograph at (x, y), in 1/32 pixel. Inside, the sum goes row by row, each row from left to
+/// right; the rows' sums are then added from the top. Where a tap lies outside the photograph, the
+/// sixteen taps are added one after the other. Rounded half to even and saturated.
 [[nodiscard]] std::uint16_t CubicSample(const Samples16& photo, int x, int y);
 
 }  // namespace dravix::kernels

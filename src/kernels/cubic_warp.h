@@ -1,10 +1,10 @@
 /// The working image, row by row: the photograph seen through a perspective, by cubic
 /// interpolation.
 ///
-/// The result is that of cv::warpPerspective (INTER_CUBIC, BORDER_CONSTANT with 0) to the last bit,
-/// as OpenCV 4.6 computes it; with another version of the library it stays what it is.
-/// A row is made where it is needed and need not be stored, so nobody has to hold the working
-/// image.
+/// The result is that of cv::warpPerspective to the last bit (INTER_CUBIC, with BORDER_CONSTANT and
+/// 0 or with BORDER_REPLICATE), as OpenCV 4.6 computes it; with another version of the library it
+/// stays what it is. A row is made where it is needed and need not be stored, so nobody has to hold
+/// the working image.
 #pragma once
 
 #include <array>
@@ -13,18 +13,10 @@
 #include <opencv2/core.hpp>
 #include <optional>
 
+#include "kernels/block_steps.h"
 #include "kernels/cubic_sample.h"
 
 namespace dravix::kernels {
-
-/// What a perspective's numerators and denominator grow by from the origin of a block of columns to
-/// each of its columns.
-struct BlockSteps {
-  static constexpr int kColumns = 64;
-  std::array<double, kColumns> x;
-  std::array<double, kColumns> y;
-  std::array<double, kColumns> w;
-};
 
 class CubicWarp {
  public:
@@ -37,7 +29,8 @@ class CubicWarp {
   /// coordinates, or the working image contains points whose rays run along the photograph's plane.
   /// `workingFromPhoto` is 3 x 3, CV_64F. The photograph must outlive the warp.
   [[nodiscard]] static std::optional<CubicWarp> Of(const cv::Mat& photo,
-                                                   const cv::Mat& workingFromPhoto, cv::Size size);
+                                                   const cv::Mat& workingFromPhoto, cv::Size size,
+                                                   Border border = Border::kZero);
 
   [[nodiscard]] cv::Size Size() const { return size_; }
   /// Values that `Row` may write for that many columns.

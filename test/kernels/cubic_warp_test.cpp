@@ -10,6 +10,7 @@
 namespace dravix::test {
 namespace {
 
+using kernels::Border;
 using kernels::CubicWarp;
 
 cv::Mat Warped(const CubicWarp& warp) {
@@ -21,9 +22,11 @@ cv::Mat Warped(const CubicWarp& warp) {
   return padded.colRange(0, size.width).clone();
 }
 
-cv::Mat Expected(const cv::Mat& photo, const cv::Mat& perspective, cv::Size size) {
+cv::Mat Expected(const cv::Mat& photo, const cv::Mat& perspective, cv::Size size,
+                 Border border = Border::kZero) {
   cv::Mat working;
-  cv::warpPerspective(photo, working, perspective, size, cv::INTER_CUBIC, cv::BORDER_CONSTANT,
+  cv::warpPerspective(photo, working, perspective, size, cv::INTER_CUBIC,
+                      border == Border::kZero ? cv::BORDER_CONSTANT : cv::BORDER_REPLICATE,
                       cv::Scalar::all(0));
   return working;
 }
@@ -60,10 +63,14 @@ TEST_P(WarpOfRandomPerspectives, EqualsTheMatrixLibraryBitForBit) {
   const double wobble = GetParam() % 4 == 0 ? 0.5 : 0.1;
   const double turn = GetParam() % 2 == 0 ? 0.6 : 0.05;
   const cv::Mat perspective = RandomPerspective(random, photoSize, size, wobble, turn);
-  const auto warp = CubicWarp::Of(photo, perspective, size);
-  if (!warp) GTEST_SKIP() << "rays along the photograph's plane";
-  const cv::Mat expected = Expected(photo, perspective, size);
-  OnEachTarget([&] { EXPECT_TRUE(SameBytes(Warped(*warp), expected)); });
+  for (const Border border : {Border::kZero, Border::kRepeated}) {
+    const auto warp = CubicWarp::Of(photo, perspective, size, border);
+    if (!warp) GTEST_SKIP() << "rays along the photograph's plane";
+    const cv::Mat expected = Expected(photo, perspective, size, border);
+    OnEachTarget([&] {
+      EXPECT_TRUE(SameBytes(Warped(*warp), expected)) << "border " << static_cast<int>(border);
+    });
+  }
 }
 INSTANTIATE_TEST_SUITE_P(Seeds, WarpOfRandomPerspectives, testing::Range(0, 60));
 
@@ -73,6 +80,31 @@ TEST(Warp, IdentityReturnsThePhotograph) {
   ASSERT_TRUE(warp);
   OnEachTarget([&] { EXPECT_TRUE(SameBytes(Warped(*warp), photo)); });
 }
+
+/// A working image that looks past the photograph on all sides, farther than 16 bits count at the
+/// last: the library's coordinates are cut off there.
+cv::Mat Shrunk(cv::Size photo, cv::Size size, double zoom) {
+  return (cv::Mat_<double>(3, 3) << zoom, 0.01, (size.width - zoom * photo.width) / 2, -0.02, zoom,
+          (size.height - zoom * photo.height) / 2, 1e-6, -2e-6, 1);
+}
+
+class WarpBeyondThePhotograph : public testing::TestWithParam<double> {};
+
+TEST_P(WarpBeyondThePhotograph, EqualsTheMatrixLibraryBitForBit) {
+  const cv::Mat photo = RandomMat({90, 70}, CV_16UC1, 6, 0, 65536);
+  const cv::Size size(300, 200);
+  const cv::Mat perspective = Shrunk(photo.size(), size, GetParam());
+  for (const Border border : {Border::kZero, Border::kRepeated}) {
+    const auto warp = CubicWarp::Of(photo, perspective, size, border);
+    ASSERT_TRUE(warp);
+    const cv::Mat expected = Expected(photo, perspective, size, border);
+    OnEachTarget([&] {
+      EXPECT_TRUE(SameBytes(Warped(*warp), expected)) << "border " << static_cast<int>(border);
+    });
+  }
+}
+INSTANTIATE_TEST_SUITE_P(Zooms, WarpBeyondThePhotograph,
+                         testing::Values(1.9, 0.9, 0.3, 0.05, 0.002));
 
 TEST(Warp, PartOfARowEqualsTheWholeRow) {
   const cv::Mat photo = RandomMat({300, 200}, CV_16UC1, 4, 0, 65536);

@@ -14,7 +14,7 @@
 #include <thread>
 #include <utility>
 
-#include "base/broken_pipe.h"
+#include "base/write_signals.h"
 
 namespace dravix::test {
 
@@ -27,7 +27,7 @@ class PipeWriter {
   PipeWriter(const std::string& name, std::string content, Then then = Then::kWait) {
     EXPECT_EQ(mkfifo(name.c_str(), 0600), 0);
     writer_ = std::thread([this, name, then, text = std::move(content)] {
-      const base::HoldBrokenPipe hold;
+      const base::HoldWriteSignals hold;
       const int pipe = open(name.c_str(), O_WRONLY | O_CLOEXEC);
       Write(pipe, text);
       const std::string zeros(1 << 16, '\0');
