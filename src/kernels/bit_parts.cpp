@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <numeric>
+#include <vector>
 
 #include "kernels/sample_levels.h"
 
@@ -57,19 +59,36 @@ cv::Mat CutMat(const BitPicture& picture, const cv::Rect& part) {
   return Cut(picture, part).ToMat();
 }
 
-BitPicture Placed(const BitPicture& part, cv::Point at, cv::Size size) {
-  BitPicture whole(size);
+cv::Mat AllWhite(const BitPicture& picture, const cv::Rect& part, int shrink) {
+  constexpr std::uint8_t kWhite = 255;
+  cv::Mat small(part.size() / shrink, CV_8UC1);
+  std::vector<std::uint64_t> all(picture.Words());
+  for (int y = 0; y < small.rows; ++y) {
+    std::copy_n(picture.Row(part.y + y * shrink), all.size(), all.begin());
+    for (int k = 1; k < shrink; ++k) {
+      const std::uint64_t* row = picture.Row(part.y + y * shrink + k);
+      for (std::size_t i = 0; i < all.size(); ++i) all[i] &= row[i];
+    }
+    auto* pixels = small.ptr<std::uint8_t>(y);
+    for (int x = 0; x < small.cols; ++x) {
+      const std::uint64_t square = WordAt(all.data(), all.size(), part.x + x * shrink);
+      pixels[x] = (square & Lowest(shrink)) == Lowest(shrink) ? kWhite : 0;
+    }
+  }
+  return small;
+}
+
+void Paste(const BitPicture& part, cv::Point at, BitPicture& picture) {
   const auto first = static_cast<std::size_t>(at.x / kBits);
   const int shift = at.x % kBits;
   for (int y = 0; y < part.Size().height; ++y) {
     const std::uint64_t* from = part.Row(y);
-    std::uint64_t* to = whole.Row(at.y + y) + first;
+    std::uint64_t* to = picture.Row(at.y + y) + first;
     for (int x = 0; x < part.Size().width; x += kBits, ++from, ++to) {
       to[0] |= *from << shift;
       if (shift > 0 && *from >> (kBits - shift) != 0) to[1] |= *from >> (kBits - shift);
     }
   }
-  return whole;
 }
 
 void Fill(const cv::Rect& part, BitPicture& picture) {
@@ -135,6 +154,33 @@ BitPicture Without(const BitPicture& picture, const BitPicture& other) {
     for (std::size_t i = 0; i < picture.Words(); ++i) to[i] = row[i] & ~taken[i];
   }
   return rest;
+}
+
+std::uint64_t SumOfWhite(const std::uint16_t* samples, const std::uint64_t* bits,
+                         std::size_t words) {
+  std::uint64_t sum = 0;
+  for (std::size_t word = 0; word < words; ++word, samples += kBits) {
+    if (bits[word] == kAll) {
+      sum += std::accumulate(samples, samples + kBits, std::uint32_t{0});
+      continue;
+    }
+    for (std::uint64_t left = bits[word]; left != 0; left &= left - 1) {
+      sum += samples[std::countr_zero(left)];
+    }
+  }
+  return sum;
+}
+
+void ClearBlack(const std::uint64_t* bits, std::size_t words, std::uint8_t* values) {
+  for (std::size_t word = 0; word < words; ++word, values += kBits) {
+    if (bits[word] == 0) {
+      std::fill_n(values, kBits, std::uint8_t{0});
+      continue;
+    }
+    for (std::uint64_t left = ~bits[word]; left != 0; left &= left - 1) {
+      values[std::countr_zero(left)] = 0;
+    }
+  }
 }
 
 void Erode(int reach, BitPicture& picture, BitPicture& scratch) {

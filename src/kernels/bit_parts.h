@@ -1,6 +1,7 @@
 /// Rectangular parts of black-and-white pictures, and what two such pictures have in common.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
 
@@ -22,8 +23,12 @@ namespace dravix::kernels {
 [[nodiscard]] BitPicture Cut(const BitPicture& picture, const cv::Rect& part);
 /// The same as a matrix: CV_8UC1, 255 for white.
 [[nodiscard]] cv::Mat CutMat(const BitPicture& picture, const cv::Rect& part);
-/// A picture of that size that holds `part` at `at` and is black elsewhere.
-[[nodiscard]] BitPicture Placed(const BitPicture& part, cv::Point at, cv::Size size);
+/// A part in a picture that is `shrink` times smaller: CV_8UC1, 255 where all pixels of a square of
+/// that side are white. `shrink` is 1 to 8 and divides both sides of the part.
+[[nodiscard]] cv::Mat AllWhite(const BitPicture& picture, const cv::Rect& part, int shrink);
+
+/// Makes white what is white in `part`, which lies inside the picture when its corner is at `at`.
+void Paste(const BitPicture& part, cv::Point at, BitPicture& picture);
 
 /// Makes a rectangle white.
 void Fill(const cv::Rect& part, BitPicture& picture);
@@ -36,6 +41,12 @@ void Fill(const cv::Rect& part, BitPicture& picture);
 void Intersect(BitPicture& picture, const BitPicture& other);
 /// `picture` without what is white in `other`, which has the same size.
 [[nodiscard]] BitPicture Without(const BitPicture& picture, const BitPicture& other);
+
+/// The sum of the samples that stand over a white pixel of a row; both have `words` whole words.
+[[nodiscard]] std::uint64_t SumOfWhite(const std::uint16_t* samples, const std::uint64_t* bits,
+                                       std::size_t words);
+/// Makes 0 the values that stand over a black pixel of a row.
+void ClearBlack(const std::uint64_t* bits, std::size_t words, std::uint8_t* values);
 
 /// Keeps of the white only what is white in all of a square around that reaches `reach` pixels to
 /// each side; pixels outside the picture have no say. `scratch` is of this size; its content is

@@ -45,10 +45,11 @@ class PaddedRows {
   std::vector<std::uint16_t> row_;
 };
 
-/// Calls work(first row, row behind the last) for strips that the threads share.
+/// Calls work(first row, row behind the last) for strips that the threads share. They are high,
+/// because what strips do once, or twice at their borders, should not show.
 template <class Work>
 void ForEachStrip(int rows, Work&& work) {
-  constexpr int kRows = 64;
+  constexpr int kRows = 256;
   cv::parallel_for_(cv::Range(0, (rows + kRows - 1) / kRows), [&](const cv::Range& strips) {
     work(strips.start * kRows, std::min(rows, strips.end * kRows));
   });

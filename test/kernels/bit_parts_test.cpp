@@ -38,16 +38,31 @@ class BitParts : public testing::TestWithParam<int> {
   Part p_{static_cast<std::uint64_t>(GetParam())};
 };
 
-TEST_P(BitParts, AreCutAndPlaced) {
+TEST_P(BitParts, AreCutAndPasted) {
   const BitPicture bits = BitsOf(p_.picture);
   EXPECT_TRUE(SameBytes(bits.ToMat(), p_.picture));
   EXPECT_TRUE(SameBytes(Cut(bits, p_.part).ToMat(), p_.picture(p_.part)));
   EXPECT_TRUE(SameBytes(CutMat(bits, p_.part), p_.picture(p_.part)));
-  cv::Mat expected = cv::Mat::zeros(p_.picture.size(), CV_8UC1);
-  p_.picture(p_.part).copyTo(expected(p_.part));
-  const BitPicture placed = Placed(Cut(bits, p_.part), p_.part.tl(), p_.picture.size());
-  EXPECT_TRUE(SameBytes(placed.ToMat(), expected));
+  cv::Mat expected = Specks(3, p_.picture.size(), 0.1);
+  BitPicture pasted = BitsOf(expected);
+  Paste(Cut(bits, p_.part), p_.part.tl(), pasted);
+  expected(p_.part) |= p_.picture(p_.part);
+  EXPECT_TRUE(SameBytes(pasted.ToMat(), expected));
   EXPECT_EQ(IsWhite(bits, p_.part.tl()), p_.picture.at<uchar>(p_.part.tl()) != 0);
+}
+
+TEST_P(BitParts, ShrinkToWhatIsAllWhite) {
+  const cv::Mat full = Specks(static_cast<std::uint64_t>(GetParam()) + 40, p_.picture.size(), 0.95);
+  for (const int shrink : {1, 2, 3, 8}) {
+    cv::Rect part = p_.part;
+    part.width -= part.width % shrink;
+    part.height -= part.height % shrink;
+    if (part.empty()) continue;
+    cv::Mat expected;
+    cv::resize(full(part), expected, part.size() / shrink, 0, 0, cv::INTER_AREA);
+    cv::threshold(expected, expected, 254, 255, cv::THRESH_BINARY);
+    EXPECT_TRUE(SameBytes(AllWhite(BitsOf(full), part, shrink), expected)) << shrink;
+  }
 }
 
 TEST_P(BitParts, AreFilledAndCounted) {

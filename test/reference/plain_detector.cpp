@@ -16,6 +16,7 @@
 #include "checkerboard/shrink.h"
 #include "image/binary.h"
 #include "image/lit_area.h"
+#include "kernels/bit_parts.h"
 
 namespace dravix::reference {
 namespace {
@@ -79,8 +80,9 @@ std::optional<Attempt> Placed(const FoundBlocks& found, const CheckerboardDetect
                               const RectifyParams& params) {
   Attempt attempt{found.lit, found.lit.size(), {}, found.rejected};
   attempt.rects.insert(attempt.rects.end(), found.dark.begin(), found.dark.end());
-  auto placement = checkerboard::PlaceInGrid(attempt.rects, attempt.litCount,
-                                             {d.gridColumns, d.gridRows}, params.cell, d.mask);
+  auto placement =
+      checkerboard::PlaceInGrid(attempt.rects, attempt.litCount, {d.gridColumns, d.gridRows},
+                                params.cell, kernels::BitsOf(d.mask));
   if (!placement) return std::nullopt;
   attempt.placement = std::move(*placement);
   for (const std::size_t i : attempt.placement.wrongColor) {
@@ -194,7 +196,10 @@ std::int32_t Detect(CheckerboardDetector& d) {
   const PlainPictures pictures =
       reference::WarpForDetection(d.checkerboardShot->image, d.shot->image, params);
   d.rectified = reference::EightBits(pictures.board);
-  if (cv::countNonZero(reference::LitParts(d.rectified, params)) == 0) return DRAVIX_NO_LED_AREA;
+  cv::Mat lit;
+  if (cv::countNonZero(reference::LitParts(d.rectified, params, lit)) == 0) {
+    return DRAVIX_NO_LED_AREA;
+  }
   const PlainArea area = reference::LedArea(pictures.measured, params);
   if (area.box.empty()) return DRAVIX_NO_LED_AREA;
   d.mask = area.mask;

@@ -27,9 +27,9 @@ PlainPictures WarpForDetection(const cv::Mat& board, const cv::Mat& measured,
 /// A picture in 8 bits by its largest sample.
 cv::Mat EightBits(const cv::Mat& picture);
 
-/// The lit part of a picture by one threshold, closed and opened: CV_8UC1 of the expected area's
-/// size.
-cv::Mat LitParts(const cv::Mat& picture, const checkerboard::RectifyParams& params);
+/// The lit part of a picture by one threshold, closed and opened: CV_8UC1, the expected area in
+/// `lit`, which becomes the whole picture with that threshold.
+cv::Mat LitParts(const cv::Mat& picture, const checkerboard::RectifyParams& params, cv::Mat& lit);
 
 struct PlainArea {
   cv::Mat mask;  ///< CV_8UC1 of the picture's size; empty when nothing is lit

@@ -11,6 +11,7 @@
 #include "image/binary.h"
 #include "image/lit_area.h"
 #include "image/picture.h"
+#include "kernels/bit_parts.h"
 #include "reference/plain_detector.h"
 
 namespace dravix::reference {
@@ -148,30 +149,32 @@ PlainPictures WarpForDetection(const cv::Mat& board, const cv::Mat& measured,
 
 cv::Mat EightBits(const cv::Mat& picture) { return image::ToImage(picture, 0, 1); }
 
-cv::Mat LitParts(const cv::Mat& picture, const RectifyParams& params) {
-  cv::Mat gray = EightBits(picture);
-  image::BinarizeByOtsu(gray, gray);
+cv::Mat LitParts(const cv::Mat& picture, const RectifyParams& params, cv::Mat& lit) {
+  lit = EightBits(picture);
+  image::BinarizeByOtsu(lit, lit);
   const cv::Rect area = ExpectedArea(params);
-  cv::Mat lit = gray(GrownInside(area, CleaningReach(params.kernel), gray.size()));
-  image::CloseThenOpen(lit, params.kernel);
-  return gray(area);
+  cv::Mat around = lit(GrownInside(area, CleaningReach(params.kernel), lit.size()));
+  image::CloseThenOpen(around, params.kernel);
+  return lit(area);
 }
 
 PlainArea LedArea(const cv::Mat& measured, const RectifyParams& params) {
   PlainArea area{cv::Mat::zeros(measured.size(), CV_8UC1), {}, {}};
   const cv::Rect expected = ExpectedArea(params);
-  const cv::Rect first = FillLargest(LitParts(measured, params), expected.tl(), area.mask);
+  cv::Mat lit;  // is looked at again beyond the surroundings of the first search's area
+  const cv::Rect first =
+      FillLargest(reference::LitParts(measured, params, lit), expected.tl(), area.mask);
   if (first.empty()) return {};
   const InnerArea inner = PlainInner(area.mask, first, params.cell);
   const LevelMap level = PlainLevel(measured, inner, params.cell);
-  const checkerboard::OutlineInput outline{measured, area.mask, first, level, params.cell};
+  const kernels::BitPicture firstMask = kernels::BitsOf(area.mask);
+  const checkerboard::OutlineInput outline{measured, firstMask, first, level, params.cell};
   const double rise = MeasuredRise(outline);
   const double share = MeasuredOutline(outline, rise).share;
 
   const cv::Size window(static_cast<int>(params.cell.width), static_cast<int>(params.cell.height));
   const cv::Rect whole = GrownInside(first, window, measured.size()) &
                          GrownInside(expected, CleaningReach(params.kernel), measured.size());
-  cv::Mat lit(measured.size(), CV_8UC1);
   AboveShare(measured, level, share, lit)
       .FillIn(whole, RectangleInside(inner) & whole, params.kernel);
   const cv::Rect seen = whole & expected;
@@ -180,9 +183,9 @@ PlainArea LedArea(const cv::Mat& measured, const RectifyParams& params) {
     area.box = first;
     return area;
   }
-  area.excess =
-      checkerboard::MeasuredOutline({measured, area.mask, area.box, level, params.cell}, rise)
-          .excess;
+  area.excess = checkerboard::MeasuredOutline(
+                    {measured, kernels::BitsOf(area.mask), area.box, level, params.cell}, rise)
+                    .excess;
   return area;
 }
 
