@@ -5,8 +5,8 @@
 
 #include "checkerboard/checkerboard.h"
 #include "checkerboard/random_boards.h"
-#include "extractor/rectify.h"
-#include "reference/plain_transcription.h"
+#include "kernels/each_target.h"
+#include "support/log_capture.h"
 #include "support/mats.h"
 
 namespace dravix::test {
@@ -30,21 +30,64 @@ void ExpectSameDetection(const CheckerboardDetector& actual, const CheckerboardD
   }
 }
 
-class RandomBoards : public testing::TestWithParam<int> {};
+class RandomBoards : public testing::TestWithParam<int> {
+ protected:
+  /// Calls check(seed, board) for ten boards a case, 120 in all, with 1 to 4 threads.
+  template <class Check>
+  void ForEach(Check&& check) const {
+    const int threads = cv::getNumThreads();
+    for (int i = 0; i < 10; ++i) {
+      const auto seed = static_cast<std::uint64_t>(GetParam() * 10 + i);
+      SCOPED_TRACE(testing::Message() << "board " << seed);
+      cv::setNumThreads(static_cast<int>(seed % 4) + 1);
+      check(RandomBoard(seed));
+    }
+    cv::setNumThreads(threads);
+  }
+};
 
-// Ten boards a case, 120 in all.
-TEST_P(RandomBoards, AreDetectedAsThePlainDetectorDoes) {
-  for (int i = 0; i < 10; ++i) {
-    const auto seed = static_cast<std::uint64_t>(GetParam() * 10 + i);
-    SCOPED_TRACE(testing::Message() << "board " << seed);
-    const RandomBoard board(seed);
+TEST_P(RandomBoards, AreDetectedAsThePlainDetectorDoesOnEveryTarget) {
+  ForEach([](const RandomBoard& board) {
     CheckerboardDetector expected = board.Prepared();
     const std::int32_t code = reference::Detect(expected);
-    CheckerboardDetector actual = board.Prepared();
-    EXPECT_EQ(actual.checkborderPrision(), code);
-    ExpectSameDetection(actual, expected);
-  }
+    CheckerboardDetector whole = board.Prepared();
+    whole.byRows = false;
+    EXPECT_EQ(whole.checkborderPrision(), code);
+    ExpectSameDetection(whole, expected);
+    OnEachTarget([&] {
+      CheckerboardDetector actual = board.Prepared();
+      actual.byRows = true;
+      EXPECT_EQ(actual.checkborderPrision(), code);
+      ExpectSameDetection(actual, expected);
+    });
+  });
 }
+
+struct Measured {
+  Measured(const RandomBoard& board, ExtractBy by) {
+    const LogCapture log;
+    dravix.extractBy = by;
+    code = board.Measure(dravix);
+    errors = log.Errors();
+  }
+  Dravix dravix;
+  std::int32_t code = 0;
+  std::vector<std::string> errors;
+};
+
+TEST_P(RandomBoards, AreMeasuredByRowsAsThroughTheWholeImage) {
+  ForEach([](const RandomBoard& board) {
+    const Measured whole(board, ExtractBy::kWholeImage);
+    OnEachTarget([&] {
+      const Measured rows(board, ExtractBy::kRows);
+      EXPECT_EQ(rows.code, whole.code);
+      EXPECT_EQ(rows.errors, whole.errors);
+      EXPECT_TRUE(SameBytes(rows.dravix.lum, whole.dravix.lum));
+      EXPECT_TRUE(SameBytes(rows.dravix.resultImage, whole.dravix.resultImage));
+    });
+  });
+}
+
 INSTANTIATE_TEST_SUITE_P(Tens, RandomBoards, testing::Range(0, 12));
 
 TEST(RandomBoards, EndInEveryWay) {
