@@ -55,7 +55,6 @@ std::int32_t RefuseLedCounts(const char* method, std::int32_t width, std::int32_
 /// How the kernels would search for the lit area, or nothing where the matrix library has to: the
 /// camera's full scale is unknown, the smoothing is an unusual one, or the processor is too old.
 std::optional<SearchSettings> SearchByRows(const Dravix& dravix) {
-  constexpr float kWhite = 255.0F;
   if (dravix.extractBy == ExtractBy::kWholeImage) return std::nullopt;
   if (dravix.extractBy == ExtractBy::kWhatIsFaster && !dravix::kernels::VectorsAvailable()) {
     return std::nullopt;
@@ -64,7 +63,7 @@ std::optional<SearchSettings> SearchByRows(const Dravix& dravix) {
   if (fullScale <= 0) return std::nullopt;
   const auto blur = Gaussian::Of(dravix.blurKernelSize, static_cast<double>(dravix.blurSigma));
   if (!blur) return std::nullopt;
-  return SearchSettings{kWhite / static_cast<float>(fullScale), *blur, dravix.blurKernelSize};
+  return SearchSettings{dravix::kernels::EightBitScale(fullScale), *blur, dravix.blurKernelSize};
 }
 
 }  // namespace
