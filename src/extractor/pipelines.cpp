@@ -61,13 +61,12 @@ bool MayGoByRows(ExtractBy by) {
 /// How the kernels would search for the lit area, or nothing where the matrix library has to: the
 /// camera's full scale is unknown, the smoothing is an unusual one, or the processor is too old.
 std::optional<SearchSettings> SearchByRows(const Dravix& dravix) {
-  constexpr float kWhite = 255.0F;
   if (!MayGoByRows(dravix.extractBy)) return std::nullopt;
   const std::int32_t fullScale = dravix::shot::FullScale(*dravix.shot);
   if (fullScale <= 0) return std::nullopt;
   const auto blur = Gaussian::Of(dravix.blurKernelSize, static_cast<double>(dravix.blurSigma));
   if (!blur) return std::nullopt;
-  return SearchSettings{kWhite / static_cast<float>(fullScale), *blur, dravix.blurKernelSize};
+  return SearchSettings{dravix::kernels::EightBitScale(fullScale), *blur, dravix.blurKernelSize};
 }
 
 }  // namespace
