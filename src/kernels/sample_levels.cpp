@@ -102,7 +102,7 @@ int LargestSample(const cv::Mat& picture) {
   return largest;
 }
 
-float EightBitScale(int largest) {
+float ScaleToWhite(int largest) {
   constexpr double kWhite = 255;
   return largest > 0 ? static_cast<float>(kWhite / largest) : 0.0F;
 }
@@ -150,7 +150,7 @@ BitPicture Above(const cv::Mat& picture, int level) {
 }
 
 int OtsuSample(const cv::Mat& picture) {
-  const float scale = EightBitScale(LargestSample(picture));
+  const float scale = ScaleToWhite(LargestSample(picture));
   return LargestSampleUpTo(OtsuLevel(EightBitCounts(picture, scale)), scale);
 }
 

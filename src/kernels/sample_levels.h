@@ -16,7 +16,7 @@ namespace dravix::kernels {
 
 /// What the samples are multiplied by to make `largest` 255, as the matrix library computes it; 0
 /// for 0.
-[[nodiscard]] float EightBitScale(int largest);
+[[nodiscard]] float ScaleToWhite(int largest);
 
 /// How often each 8-bit value occurs when every sample is multiplied by `scale`, rounded half to
 /// even.
