@@ -4,6 +4,7 @@
 /// name or into new memory; "Flushed" also waits until the disk has them.
 #include <benchmark/benchmark.h>
 #include <dravix/bimage.h>
+#include <dravix/bio.h>
 #include <dravix/dravix.h>
 #include <dravix/shot.h>
 #include <fcntl.h>
@@ -148,6 +149,26 @@ void ToBuffer(benchmark::State& state) {
   CountBytes(state, shot.image.total() * 2);
 }
 
+/// What a save costs whatever its size: a result of 64 x 32 LEDs.
+void SaveLittle(benchmark::State& state) {
+  const cv::Mat little(32, 64, CV_32FC1, cv::Scalar(1));
+  for (auto _ : state) {
+    if (!BIO::SaveMatToBin(TheFolder().File("little.bin"), little)) {
+      state.SkipWithError("not saved");
+    }
+  }
+}
+
+template <Flush flush>
+void WriteLittle(benchmark::State& state) {
+  const std::vector<char> little(8192);
+  for (auto _ : state) {
+    if (!WritePlainly(TheFolder().File("little"), little.data(), little.size(), flush)) {
+      state.SkipWithError("not written");
+    }
+  }
+}
+
 void Sizes(benchmark::internal::Benchmark* bench) {
   bench->ArgName("megapixels")->Unit(benchmark::kMillisecond);
   for (const int megapixels : {5, 12, 20, 31, 61}) bench->Arg(megapixels);
@@ -162,6 +183,10 @@ BENCHMARK(ToBuffer)->Apply(Sizes);
 BENCHMARK(Read)->Name("ReadPlainly")->Apply(Sizes);
 BENCHMARK(ReadOrvelRaw)->Apply(Sizes);
 BENCHMARK(Load)->Apply(Sizes);
+
+BENCHMARK(WriteLittle<Flush::kNo>)->Name("WriteLittle")->Unit(benchmark::kMillisecond);
+BENCHMARK(WriteLittle<Flush::kYes>)->Name("WriteLittleFlushed")->Unit(benchmark::kMillisecond);
+BENCHMARK(SaveLittle)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 BENCHMARK_MAIN();

@@ -51,6 +51,8 @@ class ByteSource {
   virtual void Skip(std::uint64_t count) = 0;
   /// Is at its end from now on. Does not read what it passes over, which may be without end.
   virtual void End() = 0;
+  /// False for a source that may go on forever, as a pipe and a device may.
+  [[nodiscard]] virtual bool HasAnEnd() const { return false; }
 };
 
 /// Reads forward through bytes, or a source, that it does not own; never past their end.
@@ -99,6 +101,9 @@ class ByteReader {
     rest_ = rest_.subspan(here);
     if (count > here && source_ != nullptr) source_->Skip(count - here);
   }
+
+  /// False when the bytes may go on forever.
+  [[nodiscard]] bool HasAnEnd() const { return source_ == nullptr || source_->HasAnEnd(); }
 
   /// Passes over all that is left.
   void SkipRest() {

@@ -65,6 +65,19 @@ void AppendChannel(const cv::Mat& m, int channel, int depth, base::ByteSink& out
   }
 }
 
+/// Reads one channel of `m`, as far as the input goes. False when it has come to its end.
+bool ReadChannel(cv::Mat& m, int channel, base::ByteReader& in) {
+  cv::Mat plane(std::min(RowsAtATime(m), m.rows), m.cols, m.depth());
+  for (int y = 0; y < m.rows; y += plane.rows) {
+    cv::Mat rows = plane.rowRange(0, std::min(plane.rows, m.rows - y));
+    const std::span<std::byte> bytes = BytesOf(rows);
+    const std::size_t there = in.ReadUpTo(bytes);
+    if (there > 0) cv::insertChannel(rows, m.rowRange(y, y + rows.rows), channel);
+    if (there < bytes.size()) return false;
+  }
+  return true;
+}
+
 cv::Mat ReadPlanes(const MatHeader& header, base::ByteReader& in) {
   const int depth = CV_MAT_DEPTH(header.type);
   cv::Mat m(header.rows, header.cols, CV_MAKETYPE(depth, header.channels));
@@ -72,13 +85,11 @@ cv::Mat ReadPlanes(const MatHeader& header, base::ByteReader& in) {
     in.ReadUpTo(BytesOf(m));
     return m;
   }
-  std::vector<cv::Mat> planes(static_cast<std::size_t>(header.channels));
-  for (cv::Mat& plane : planes) {
-    plane.create(header.rows, header.cols, MovableDepth(depth));
-    in.ReadUpTo(BytesOf(plane));
-  }
+  // Samples that the input lacks are zero, and are not gone through one by one.
+  if (!in.Has(header.AllPlanesBytes().value_or(0))) std::ranges::fill(BytesOf(m), std::byte{0});
   cv::Mat target = Movable(m);
-  cv::merge(planes, target);
+  int channel = 0;
+  while (channel < header.channels && ReadChannel(target, channel, in)) ++channel;
   return m;
 }
 

@@ -132,6 +132,26 @@ class AlongRows {
   std::vector<std::uint64_t> second_;
 };
 
+/// 255 for every bit that is set, 0 for the others; eight pixels at a time.
+void WriteBytes(const std::uint64_t* bits, int width, std::uint8_t* pixels) {
+  constexpr int kAtOnce = 8;
+  constexpr std::uint64_t kOneEach = 0x0101010101010101;
+  constexpr std::uint64_t kOneBitEach = 0x8040201008040201;  // bit i of byte i
+  constexpr std::uint64_t kUpToTop = 0x7F7F7F7F7F7F7F7F;
+  for (int x = 0; x < width; x += kAtOnce) {
+    const std::uint64_t eight =
+        (bits[x / BitPicture::kWordBits] >> (x % BitPicture::kWordBits)) & 0xFF;
+    // Every byte gets all eight bits and keeps its own; what is left carries into the byte's top
+    // bit.
+    const std::uint64_t own = eight * kOneEach & kOneBitEach;
+    const std::uint64_t tops = (own + kUpToTop) | own;
+    const std::uint64_t white = ((tops >> 7) & kOneEach) * 0xFF;
+    for (int i = 0; i < std::min(kAtOnce, width - x); ++i) {
+      pixels[x + i] = static_cast<std::uint8_t>(white >> (kAtOnce * i));
+    }
+  }
+}
+
 }  // namespace
 
 BitPicture::BitPicture(cv::Size size)
@@ -148,13 +168,15 @@ void BitPicture::ClearBeyondWidth(std::uint64_t* row) const {
 }
 
 void BitPicture::SetAbove(const cv::Mat& gray, int level) {
-  const auto words = static_cast<std::size_t>(gray.cols / kWordBits);
   CV_Assert(gray.type() == CV_8UC1 && gray.rows == size_.height && gray.cols >= size_.width &&
-            gray.cols % kWordBits == 0 && words <= words_);
-  for (int y = 0; y < size_.height; ++y) {
-    HWY_DYNAMIC_DISPATCH(CompareBytes)(gray.ptr(y), level, words, Row(y));
-    ClearBeyondWidth(Row(y));
-  }
+            gray.cols % kWordBits == 0);
+  for (int y = 0; y < size_.height; ++y) SetRowAbove(y, gray.ptr(y), level);
+}
+
+void BitPicture::SetRowAbove(int y, const std::uint8_t* gray, int level) {
+  const auto words = static_cast<std::size_t>((size_.width + kWordBits - 1) / kWordBits);
+  HWY_DYNAMIC_DISPATCH(CompareBytes)(gray, level, words, Row(y));
+  ClearBeyondWidth(Row(y));
 }
 
 void BitPicture::Invert() {
@@ -182,16 +204,14 @@ void BitPicture::Dilate(int reach, BitPicture& scratch) {
 }
 
 cv::Mat BitPicture::ToMat() const {
-  constexpr std::uint8_t kWhite = 255;
   cv::Mat mat(size_, CV_8UC1);
-  for (int y = 0; y < size_.height; ++y) {
-    const std::uint64_t* row = Row(y);
-    auto* pixels = mat.ptr<std::uint8_t>(y);
-    for (int x = 0; x < size_.width; ++x) {
-      pixels[x] = ((row[x / kWordBits] >> (x % kWordBits)) & 1U) != 0 ? kWhite : 0;
-    }
-  }
+  for (int y = 0; y < size_.height; ++y) WriteBytes(Row(y), size_.width, mat.ptr(y));
   return mat;
+}
+
+void BitPicture::PaintWhite(const cv::Range& rows, cv::Mat& mat) const {
+  CV_Assert(mat.type() == CV_8UC1 && mat.size() == size_);
+  for (int y = rows.start; y < rows.end; ++y) WriteBytes(Row(y), size_.width, mat.ptr(y));
 }
 
 void CloseThenOpen(BitPicture& picture, int side) {

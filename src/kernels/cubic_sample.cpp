@@ -49,18 +49,6 @@ float SumAtBorder(const Samples16& photo, int left, int top, const Weights& acro
 
 }  // namespace
 
-std::array<float, 4> CubicWeights(int phase) {
-  constexpr float kSlope = -0.75F;
-  const float x = static_cast<float>(phase) / kPhases;
-  const float y = 1.0F - x;
-  Weights weights{};
-  weights[0] = kSlope * x * y * y;
-  weights[1] = ((kSlope + 2) * x - (kSlope + 3)) * x * x + 1;
-  weights[2] = ((kSlope + 2) * y - (kSlope + 3)) * y * y + 1;
-  weights[3] = kSlope * y * x * x;
-  return weights;
-}
-
 std::uint16_t CubicSample(const Samples16& photo, int x, int y) {
   const int left = (x >> kPhaseBits) - 1;
   const int top = (y >> kPhaseBits) - 1;

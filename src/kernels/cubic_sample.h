@@ -35,7 +35,26 @@ constexpr int kTaps = 4;
 /// Transactions on Acoustics, Speech, and Signal Processing 29, 1981) with the slope -0.75. Every
 /// weight is a multiple of 2^-17 below 2, so single precision holds it and all intermediate values
 /// exactly, and any way to compute it gives the same bits.
-[[nodiscard]] std::array<float, 4> CubicWeights(int phase);
+[[nodiscard]] constexpr std::array<float, kTaps> CubicWeights(int phase) {
+  constexpr float kSlope = -0.75F;
+  const float x = static_cast<float>(phase) / kPhases;
+  const float y = 1.0F - x;
+  return {kSlope * x * y * y, ((kSlope + 2) * x - (kSlope + 3)) * x * x + 1,
+          ((kSlope + 2) * y - (kSlope + 3)) * y * y + 1, kSlope * y * x * x};
+}
+
+/// The weights of every phase, tap by tap, as vectors look them up.
+struct CubicTable {
+  static constexpr std::size_t kAlignment = 64;
+  alignas(kAlignment) float of[kTaps][kPhases];
+};
+inline constexpr CubicTable kCubicTable = [] {
+  CubicTable table{};
+  for (int phase = 0; phase < kPhases; ++phase) {
+    for (std::size_t k = 0; k < kTaps; ++k) table.of[k][phase] = CubicWeights(phase)[k];
+  }
+  return table;
+}();
 
 /// The photograph at (x, y), in 1/32 pixel. Inside, the sum goes row by row, each row from left to
 /// right; the rows' sums are then added from the top. Where a tap lies outside the photograph, the

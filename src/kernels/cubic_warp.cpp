@@ -1,13 +1,14 @@
 // Input: 16-bit samples and the perspective from working pixels to photograph pixels. Idea: a
-// vector holds as many neighboring working pixels as it has 32-bit lanes. Their positions in the
-// photograph are computed first (cubic_positions-inl.h), then all of them are filtered at once
-// (cubic_filter-inl.h). Output: a row of the working image. Each step keeps the arithmetic and the
-// order of sums of cv::warpPerspective; its file says how. The portable target does the same pixel
-// by pixel, with the plain functions that the vectors fall back to.
+// vector holds as many neighboring working pixels as it has 32-bit lanes. For some vectors at a
+// time, their positions in the photograph are computed (cubic_positions-inl.h), then the way to
+// their taps is found (cubic_windows-inl.h), then all are filtered (cubic_filter-inl.h, or for
+// 8-bit values cubic_eight_bits-inl.h): each of these loops is short enough for the processor to
+// work on several vectors at once. Output: a row of the working image. Each file says why its
+// results have the bits of cv::warpPerspective. The portable target does the same pixel by pixel,
+// with the plain functions that the vectors fall back to.
 #include "kernels/cubic_warp.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <opencv2/core/utility.hpp>
 
@@ -17,6 +18,7 @@
 #include <hwy/highway.h>
 
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+#include "kernels/cubic_eight_bits-inl.h"
 #include "kernels/cubic_filter-inl.h"
 #include "kernels/cubic_positions-inl.h"
 #endif
@@ -26,18 +28,27 @@ namespace dravix::kernels::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
-void WarpRow(const Samples16& photo, const std::array<double, 9>& m, const BlockSteps& steps, int y,
-             int begin, int end, std::uint16_t* samples) {
-  for (int block = begin; block < end; block += CubicWarp::kBlockWidth) {
-    const double originX = m[0] * block + m[1] * y + m[2];
-    const double originY = m[3] * block + m[4] * y + m[5];
-    const double originW = m[6] * block + m[7] * y + m[8];
-    for (int i = 0; i < std::min(CubicWarp::kBlockWidth, end - block); ++i) {
+void WarpRow(const Samples16& photo, const Perspective& p, int y, int begin, int end,
+             std::uint16_t* samples) {
+  for (int block = begin; block < end; block += Perspective::kBlock) {
+    const double originX = p.m[0] * block + p.m[1] * y + p.m[2];
+    const double originY = p.m[3] * block + p.m[4] * y + p.m[5];
+    const double originW = p.m[6] * block + p.m[7] * y + p.m[8];
+    for (int i = 0; i < std::min(Perspective::kBlock, end - block); ++i) {
       const auto column = static_cast<std::size_t>(i);
-      const double scale = kPhases / (originW + steps.w[column]);
-      *samples++ = CubicSample(photo, cvRound((originX + steps.x[column]) * scale),
-                               cvRound((originY + steps.y[column]) * scale));
+      const double scale = kPhases / (originW + p.stepsW[column]);
+      *samples++ = CubicSample(photo, cvRound((originX + p.stepsX[column]) * scale),
+                               cvRound((originY + p.stepsY[column]) * scale));
     }
+  }
+}
+
+void WarpEightBitRow(const Samples16& photo, const Perspective& p, int y, int width,
+                     const EightBitScale& scale, std::uint16_t* values) {
+  WarpRow(photo, p, y, 0, width, values);
+  for (int i = 0; i < width; ++i) {
+    const int value = cvRound(static_cast<float>(values[i]) * scale.factor);
+    values[i] = static_cast<std::uint16_t>(std::min(value, scale.largestValue));
   }
 }
 
@@ -45,16 +56,50 @@ void WarpRow(const Samples16& photo, const std::array<double, 9>& m, const Block
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-void WarpRow(const Samples16& photo, const std::array<double, 9>& m, const BlockSteps& steps, int y,
-             int begin, int end, std::uint16_t* samples) {
+constexpr auto kVectors = Parabolas::kColumns / static_cast<int>(hn::MaxLanes(kInts));
+
+/// Calls make(i, ways, count) for the columns from `begin` to `end`, some vectors at a time; the
+/// first of them begins i columns after `begin`.
+template <class Make>
+HWY_INLINE void ForEachPart(const Samples16& photo, const Perspective& p, int y, int begin, int end,
+                            Make&& make) {
   const auto lanes = static_cast<int>(hn::Lanes(kFloats));
-  for (int block = begin; block < end; block += CubicWarp::kBlockWidth) {
-    const Origin origin = OriginOf(m, block, y);
-    const int columns = std::min(CubicWarp::kBlockWidth, end - block);
-    for (int i = 0; i < columns; i += lanes) {
-      WarpVector(photo, PositionsAt(origin, steps, i), samples + (block - begin) + i);
-    }
+  Way ways[kVectors];
+  for (int x = begin; x < end; x += Parabolas::kColumns) {
+    const int columns = std::min(Parabolas::kColumns, end - x);
+    const int count = (columns + lanes - 1) / lanes;
+    FindWays(photo, Parabolas(p, x, y), count, ways);
+    make(x - begin, ways, count);
   }
+}
+
+void WarpRow(const Samples16& photo, const Perspective& p, int y, int begin, int end,
+             std::uint16_t* samples) {
+  const auto lanes = static_cast<int>(hn::Lanes(kFloats));
+  ForEachPart(photo, p, y, begin, end, [&](int column, const Way* ways, int count) {
+    for (int i = 0; i < count; ++i) {
+      PrefetchBelow(photo, ways[i]);
+      Sample(photo, ways[i], samples + column + i * lanes);
+    }
+  });
+}
+
+void WarpEightBitRow(const Samples16& photo, const Perspective& p, int y, int width,
+                     const EightBitScale& scale, std::uint16_t* values) {
+  const auto lanes = static_cast<int>(hn::Lanes(kFloats));
+  HWY_ALIGN float sums[Parabolas::kColumns];
+  ForEachPart(photo, p, y, 0, width, [&](int column, const Way* ways, int count) {
+    FusedSums filter(photo, scale);
+    for (int i = 0; i < count; ++i) {
+      PrefetchBelow(photo, ways[i]);
+      filter.Add(ways[i], sums + i * lanes);
+    }
+    for (int i = 0; i < count; ++i) {
+      std::uint16_t* place = values + column + i * lanes;
+      const bool certain = StoreEightBits(hn::Load(kFloats, sums + i * lanes), scale, place);
+      if (HWY_UNLIKELY(!certain || !filter.Certain())) ExactEightBits(photo, ways[i], scale, place);
+    }
+  });
 }
 
 #endif
@@ -66,55 +111,13 @@ HWY_AFTER_NAMESPACE();
 namespace dravix::kernels {
 namespace {
 
+HWY_EXPORT(WarpEightBitRow);
 HWY_EXPORT(WarpRow);
-
-/// A linear function of working pixels, by its values at the corners of an area.
-struct Extremes {
-  double low;
-  double high;
-};
-
-Extremes Over(cv::Size size, double perX, double perY, double constant) {
-  Extremes found{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
-  for (const int x : {0, size.width}) {
-    for (const int y : {0, size.height}) {
-      const double value = perX * x + perY * y + constant;
-      if (!(std::abs(value) < std::numeric_limits<double>::infinity())) return {-1, 1};
-      found = {std::min(found.low, value), std::max(found.high, value)};
-    }
-  }
-  return found;
-}
-
-/// True when every pixel of the area has a position that 32 bits hold in 1/32 pixel with room to
-/// spare: then the library's guards against zero and overflow never act.
-bool AllPositionsFinite(const std::array<double, 9>& m, cv::Size area) {
-  constexpr double kFarthest = 1e9;
-  const Extremes w = Over(area, m[6], m[7], m[8]);
-  if (w.low <= 0 && w.high >= 0) return false;
-  const double nearest = std::min(std::abs(w.low), std::abs(w.high));
-  for (const std::size_t row : {0U, 3U}) {
-    const Extremes v = Over(area, m.at(row), m.at(row + 1), m.at(row + 2));
-    const double most = std::max(std::abs(v.low), std::abs(v.high));
-    if (!(kPhases * most / nearest < kFarthest)) return false;
-  }
-  return true;
-}
 
 }  // namespace
 
 int CubicWarp::PaddedWidth(int columns) {
   return (columns + kBlockWidth - 1) / kBlockWidth * kBlockWidth;
-}
-
-CubicWarp::CubicWarp(const Samples16& photo, const std::array<double, 9>& photoFromWorking,
-                     cv::Size size)
-    : photo_(photo), photoFromWorking_(photoFromWorking), steps_(), size_(size) {
-  for (std::size_t i = 0; i < kBlockWidth; ++i) {
-    steps_.x[i] = photoFromWorking[0] * static_cast<double>(i);
-    steps_.y[i] = photoFromWorking[3] * static_cast<double>(i);
-    steps_.w[i] = photoFromWorking[6] * static_cast<double>(i);
-  }
 }
 
 std::optional<CubicWarp> CubicWarp::Of(const cv::Mat& photo, const cv::Mat& workingFromPhoto,
@@ -127,21 +130,22 @@ std::optional<CubicWarp> CubicWarp::Of(const cv::Mat& photo, const cv::Mat& work
   }
   const auto stride = static_cast<std::int64_t>(photo.step1());
   if (stride * photo.rows > std::numeric_limits<std::int32_t>::max()) return std::nullopt;
-  CV_Assert(workingFromPhoto.size() == cv::Size(3, 3) && workingFromPhoto.type() == CV_64FC1);
-  std::array<double, 9> inverse{};
-  cv::Mat inverseMatrix(3, 3, CV_64FC1, inverse.data());
-  workingFromPhoto.copyTo(inverseMatrix);
-  cv::invert(inverseMatrix, inverseMatrix);
-  if (!AllPositionsFinite(inverse, {PaddedWidth(size.width), size.height})) return std::nullopt;
+  const auto photoFromWorking =
+      Perspective::Of(workingFromPhoto, {PaddedWidth(size.width), size.height});
+  if (!photoFromWorking) return std::nullopt;
   const Samples16 samples{photo.ptr<std::uint16_t>(), photo.cols, photo.rows,
                           static_cast<std::ptrdiff_t>(stride), border};
-  return CubicWarp(samples, inverse, size);
+  return CubicWarp(samples, *photoFromWorking, size);
 }
 
 void CubicWarp::Row(int y, const cv::Range& columns, std::uint16_t* samples) const {
   CV_DbgAssert(columns.start % kBlockWidth == 0);
   HWY_DYNAMIC_DISPATCH(WarpRow)
-  (photo_, photoFromWorking_, steps_, y, columns.start, columns.end, samples);
+  (photo_, photoFromWorking_, y, columns.start, columns.end, samples);
+}
+
+void CubicWarp::EightBitRow(int y, const EightBitScale& scale, std::uint16_t* values) const {
+  HWY_DYNAMIC_DISPATCH(WarpEightBitRow)(photo_, photoFromWorking_, y, size_.width, scale, values);
 }
 
 }  // namespace dravix::kernels

@@ -7,14 +7,14 @@
 /// the working image.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
 #include <optional>
 
-#include "kernels/block_steps.h"
 #include "kernels/cubic_sample.h"
+#include "kernels/eight_bit_scale.h"
+#include "kernels/perspective.h"
 
 namespace dravix::kernels {
 
@@ -22,7 +22,7 @@ class CubicWarp {
  public:
   /// Columns whose coordinates are computed from one origin; a row's parts begin at multiples of
   /// it.
-  static constexpr int kBlockWidth = BlockSteps::kColumns;
+  static constexpr int kBlockWidth = Perspective::kBlock;
 
   /// The warp of `photo` into a working image of `size`, or nothing where it cannot be done here:
   /// the photograph is not CV_16UC1, an image is smaller than a block or too large for 16-bit
@@ -38,13 +38,16 @@ class CubicWarp {
   /// Writes columns.size() samples of row y to `samples`, and up to PaddedWidth of it without
   /// meaning. columns.start is a multiple of kBlockWidth. Rows may be made by several threads.
   void Row(int y, const cv::Range& columns, std::uint16_t* samples) const;
+  /// Writes the 8-bit values of row y's samples, in 16-bit places, and up to PaddedWidth of the
+  /// width without meaning.
+  void EightBitRow(int y, const EightBitScale& scale, std::uint16_t* values) const;
 
  private:
-  CubicWarp(const Samples16& photo, const std::array<double, 9>& photoFromWorking, cv::Size size);
+  CubicWarp(const Samples16& photo, const Perspective& photoFromWorking, cv::Size size)
+      : photo_(photo), photoFromWorking_(photoFromWorking), size_(size) {}
 
   Samples16 photo_;
-  std::array<double, 9> photoFromWorking_;
-  BlockSteps steps_;
+  Perspective photoFromWorking_;
   cv::Size size_;
 };
 

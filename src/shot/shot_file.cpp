@@ -132,10 +132,14 @@ base::Content StreamOf(const Shot& shot) {
   return [&shot](base::ByteSink& out) { WriteStream(shot, out); };
 }
 
+/// How many tags are read from a pipe or device, which may give tags without end. Seven are enough
+/// for every group; this many take a few milliseconds.
+constexpr std::uint64_t kMostTagsOfStream = 1 << 16;
+
 /// Reads into the groups that the shot has already. An unknown tag carries nothing, so the next
 /// four bytes are the next tag. The end of the input ends the list.
 void ReadGroups(Shot& shot, base::ByteReader& in) {
-  for (;;) {
+  for (std::uint64_t tags = 0; in.HasAnEnd() || tags < kMostTagsOfStream; ++tags) {
     switch (in.ReadOr<std::uint32_t>(kEnd)) {
       case kDevice:
         ReadGroup(shot.device, in);

@@ -106,6 +106,54 @@ TEST_P(WarpBeyondThePhotograph, EqualsTheMatrixLibraryBitForBit) {
 INSTANTIATE_TEST_SUITE_P(Zooms, WarpBeyondThePhotograph,
                          testing::Values(1.9, 0.9, 0.3, 0.05, 0.002));
 
+cv::Mat WarpedToEightBits(const CubicWarp& warp, std::int32_t fullScale) {
+  const cv::Size size = warp.Size();
+  const kernels::EightBitScale scale(fullScale);
+  cv::Mat padded(size.height, CubicWarp::PaddedWidth(size.width), CV_16UC1);
+  for (int y = 0; y < size.height; ++y) warp.EightBitRow(y, scale, padded.ptr<std::uint16_t>(y));
+  return padded.colRange(0, size.width).clone();
+}
+
+/// As the matrix library converts samples, but in 16-bit places.
+cv::Mat EightBitsOf(const cv::Mat& samples, std::int32_t fullScale) {
+  cv::Mat values;
+  samples.convertTo(values, CV_8U, static_cast<double>(255.0F / static_cast<float>(fullScale)));
+  values.convertTo(values, CV_16U);
+  return values;
+}
+
+TEST(EightBits, EqualTheMatrixLibrarysConversionForEverySample) {
+  cv::Mat photo(256, 256, CV_16UC1);
+  for (int i = 0; i < 65536; ++i) {
+    photo.at<std::uint16_t>(i / 256, i % 256) = static_cast<std::uint16_t>(i);
+  }
+  const auto warp = CubicWarp::Of(photo, cv::Mat::eye(3, 3, CV_64FC1), photo.size());
+  ASSERT_TRUE(warp);
+  for (const std::int32_t fullScale : {1, 255, 1023, 4095, 16383, 65535, 1048575}) {
+    const cv::Mat expected = EightBitsOf(photo, fullScale);
+    OnEachTarget([&] {
+      EXPECT_TRUE(SameBytes(WarpedToEightBits(*warp, fullScale), expected)) << fullScale;
+    });
+  }
+}
+
+TEST_P(WarpOfRandomPerspectives, HasTheEightBitsOfTheSamples) {
+  cv::RNG random(static_cast<std::uint64_t>(GetParam()) * 6271 + 5);
+  const cv::Size photoSize(random.uniform(64, 400), random.uniform(64, 400));
+  const cv::Size size(random.uniform(64, 400), random.uniform(64, 400));
+  const std::int32_t fullScale = (1 << random.uniform(7, 17)) - 1;
+  // Every fifth photograph has samples above full scale.
+  cv::Mat photo =
+      RandomMat(photoSize, CV_16UC1, random.next(), 0, GetParam() % 5 == 0 ? 65536 : fullScale + 1);
+  if (GetParam() % 3 == 0) photo = (photo & 1) * fullScale;  // sums of the largest terms
+  const cv::Mat perspective = RandomPerspective(random, photoSize, size, 0.1, 0.1);
+  const auto warp = CubicWarp::Of(photo, perspective, size);
+  if (!warp) GTEST_SKIP() << "rays along the photograph's plane";
+  const cv::Mat expected = EightBitsOf(Expected(photo, perspective, size), fullScale);
+  OnEachTarget(
+      [&] { EXPECT_TRUE(SameBytes(WarpedToEightBits(*warp, fullScale), expected)) << fullScale; });
+}
+
 TEST(Warp, PartOfARowEqualsTheWholeRow) {
   const cv::Mat photo = RandomMat({300, 200}, CV_16UC1, 4, 0, 65536);
   cv::RNG random(9);

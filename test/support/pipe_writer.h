@@ -22,7 +22,7 @@ namespace dravix::test {
 /// object lives: a reader that wants more than there is waits forever.
 class PipeWriter {
  public:
-  enum class Then { kWait, kZerosWithoutEnd };
+  enum class Then { kWait, kZerosWithoutEnd, kLastByteWithoutEnd };
 
   PipeWriter(const std::string& name, std::string content, Then then = Then::kWait) {
     EXPECT_EQ(mkfifo(name.c_str(), 0600), 0);
@@ -30,8 +30,9 @@ class PipeWriter {
       const base::HoldWriteSignals hold;
       const int pipe = open(name.c_str(), O_WRONLY | O_CLOEXEC);
       Write(pipe, text);
-      const std::string zeros(1 << 16, '\0');
-      while (then == Then::kZerosWithoutEnd && Write(pipe, zeros)) continue;
+      const char again = then == Then::kLastByteWithoutEnd ? text.back() : '\0';
+      const std::string more(1 << 16, again);
+      while (then != Then::kWait && Write(pipe, more)) continue;
       done_.get_future().wait();
       close(pipe);
     });
