@@ -10,6 +10,7 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
+#include "files/json_file.h"
 #include "files/names.h"
 #include "files/scene_json.h"
 #include "files/stored_data.h"
@@ -21,6 +22,7 @@
 #include "terminal/failure.h"
 #include "terminal/progress.h"
 #include "terminal/text_values.h"
+#include "terminal/warning.h"
 
 namespace dravix::tool {
 namespace {
@@ -180,8 +182,7 @@ sim::Scene SceneFor(const Options& o) {
     scene = *named;
   }
   if (!o.scene.empty()) {
-    const Json json = Json::parse(ReadFile(o.scene), nullptr, false);
-    if (json.is_discarded()) throw InputFailure(o.scene, "is no valid JSON");
+    const Json json = ReadJson(o.scene);
     try {
       ApplyScene(o.scene, json, scene);
     } catch (const Failure& failure) {
@@ -257,6 +258,10 @@ void Run(const Options& o) {
     if (!o.board.empty()) SaveShot(o.board, AsStored(scene, sim::RenderCheckerboard(scene)));
   }
   if (!o.truth.empty()) SaveTruth(o.truth, scene, photo->truth);
+  if (!o.truth.empty() && photo->truth.grid.area() > kMostCells) {
+    PrintWarning(o.truth + ": does not list the corners of its " + SizeText(photo->truth.grid) +
+                 " blocks, which are more than " + std::to_string(kMostCells));
+  }
   if (!o.saveScene.empty()) WriteFile(o.saveScene, SceneJson(scene).dump(2) + "\n");
   Report(o, scene, photo->truth);
 }
