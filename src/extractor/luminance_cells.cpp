@@ -9,6 +9,7 @@
 #include "extractor/extractor.h"
 #include "extractor/measured_marks.h"
 #include "extractor/resample.h"
+#include "extractor/stretched_columns.h"
 
 namespace {
 
@@ -44,9 +45,12 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const CheckerboardDetector& de
                             static_cast<std::size_t>(c));
       const std::vector<ColumnRun> runs = CellRuns(detector, cell, border);
       if (!dravix::extractor::EveryColumnHasMask(runs)) return DRAVIX_BAD_ARGUMENT;
-      const cv::Mat columns = dravix::extractor::ResampleColumns(image(cell), runs, cellHeight);
       const cv::Rect place(singleAreaSize * c, singleAreaSize * r, cellWidth, cellHeight);
-      dravix::extractor::ResampleRows(columns, cellWidth).copyTo(lum(place));
+      const cv::Mat target = lum(place);
+      dravix::extractor::ForEachStrip(
+          image(cell), runs, cellHeight, [&](int first, const cv::Mat& strip) {
+            dravix::extractor::ResampleRows(strip, target.rowRange(first, first + strip.rows));
+          });
     }
   }
   dravix::extractor::ReplaceBorderLeds(lum, kBorderDepth);
