@@ -34,6 +34,8 @@ else()
   endif()
 endif()
 
+include(DravixHardening)
+
 # dravix_setup(<target>) gives a target the warnings, the language level and the hidden symbols that all targets share.
 function(dravix_setup target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:dravix_compile>)

@@ -109,13 +109,17 @@ void Sample(const FineSpot& spot, int radius, int stepX, int stepY, float* out) 
 
 }  // namespace
 
+int ReachOf(double emitterSide, Defocus defocus, double blur) {
+  const double reach = defocus == Defocus::kDisk ? blur : kGaussianReach * blur;
+  return static_cast<int>(std::ceil(0.5 * emitterSide + reach + 1.0));
+}
+
 // The lens's blur is drawn on a grid finer than the pixels. Summing it over a window as wide as the
 // emitter, and again over one as wide as a pixel, gives at every fine sample the light that a pixel
 // with its center there receives. Every steps-th sample then is the spot as whole pixels see it,
 // and where the first one lies decides the place of the spot's center inside its pixel.
 SpotKernel::SpotKernel(double emitterSide, Defocus defocus, double blur) {
-  const double reach = defocus == Defocus::kDisk ? blur : kGaussianReach * blur;
-  radius_ = static_cast<int>(std::ceil(0.5 * emitterSide + reach + 1.0));
+  radius_ = ReachOf(emitterSide, defocus, blur);
   steps_ = StepsFor(radius_);
   sideSquared_ = static_cast<std::size_t>(Side()) * static_cast<std::size_t>(Side());
 

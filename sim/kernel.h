@@ -8,12 +8,16 @@
 
 namespace dravix::sim {
 
+/// How far the spot of such an emitter reaches from its center, in whole pixels. `emitterSide` and
+/// `blur` (the disk's radius or the Gaussian's sigma) are in pixels.
+[[nodiscard]] int ReachOf(double emitterSide, Defocus defocus, double blur);
+
 /// The spot of a square emitter that the lens blurs and the sensor sums up over whole pixels. There
 /// is one spot for each of `Steps()` by `Steps()` places of its center inside a pixel. The weights
 /// of each spot sum to 1.
 class SpotKernel {
  public:
-  /// `emitterSide` and `blur` (the disk's radius or the Gaussian's sigma) are in pixels.
+  /// The numbers are those of ReachOf.
   SpotKernel(double emitterSide, Defocus defocus, double blur);
 
   int Radius() const { return radius_; }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "sim/kernel.h"
 #include "sim/projection.h"
 
 namespace dravix::sim {
@@ -22,6 +23,11 @@ cv::Size LastBlockOf(const Scene& scene) {
   const cv::Size grid = GridOf(scene);
   return {scene.screen.ledWidth - (grid.width - 1) * block,
           scene.screen.ledHeight - (grid.height - 1) * block};
+}
+
+int SpotReachOf(const Scene& scene) {
+  return ReachOf(scene.screen.emitterFill * scene.pose.pitch, scene.optics.defocus,
+                 scene.optics.blur * scene.pose.pitch);
 }
 
 cv::Size PhotoSizeOf(const Scene& scene) {

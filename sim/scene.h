@@ -121,6 +121,8 @@ struct Scene {
 cv::Size GridOf(const Scene& scene);
 /// The width of the last column's blocks and the height of the last row's blocks, in LEDs.
 cv::Size LastBlockOf(const Scene& scene);
+/// How far the light of one LED reaches on the sensor from the LED's center, in whole pixels.
+int SpotReachOf(const Scene& scene);
 /// The photograph's size in pixels: the sensor's size, or as large as the screen and margin need.
 cv::Size PhotoSizeOf(const Scene& scene);
 

@@ -13,13 +13,15 @@
 
 namespace dravix::api {
 
-/// Logs one error line. Where there is no memory to join several lines, they are logged as they
-/// are.
+/// Logs one error line. Where there is no memory for a copy without control characters, it is the
+/// text up to the first of them.
 inline void Log(const char* exportName, const char* what) noexcept {
   try {
     AlgoLogError("%s: %s", exportName, base::OneLine(what).c_str());
   } catch (const std::exception&) {
-    AlgoLogError("%s: %s", exportName, what);
+    int length = 0;
+    while (static_cast<unsigned char>(what[length]) >= ' ') ++length;
+    AlgoLogError("%s: %.*s", exportName, length, what);
   }
 }
 

@@ -38,7 +38,8 @@ class LogTextWithName {
   const char* text_;
 };
 
-/// Writes the line at error level.
+/// Writes the line at error level. Control characters of the name are written out, so that it stays
+/// one line.
 void LogError(LogText text);
 void LogError(LogTextWithName text, const std::string& fullname);
 

@@ -1,28 +1,23 @@
-/// Messages of other libraries in the form that the log takes: one line each.
+/// Foreign text in the form that a log or a terminal takes: one line, without control characters.
+///
+/// The name of a file, the text of a camera or the message of another library may hold line breaks,
+/// with which it could put lines of its own making into a log, or the sequences that steer a
+/// terminal. Every such text passes through here before it is written.
 #pragma once
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 
 namespace dravix::base {
 
-/// The text with one blank in place of every line break and the white space around it. OpenCV
-/// begins each line of a longer message with "> "; those marks are removed.
-[[nodiscard]] inline std::string OneLine(std::string_view text) {
-  constexpr std::string_view kBreaks = "\r\n";
-  const bool several = text.find_first_of(kBreaks) != std::string_view::npos;
-  const std::string_view before = several ? " \t>" : " \t";
-  std::string line;
-  while (!text.empty()) {
-    std::string_view part = text.substr(0, text.find_first_of(kBreaks));
-    text.remove_prefix(std::min(part.size() + 1, text.size()));
-    part.remove_prefix(std::min(part.find_first_not_of(before), part.size()));
-    part = part.substr(0, part.find_last_not_of(" \t") + 1);
-    if (!line.empty() && !part.empty()) line += ' ';
-    line += part;
-  }
-  return line;
-}
+/// The text with every control character written out: \n, \r, \t, others as \x1b and so on.
+/// These are the bytes below a blank and DEL, and in UTF-8 the controls from U+0080 to U+009F and
+/// the separators of lines and paragraphs, U+2028 and U+2029. All other bytes stay as they are.
+[[nodiscard]] std::string Visible(std::string_view text);
+
+/// The text with one blank in place of every line break and the white space around it, and other
+/// control characters written out. OpenCV begins each line of a longer message with "> "; those
+/// marks are removed.
+[[nodiscard]] std::string OneLine(std::string_view text);
 
 }  // namespace dravix::base

@@ -22,7 +22,7 @@ class OpenCell {
   }
   void Finish(cv::Mat& lum) {
     averages_.Finish();
-    ResampleRows(columns_, cell_.leds.width).copyTo(lum(cell_.leds));
+    ResampleRows(columns_, lum(cell_.leds));
   }
 
  private:

@@ -138,6 +138,9 @@ class Dravix {
   std::int32_t ExportImage(const std::string& fullname, bool colored) const;
 
  private:
-  /// Makes both result matrices from the area's columns, each resampled to ledHeight values.
-  void Keep(const cv::Mat& columns);
+  /// Measures LED rows, `first` and those below it, into `measured` (CV_32FC1, one element per LED)
+  /// from the values of the area's columns in these rows.
+  void MeasureRows(const cv::Mat& columns, int first, const cv::Mat& measured) const;
+  /// Makes both result matrices from what was measured, whose border it replaces.
+  void Keep(cv::Mat& measured);
 };

@@ -13,37 +13,44 @@
 #include "extractor/extractor.h"
 #include "extractor/measured_marks.h"
 #include "extractor/resample.h"
+#include "extractor/stretched_columns.h"
 
 namespace {
 
 using dravix::extractor::ColumnRun;
 using dravix::extractor::FirstRuns;
 using dravix::extractor::ReplaceBorderLeds;
-using dravix::extractor::ResampleColumns;
 using dravix::extractor::ResampleRows;
 
 /// The defocus spills light over the lit area's edge, so this many outer rows and columns of LEDs
 /// are measured too low and are replaced.
 constexpr int kBorderDepth = 4;
 
-/// Measures each row at its own LED count and spreads it over the full width by repeating values.
-cv::Mat ResampleUnequalRows(const cv::Mat& columns, int ledWidth,
-                            const std::vector<std::int32_t>& rowLedNums, int rowGroup) {
-  cv::Mat result = cv::Mat::zeros(columns.rows, ledWidth, CV_32FC1);
-  CV_Assert(rowGroup >= 1);
+/// How many LEDs the rows have where they differ in length.
+struct RowCounts {
+  const std::vector<std::int32_t>& ledNums;  ///< of each group of rows, from the top
+  int rowGroup;
+};
+
+/// Measures each row at its own LED count and spreads it over the target's width by repeating
+/// values. `first` is the number of the first row.
+void ResampleUnequalRows(const cv::Mat& columns, int first, const RowCounts& counts,
+                         const cv::Mat& target) {
+  CV_Assert(counts.rowGroup >= 1);
   for (int begin = 0; begin < columns.rows;) {
-    const int end = begin + std::min(rowGroup, columns.rows - begin);
-    const auto group = static_cast<std::size_t>(begin / rowGroup);
-    CV_Assert(group < rowLedNums.size());
-    const int count = rowLedNums[group];
+    const int left = counts.rowGroup - (first + begin) % counts.rowGroup;
+    const int end = begin + std::min(left, columns.rows - begin);
+    const auto group = static_cast<std::size_t>((first + begin) / counts.rowGroup);
+    CV_Assert(group < counts.ledNums.size());
+    const int count = counts.ledNums[group];
     CV_CheckGE(count, 1, "a row needs an LED");
-    CV_CheckLE(count, ledWidth, "a row has more LEDs than the widest");
-    const cv::Mat measured = ResampleRows(columns.rowRange(begin, end), count);
-    cv::Mat target = result.rowRange(begin, end);
-    cv::resize(measured, target, target.size(), 0, 0, cv::INTER_NEAREST);
+    CV_CheckLE(count, target.cols, "a row has more LEDs than the widest");
+    cv::Mat measured(end - begin, count, CV_32FC1);
+    ResampleRows(columns.rowRange(begin, end), measured);
+    cv::Mat rows = target.rowRange(begin, end);
+    cv::resize(measured, rows, rows.size(), 0, 0, cv::INTER_NEAREST);
     begin = end;
   }
-  return result;
 }
 
 [[noreturn]] void RefuseOutsideMask() {
@@ -68,7 +75,11 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv:
   if (!dravix::extractor::EveryColumnHasMask(runs)) return DRAVIX_BAD_ARGUMENT;
   if (across.size() < rect.width) RefuseOutsideMask();
   RequireInnerLeds(ledWidth, ledHeight);
-  Keep(ResampleColumns(image.colRange(across), runs, ledHeight));
+  cv::Mat measured(ledHeight, ledWidth, CV_32FC1);
+  dravix::extractor::ForEachStrip(
+      image.colRange(across), runs, ledHeight,
+      [&](int first, const cv::Mat& strip) { MeasureRows(strip, first, measured); });
+  Keep(measured);
   return DRAVIX_OK;
 }
 
@@ -76,14 +87,22 @@ std::int32_t Dravix::MeasureByRows(const dravix::kernels::CubicWarp& rows,
                                    const dravix::extractor::LitColumns& area) {
   if (!dravix::extractor::EveryColumnHasMask(area.runs)) return DRAVIX_BAD_ARGUMENT;
   RequireInnerLeds(ledWidth, ledHeight);
-  Keep(dravix::extractor::Measure(rows, area, ledHeight));
+  cv::Mat measured(ledHeight, ledWidth, CV_32FC1);
+  MeasureRows(dravix::extractor::Measure(rows, area, ledHeight), 0, measured);
+  Keep(measured);
   return DRAVIX_OK;
 }
 
-void Dravix::Keep(const cv::Mat& columns) {
-  cv::Mat measured = rowLedNums.empty()
-                         ? ResampleRows(columns, ledWidth)
-                         : ResampleUnequalRows(columns, ledWidth, rowLedNums, rowGroup);
+void Dravix::MeasureRows(const cv::Mat& columns, int first, const cv::Mat& measured) const {
+  const cv::Mat target = measured.rowRange(first, first + columns.rows);
+  if (rowLedNums.empty()) {
+    ResampleRows(columns, target);
+  } else {
+    ResampleUnequalRows(columns, first, {rowLedNums, rowGroup}, target);
+  }
+}
+
+void Dravix::Keep(cv::Mat& measured) {
   ReplaceBorderLeds(measured, kBorderDepth);
   resultImage = dravix::extractor::MeasuredMarks(measured.size());
   lum = measured;

@@ -15,6 +15,7 @@
 #include "extractor/measured_marks.h"
 #include "extractor/rectify.h"
 #include "extractor/resample.h"
+#include "extractor/stretched_columns.h"
 
 namespace {
 
@@ -95,9 +96,11 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const CheckerboardDetector& de
     for (int column = 0; column < detector.gridColumns; ++column) {
       const Cell cell = CellOf(detector, blocks, column, row);
       if (!dravix::extractor::EveryColumnHasMask(cell.runs)) return DRAVIX_BAD_ARGUMENT;
-      const cv::Mat columns =
-          dravix::extractor::ResampleColumns(image(cell.rect), cell.runs, cell.leds.height);
-      dravix::extractor::ResampleRows(columns, cell.leds.width).copyTo(lum(cell.leds));
+      const cv::Mat target = lum(cell.leds);
+      dravix::extractor::ForEachStrip(
+          image(cell.rect), cell.runs, cell.leds.height, [&](int first, const cv::Mat& strip) {
+            dravix::extractor::ResampleRows(strip, target.rowRange(first, first + strip.rows));
+          });
     }
   }
   dravix::extractor::ReplaceBorderLeds(lum, kBorderDepth);

@@ -98,8 +98,11 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
     const cv::Mat workingFromPhoto =
         dravix::extractor::WorkingFromPhoto(ordered, TargetRectangle(size));
     const std::optional<SearchSettings> search = SearchByRows(*this);
-    const std::optional<CubicWarp> rows =
-        search ? CubicWarp::Of(shot->image, workingFromPhoto, size) : std::nullopt;
+    // Where LED rows outnumber rows of pixels, a value for each LED row and column of pixels, which
+    // that way makes, could take far more memory than the photograph and the result.
+    const std::optional<CubicWarp> rows = search && ledHeight <= size.height
+                                              ? CubicWarp::Of(shot->image, workingFromPhoto, size)
+                                              : std::nullopt;
     // Without an area CalLum gets an empty one, and says that it cannot measure it.
     if (rows) {
       const auto area = dravix::extractor::Locate(*rows, *search);

@@ -92,17 +92,16 @@ cv::Mat ResampleColumns(const cv::Mat& image, const std::vector<ColumnRun>& runs
   return result;
 }
 
-cv::Mat ResampleRows(const cv::Mat& source, int columns) {
-  cv::Mat result = cv::Mat::zeros(source.rows, columns, CV_32FC1);
-  if (source.cols >= columns) {
-    cv::resize(source, result, result.size(), 0, 0, cv::INTER_AREA);
-    return result;
+void ResampleRows(const cv::Mat& source, cv::Mat target) {
+  CV_Assert(target.type() == CV_32FC1 && target.rows == source.rows);
+  if (source.cols >= target.cols) {
+    cv::resize(source, target, target.size(), 0, 0, cv::INTER_AREA);
+    return;
   }
   for (int y = 0; y < source.rows; ++y) {
-    cv::Mat target = result.row(y);
-    cv::resize(source.row(y), target, target.size(), 0, 0, cv::INTER_AREA);
+    cv::Mat row = target.row(y);
+    cv::resize(source.row(y), row, row.size(), 0, 0, cv::INTER_AREA);
   }
-  return result;
 }
 
 }  // namespace dravix::extractor

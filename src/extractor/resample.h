@@ -31,7 +31,8 @@ struct ColumnRun {
 [[nodiscard]] cv::Mat ResampleColumns(const cv::Mat& image, const std::vector<ColumnRun>& runs,
                                       int rows);
 
-/// Resamples every row of `source` (CV_32FC1) to `columns` values by area averaging.
-[[nodiscard]] cv::Mat ResampleRows(const cv::Mat& source, int columns);
+/// Resamples every row of `source` (CV_32FC1) to as many values as `target` (CV_32FC1, of as many
+/// rows) has columns, by area averaging, and writes them there.
+void ResampleRows(const cv::Mat& source, cv::Mat target);
 
 }  // namespace dravix::extractor

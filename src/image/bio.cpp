@@ -14,6 +14,7 @@
 #include "base/envelope.h"
 #include "base/files.h"
 #include "base/input_file.h"
+#include "base/log_text.h"
 #include "base/stream_source.h"
 #include "image/mat_record.h"
 
@@ -118,10 +119,10 @@ bool SaveMatToBin(const std::string& fullname, const cv::Mat& m) {
     case base::WriteResult::kWritten:
       return true;
     case base::WriteResult::kCannotOpen:
-      AlgoLogError("BIO::SaveMatToBin -- Failed to Open file. fullname = %s", fullname.c_str());
+      dravix::base::LogError("BIO::SaveMatToBin -- Failed to Open file. fullname = %s", fullname);
       break;
     case base::WriteResult::kFailed:
-      AlgoLogError("BIO::SaveMatToBin -- Failed to write file. fullname = %s", fullname.c_str());
+      dravix::base::LogError("BIO::SaveMatToBin -- Failed to write file. fullname = %s", fullname);
       break;
   }
   return false;
@@ -133,22 +134,22 @@ bool LoadBinToMat(const std::string& fullname, cv::Mat& m) {
     if (in.Read<char>() == base::kLittleEndianMark) m = image::ReadMatRecord(in);
   };
   if (base::ReadFileWith(fullname, base::Access::kForward, read)) return true;
-  AlgoLogError("BIO::LoadBinToMat -- Failed to Open file. fullname = %s", fullname.c_str());
+  dravix::base::LogError("BIO::LoadBinToMat -- Failed to Open file. fullname = %s", fullname);
   return false;
 }
 
 bool LoadTxtToMat(const std::string& fullname, cv::Size size, cv::Mat& m) {
   const auto read = [&](base::InputFile& file) { m = TableOf(file, size); };
   if (base::ReadFileWith(fullname, base::Access::kForward, read)) return true;
-  AlgoLogError("BIO::LoadTxtToMat -- Failed to Open file. fullname = %s", fullname.c_str());
+  dravix::base::LogError("BIO::LoadTxtToMat -- Failed to Open file. fullname = %s", fullname);
   return false;
 }
 
 bool ReadFullNameListTxt(const std::string& fullname, std::vector<std::string>& names) {
   const std::optional<std::string> text = ReadText(fullname);
   if (!text) {
-    AlgoLogError("BIO::ReadFullNameListTxt -- Failed to Open file. fullname = %s",
-                 fullname.c_str());
+    dravix::base::LogError("BIO::ReadFullNameListTxt -- Failed to Open file. fullname = %s",
+                           fullname);
     return false;
   }
   std::string_view rest = *text;

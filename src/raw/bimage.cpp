@@ -15,6 +15,8 @@
 
 #include "base/bytes.h"
 #include "base/input_file.h"
+#include "base/log_text.h"
+#include "base/one_line.h"
 #include "raw/dng.h"
 #include "raw/samples.h"
 
@@ -41,7 +43,7 @@ cv::Mat ReadDngFile(base::InputFile& file, raw::OffsetOf offsetOf) {
 }
 
 void LogWrongSize(const std::string& fullname) {
-  AlgoLogError("BImage::ReadOrvelRaw -- Check file size, fullname = %s", fullname.c_str());
+  base::LogError("BImage::ReadOrvelRaw -- Check file size, fullname = %s", fullname);
 }
 
 cv::Mat ReadDump(base::InputFile& file, int rows, int cols, const std::string& fullname) {
@@ -131,7 +133,7 @@ cv::Mat ReadOrvelRaw(const std::string& fullname, int rows, int cols) {
   const auto read = [&](base::InputFile& file) { return ReadDump(file, rows, cols, fullname); };
   std::optional<cv::Mat> picture = ReadWith(fullname, base::Access::kForward, read);
   if (picture) return *std::move(picture);
-  AlgoLogError("BImage::ReadOrvelRaw -- Open file failure, fullname = %s", fullname.c_str());
+  base::LogError("BImage::ReadOrvelRaw -- Open file failure, fullname = %s", fullname);
   return {};
 }
 
@@ -141,7 +143,7 @@ cv::Mat ReadRggbDng(const std::string& fullname) {
   };
   std::optional<cv::Mat> picture = ReadWith(fullname, base::Access::kAnyOrder, read);
   if (picture) return *std::move(picture);
-  AlgoLogError("BImage::ReadRggbDng -- Failed to Open file. fullname = %s", fullname.c_str());
+  base::LogError("BImage::ReadRggbDng -- Failed to Open file. fullname = %s", fullname);
   return {};
 }
 
@@ -151,7 +153,7 @@ cv::Mat ReadDngToup(const std::string& fullname) {
   };
   std::optional<cv::Mat> picture = ReadWith(fullname, base::Access::kAnyOrder, read);
   if (!picture) {
-    AlgoLogError("BImage::ReadDngToup -- Failed to Open file. fullname = %s", fullname.c_str());
+    base::LogError("BImage::ReadDngToup -- Failed to Open file. fullname = %s", fullname);
     return {};
   }
   if (!picture->empty()) cv::flip(*picture, *picture, 0);
@@ -161,7 +163,7 @@ cv::Mat ReadDngToup(const std::string& fullname) {
 bool ReadPgm16(const std::string& fullname, cv::Mat& image) {
   const std::optional<cv::Mat> picture = ReadWith(fullname, base::Access::kForward, ReadGrayMap);
   if (!picture) {
-    std::cout << "Open file failure, fullname = " << fullname << std::endl;
+    std::cout << "Open file failure, fullname = " << base::Visible(fullname) << std::endl;
     return false;
   }
   if (picture->empty()) return false;

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 
+#include "base/log_text.h"
+
 namespace {
 
 /// A camera whose type tells the size of its raw dumps, in samples.
@@ -27,7 +29,7 @@ std::int32_t Shot::CreateFromRaw(const std::string& fullname, std::uint32_t plan
   AlgoLogInfo("Shot::CreateFromRaw");
   const cv::Mat raw = BImage::ReadOrvelRaw(fullname, height, width);
   if (raw.empty()) {
-    AlgoLogError("Shot::CreateFromRaw -- Error Read raw file = %s", fullname.c_str());
+    dravix::base::LogError("Shot::CreateFromRaw -- Error Read raw file = %s", fullname);
     return DRAVIX_CANNOT_READ;
   }
   return SetMosaic(*this, raw, bayer_code, planeType);
@@ -43,7 +45,7 @@ std::int32_t Shot::CreateFromRaw(const std::string& fullname, int cam_type,
   }
   const cv::Mat raw = BImage::ReadOrvelRaw(fullname, sensor->rows, sensor->cols);
   if (raw.empty()) {
-    AlgoLogError("Shot::CreateFromRaw -- Error Read raw file=%s", fullname.c_str());
+    dravix::base::LogError("Shot::CreateFromRaw -- Error Read raw file=%s", fullname);
     return DRAVIX_CANNOT_READ;
   }
   return SetImageSingle(raw, planeType);
@@ -53,7 +55,7 @@ std::int32_t Shot::ReadDng(const std::string& fullname, std::uint32_t planeType,
   AlgoLogInfo("Shot::ReadDng");
   const cv::Mat raw = BImage::ReadRggbDng(fullname);
   if (raw.empty()) {
-    AlgoLogError("Shot::ReadDng--Error ::Error Read dng file = %s", fullname.c_str());
+    dravix::base::LogError("Shot::ReadDng--Error ::Error Read dng file = %s", fullname);
     return DRAVIX_CANNOT_READ;
   }
   return SetMosaic(*this, raw, bayer_code, planeType);
@@ -63,7 +65,7 @@ std::int32_t Shot::ReadDngToupTek(const std::string& fullname, std::uint32_t pla
   AlgoLogInfo("Shot::ReadDngToupTek");
   const cv::Mat raw = BImage::ReadDngToup(fullname);
   if (raw.empty()) {
-    AlgoLogError("Shot::ReadDng--Error ::Error Read dng file = %s", fullname.c_str());
+    dravix::base::LogError("Shot::ReadDng--Error ::Error Read dng file = %s", fullname);
     return DRAVIX_CANNOT_READ;
   }
   return SetImageSingle(raw, planeType);

@@ -4,12 +4,15 @@
 #include <algorithm>
 #include <string>
 
+#include "base/one_line.h"
+
 namespace {
 
-/// The text up to its zero; all of the field when that is missing.
+/// The text up to its zero, all of the field when that is missing, as one line.
 template <std::size_t Size>
 std::string Text(const char (&field)[Size]) {
-  return {std::begin(field), std::find(std::begin(field), std::end(field), '\0')};
+  const auto* const end = std::find(std::begin(field), std::end(field), '\0');
+  return dravix::base::Visible({std::begin(field), static_cast<std::size_t>(end - field)});
 }
 
 void Describe(const Shot::Partition& part) {

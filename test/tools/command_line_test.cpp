@@ -258,7 +258,7 @@ TEST(CommandLine, ReaderThatGoesAwayIsNoFailure) {
   // The sleep lets the reader end first.
   const std::string kept =
       "(sleep 0.2; '" + tool + "' --help; echo $? >'" + code + "') 2>/dev/null | true";
-  static_cast<void>(std::system(kept.c_str()));  // NOLINT(cert-env33-c)
+  EXPECT_EQ(std::system(kept.c_str()), 0);  // NOLINT(cert-env33-c)
   EXPECT_EQ(dravix::test::Slurp(code), "0\n");
 }
 #endif
@@ -268,6 +268,37 @@ TEST(CommandLine, FullDiskUnderTheAnswerIsAnError) {
   const std::string command = std::string("'") + DRAVIX_TOOL + "' --help >/dev/full 2>/dev/null";
   const int status = std::system(command.c_str());  // NOLINT(cert-env33-c)
   EXPECT_EQ(status >> 8, 4);
+}
+#endif
+
+#ifndef _WIN32
+// Names of Windows cannot hold control characters.
+TEST(CommandLine, NamesCannotForgeLinesOrSteerTheTerminal) {
+  const SmallScreen screen;
+  const std::string evil = screen.File("a\n[error] forged\r\x1b[2J.shot");
+  const std::string written = "a\\n[error] forged\\r\\x1b[2J.shot";
+  const auto isPlain = [](const std::string& text) {
+    return std::none_of(text.begin(), text.end(),
+                        [](unsigned char c) { return c < ' ' && c != '\n'; });
+  };
+  const Outcome missing = RunTool({"-v", "info", evil});
+  EXPECT_EQ(missing.exit, 3);
+  EXPECT_NE(missing.err.find(written), std::string::npos) << missing.err;
+  EXPECT_EQ(missing.err.find("\n[error] forged"), std::string::npos) << missing.err;
+  EXPECT_TRUE(isPlain(missing.err)) << missing.err;
+
+  std::filesystem::copy_file(screen.Photo(), evil);
+  const Outcome set = RunTool({"-v", "shot", "set", evil, screen.File("b.shot"), "--device",
+                               "id=cam\n[error] forged,lens_id=\x1b]0;x\x07"});
+  ASSERT_EQ(set.exit, 0) << set.err;
+  for (const Outcome& shown :
+       {RunTool({"-v", "info", screen.File("b.shot")}), RunTool({"-v", "info", evil})}) {
+    EXPECT_EQ(shown.exit, 0) << shown.err;
+    for (const std::string& text : {shown.out, shown.err}) {
+      EXPECT_EQ(text.find("\n[error] forged"), std::string::npos) << text;
+      EXPECT_TRUE(isPlain(text)) << text;
+    }
+  }
 }
 #endif
 

@@ -182,4 +182,12 @@ TEST(Compare, LettersGrowWithTheMatrix) {
   EXPECT_GT(cv::imread(picture).rows, 3 * 4 * 120);
 }
 
+TEST(Compare, UnknownPictureFormatIsRefusedBeforeAnythingIsRead) {
+  const dravix::test::TempDir folder;
+  const Outcome outcome = RunTool({"compare", folder.File("none.lum"), folder.File("none.npy"),
+                                   "--image", folder.File("p.xyz")});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_NE(outcome.err.find("no picture format is known"), std::string::npos) << outcome.err;
+}
+
 }  // namespace

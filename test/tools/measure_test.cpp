@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <string>
@@ -14,6 +15,7 @@ using dravix::test::RunTool;
 using dravix::test::Slurp;
 using dravix::test::SmallScreen;
 using dravix::test::Spill;
+using dravix::test::TempDir;
 
 namespace {
 
@@ -319,6 +321,41 @@ TEST(Measure, FewerThanFourPixelsPerLedAreWarnedAbout) {
   EXPECT_NE(warning.find("at least 4"), std::string::npos) << warning;
   EXPECT_EQ(outcome.err, "dravix: warning: " + warning + "\n");
   EXPECT_TRUE(std::filesystem::exists(screen.File("g.lum")));
+}
+
+TEST(Measure, CornersOutsideThePhotographAreWarnedAbout) {
+  const SmallScreen screen;
+  const auto words = std::vector<std::string>{"measure", screen.Photo(), "--json",  "--corners",
+                                              "-900,40", "300,40",       "300,250", "40,250"};
+  const Outcome outcome = RunTool(words);
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+  EXPECT_NE(outcome.err.find("warning: --corners -900,40: outside "), std::string::npos)
+      << outcome.err;
+  EXPECT_EQ(outcome.Json()["warnings"].size(), 1U);
+}
+
+TEST(Measure, CornersOnThePhotographsEdgeAreNotWarnedAbout) {
+  const SmallScreen screen;
+  const auto size = RunTool({"info", screen.Photo(), "--json"}).Json()["size"];
+  const std::string right = size[0].dump();
+  const std::string bottom = size[1].dump();
+  const Outcome outcome = RunTool({"measure", screen.Photo(), "--corners", "0,0", right + ",0",
+                                   right + "," + bottom, "0," + bottom});
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+}
+
+TEST(Measure, UnknownPictureFormatIsRefusedBeforeAnythingIsRead) {
+  const TempDir folder;
+  for (const char* option : {"--image", "--debug-image"}) {
+    const Outcome outcome = RunTool({"measure", folder.File("none.shot"), "--corners", "1,1", "9,1",
+                                     "9,9", "1,9", option, folder.File("p.xyz")});
+    EXPECT_EQ(outcome.exit, 2) << option;
+    EXPECT_NE(outcome.err.find("no picture format is known for the extension \".xyz\""),
+              std::string::npos)
+        << outcome.err;
+  }
 }
 
 TEST(Measure, FourPixelsPerLedAreEnough) {

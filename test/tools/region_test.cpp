@@ -91,6 +91,29 @@ TEST(Region, ManualCornersOutsideTheFrameAreRefused) {
   EXPECT_EQ(Slurp(folder.File("m.roi")), "precious");
 }
 
+TEST(Region, ManualFrameBeyondAnyPhotographIsRefused) {
+  const TempDir folder;
+  const Outcome outcome =
+      RunTool({"region", "manual", "--frame", "100000x100000", "--corners", "0,0", "99999,0",
+               "99999,99999", "0,99999", "-o", folder.File("r.roi")});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find("--frame: found 100000 x 100000 pixels, expected at most 250 "
+                             "megapixels"),
+            std::string::npos)
+      << outcome.err;
+}
+
+TEST(Region, ShowAsAnUnknownPictureIsRefusedBeforeAnythingIsRead) {
+  const TempDir folder;
+  const Outcome outcome = RunTool({"region", "show", folder.File("none.roi"),
+                                   folder.File("none.shot"), "-o", folder.File("r.xyz")});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_NE(outcome.err.find("no picture format is known for the extension \".xyz\""),
+            std::string::npos)
+      << outcome.err;
+}
+
 TEST(Region, DarkPhotographHasNoLitArea) {
   const TempDir folder;
   ASSERT_TRUE(cv::imwrite(folder.File("k.png"), cv::Mat::zeros(300, 400, CV_8UC1)));

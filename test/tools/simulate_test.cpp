@@ -169,6 +169,49 @@ TEST(Simulate, MoreLedsThanMemoryHoldsAreCounted) {
       << outcome.err;
 }
 
+TEST(Simulate, MoreBlocksThanATruthHoldsAreCounted) {
+  const TempDir folder;
+  const Outcome outcome =
+      RunTool({"simulate", folder.File("a.shot"), "--leds", "4096x4096", "--block", "1", "--pitch",
+               "1", "--truth", folder.File("a.json")});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_NE(outcome.err.find("found 4096 x 4096 blocks of a checkerboard, expected at most a "
+                             "million"),
+            std::string::npos)
+      << outcome.err;
+  EXPECT_FALSE(std::filesystem::exists(folder.File("a.shot")));
+}
+
+TEST(Simulate, TruthOfManyBlocksLeavesTheirCellsOutAndSaysSo) {
+  const TempDir folder;
+  const std::string truth = folder.File("a.json");
+  const std::vector<std::string> words = {
+      "simulate", folder.File("a.shot"), "--pitch", "1", "--block", "1", "--truth", truth,
+      "--leds"};
+  for (const auto& [leds, lists] : {std::pair("400x250", true), std::pair("400x251", false)}) {
+    auto all = words;
+    all.emplace_back(leds);
+    const Outcome outcome = RunTool(all);
+    ASSERT_EQ(outcome.exit, 0) << outcome.err;
+    const auto json = nlohmann::json::parse(Slurp(truth));
+    EXPECT_EQ(json.contains("cells"), lists) << leds;
+    EXPECT_EQ(
+        outcome.err.find("does not list the corners of its 400 x 251 blocks") == std::string::npos,
+        lists)
+        << outcome.err;
+    EXPECT_EQ(RunTool({"info", truth}).exit, 0);
+  }
+}
+
+TEST(Simulate, SpotLargerThanAnyLensMakesIsRefused) {
+  const TempDir folder;
+  const Outcome outcome =
+      RunTool({"simulate", folder.File("a.shot"), "--pitch", "64", "--blur", "20"});
+  EXPECT_EQ(outcome.exit, 2);
+  EXPECT_NE(outcome.err.find("would reach 5134 pixels, expected at most 512"), std::string::npos)
+      << outcome.err;
+}
+
 TEST(Simulate, MosaicIsStoredAsAPlaneOfAllColors) {
   const TempDir folder;
   ASSERT_EQ(RunTool({"simulate", folder.File("m.shot"), "--leds", "20x16", "--mosaic", "rggb",

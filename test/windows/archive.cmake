@@ -46,6 +46,15 @@ foreach(test IN LISTS TESTS)
   message("${name} with what the archive holds: ${CMAKE_MATCH_1} passed")
 endforeach()
 
+# The pkg-config file must name what the archive holds, not what the building machine had.
+file(READ ${package}/lib/pkgconfig/dravix.pc pkg_config)
+if(pkg_config MATCHES "-[IL]/" OR NOT pkg_config MATCHES "-l(opencv_core[0-9]*)[ \n]")
+  message(FATAL_ERROR "dravix.pc names folders of the building machine, or no OpenCV:\n${pkg_config}")
+endif()
+if(NOT EXISTS ${package}/lib/lib${CMAKE_MATCH_1}.dll.a OR NOT EXISTS ${package}/include/opencv4/opencv2/core.hpp)
+  message(FATAL_ERROR "dravix.pc names an OpenCV that the archive does not hold:\n${pkg_config}")
+endif()
+
 execute_process(COMMAND ${CMAKE_COMMAND} -G Ninja -S ${SOURCE}/examples/windows -B ${work}/hosts
                         -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -DDRAVIX_WINDOWS_DEPS=${package}
                         -DCMAKE_PREFIX_PATH=${package} -DCMAKE_BUILD_TYPE=Release

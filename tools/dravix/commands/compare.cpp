@@ -150,6 +150,7 @@ void CheckUsage(const Options& o) {
   std::vector<NamedFile> inputs = FilesOf("measured", o.measured);
   for (const NamedFile& file : FilesOf("reference", o.reference)) inputs.push_back(file);
   RequireDistinctFiles(inputs, {{"--image", o.image}});
+  RequirePictureFormat(ExitCode::kUsage, o.image);
 }
 
 void Run(const Options& o) {

@@ -1,8 +1,10 @@
 #include <dravix/dravix.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -85,6 +87,8 @@ void CheckUsage(const Options& o) {
   }
   if (!o.output.empty()) RequireExtension("-o", o.output, ".lum");
   RequireFiles(o);
+  RequirePictureFormat(ExitCode::kUsage, o.image);
+  RequirePictureFormat(ExitCode::kUsage, o.debugImage);
 }
 
 /// The four corners that --corners or --truth gives.
@@ -204,16 +208,40 @@ std::string PixelsPerLedText(cv::Size2d pixels) {
   return NumberText(Rounded(pixels.width)) + " x " + NumberText(Rounded(pixels.height));
 }
 
-std::vector<std::string> WarningsFor(const Options& o, cv::Size2d pixels) {
+/// The corners that the photograph does not show, with a pixel's tolerance for rounding.
+std::vector<cv::Point> Outside(const std::vector<cv::Point>& corners, cv::Size photo) {
+  const cv::Rect shown(-1, -1, photo.width + 2, photo.height + 2);
+  std::vector<cv::Point> outside;
+  std::copy_if(corners.begin(), corners.end(), std::back_inserter(outside),
+               [&](const cv::Point& corner) { return !shown.contains(corner); });
+  return outside;
+}
+
+std::string OutsideWarning(const Options& o, const std::vector<cv::Point>& outside,
+                           cv::Size photo) {
+  return CornersSource(o) + " " + CornersText(outside) + ": outside " + o.photo + " of " +
+         SizeText(photo) +
+         " pixels: no light was seen there, and LEDs that lie there are measured too low";
+}
+
+std::string NarrowWarning(const Options& o, cv::Size2d pixels) {
+  return o.photo + ": found " + PixelsPerLedText(pixels) +
+         " camera pixels per LED, expected at least 4 in each direction: the luminances of "
+         "neighbors mix; check the pattern's LED counts, or photograph a smaller part of the "
+         "screen";
+}
+
+std::vector<std::string> WarningsFor(const Options& o, const Shot& shot, const Measurement& m,
+                                     cv::Size2d pixels) {
+  std::vector<std::string> warnings;
+  const std::vector<cv::Point> outside = Outside(m.corners, shot.image.size());
+  if (!outside.empty()) warnings.push_back(OutsideWarning(o, outside, shot.image.size()));
   // Below this a soft spot of light covers several LEDs, and their luminances mix.
   constexpr double kFewestPixels = 4;
   const bool enough =
       Rounded(pixels.width) >= kFewestPixels && Rounded(pixels.height) >= kFewestPixels;
-  if (enough) return {};
-  return {o.photo + ": found " + PixelsPerLedText(pixels) +
-          " camera pixels per LED, expected at least 4 in each direction: the luminances of "
-          "neighbors mix; check the pattern's LED counts, or photograph a smaller part of the "
-          "screen"};
+  if (!enough) warnings.push_back(NarrowWarning(o, pixels));
+  return warnings;
 }
 
 /// Where the debug picture draws its lines.
@@ -241,10 +269,10 @@ void WritePictures(const Options& o, const Shot& shot, const std::optional<Shot>
   }
 }
 
-void Report(const Options& o, const Measurement& m) {
+void Report(const Options& o, const Shot& shot, const Measurement& m) {
   const Statistics statistics = StatisticsOf(m.luminances);
   const cv::Size2d pixels = PixelsPerLed(m.corners, m.luminances.size());
-  const std::vector<std::string> warnings = WarningsFor(o, pixels);
+  const std::vector<std::string> warnings = WarningsFor(o, shot, m, pixels);
   for (const std::string& warning : warnings) PrintWarning(warning);
   if (o.json) {
     Json json;
@@ -277,7 +305,7 @@ void Run(const Options& o) {
   const Measurement measurement = Measured(o, shot, board);
   if (!o.output.empty()) SaveResult(o.output);
   WritePictures(o, shot, board, measurement);
-  Report(o, measurement);
+  Report(o, shot, measurement);
 }
 
 }  // namespace

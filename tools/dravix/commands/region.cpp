@@ -135,6 +135,13 @@ void AddFind(CLI::App& group, const char* name, const char* help,
   command.callback([o, find] { RunFind(*o, find); });
 }
 
+/// The frame that --frame gives. A region keeps a mask of it.
+cv::Size GivenFrame(const Options& o) {
+  const cv::Size frame = ParseSize("--frame", o.frame);
+  if (static_cast<double>(frame.width) * frame.height <= kMostPixels) return frame;
+  throw Unexpected("--frame", SizeText(frame) + " pixels", "at most 250 megapixels");
+}
+
 void RunManual(const Options& o) {
   RequireExtension("-o", o.output, ".roi");
   RequireDistinctFiles({{"photo", o.photo}}, {{"-o", o.output}});
@@ -142,8 +149,7 @@ void RunManual(const Options& o) {
     throw UsageFailure("region manual: give either the photograph or --frame");
   }
   const auto corners = ParseCorners("--corners", o.corners);
-  const cv::Size frame =
-      o.photo.empty() ? ParseSize("--frame", o.frame) : LoadShot(o.photo).image.size();
+  const cv::Size frame = o.photo.empty() ? GivenFrame(o) : LoadShot(o.photo).image.size();
   RegionOI region;
   const std::int32_t code = region.ManualSet(frame, corners);
   if (code != DRAVIX_OK) {
@@ -174,6 +180,7 @@ void AddManual(CLI::App& group) {
 
 void RunShow(const Options& o) {
   RequireDistinctFiles({{"region", o.region}, {"photo", o.photo}}, {{"-o", o.output}});
+  RequirePictureFormat(ExitCode::kUsage, o.output);
   const Shot shot = LoadShot(o.photo);
   const RegionOI region = LoadRegionOf(o.region, o.photo, shot);
   const FoundCorners found = FindCorners(region);

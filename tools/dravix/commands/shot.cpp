@@ -212,6 +212,7 @@ void AddSet(CLI::App& group) {
 
 void RunPicture(const ChangeOptions& o) {
   RequireDistinctFiles({{"input", o.input}}, {{"output", o.output}});
+  RequirePictureFormat(ExitCode::kOutput, o.output);
   const Shot shot = LoadShot(o.input);
   WriteByName(o.output, [&](const std::string& name) {
     return (o.gray ? shot.ExportGrayImage(name) : shot.ExportColorImage(name)) == DRAVIX_OK;

@@ -10,6 +10,7 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
+#include "files/json_file.h"
 #include "files/names.h"
 #include "files/scene_json.h"
 #include "files/stored_data.h"
@@ -21,6 +22,7 @@
 #include "terminal/failure.h"
 #include "terminal/progress.h"
 #include "terminal/text_values.h"
+#include "terminal/warning.h"
 
 namespace dravix::tool {
 namespace {
@@ -111,47 +113,51 @@ Json NumberJson(double value) {
   return value;
 }
 
-Json Overrides(const Options& o) {
-  Json json = Json::object();
+/// A value of the scene that an option sets.
+struct Override {
+  const char* option;
+  const char* path;  ///< as in SceneOption
+  Json value;
+};
+
+/// What the options set. Where two set the same value, the later one wins.
+std::vector<Override> OverridesOf(const Options& o) {
+  std::vector<Override> all;
   for (std::size_t i = 0; i < kSceneOptions.size(); ++i) {
-    if (o.numbers.at(i)) Put(json, kSceneOptions.at(i).path, NumberJson(*o.numbers.at(i)));
+    const SceneOption& option = kSceneOptions.at(i);
+    if (o.numbers.at(i)) all.push_back({option.option, option.path, NumberJson(*o.numbers.at(i))});
   }
-  if (!o.leds.empty()) {
-    const cv::Size leds = ParseSize("--leds", o.leds);
-    Put(json, "screen.led_width", leds.width);
-    Put(json, "screen.led_height", leds.height);
-  }
-  if (!o.size.empty()) {
-    const cv::Size size = ParseSize("--size", o.size);
-    Put(json, "sensor.width", size.width);
-    Put(json, "sensor.height", size.height);
-  }
-  if (!o.defocus.empty()) Put(json, "optics.defocus", o.defocus);
-  if (!o.mosaic.empty()) Put(json, "sensor.mosaic", o.mosaic);
+  const auto addSize = [&all](const char* option, const std::string& text, const char* width,
+                              const char* height) {
+    if (text.empty()) return;
+    const cv::Size size = ParseSize(option, text);
+    all.push_back({option, width, size.width});
+    all.push_back({option, height, size.height});
+  };
+  addSize("--leds", o.leds, "screen.led_width", "screen.led_height");
+  addSize("--size", o.size, "sensor.width", "sensor.height");
+  if (!o.defocus.empty()) all.push_back({"--defocus", "optics.defocus", o.defocus});
+  if (!o.mosaic.empty()) all.push_back({"--mosaic", "sensor.mosaic", o.mosaic});
   if (o.noNoise) {
-    Put(json, "sensor.full_well", 0);
-    Put(json, "sensor.read_noise", 0);
+    all.push_back({"--no-noise", "sensor.full_well", 0});
+    all.push_back({"--no-noise", "sensor.read_noise", 0});
   }
-  return json;
+  return all;
 }
 
 /// Sets what the options say. Messages name the option, not the field that it stands for.
 void ApplyOverrides(const Options& o, sim::Scene& scene) {
+  const std::vector<Override> overrides = OverridesOf(o);
+  Json json = Json::object();
+  for (const Override& each : overrides) Put(json, each.path, each.value);
   try {
-    ApplyScene("options", Overrides(o), scene);
+    ApplyScene("options", json, scene);
   } catch (const Failure& failure) {
-    std::vector<SceneOption> options(kSceneOptions.begin(), kSceneOptions.end());
-    options.insert(options.end(), {{"--leds", "screen.led_width", ""},
-                                   {"--leds", "screen.led_height", ""},
-                                   {"--size", "sensor.width", ""},
-                                   {"--size", "sensor.height", ""},
-                                   {"--defocus", "optics.defocus", ""},
-                                   {"--mosaic", "sensor.mosaic", ""}});
     const std::string message = failure.what();
-    for (const SceneOption& option : options) {
-      const std::string place = std::string("options.") + option.path + ":";
+    for (const Override& each : overrides) {
+      const std::string place = std::string("options.") + each.path + ":";
       if (message.starts_with(place)) {
-        throw UsageFailure(option.option + message.substr(place.size() - 1));
+        throw UsageFailure(each.option + message.substr(place.size() - 1));
       }
     }
     throw;
@@ -180,8 +186,7 @@ sim::Scene SceneFor(const Options& o) {
     scene = *named;
   }
   if (!o.scene.empty()) {
-    const Json json = Json::parse(ReadFile(o.scene), nullptr, false);
-    if (json.is_discarded()) throw InputFailure(o.scene, "is no valid JSON");
+    const Json json = ReadJson(o.scene);
     try {
       ApplyScene(o.scene, json, scene);
     } catch (const Failure& failure) {
@@ -257,6 +262,10 @@ void Run(const Options& o) {
     if (!o.board.empty()) SaveShot(o.board, AsStored(scene, sim::RenderCheckerboard(scene)));
   }
   if (!o.truth.empty()) SaveTruth(o.truth, scene, photo->truth);
+  if (!o.truth.empty() && photo->truth.grid.area() > kMostCells) {
+    PrintWarning(o.truth + ": does not list the corners of its " + SizeText(photo->truth.grid) +
+                 " blocks, which are more than " + std::to_string(kMostCells));
+  }
   if (!o.saveScene.empty()) WriteFile(o.saveScene, SceneJson(scene).dump(2) + "\n");
   Report(o, scene, photo->truth);
 }

@@ -86,6 +86,19 @@ std::ifstream OpenForReading(const std::string& name) {
   return in;
 }
 
+/// Bytes of the file; 0 where the system does not say.
+std::uintmax_t SizeOf(const std::string& name) {
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(PathOf(name), error);
+  return error ? 0 : size;
+}
+
+void RequireAtMost(const std::string& name, std::uintmax_t found, std::uintmax_t most) {
+  if (found <= most) return;
+  throw InputFailure(
+      name, "has " + std::to_string(found) + " bytes, expected at most " + std::to_string(most));
+}
+
 }  // namespace
 
 fs::path PathOf(const std::string& name) {
@@ -121,9 +134,20 @@ void RequireExtension(const std::string& option, const std::string& name,
                      ExpectedExtension(name, extension));
 }
 
-std::string ReadFile(const std::string& name) {
+std::string ReadFile(const std::string& name, std::uintmax_t most) {
   std::ifstream in = OpenForReading(name);
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  RequireAtMost(name, SizeOf(name), most);
+  // A file that does not say its size, as those of /proc, is read in pieces for as long as it
+  // gives.
+  constexpr std::size_t kPiece = std::size_t{1} << 20;
+  std::string bytes;
+  while (in) {
+    const std::size_t before = bytes.size();
+    bytes.resize(before + kPiece);
+    in.read(bytes.data() + before, static_cast<std::streamsize>(kPiece));
+    bytes.resize(before + static_cast<std::size_t>(in.gcount()));
+    RequireAtMost(name, bytes.size(), most);
+  }
   if (in.bad()) throw InputFailure(name, "cannot be read" + LastReason());
   return bytes;
 }
@@ -134,9 +158,7 @@ FileHead ReadHead(const std::string& name, std::size_t count) {
   head.first.resize(count);
   in.read(head.first.data(), static_cast<std::streamsize>(count));
   head.first.resize(static_cast<std::size_t>(in.gcount()));
-  std::error_code error;
-  head.size = fs::file_size(PathOf(name), error);
-  if (error) head.size = head.first.size();
+  head.size = std::max<std::uintmax_t>(SizeOf(name), head.first.size());
   return head;
 }
 
@@ -160,7 +182,14 @@ void WriteByName(const std::string& name, const std::function<bool(const std::st
   throw WriteFailure(name, reason);
 }
 
+void RequirePictureFormat(ExitCode exit, const std::string& name) {
+  if (!name.empty() && !HasPictureFormat(name)) {
+    throw Failure(exit, name + ": " + UnknownFormat(name));
+  }
+}
+
 void WritePicture(const std::string& name, const cv::Mat& picture) {
+  RequirePictureFormat(ExitCode::kUsage, name);
   std::vector<unsigned char> bytes;
   bool encoded = false;
   try {
@@ -169,7 +198,6 @@ void WritePicture(const std::string& name, const cv::Mat& picture) {
   } catch (const cv::Exception&) {
     encoded = false;
   }
-  if (!encoded && !HasPictureFormat(name)) throw UsageFailure(name + ": " + UnknownFormat(name));
   if (!encoded) {
     throw UsageFailure(name + ": a picture of " + std::to_string(picture.cols) + " x " +
                        std::to_string(picture.rows) + " pixels does not fit the format " +

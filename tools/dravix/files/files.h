@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "terminal/exit_codes.h"
+
 namespace dravix::tool {
 
 /// The path that a name of the command line (UTF-8 on Windows) stands for. Fails as wrong usage
@@ -24,9 +26,12 @@ namespace dravix::tool {
 void RequireExtension(const std::string& option, const std::string& name,
                       std::string_view extension);
 
-/// All bytes of a file. Fails when it cannot be read. Pipes and devices are refused: commands look
-/// at a file more than once, and a pipe without a writer would never answer.
-[[nodiscard]] std::string ReadFile(const std::string& name);
+/// The most that any file is read for, in bytes: 2 GiB, which is more than the largest photograph.
+inline constexpr std::uintmax_t kMostBytes = std::uintmax_t{1} << 31;
+/// All bytes of a file. Fails when it cannot be read or has more than `most` of them. Pipes and
+/// devices are refused: commands look at a file more than once, and a pipe without a writer would
+/// never answer.
+[[nodiscard]] std::string ReadFile(const std::string& name, std::uintmax_t most = kMostBytes);
 struct FileHead {
   std::uintmax_t size = 0;  ///< bytes of the whole file
   std::string first;
@@ -40,6 +45,9 @@ void WriteFile(const std::string& name, std::string_view content);
 /// and gives that file its own name when it is complete. `write` answers whether it succeeded.
 void WriteByName(const std::string& name, const std::function<bool(const std::string&)>& write);
 
+/// Fails with that exit code unless the name, if there is one, has the extension of a picture
+/// format. To be asked before any work is done for the picture.
+void RequirePictureFormat(ExitCode exit, const std::string& name);
 /// An 8-bit, 16-bit or float picture in the format that the name's extension says.
 void WritePicture(const std::string& name, const cv::Mat& picture);
 /// A picture as it is stored, without conversion. Fails when the file is none.

@@ -9,7 +9,9 @@
 #include <optional>
 #include <string_view>
 
+#include "base/checked.h"
 #include "terminal/failure.h"
+#include "terminal/text_values.h"
 
 namespace dravix::tool {
 namespace {
@@ -81,12 +83,15 @@ cv::Mat DecodeNpy(const std::string& name, const std::string& bytes) {
       !ValueAfter(header, "'fortran_order'").starts_with("False")) {
     throw InputFailure(name, "holds no row-by-row matrix of little-endian floats");
   }
-  const std::size_t values =
-      static_cast<std::size_t>(shape->width) * static_cast<std::size_t>(shape->height);
-  const std::size_t expected = kPrefix + length + values * (isFloat ? 4U : 8U);
-  if (bytes.size() < expected) {
-    throw InputFailure(name, "is cut short: found " + std::to_string(bytes.size()) +
-                                 " bytes, expected " + std::to_string(expected));
+  const std::optional<std::uint64_t> values =
+      base::CheckedMul(static_cast<std::uint64_t>(shape->width),
+                       static_cast<std::uint64_t>(shape->height), isFloat ? 4U : 8U);
+  const std::uint64_t found = bytes.size() - std::min(bytes.size(), kPrefix + length);
+  if (!values || found < *values) {
+    throw InputFailure(name, "is cut short: found " + std::to_string(found) +
+                                 " bytes of values, expected " +
+                                 (values ? std::to_string(*values) : "more than can be counted") +
+                                 " for " + SizeText(*shape));
   }
   cv::Mat stored(*shape, isFloat ? CV_32FC1 : CV_64FC1);
   std::memcpy(stored.data, bytes.data() + kPrefix + length, stored.total() * stored.elemSize());

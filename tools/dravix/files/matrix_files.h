@@ -1,10 +1,15 @@
 /// A matrix of luminances in formats that other programs read. All of them keep the exact values.
 #pragma once
 
+#include <cstdint>
 #include <opencv2/core.hpp>
 #include <string>
 
 namespace dravix::tool {
+
+/// The most bytes that a .npy file is read for: the largest screens have 36 million LEDs, of at
+/// most 8 bytes each, and the header has less than 64 KiB.
+inline constexpr std::uintmax_t kMostOfNpy = 36000000 * 8 + (1 << 16);
 
 /// NumPy's .npy, version 1.0: 32-bit floats, little-endian, row by row.
 [[nodiscard]] std::string EncodeNpy(const cv::Mat& values);

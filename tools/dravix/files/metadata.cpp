@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "files/files.h"
 #include "files/json_fields.h"
+#include "files/json_file.h"
 #include "terminal/failure.h"
 #include "terminal/library_result.h"
 #include "terminal/text_values.h"
@@ -206,8 +206,7 @@ void MetadataOptions::AddTo(CLI::App& command) {
 
 void MetadataOptions::Apply(Shot& shot) const {
   if (!file.empty()) {
-    const Json json = Json::parse(ReadFile(file), nullptr, false);
-    if (json.is_discarded()) throw InputFailure(file, "is no valid JSON");
+    const Json json = ReadJson(file);
     try {
       ApplyMetadata(file, json, shot);
     } catch (const Failure& failure) {

@@ -8,6 +8,10 @@
 
 namespace dravix::tool {
 
+/// The largest photograph that is made from numbers alone: two and a half times as large as those
+/// of the largest sensors.
+inline constexpr double kMostPixels = 250e6;
+
 /// Loads a region (.roi). Fails, naming both sizes, when it was made for a photograph of another
 /// size than `photo`, which was loaded from `photoName`.
 [[nodiscard]] RegionOI LoadRegionOf(const std::string& name, const std::string& photoName,

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "files/json_fields.h"
+#include "files/photograph_inputs.h"
 #include "terminal/failure.h"
 #include "terminal/text_values.h"
 
@@ -224,6 +225,26 @@ struct Reader {
   }
 };
 
+/// The weights of one LED's spot of light are kept for many places inside a pixel.
+void RequireSpotThatFits(const std::string& where, const sim::Scene& scene) {
+  constexpr int kLargestReach = 512;  // pixels; such a table has about 80 MB
+  const int reach = sim::SpotReachOf(scene);
+  if (reach <= kLargestReach) return;
+  throw UsageFailure(where + ": the light of one LED would reach " + std::to_string(reach) +
+                     " pixels, expected at most " + std::to_string(kLargestReach) +
+                     ": give less blur or a smaller pitch");
+}
+
+/// The truth holds the corners of every block.
+void RequireBlocksThatFit(const std::string& where, const sim::Scene& scene) {
+  constexpr int kMostBlocks = 1000000;  // twice those of the largest screens, of 8 LEDs a side
+  const cv::Size grid = sim::GridOf(scene);
+  if (grid.area() <= kMostBlocks) return;
+  throw UsageFailure(where + ": found " + SizeText(grid) +
+                     " blocks of a checkerboard, expected at most a million: give --block or "
+                     "checkerboard.block a larger number of LEDs");
+}
+
 }  // namespace
 
 Json SceneJson(const sim::Scene& scene) {
@@ -246,9 +267,10 @@ void RequireReasonable(const std::string& where, const sim::Scene& scene) {
                        std::to_string(scene.screen.ledHeight) +
                        " LEDs, expected at most 36 million");
   }
+  RequireBlocksThatFit(where, scene);
+  RequireSpotThatFits(where, scene);
   const cv::Size size = sim::PhotoSizeOf(scene);
   const double pixels = static_cast<double>(size.width) * size.height;
-  constexpr double kMostPixels = 250e6;
   if (size.width < 8 || size.height < 8 || !(pixels <= kMostPixels)) {
     throw UsageFailure(where + ": the photograph would be " + std::to_string(size.width) + " x " +
                        std::to_string(size.height) + " pixels, expected 8 x 8 to 250 megapixels");

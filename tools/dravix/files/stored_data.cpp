@@ -176,7 +176,7 @@ cv::Mat Luminances() {
 
 cv::Mat LoadLuminances(const std::string& name) {
   const std::string extension = ExtensionOf(name);
-  if (extension == ".npy") return DecodeNpy(name, ReadFile(name));
+  if (extension == ".npy") return DecodeNpy(name, ReadFile(name, kMostOfNpy));
   if (extension == ".json") return LoadTruth(name).luminances;
   LoadResult(name);
   return Luminances();

@@ -1,10 +1,17 @@
 #include "files/truth_file.h"
 
+#include <cstdint>
+#include <filesystem>
+#include <system_error>
+
 #include "base/paths.h"
 #include "files/files.h"
+#include "files/json_fields.h"
+#include "files/json_file.h"
 #include "files/matrix_files.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
+#include "terminal/text_values.h"
 
 namespace dravix::tool {
 namespace {
@@ -47,9 +54,36 @@ Json CellsJson(const sim::Truth& truth) {
   return cells;
 }
 
-/// The matrix lies in the truth file's own folder.
+/// The file in the truth file's own folder that holds its luminances. A truth file may come from
+/// anywhere and must not make the tool read what lies elsewhere: a name that leads out of the
+/// folder, or a link, is refused.
 std::string MatrixBeside(const std::string& name, const std::string& matrix) {
-  return base::NameOf(PathOf(name).parent_path() / PathOf(matrix));
+  const std::filesystem::path file = PathOf(matrix);
+  if (file.empty() || file != file.filename() || file == "." || file == "..") {
+    throw InputFailure(name, "names its luminances' file " + InQuotes(matrix) +
+                                 ", expected the name of a file in its own folder");
+  }
+  const std::filesystem::path beside = PathOf(name).parent_path() / file;
+  std::error_code error;
+  if (std::filesystem::is_symlink(beside, error)) {
+    throw InputFailure(base::NameOf(beside), "is a link, expected a regular file beside " + name);
+  }
+  return base::NameOf(beside);
+}
+
+/// The luminances as they lie in their file, which must have the size that the truth file names.
+cv::Mat LuminancesOf(const std::string& name, const Json& json, const std::string& matrix) {
+  cv::Mat luminances = DecodeNpy(matrix, ReadFile(matrix, kMostOfNpy));
+  const Json found = {luminances.cols, luminances.rows};
+  const Json expected = json.value("leds", found);
+  if (expected == found) return luminances;
+  const bool isSize = expected.is_array() && expected.size() == 2 &&
+                      IsWholeWithin(expected[0], 1, INT32_MAX) &&
+                      IsWholeWithin(expected[1], 1, INT32_MAX);
+  if (!isSize) throw InputFailure(name, "does not hold its \"leds\" as [across, down]");
+  throw InputFailure(matrix, "holds " + SizeText(luminances.size()) + " luminances, expected " +
+                                 SizeText({expected[0].get<int>(), expected[1].get<int>()}) +
+                                 " as " + name + " says");
 }
 
 }  // namespace
@@ -73,13 +107,13 @@ void SaveTruth(const std::string& name, const sim::Scene& scene, const sim::Trut
   json["corners"] = QuadJson(truth.corners);
   json["corner_pixels"] = CornersJson(truth.cornerPixels);
   json["blocks"] = {truth.grid.width, truth.grid.height};
-  json["cells"] = CellsJson(truth);
+  if (truth.cells.size() <= kMostCells) json["cells"] = CellsJson(truth);
   WriteFile(name, json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 StoredTruth LoadTruth(const std::string& name) {
-  const Json json = Json::parse(ReadFile(name), nullptr, false);
-  if (json.is_discarded() || !json.is_object()) throw InputFailure(name, "is no valid JSON object");
+  const Json json = ReadJson(name);
+  if (!json.is_object()) throw InputFailure(name, "is no valid JSON object");
   if (json.value("format", Json()) != kFormat || json.value("version", Json()) != kVersion) {
     throw InputFailure(name,
                        "is no truth file of version 1 as `dravix simulate --truth` writes it");
@@ -89,14 +123,14 @@ StoredTruth LoadTruth(const std::string& name) {
     throw InputFailure(name, "does not name its luminances' file");
   }
   const std::string matrix = MatrixBeside(name, file->get<std::string>());
-  return {DecodeNpy(matrix, ReadFile(matrix)), CornersOf(name, json)};
+  return {LuminancesOf(name, json, matrix), CornersOf(name, json)};
 }
 
 std::vector<NamedFile> FilesOfTruth(const std::string& option, const std::string& name) {
   std::vector<NamedFile> files = {{option, name}};
   if (ExtensionOf(name) != ".json") return files;
   try {
-    const Json json = Json::parse(ReadFile(name), nullptr, false);
+    const Json json = ReadJson(name);
     if (json.is_object() && json.contains("luminances") && json["luminances"].is_string()) {
       files.push_back({option, MatrixBeside(name, json["luminances"].get<std::string>())});
     }

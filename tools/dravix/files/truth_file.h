@@ -14,7 +14,12 @@ namespace dravix::tool {
 /// "screen.json", so that exporting the measured "screen.npy" does not overwrite the truth.
 [[nodiscard]] std::string TruthMatrixOf(const std::string& name);
 
-/// Writes `name` (.json) and its matrix file.
+/// The most blocks whose cells a truth file lists. More would make it larger than what reads it
+/// takes, and no photograph shows that many blocks well enough to be found.
+inline constexpr int kMostCells = 100000;
+
+/// Writes `name` (.json) and its matrix file. Without "cells" when there are more than kMostCells:
+/// they follow from the corners, the blocks and the scene.
 void SaveTruth(const std::string& name, const sim::Scene& scene, const sim::Truth& truth);
 
 /// What a truth file is read for.

@@ -133,6 +133,24 @@ int TextWidth(const std::string& text, double size) {
   return cv::getTextSize(text, kFont, size, 1, nullptr).width;
 }
 
+/// The pictures one after another from the top left, in the direction of `step`: (1, 0) or (0, 1).
+cv::Mat InALine(const std::vector<cv::Mat>& pictures, cv::Point step) {
+  cv::Point end;
+  cv::Size size;
+  for (const cv::Mat& picture : pictures) {
+    size.width = std::max(size.width, end.x + picture.cols);
+    size.height = std::max(size.height, end.y + picture.rows);
+    end += cv::Point(step.x * picture.cols, step.y * picture.rows);
+  }
+  cv::Mat all(size, CV_8UC3, kPaper);
+  cv::Point at;
+  for (const cv::Mat& picture : pictures) {
+    picture.copyTo(all(cv::Rect(at, picture.size())));
+    at += cv::Point(step.x * picture.cols, step.y * picture.rows);
+  }
+  return all;
+}
+
 }  // namespace
 
 FalseColor ScaleOf(const cv::Mat& values, const std::string& title) {
@@ -197,35 +215,9 @@ cv::Mat FalseColorPicture(const cv::Mat& values, const FalseColor& how) {
   return picture;
 }
 
-cv::Mat SideBySide(const std::vector<cv::Mat>& pictures) {
-  cv::Size size;
-  for (const cv::Mat& picture : pictures) {
-    size.width += picture.cols;
-    size.height = std::max(size.height, picture.rows);
-  }
-  cv::Mat all(size, CV_8UC3, kPaper);
-  int x = 0;
-  for (const cv::Mat& picture : pictures) {
-    picture.copyTo(all(cv::Rect(x, 0, picture.cols, picture.rows)));
-    x += picture.cols;
-  }
-  return all;
-}
+cv::Mat SideBySide(const std::vector<cv::Mat>& pictures) { return InALine(pictures, {1, 0}); }
 
-cv::Mat OneAboveTheOther(const std::vector<cv::Mat>& pictures) {
-  cv::Size size;
-  for (const cv::Mat& picture : pictures) {
-    size.height += picture.rows;
-    size.width = std::max(size.width, picture.cols);
-  }
-  cv::Mat all(size, CV_8UC3, kPaper);
-  int y = 0;
-  for (const cv::Mat& picture : pictures) {
-    picture.copyTo(all(cv::Rect(0, y, picture.cols, picture.rows)));
-    y += picture.rows;
-  }
-  return all;
-}
+cv::Mat OneAboveTheOther(const std::vector<cv::Mat>& pictures) { return InALine(pictures, {0, 1}); }
 
 cv::Mat Titled(const cv::Mat& picture, const std::string& title) {
   cv::Mat titled(picture.rows + kTitleHeight + kMargin, picture.cols + 2 * kMargin, CV_8UC3,

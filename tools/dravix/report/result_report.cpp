@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 
+#include "base/one_line.h"
 #include "terminal/text_values.h"
 
 namespace dravix::tool {
@@ -73,7 +74,8 @@ std::string StatisticsText(const Statistics& s) {
 std::string ReportLine(const std::string& label, const std::string& value) {
   std::string line = label;
   line.append(std::max<std::size_t>(kLabelWidth, label.size() + 1) - label.size(), ' ');
-  return line + "  " + value + "\n";
+  // The value may be a name or a text out of a file.
+  return line + "  " + base::Visible(value) + "\n";
 }
 
 std::string PercentText(double share) {

@@ -1,10 +1,12 @@
 #include "terminal/failure.h"
 
+#include "base/one_line.h"
+
 namespace dravix::tool {
 namespace {
 
 Failure About(ExitCode exit, const std::string& file, std::string_view text) {
-  return {exit, file + ": " + std::string(text)};
+  return {exit, base::Visible(file) + ": " + std::string(text)};
 }
 
 }  // namespace

@@ -3,7 +3,8 @@
 #include <chrono>
 #include <cstdio>
 #include <system_error>
-#include <utility>
+
+#include "base/one_line.h"
 
 #ifdef _WIN32
 #include <io.h>
@@ -27,7 +28,7 @@ bool StderrIsTerminal() {
 
 }  // namespace
 
-Progress::Progress(std::string what) : what_(std::move(what)) {
+Progress::Progress(const std::string& what) : what_(base::Visible(what)) {
   if (!StderrIsTerminal()) return;
   try {
     thread_ = std::thread([this] { Show(); });

@@ -12,7 +12,7 @@ namespace dravix::tool {
 /// stderr is a terminal. The destructor removes the line.
 class Progress {
  public:
-  explicit Progress(std::string what);
+  explicit Progress(const std::string& what);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress();
