@@ -59,10 +59,12 @@ std::uint64_t SumOfRow(const std::uint16_t* samples, std::size_t count) {
 void AddRow(std::uint32_t* sums, const std::uint16_t* samples, std::size_t count) {
   const hn::ScalableTag<std::uint32_t> ints;
   const hn::Rebind<std::uint16_t, decltype(ints)> shorts;
-  for (std::size_t i = 0; i < count; i += hn::Lanes(ints)) {
+  std::size_t i = 0;
+  for (; i + hn::Lanes(ints) <= count; i += hn::Lanes(ints)) {
     const auto sample = hn::PromoteTo(ints, hn::LoadU(shorts, samples + i));
     hn::StoreU(hn::Add(hn::LoadU(ints, sums + i), sample), ints, sums + i);
   }
+  for (; i < count; ++i) sums[i] += samples[i];
 }
 
 void ScaleRow(const std::uint16_t* samples, std::size_t count, float scale, std::uint8_t* values) {
@@ -147,7 +149,7 @@ void AddTo(std::uint32_t* sums, const std::uint16_t* samples, int count) {
   HWY_DYNAMIC_DISPATCH(AddRow)(sums, samples, static_cast<std::size_t>(count));
 }
 
-float EightBitScale(int largest) {
+float ScaleToWhite(int largest) {
   constexpr double kWhite = 255;
   return largest > 0 ? static_cast<float>(kWhite / largest) : 0.0F;
 }
@@ -195,7 +197,7 @@ BitPicture Above(const cv::Mat& picture, int level) {
 }
 
 int OtsuSample(const cv::Mat& picture, int largest) {
-  const float scale = EightBitScale(largest);
+  const float scale = ScaleToWhite(largest);
   return LargestSampleUpTo(OtsuLevel(EightBitCounts(picture, scale)), scale);
 }
 

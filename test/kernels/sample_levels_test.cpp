@@ -45,7 +45,7 @@ TEST(Samples, AreSummedUp) {
     OnEachTarget([&] {
       EXPECT_EQ(kernels::SumOf(samples, count), cv::sum(part)[0]);
       EXPECT_EQ(kernels::LargestOf(samples, count), largest);
-      std::vector<std::uint32_t> sums(static_cast<std::size_t>(count) + 32, 5);
+      std::vector<std::uint32_t> sums(static_cast<std::size_t>(count), 5);
       kernels::AddTo(sums.data(), samples, count);
       kernels::AddTo(sums.data(), samples, count);
       for (int i = 0; i < count; ++i) {
@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, SamplesOfKind,
                                          SampleKind{CV_16UC1, 65535}, SampleKind{CV_16UC1, 4095},
                                          SampleKind{CV_16UC1, 3}, SampleKind{CV_16UC1, 0}));
 
-TEST(EightBitScale, MakesTheEightBitValuesOfTheMatrixLibrary) {
+TEST(ScaleToWhite, MakesTheEightBitValuesOfTheMatrixLibrary) {
   cv::Mat all(1, 65536, CV_16UC1);
   for (int i = 0; i < all.cols; ++i) {
     all.at<std::uint16_t>(0, i) = static_cast<std::uint16_t>(i);
@@ -92,7 +92,7 @@ TEST(EightBitScale, MakesTheEightBitValuesOfTheMatrixLibrary) {
     const cv::Mat picture = all.colRange(0, largest + 1);
     cv::Mat values;
     cv::normalize(picture, values, 255, 0, cv::NORM_INF, CV_8U);
-    const float scale = kernels::EightBitScale(largest);
+    const float scale = kernels::ScaleToWhite(largest);
     kernels::Histogram expected{};
     for (int i = 0; i <= largest; ++i) ++expected.at(values.at<std::uint8_t>(0, i));
     OnEachTarget([&] { EXPECT_EQ(kernels::EightBitCounts(picture, scale), expected); });
