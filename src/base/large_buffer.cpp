@@ -5,6 +5,7 @@
 
 #ifdef __linux__
 #include <sys/mman.h>
+#include <unistd.h>
 #endif
 
 namespace dravix::base {
@@ -22,11 +23,22 @@ void* Allocate(std::size_t bytes) {
 
 void Free(void* memory, std::size_t bytes) { munmap(memory, bytes); }
 
+void GiveBack(std::uint8_t* begin, std::uint8_t* end) {
+  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto first = (reinterpret_cast<std::uintptr_t>(begin) + page - 1) / page * page;
+  const auto last = reinterpret_cast<std::uintptr_t>(end) / page * page;
+  // A wish, too: where it is not granted the memory just stays.
+  if (first < last)
+    madvise(begin + (first - reinterpret_cast<std::uintptr_t>(begin)), last - first, MADV_DONTNEED);
+}
+
 #else
 
 void* Allocate(std::size_t bytes) { return std::calloc(bytes, 1); }
 
 void Free(void* memory, std::size_t /*bytes*/) { std::free(memory); }
+
+void GiveBack(std::uint8_t* /*begin*/, std::uint8_t* /*end*/) {}
 
 #endif
 
@@ -38,5 +50,28 @@ LargeBuffer::LargeBuffer(std::size_t bytes)
 }
 
 LargeBuffer::~LargeBuffer() { Free(bytes_, size_); }
+
+void LargeBuffer::Forget(std::size_t begin, std::size_t end) {
+  GiveBack(bytes_ + begin, bytes_ + end);
+}
+
+namespace {
+/// Smaller arrays are better off with the memory that a program has anyway.
+constexpr std::size_t kMany = std::size_t{1} << 20;
+}  // namespace
+
+void* AllocateZeros(std::size_t bytes) {
+  void* zeros = bytes >= kMany ? Allocate(bytes) : std::calloc(bytes > 0 ? bytes : 1, 1);
+  if (zeros == nullptr) throw std::bad_alloc();
+  return zeros;
+}
+
+void FreeZeros(void* memory, std::size_t bytes) {
+  if (bytes >= kMany) {
+    Free(memory, bytes);
+  } else {
+    std::free(memory);
+  }
+}
 
 }  // namespace dravix::base

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
+#include <utility>
 
 namespace dravix::base {
 
@@ -19,10 +21,39 @@ class LargeBuffer {
   LargeBuffer& operator=(const LargeBuffer&) = delete;
 
   [[nodiscard]] std::uint8_t* Data() { return bytes_; }
+  /// Gives bytes begin to end - 1 back, as far as the system takes parts; they hold nothing useful
+  /// from then on.
+  void Forget(std::size_t begin, std::size_t end);
 
  private:
   std::size_t size_;
   std::uint8_t* bytes_;
+};
+
+/// Zeros, from such memory where they are many. Throws std::bad_alloc.
+[[nodiscard]] void* AllocateZeros(std::size_t bytes);
+void FreeZeros(void* memory, std::size_t bytes);
+
+/// For vectors that get their size when they are made: elements without a value are zeros.
+template <class T>
+struct ZeroAllocator {
+  using value_type = T;
+
+  ZeroAllocator() = default;
+  template <class U>
+  explicit ZeroAllocator(const ZeroAllocator<U>& /*other*/) {}
+
+  [[nodiscard]] T* allocate(std::size_t count) {
+    return static_cast<T*>(AllocateZeros(count * sizeof(T)));
+  }
+  void deallocate(T* elements, std::size_t count) { FreeZeros(elements, count * sizeof(T)); }
+  template <class U>
+  void construct(U* /*zero*/) {}
+  template <class U, class... Values>
+  void construct(U* element, Values&&... values) {
+    ::new (static_cast<void*>(element)) U(std::forward<Values>(values)...);
+  }
+  bool operator==(const ZeroAllocator& /*other*/) const { return true; }
 };
 
 }  // namespace dravix::base

@@ -14,6 +14,7 @@
 #include "checkerboard/local_level.h"
 #include "checkerboard/outline_profile.h"
 #include "image/binary.h"
+#include "image/large_mat.h"
 #include "image/lit_area.h"
 #include "image/picture.h"
 #include "kernels/areas.h"
@@ -92,11 +93,14 @@ class AboveShare {
  private:
   [[nodiscard]] cv::Mat Compared(const cv::Rect& part) const {
     const cv::Mat level = level_.In(part);
-    cv::Mat threshold;
+    // Such memory goes back to the system at once, which the pictures to come need.
+    cv::Mat threshold = image::LargeZeros(part.size(), measured_.type());
     level.convertTo(threshold, measured_.type(), share_);
-    cv::Mat lit;
+    cv::Mat lit = image::LargeZeros(part.size(), CV_8UC1);
     cv::compare(measured_(part), threshold, lit, cv::CMP_GT);
-    lit.setTo(0, level <= 0);
+    cv::Mat unknown = image::LargeZeros(part.size(), CV_8UC1);
+    cv::compare(level, 0, unknown, cv::CMP_LE);
+    lit.setTo(0, unknown);
     return lit;
   }
 

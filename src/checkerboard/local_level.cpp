@@ -13,6 +13,7 @@
 
 #include "checkerboard/rectified.h"
 #include "checkerboard/shrink.h"
+#include "image/large_mat.h"
 #include "kernels/bit_parts.h"
 
 namespace dravix::checkerboard {
@@ -92,7 +93,9 @@ cv::Mat LevelMap::In(const cv::Rect& part) const {
   cv::Mat levels = cv::Mat::zeros(wanted.size(), CV_32FC1);
   if (!there.empty()) small(there).copyTo(levels(there - first));
   if (shrink > 1) {
-    cv::resize(levels, levels, wanted.size() * shrink, 0, 0, cv::INTER_LINEAR);
+    cv::Mat large = image::LargeZeros(wanted.size() * shrink, CV_32FC1);
+    cv::resize(levels, large, large.size(), 0, 0, cv::INTER_LINEAR);
+    levels = large;
   }
   return levels(part - origin - first * shrink);
 }

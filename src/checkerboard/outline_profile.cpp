@@ -21,7 +21,9 @@
 
 #include "checkerboard/span.h"
 #include "checkerboard/statistics.h"
+#include "image/large_mat.h"
 #include "kernels/bit_parts.h"
+#include "kernels/sample_levels.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -88,24 +90,15 @@ struct Piece {
 /// the lines of one piece.
 class Profile {
  public:
-  explicit Profile(Reach reach)
-      : reach_(reach),
-        sum_(static_cast<std::size_t>(reach.depth) + static_cast<std::size_t>(reach.Inside()),
-             0.0) {}
-
-  /// Adds one line, unless the strip ends too close to the outline.
-  void Add(const Strip& strip, int row) {
-    const uchar* mask = strip.mask.ptr(row);
-    int edge = 0;
-    while (edge < strip.mask.cols && mask[strip.Inward(edge)] == 0) ++edge;
-    if (edge < reach_.depth || edge + reach_.Inside() > strip.mask.cols) return;
-    const std::ptrdiff_t step = strip.flipped ? -1 : 1;
-    const auto* light = strip.light.ptr<std::uint16_t>(row) + strip.Inward(edge - reach_.depth);
-    for (std::size_t i = 0; i < sum_.size(); ++i) {
-      sum_[i] += light[step * static_cast<std::ptrdiff_t>(i)];
-    }
-    level_ += strip.LevelAt(row, edge);
-    ++lines_;
+  /// Sums up lines first to last - 1 of the strip, but for those on which it ends too close to the
+  /// outline.
+  Profile(Reach reach, const Strip& strip, int first, int last) : reach_(reach) {
+    // At most kLongestPiece lines of 16 bits: the sums fit.
+    std::vector<std::uint32_t> sums(static_cast<std::size_t>(reach.depth) +
+                                    static_cast<std::size_t>(reach.Inside()));
+    for (int row = first; row < last; ++row) Add(strip, row, sums);
+    sum_.assign(sums.begin(), sums.end());
+    if (strip.flipped) std::reverse(sum_.begin(), sum_.end());
   }
 
   bool Usable() const { return lines_ >= kLeastLines && level_ > 0; }
@@ -138,6 +131,19 @@ class Profile {
   }
 
  private:
+  /// Adds one line to sums that go from left to right, like the strip.
+  void Add(const Strip& strip, int row, std::vector<std::uint32_t>& sums) {
+    const uchar* mask = strip.mask.ptr(row);
+    int edge = 0;
+    while (edge < strip.mask.cols && mask[strip.Inward(edge)] == 0) ++edge;
+    if (edge < reach_.depth || edge + reach_.Inside() > strip.mask.cols) return;
+    const int left = strip.Inward(strip.flipped ? edge + reach_.Inside() - 1 : edge - reach_.depth);
+    kernels::AddTo(sums.data(), strip.light.ptr<std::uint16_t>(row) + left,
+                   static_cast<int>(sums.size()));
+    level_ += strip.LevelAt(row, edge);
+    ++lines_;
+  }
+
   struct Line {
     double at, slope;
     double At(double d) const { return at + slope * d; }
@@ -215,8 +221,7 @@ void AddPieces(const Strip& strip, int longest, Reach reach, std::vector<Piece>&
   std::vector<Profile> profiles;
   std::vector<double> slopes;
   for (int from = reach.depth; from + piece <= strip.mask.rows - reach.depth; from += piece) {
-    Profile profile(reach);
-    for (int x = from; x < from + piece; ++x) profile.Add(strip, x);
+    Profile profile(reach, strip, from, from + piece);
     if (!profile.Usable()) continue;
     slopes.push_back(profile.Slope());
     profiles.push_back(std::move(profile));
@@ -229,6 +234,12 @@ void AddPieces(const Strip& strip, int longest, Reach reach, std::vector<Piece>&
   }
 }
 
+cv::Mat Transposed(const cv::Mat& picture) {
+  cv::Mat transposed = image::LargeZeros({picture.rows, picture.cols}, picture.type());
+  cv::transpose(picture, transposed);
+  return transposed;
+}
+
 /// The strip along one side of the outline, which is `part` of the picture.
 Strip Cut(const OutlineInput& input, const cv::Rect& part, Axis axis, End end) {
   const cv::Rect inside = part & cv::Rect({}, input.light.size());
@@ -237,8 +248,8 @@ Strip Cut(const OutlineInput& input, const cv::Rect& part, Axis axis, End end) {
               axis == Axis::kY,    end == End::kLast};
   if (strip.light.depth() != CV_16U) strip.light.convertTo(strip.light, CV_16U);
   if (strip.transposed) {
-    strip.light = cv::Mat(strip.light.t());
-    strip.mask = cv::Mat(strip.mask.t());
+    strip.light = Transposed(strip.light);
+    strip.mask = Transposed(strip.mask);
   }
   return strip;
 }

@@ -37,16 +37,29 @@ class LargeAllocator final : public cv::MatAllocator {
   }
 };
 
+const LargeAllocator* Allocator() {
+  static const auto* const allocator =
+      new LargeAllocator;  // for ever: matrices may outlive statics
+  return allocator;
+}
+
 }  // namespace
 
 cv::Mat LargeZeros(cv::Size size, int type) {
-  static auto* const allocator =
-      new LargeAllocator;  // for ever: matrices may outlive other statics
   cv::Mat matrix;
-  matrix.allocator = allocator;
+  matrix.allocator = const_cast<LargeAllocator*>(Allocator());  // the library asks for no more
   matrix.create(size, type);
   matrix.allocator = nullptr;  // what the matrix may hold later is nothing of ours
   return matrix;
+}
+
+void ForgetRows(const cv::Range& rows, cv::Mat& matrix) {
+  if (rows.empty() || matrix.u == nullptr || matrix.u->currAllocator != Allocator()) return;
+  auto* buffer = static_cast<base::LargeBuffer*>(matrix.u->handle);
+  const auto place = [&](int row) {
+    return static_cast<std::size_t>(matrix.ptr(row) - buffer->Data());
+  };
+  buffer->Forget(place(rows.start), place(rows.end - 1));
 }
 
 }  // namespace dravix::image

@@ -7,6 +7,8 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "base/large_buffer.h"
+
 namespace dravix::kernels {
 
 /// Pixel x of a row is bit x % 64 of word x / 64. Bits beyond the width are 0.
@@ -43,7 +45,7 @@ class BitPicture {
 
   cv::Size size_;
   std::size_t words_;
-  std::vector<std::uint64_t> bits_;
+  std::vector<std::uint64_t, base::ZeroAllocator<std::uint64_t>> bits_;
 };
 
 /// Closes and then opens `picture` with a square of that odd side, as cv::morphologyEx does: pixels

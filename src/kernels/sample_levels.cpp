@@ -59,10 +59,12 @@ std::uint64_t SumOfRow(const std::uint16_t* samples, std::size_t count) {
 void AddRow(std::uint32_t* sums, const std::uint16_t* samples, std::size_t count) {
   const hn::ScalableTag<std::uint32_t> ints;
   const hn::Rebind<std::uint16_t, decltype(ints)> shorts;
-  for (std::size_t i = 0; i < count; i += hn::Lanes(ints)) {
+  std::size_t i = 0;
+  for (; i + hn::Lanes(ints) <= count; i += hn::Lanes(ints)) {
     const auto sample = hn::PromoteTo(ints, hn::LoadU(shorts, samples + i));
     hn::StoreU(hn::Add(hn::LoadU(ints, sums + i), sample), ints, sums + i);
   }
+  for (; i < count; ++i) sums[i] += samples[i];
 }
 
 void ScaleRow(const std::uint16_t* samples, std::size_t count, float scale, std::uint8_t* values) {

@@ -17,7 +17,7 @@ namespace dravix::kernels {
 [[nodiscard]] int LargestOf(const std::uint16_t* samples, int count);
 /// The sum of some samples.
 [[nodiscard]] std::uint64_t SumOf(const std::uint16_t* samples, int count);
-/// Adds samples to as many sums. Whole vectors are added, up to 31 more.
+/// Adds samples to as many sums.
 void AddTo(std::uint32_t* sums, const std::uint16_t* samples, int count);
 
 /// What the samples are multiplied by to make `largest` 255, as the matrix library computes it; 0

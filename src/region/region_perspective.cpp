@@ -16,6 +16,7 @@
 #include <opencv2/imgproc.hpp>
 #include <utility>
 
+#include "image/large_mat.h"
 #include "region/corner_refinement.h"
 #include "region/region_state.h"
 #include "region/rounding.h"
@@ -63,7 +64,7 @@ FramePart SearchedPart(const RegionOI& region) {
   };
   const cv::Point from(begin(region.rect.x), begin(region.rect.y));
   const cv::Point to(end(region.rect.br().x, frame.width), end(region.rect.br().y, frame.height));
-  FramePart part{cv::Mat::zeros(cv::Size(to - from), CV_8UC1), from, frame};
+  FramePart part{dravix::image::LargeZeros(cv::Size(to - from), CV_8UC1), from, frame};
   region.mask.copyTo(part.image(region.rect - from));
   return part;
 }

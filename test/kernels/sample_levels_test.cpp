@@ -45,7 +45,7 @@ TEST(Samples, AreSummedUp) {
     OnEachTarget([&] {
       EXPECT_EQ(kernels::SumOf(samples, count), cv::sum(part)[0]);
       EXPECT_EQ(kernels::LargestOf(samples, count), largest);
-      std::vector<std::uint32_t> sums(static_cast<std::size_t>(count) + 32, 5);
+      std::vector<std::uint32_t> sums(static_cast<std::size_t>(count), 5);
       kernels::AddTo(sums.data(), samples, count);
       kernels::AddTo(sums.data(), samples, count);
       for (int i = 0; i < count; ++i) {
