@@ -1,5 +1,10 @@
 /// Matrices in files: the record that every format of dravix uses, and small files of matrices,
 /// tables and names.
+///
+/// What OpenCV refuses (more than two dimensions, an impossible channel count, memory that runs
+/// out) is reported as cv::Exception, memory that runs out also as std::bad_alloc; a stream that
+/// throws is let through. Matrices, names and files are then as they were; only a stream has been
+/// written to or read from. There are no other exceptions.
 #ifndef DRAVIX_BIO_H_
 #define DRAVIX_BIO_H_
 
@@ -35,7 +40,8 @@ DRAVIX_API bool LoadBinToMat(const std::string& fullname, cv::Mat& m);
 
 /// Reads `size` numbers, separated by white space, row by row into a new CV_32FC1 matrix, and no
 /// more of the file than that. Where the text holds no number, that element and all after it are 0.
-/// False, with one error line, when the file cannot be opened.
+/// A number of more than 1 MiB, with the white space before it, is none. False, with one error
+/// line, when the file cannot be opened.
 DRAVIX_API bool LoadTxtToMat(const std::string& fullname, cv::Size size, cv::Mat& m);
 
 /// Appends every line of a text file, empty ones included, to `names`. False, with one error line,

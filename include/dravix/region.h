@@ -18,8 +18,9 @@ class Shot;
 /// make.
 ///
 /// What OpenCV refuses (parameters, a rectangle or mask that does not fit the frame, areas that
-/// need more memory than there is) is reported as cv::Exception; the region is then as it was,
-/// except for AutoSet's mode. The exports of dravix.h turn the exception into a code.
+/// need more memory than there is) is reported as cv::Exception, or as std::bad_alloc where memory
+/// runs out; the region is then as it was, except for AutoSet's mode. There are no other
+/// exceptions. The exports of dravix.h turn them into a code.
 class DRAVIX_API RegionOI {
  public:
   std::int32_t frameWidth = 0, frameHeight = 0;  ///< size in pixels of the image it refers to

@@ -40,6 +40,11 @@ enum ShotCheck : std::uint32_t {
 /// Copying a shot copies its groups and pixels; moving it moves them. An operation that fails
 /// leaves the shot as it was, except SetPattern, which stores the pattern before it compares it
 /// with the partition. One shot must not be used from two threads at once.
+///
+/// What OpenCV refuses (pixels of more than two dimensions, channels that it cannot turn, a record
+/// with an impossible channel count) is reported as cv::Exception, and memory that runs out as
+/// cv::Exception or std::bad_alloc. The shot is then as it was, and so is a file that it should be
+/// saved to. There are no other exceptions.
 class DRAVIX_API Shot {
  public:
   /// Where the photographed area lies on the whole screen, in LEDs.
@@ -137,8 +142,9 @@ class DRAVIX_API Shot {
 
   /// Writes a file whose name ends in ".shot"; samples are stored as 16-bit unsigned. 0; 8 for
   /// another extension; 4 when the file cannot be opened or not be written whole. The file is
-  /// replaced as a whole: what was there stays until the new one is complete. Only where the folder
-  /// takes no new file is it written in place, which a crash may leave half done.
+  /// replaced as a whole: what was there stays until the new one is complete and flushed to the
+  /// disk. Only where the folder takes no new file is it written in place, which a crash may leave
+  /// half done.
   std::int32_t Save(const std::string& fullname) const;
   /// Reads what Save wrote. Groups that the file lacks stay. 0; 8 for another extension; 2 when the
   /// file cannot be opened; 10 without the mark; 3 for another version. The shot is unchanged then.

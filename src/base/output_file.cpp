@@ -31,10 +31,11 @@ std::int64_t WriteSome(int file, ByteView bytes) {
   return _write(file, bytes.data(), static_cast<unsigned>(std::min(bytes.size(), kMost)));
 }
 bool MayWaitFor(int /*file*/, int /*error*/) { return false; }
-bool IsOnDisk(int file) {
+bool IsRegularFile(int file) {
   struct _stat64 status {};
   return _fstat64(file, &status) == 0 && (status.st_mode & _S_IFMT) == _S_IFREG;
 }
+bool IsOnDisk(int file) { return IsRegularFile(file); }
 bool Sync(int file) { return _commit(file) == 0; }
 bool CloseFile(int file) { return _close(file) == 0; }
 std::int64_t PositionOf(int file) { return _lseeki64(file, 0, SEEK_CUR); }
@@ -61,6 +62,10 @@ bool MayWaitFor(int file, int error) {
   if (error != EAGAIN) return false;
   pollfd wanted{file, POLLOUT, 0};
   return poll(&wanted, 1, -1) > 0 || errno == EINTR;
+}
+bool IsRegularFile(int file) {
+  struct stat status {};
+  return fstat(file, &status) == 0 && S_ISREG(status.st_mode);
 }
 bool IsOnDisk(int file) {
   struct stat status {};
@@ -152,10 +157,7 @@ std::error_code OutputFile::Close() {
   return CloseFile(std::exchange(descriptor_, kNone)) ? std::error_code() : LastReason();
 }
 
-bool OutputFile::IsRegular() const {
-  struct stat status {};
-  return fstat(descriptor_, &status) == 0 && (status.st_mode & S_IFMT) == S_IFREG;
-}
+bool OutputFile::IsRegular() const { return IsRegularFile(descriptor_); }
 
 std::uint64_t OutputFile::Position() const {
   const std::int64_t position = PositionOf(descriptor_);

@@ -162,6 +162,13 @@ TEST_F(Bio, AnImpossibleChannelCountThrowsAndLeavesTheMatrix) {
   EXPECT_EQ(m.at<uchar>(0), 77);
 }
 
+TEST_F(Bio, MoreThanTwoDimensionsThrowAndLeaveTheFile) {
+  Spill(name_, "old");
+  const int sizes[] = {2, 2, 2};
+  EXPECT_THROW(BIO::SaveMatToBin(name_, cv::Mat(3, sizes, CV_8UC1, cv::Scalar(1))), cv::Exception);
+  EXPECT_EQ(Slurp(name_), "old");
+}
+
 TEST_F(Bio, FilesThatCannotBeOpenedAreReported) {
   cv::Mat m;
   EXPECT_FALSE(BIO::SaveMatToBin(missing_, m));

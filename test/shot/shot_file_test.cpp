@@ -353,6 +353,22 @@ TEST_F(ShotFile, HoldsTheBuffersBytesAndReadsBackEqual) {
   EXPECT_THAT(log_.Errors(), IsEmpty());
 }
 
+TEST_F(ShotFile, MoreThanTwoDimensionsThrowAndLeaveFileAndBuffer) {
+  Spill(name_, "old");
+  const int sizes[] = {2, 2, 2};
+  for (const int type : {CV_16UC1, CV_32FC1}) {
+    shot_.image = cv::Mat(3, sizes, type, cv::Scalar(1));
+    EXPECT_THROW(shot_.Save(name_), cv::Exception);
+    std::size_t size = 5;
+    char buffer[] = "12345";
+    EXPECT_THROW(shot_.GetBufferSize(&size), cv::Exception);
+    EXPECT_THROW(shot_.ToBuffer(buffer, &size), cv::Exception);
+    EXPECT_EQ(size, 5U);
+    EXPECT_STREQ(buffer, "12345");
+  }
+  EXPECT_EQ(Slurp(name_), "old");
+}
+
 TEST_F(ShotFile, OtherExtensionsAreRefused) {
   for (const std::string name :
        {".shot", "a.SHOT", "a.Shot", "a.sho", "a.shot ", "shot", "", "a.lum"}) {

@@ -317,6 +317,15 @@ TEST(RemoveBackground, HalfPrecisionIsSubtractedToo) {
 
 // --- rotation ---
 
+TEST(Rotate, PixelsThatCannotBeTurnedThrowAndStay) {
+  Shot shot;
+  shot.image = cv::Mat(4, 3, CV_8UC(5));
+  shot.image.reshape(1) = 7;
+  const cv::Mat before = shot.image.clone();
+  EXPECT_THROW(shot.Rotate(90), cv::Exception);
+  EXPECT_TRUE(SameBytes(shot.image, before));
+}
+
 TEST(Rotate, TurnsCounterclockwise) {
   const cv::Mat upright = (cv::Mat_<std::uint16_t>(2, 4) << 1, 2, 3, 4, 5, 6, 7, 8);
   const std::array<std::pair<int, cv::Mat>, 4> turned{{
