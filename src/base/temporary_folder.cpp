@@ -1,5 +1,6 @@
 #include "base/temporary_folder.h"
 
+#include <exception>
 #include <string>
 #include <utility>
 
@@ -56,10 +57,23 @@ void RemoveIfLeftOver(const fs::path& folder) {
 
 #else
 
-/// Opens a folder, not what a link of that name points to; -1 when there is none.
-int OpenFolder(const fs::path& path) {
-  return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-}
+/// An open folder, not what a link of its name points to.
+class Folder {
+ public:
+  explicit Folder(const fs::path& path)
+      : descriptor_(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {}
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  ~Folder() {
+    if (IsOpen()) close(descriptor_);
+  }
+  [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
+  [[nodiscard]] int Descriptor() const { return descriptor_; }
+  int Release() { return std::exchange(descriptor_, -1); }
+
+ private:
+  int descriptor_;
+};
 
 enum class Lock { kOurs, kAnothers, kUnknown };
 
@@ -109,12 +123,12 @@ void RemoveLocked(const fs::path& path, int folder, int depth) {
 }
 
 void RemoveIfLeftOver(const fs::path& path, int depth) {
-  const int folder = OpenFolder(path);
-  if (folder < 0) return;
-  const Lock lock = TakeLock(folder);
-  const bool leftOver = lock == Lock::kOurs || (lock == Lock::kUnknown && IsOld(folder));
-  if (leftOver && IsStill(path, folder)) RemoveLocked(path, folder, depth);
-  close(folder);
+  const Folder folder(path);
+  if (!folder.IsOpen()) return;
+  const int open = folder.Descriptor();
+  const Lock lock = TakeLock(open);
+  const bool leftOver = lock == Lock::kOurs || (lock == Lock::kUnknown && IsOld(open));
+  if (leftOver && IsStill(path, open)) RemoveLocked(path, open, depth);
 }
 
 #endif
@@ -136,9 +150,9 @@ fs::path TemporaryFolder::FileName(const fs::path& extension) const {
 std::error_code TemporaryFolder::Make(const fs::path& parent) {
   std::error_code reason;
   for (int i = 0; i < kMost; ++i) {
-    const fs::path path = NameOfFolder(parent, i);
+    fs::path path = NameOfFolder(parent, i);
     if (fs::create_directory(path, reason)) {
-      path_ = path;
+      path_ = std::move(path);
       return {};
     }
     if (reason) return reason;  // a folder that exists is no error
@@ -146,9 +160,14 @@ std::error_code TemporaryFolder::Make(const fs::path& parent) {
   return std::make_error_code(std::errc::file_exists);
 }
 
-void TemporaryFolder::Remove() {
-  std::error_code ignored;
-  if (!path_.empty()) fs::remove_all(path_, ignored);
+void TemporaryFolder::Remove() noexcept {
+  if (path_.empty()) return;
+  try {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  } catch (const std::exception&) {
+    // There is no memory for the names.
+  }
   path_.clear();
 }
 
@@ -157,20 +176,20 @@ void TemporaryFolder::Remove() {
 std::error_code TemporaryFolder::Make(const fs::path& parent) {
   constexpr mode_t kOwnerOnly = 0700;
   for (int i = 0; i < kMost; ++i) {
-    const fs::path path = NameOfFolder(parent, i);
+    fs::path path = NameOfFolder(parent, i);
     if (mkdir(path.c_str(), kOwnerOnly) != 0) {
       if (errno == EEXIST) continue;
       return LastReason();
     }
-    const int folder = OpenFolder(path);
-    const std::error_code reason = folder < 0 ? LastReason() : std::error_code();
+    Folder folder(path);
+    const std::error_code reason = folder.IsOpen() ? std::error_code() : LastReason();
     // Between its making and its locking, another process may take the folder for a left-over.
-    if (folder >= 0 && TakeLock(folder) != Lock::kAnothers && IsStill(path, folder)) {
-      path_ = path;
-      lock_ = folder;
+    if (!reason && TakeLock(folder.Descriptor()) != Lock::kAnothers &&
+        IsStill(path, folder.Descriptor())) {
+      path_ = std::move(path);
+      lock_ = folder.Release();
       return {};
     }
-    if (folder >= 0) close(folder);
     if (reason && reason != std::errc::no_such_file_or_directory) {
       rmdir(path.c_str());
       return reason;
@@ -179,9 +198,14 @@ std::error_code TemporaryFolder::Make(const fs::path& parent) {
   return std::make_error_code(std::errc::file_exists);
 }
 
-void TemporaryFolder::Remove() {
+void TemporaryFolder::Remove() noexcept {
   if (path_.empty()) return;
-  RemoveLocked(path_, lock_, 0);
+  try {
+    RemoveLocked(path_, lock_, 0);
+  } catch (const std::exception&) {  // there is no memory to look for a folder in the folder
+    Empty(lock_);
+    rmdir(path_.c_str());
+  }
   close(std::exchange(lock_, -1));
   path_.clear();
 }

@@ -22,8 +22,8 @@ class TemporaryFolder {
 
   /// Makes the folder in `parent`; the reason when that fails.
   [[nodiscard]] std::error_code Make(const std::filesystem::path& parent);
-  /// Removes the folder and what is in it.
-  void Remove();
+  /// Removes the folder and what is in it. What it cannot remove, a later save will.
+  void Remove() noexcept;
   /// The name for a new file in the folder, which does not exist yet.
   [[nodiscard]] std::filesystem::path FileName(const std::filesystem::path& extension) const;
 

@@ -56,7 +56,9 @@ kernels::BitPicture Binarized(Binarization way, const Rectified& pictures, const
     case Binarization::kLocal:
       return kernels::BitsOf(AboveLocalMiddle(quotient.Picture(), params));
     case Binarization::kPlain:
-      return kernels::Above(pictures.board, kernels::OtsuSample(pictures.board));
+      return kernels::Above(
+          pictures.board,
+          kernels::OtsuSample(pictures.board, kernels::LargestSample(pictures.board)));
     default:
       return quotient.AboveOtsu();
   }

@@ -264,19 +264,20 @@ std::int32_t CheckerboardDetector::checkerboard() {
 
   const board::RectifyParams params = ParamsOf(*this);
   const board::Samples samples = board::SamplesFor(checkerboardShot->image, shot->image);
-  board::Rectified pictures;
   // The measured picture comes first, so that the steps to the lit area need no room beside both.
-  pictures.measured = board::WarpForDetection(shot->image, samples, params);
-  const std::optional<board::Area> area = board::LedArea(pictures.measured, params);
-  pictures.board = board::WarpForDetection(checkerboardShot->image, samples, params);
-  const bool anythingLit = board::AnythingLit(pictures.board, params);
+  board::WorkingPicture measured = board::WarpForDetection(shot->image, samples, params);
+  const std::optional<board::Area> area = board::LedArea(measured, params);
+  board::WorkingPicture lit = board::WarpForDetection(checkerboardShot->image, samples, params);
+  const bool found = area && board::AnythingLit(lit, params);
   const std::int32_t code =
-      area && anythingLit ? FindBlocks(*this, pictures, *area, params) : NoArea();
-  pictures.measured.release();
-  rectified = keepsRectified ? board::EightBits(pictures.board) : cv::Mat();
-  pictures.board.release();
-  if (area && anythingLit) mask = Painted(area->mask, area->box);
-  if (area && anythingLit) outlineExcess = area->excess;
+      found ? FindBlocks(*this, {lit.samples, measured.samples}, *area, params) : NoArea();
+  measured = {};
+  rectified = keepsRectified ? board::EightBits(lit.samples) : cv::Mat();
+  lit = {};
+  if (found) {
+    mask = Painted(area->mask, area->box);
+    outlineExcess = area->excess;
+  }
   return code;
 }
 

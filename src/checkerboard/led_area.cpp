@@ -144,10 +144,11 @@ Area AtLocalLevel(const cv::Mat& measured, Filled first, const RectifyParams& pa
 
 }  // namespace
 
-std::optional<Area> LedArea(const cv::Mat& measured, const RectifyParams& params) {
+std::optional<Area> LedArea(const WorkingPicture& measured, const RectifyParams& params) {
   const std::optional<Filled> first = Largest(LitParts(measured, params));
   if (!first) return std::nullopt;
-  return AtLocalLevel(measured, InWorkingImage(*first, ExpectedArea(params).tl(), measured.size()),
+  const cv::Size size = measured.samples.size();
+  return AtLocalLevel(measured.samples, InWorkingImage(*first, ExpectedArea(params).tl(), size),
                       params);
 }
 

@@ -18,6 +18,7 @@ struct Area {
 };
 
 /// Finds the lit area in `measured`; nothing where nothing is lit.
-[[nodiscard]] std::optional<Area> LedArea(const cv::Mat& measured, const RectifyParams& params);
+[[nodiscard]] std::optional<Area> LedArea(const WorkingPicture& measured,
+                                          const RectifyParams& params);
 
 }  // namespace dravix::checkerboard

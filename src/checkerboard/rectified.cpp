@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <opencv2/imgproc.hpp>
 #include <optional>
 #include <vector>
@@ -97,7 +98,7 @@ class SmoothedRows {
 };
 
 /// The warped and smoothed photograph, or nothing where the kernels cannot do it.
-std::optional<cv::Mat> MadeByRows(const cv::Mat& photo, const RectifyParams& params) {
+std::optional<WorkingPicture> MadeByRows(const cv::Mat& photo, const RectifyParams& params) {
   if (!params.byRows || params.transform.type() != CV_64FC1) return std::nullopt;
   const auto warp =
       CubicWarp::Of(photo, params.transform, params.imageSize, kernels::Border::kRepeated);
@@ -106,11 +107,20 @@ std::optional<cv::Mat> MadeByRows(const cv::Mat& photo, const RectifyParams& par
   const int width = params.imageSize.width;
   cv::Mat padded = image::LargeZeros(
       {static_cast<int>(SmoothedRows::StrideFor(width)), params.imageSize.height}, CV_16UC1);
+  std::mutex mutex;
+  int largest = 0;
   kernels::ForEachStrip(params.imageSize.height, [&](int begin, int end) {
     SmoothedRows rows(*warp, *blur, begin);
-    for (int y = begin; y < end; ++y) rows.Row(y, padded.ptr<std::uint16_t>(y));
+    int found = 0;
+    for (int y = begin; y < end; ++y) {
+      auto* row = padded.ptr<std::uint16_t>(y);
+      rows.Row(y, row);
+      found = std::max(found, kernels::LargestOf(row, width));
+    }
+    const std::lock_guard<std::mutex> lock(mutex);
+    largest = std::max(largest, found);
   });
-  return padded.colRange(0, width);
+  return WorkingPicture{padded.colRange(0, width), largest};
 }
 
 }  // namespace
@@ -120,7 +130,11 @@ Samples SamplesFor(const cv::Mat& board, const cv::Mat& measured) {
   return wide ? Samples::kKept : Samples::kEightBits;
 }
 
-cv::Mat WarpForDetection(const cv::Mat& photo, Samples samples, const RectifyParams& params) {
+WorkingPicture::WorkingPicture(const cv::Mat& picture)
+    : samples(picture), largest(kernels::LargestSample(picture)) {}
+
+WorkingPicture WarpForDetection(const cv::Mat& photo, Samples samples,
+                                const RectifyParams& params) {
   if (samples == Samples::kKept) {
     if (const auto made = MadeByRows(photo, params)) return *made;
   }
@@ -131,7 +145,7 @@ cv::Mat WarpForDetection(const cv::Mat& photo, Samples samples, const RectifyPar
   cv::Mat smooth;
   cv::GaussianBlur(picture, smooth, {kSmoothing, kSmoothing}, static_cast<double>(params.blurSigma),
                    0);
-  return smooth;
+  return WorkingPicture(smooth);
 }
 
 cv::Mat EightBits(const cv::Mat& picture) { return image::ToImage(picture, 0, 1); }
@@ -163,16 +177,17 @@ kernels::BitPicture CleanedAbove(const cv::Mat& picture, int level, const cv::Re
 
 }  // namespace
 
-kernels::BitPicture LitParts(const cv::Mat& picture, const RectifyParams& params) {
-  return CleanedAbove(picture, kernels::OtsuSample(picture), ExpectedArea(params), params.kernel);
+kernels::BitPicture LitParts(const WorkingPicture& picture, const RectifyParams& params) {
+  return CleanedAbove(picture.samples, kernels::OtsuSample(picture.samples, picture.largest),
+                      ExpectedArea(params), params.kernel);
 }
 
-bool AnythingLit(const cv::Mat& picture, const RectifyParams& params) {
-  const int level = kernels::OtsuSample(picture);
+bool AnythingLit(const WorkingPicture& picture, const RectifyParams& params) {
+  const int level = kernels::OtsuSample(picture.samples, picture.largest);
   const cv::Rect area = ExpectedArea(params);
   for (int y = area.y; y < area.br().y; y += kBand) {
     const cv::Rect band(area.x, y, area.width, std::min(kBand, area.br().y - y));
-    const kernels::BitPicture lit = CleanedAbove(picture, level, band, params.kernel);
+    const kernels::BitPicture lit = CleanedAbove(picture.samples, level, band, params.kernel);
     if (!kernels::BoundsOf(lit).empty()) return true;
   }
   return false;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opencv2/core.hpp>
+#include <utility>
 
 #include "kernels/bit_picture.h"
 
@@ -29,6 +30,18 @@ struct Rectified {
   [[nodiscard]] Rectified Part(const cv::Rect& part) const { return {board(part), measured(part)}; }
 };
 
+/// A photograph in the working image, smoothed, with one channel of 8 or 16 bits.
+struct WorkingPicture {
+  WorkingPicture() = default;
+  /// Looks for the largest sample.
+  explicit WorkingPicture(const cv::Mat& picture);
+  WorkingPicture(cv::Mat picture, int largestSample)
+      : samples(std::move(picture)), largest(largestSample) {}
+
+  cv::Mat samples;
+  int largest = 0;  ///< sample
+};
+
 /// What becomes of the samples of a photograph.
 enum class Samples {
   kKept,      ///< CV_16UC1 stays what it is
@@ -44,8 +57,8 @@ enum class Samples {
 /// that luminances are measured in has it, would draw a sharp edge along the frame, which bicubic
 /// interpolation and smoothing carry into the picture, and where the screen reaches the frame, the
 /// search would take it for the outline of the lit area.
-[[nodiscard]] cv::Mat WarpForDetection(const cv::Mat& photo, Samples samples,
-                                       const RectifyParams& params);
+[[nodiscard]] WorkingPicture WarpForDetection(const cv::Mat& photo, Samples samples,
+                                              const RectifyParams& params);
 
 /// A picture in 8 bits by its largest sample, with one channel.
 [[nodiscard]] cv::Mat EightBits(const cv::Mat& picture);
@@ -61,13 +74,12 @@ enum class Samples {
 /// would of the whole picture.
 [[nodiscard]] inline cv::Size CleaningReach(int kernel) { return {2 * kernel, 2 * kernel}; }
 
-// The following take a picture of 8 or 16 bits with one channel.
-
 /// The lit part of a picture by one threshold for all of it, with gaps closed and specks removed,
 /// of the expected area's size.
-[[nodiscard]] kernels::BitPicture LitParts(const cv::Mat& picture, const RectifyParams& params);
+[[nodiscard]] kernels::BitPicture LitParts(const WorkingPicture& picture,
+                                           const RectifyParams& params);
 
 /// Whether LitParts would find any.
-[[nodiscard]] bool AnythingLit(const cv::Mat& picture, const RectifyParams& params);
+[[nodiscard]] bool AnythingLit(const WorkingPicture& picture, const RectifyParams& params);
 
 }  // namespace dravix::checkerboard

@@ -37,9 +37,10 @@ void AppendRows(const cv::Mat& plane, base::ByteSink& out) {
   for (int y = 0; y < plane.rows; ++y) out.Append(std::as_bytes(std::span(plane.ptr(y), rowBytes)));
 }
 
-/// How many rows are worked on at a time: few enough to stay in the processor's cache.
+/// How many bytes are worked on at a time: few enough to stay in the processor's cache.
+constexpr std::size_t kCached = std::size_t{1} << 18;
+
 int RowsAtATime(const cv::Mat& m) {
-  constexpr std::size_t kCached = std::size_t{1} << 18;  // bytes; a quarter of what is usual now
   const std::size_t rowBytes = static_cast<std::size_t>(m.cols) * m.elemSize();
   return static_cast<int>(std::max<std::size_t>(kCached / rowBytes, 1));
 }
@@ -65,14 +66,19 @@ void AppendChannel(const cv::Mat& m, int channel, int depth, base::ByteSink& out
   }
 }
 
-/// Reads one channel of `m`, as far as the input goes. False when it has come to its end.
+/// Reads one channel of a continuous matrix, as far as the input goes. False when it has come to
+/// its end.
 bool ReadChannel(cv::Mat& m, int channel, base::ByteReader& in) {
-  cv::Mat plane(std::min(RowsAtATime(m), m.rows), m.cols, m.depth());
-  for (int y = 0; y < m.rows; y += plane.rows) {
-    cv::Mat rows = plane.rowRange(0, std::min(plane.rows, m.rows - y));
-    const std::span<std::byte> bytes = BytesOf(rows);
+  const std::size_t total = m.total();
+  const std::size_t step = std::clamp<std::size_t>(kCached / m.elemSize(), 1, total);
+  cv::Mat samples(1, static_cast<int>(step), m.depth());
+  for (std::size_t at = 0; at < total; at += step) {
+    const auto count = static_cast<int>(std::min(step, total - at));
+    cv::Mat part = samples.colRange(0, count);
+    const std::span<std::byte> bytes = BytesOf(part);
     const std::size_t there = in.ReadUpTo(bytes);
-    if (there > 0) cv::insertChannel(rows, m.rowRange(y, y + rows.rows), channel);
+    cv::Mat pixels(1, count, m.type(), m.data + at * m.elemSize());
+    if (there > 0) cv::insertChannel(part, pixels, channel);
     if (there < bytes.size()) return false;
   }
   return true;

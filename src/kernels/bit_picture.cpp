@@ -42,6 +42,21 @@ void CompareBytes(const std::uint8_t* gray, int level, std::size_t words, std::u
 #endif
 }
 
+/// 255 for every bit that is set, 0 for the others.
+void WriteBytes(const std::uint64_t* bits, int width, std::uint8_t* pixels) {
+  constexpr int kBits = BitPicture::kWordBits;
+  int x = 0;
+#if HWY_TARGET != HWY_SCALAR
+  const hn::CappedTag<std::uint8_t, kBits> bytes;
+  const auto lanes = static_cast<int>(hn::Lanes(bytes));
+  for (; x + lanes <= width; x += lanes) {
+    const auto white = hn::LoadMaskBits(bytes, reinterpret_cast<const std::uint8_t*>(bits) + x / 8);
+    hn::StoreU(hn::VecFromMask(bytes, white), bytes, pixels + x);
+  }
+#endif
+  for (; x < width; ++x) pixels[x] = ((bits[x / kBits] >> (x % kBits)) & 1U) != 0 ? 255 : 0;
+}
+
 /// out[i] = in[i] joined with the pixels `distance` (1 to 63) to the left; in[-1] is readable. Rows
 /// may follow one another: what leaves one enters the next.
 void JoinLeft(const std::uint64_t* in, int distance, std::size_t words, std::uint64_t* out) {
@@ -86,6 +101,7 @@ HWY_EXPORT(CompareBytes);
 HWY_EXPORT(JoinLeft);
 HWY_EXPORT(JoinRight);
 HWY_EXPORT(JoinRows);
+HWY_EXPORT(WriteBytes);
 
 constexpr std::size_t kWordsPerVector = 8;  // of the widest vectors
 
@@ -131,26 +147,6 @@ class AlongRows {
   std::vector<std::uint64_t> first_;  ///< between a zero before and one behind
   std::vector<std::uint64_t> second_;
 };
-
-/// 255 for every bit that is set, 0 for the others; eight pixels at a time.
-void WriteBytes(const std::uint64_t* bits, int width, std::uint8_t* pixels) {
-  constexpr int kAtOnce = 8;
-  constexpr std::uint64_t kOneEach = 0x0101010101010101;
-  constexpr std::uint64_t kOneBitEach = 0x8040201008040201;  // bit i of byte i
-  constexpr std::uint64_t kUpToTop = 0x7F7F7F7F7F7F7F7F;
-  for (int x = 0; x < width; x += kAtOnce) {
-    const std::uint64_t eight =
-        (bits[x / BitPicture::kWordBits] >> (x % BitPicture::kWordBits)) & 0xFF;
-    // Every byte gets all eight bits and keeps its own; what is left carries into the byte's top
-    // bit.
-    const std::uint64_t own = eight * kOneEach & kOneBitEach;
-    const std::uint64_t tops = (own + kUpToTop) | own;
-    const std::uint64_t white = ((tops >> 7) & kOneEach) * 0xFF;
-    for (int i = 0; i < std::min(kAtOnce, width - x); ++i) {
-      pixels[x + i] = static_cast<std::uint8_t>(white >> (kAtOnce * i));
-    }
-  }
-}
 
 }  // namespace
 
@@ -205,13 +201,17 @@ void BitPicture::Dilate(int reach, BitPicture& scratch) {
 
 cv::Mat BitPicture::ToMat() const {
   cv::Mat mat(size_, CV_8UC1);
-  for (int y = 0; y < size_.height; ++y) WriteBytes(Row(y), size_.width, mat.ptr(y));
+  for (int y = 0; y < size_.height; ++y) {
+    HWY_DYNAMIC_DISPATCH(WriteBytes)(Row(y), size_.width, mat.ptr(y));
+  }
   return mat;
 }
 
 void BitPicture::PaintWhite(const cv::Range& rows, cv::Mat& mat) const {
   CV_Assert(mat.type() == CV_8UC1 && mat.size() == size_);
-  for (int y = rows.start; y < rows.end; ++y) WriteBytes(Row(y), size_.width, mat.ptr(y));
+  for (int y = rows.start; y < rows.end; ++y) {
+    HWY_DYNAMIC_DISPATCH(WriteBytes)(Row(y), size_.width, mat.ptr(y));
+  }
 }
 
 void CloseThenOpen(BitPicture& picture, int side) {

@@ -28,10 +28,41 @@ namespace hn = hwy::HWY_NAMESPACE;
 std::uint16_t LargestOfRow(const std::uint16_t* samples, std::size_t count) {
   const hn::ScalableTag<std::uint16_t> shorts;
   auto largest = hn::Zero(shorts);
-  for (std::size_t i = 0; i < count; i += hn::Lanes(shorts)) {
+  std::size_t i = 0;
+  for (; i + hn::Lanes(shorts) <= count; i += hn::Lanes(shorts)) {
     largest = hn::Max(largest, hn::LoadU(shorts, samples + i));
   }
+  if (i < count) {
+    const auto inside = hn::FirstN(shorts, count - i);
+    largest = hn::Max(largest, hn::IfThenElseZero(inside, hn::LoadU(shorts, samples + i)));
+  }
   return hn::GetLane(hn::MaxOfLanes(shorts, largest));
+}
+
+/// Sums of whole vectors fit 32 bits in each lane: up to 2^16 of them.
+std::uint64_t SumOfRow(const std::uint16_t* samples, std::size_t count) {
+  const hn::ScalableTag<std::uint32_t> ints;
+  const hn::Rebind<std::uint16_t, decltype(ints)> shorts;
+  auto sums = hn::Zero(ints);
+  std::size_t i = 0;
+  for (; i + hn::Lanes(ints) <= count; i += hn::Lanes(ints)) {
+    sums = hn::Add(sums, hn::PromoteTo(ints, hn::LoadU(shorts, samples + i)));
+  }
+  HWY_ALIGN std::uint32_t lanes[hn::MaxLanes(ints)];
+  hn::Store(sums, ints, lanes);
+  std::uint64_t sum = 0;
+  for (std::size_t lane = 0; lane < hn::Lanes(ints); ++lane) sum += lanes[lane];
+  for (; i < count; ++i) sum += samples[i];
+  return sum;
+}
+
+void AddRow(std::uint32_t* sums, const std::uint16_t* samples, std::size_t count) {
+  const hn::ScalableTag<std::uint32_t> ints;
+  const hn::Rebind<std::uint16_t, decltype(ints)> shorts;
+  for (std::size_t i = 0; i < count; i += hn::Lanes(ints)) {
+    const auto sample = hn::PromoteTo(ints, hn::LoadU(shorts, samples + i));
+    hn::StoreU(hn::Add(hn::LoadU(ints, sums + i), sample), ints, sums + i);
+  }
 }
 
 void ScaleRow(const std::uint16_t* samples, std::size_t count, float scale, std::uint8_t* values) {
@@ -80,9 +111,11 @@ HWY_AFTER_NAMESPACE();
 namespace dravix::kernels {
 namespace {
 
+HWY_EXPORT(AddRow);
 HWY_EXPORT(CompareShorts);
 HWY_EXPORT(LargestOfRow);
 HWY_EXPORT(ScaleRow);
+HWY_EXPORT(SumOfRow);
 
 }  // namespace
 
@@ -102,7 +135,19 @@ int LargestSample(const cv::Mat& picture) {
   return largest;
 }
 
-float EightBitScale(int largest) {
+int LargestOf(const std::uint16_t* samples, int count) {
+  return HWY_DYNAMIC_DISPATCH(LargestOfRow)(samples, static_cast<std::size_t>(count));
+}
+
+std::uint64_t SumOf(const std::uint16_t* samples, int count) {
+  return HWY_DYNAMIC_DISPATCH(SumOfRow)(samples, static_cast<std::size_t>(count));
+}
+
+void AddTo(std::uint32_t* sums, const std::uint16_t* samples, int count) {
+  HWY_DYNAMIC_DISPATCH(AddRow)(sums, samples, static_cast<std::size_t>(count));
+}
+
+float ScaleToWhite(int largest) {
   constexpr double kWhite = 255;
   return largest > 0 ? static_cast<float>(kWhite / largest) : 0.0F;
 }
@@ -149,8 +194,8 @@ BitPicture Above(const cv::Mat& picture, int level) {
   return bits;
 }
 
-int OtsuSample(const cv::Mat& picture) {
-  const float scale = EightBitScale(LargestSample(picture));
+int OtsuSample(const cv::Mat& picture, int largest) {
+  const float scale = ScaleToWhite(largest);
   return LargestSampleUpTo(OtsuLevel(EightBitCounts(picture, scale)), scale);
 }
 

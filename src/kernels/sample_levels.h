@@ -13,10 +13,16 @@ namespace dravix::kernels {
 
 /// The largest sample; 0 of an empty picture.
 [[nodiscard]] int LargestSample(const cv::Mat& picture);
+/// The largest of some samples. Whole vectors are read, up to 31 samples more.
+[[nodiscard]] int LargestOf(const std::uint16_t* samples, int count);
+/// The sum of some samples.
+[[nodiscard]] std::uint64_t SumOf(const std::uint16_t* samples, int count);
+/// Adds samples to as many sums. Whole vectors are added, up to 31 more.
+void AddTo(std::uint32_t* sums, const std::uint16_t* samples, int count);
 
 /// What the samples are multiplied by to make `largest` 255, as the matrix library computes it; 0
 /// for 0.
-[[nodiscard]] float EightBitScale(int largest);
+[[nodiscard]] float ScaleToWhite(int largest);
 
 /// How often each 8-bit value occurs when every sample is multiplied by `scale`, rounded half to
 /// even.
@@ -28,7 +34,8 @@ namespace dravix::kernels {
 /// White where a sample is above `level`.
 [[nodiscard]] BitPicture Above(const cv::Mat& picture, int level);
 
-/// Otsu's level of the picture in 8 bits, as a sample: white is what is above it.
-[[nodiscard]] int OtsuSample(const cv::Mat& picture);
+/// Otsu's level of the picture in 8 bits, as a sample: white is what is above it. `largest` is the
+/// largest sample.
+[[nodiscard]] int OtsuSample(const cv::Mat& picture, int largest);
 
 }  // namespace dravix::kernels

@@ -13,7 +13,7 @@ cv::Rect BoundsOf(const cv::Mat& mask) { return cv::boundingRect(mask); }
 
 /// What LedArea finds. Its box must be that of the mask.
 cv::Mat MaskOf(const cv::Mat& picture) {
-  const std::optional<Area> area = LedArea(picture, ParamsFor(picture.size()));
+  const std::optional<Area> area = LedArea(WorkingPicture(picture), ParamsFor(picture.size()));
   if (!area) return cv::Mat::zeros(picture.size(), CV_8UC1);
   cv::Mat mask = area->mask.ToMat();
   EXPECT_EQ(area->box, BoundsOf(mask));

@@ -24,8 +24,12 @@ TEST_P(WarpOfPhotograph, IsBicubicWithAReplicatedBorderAndSmoothed) {
   cv::warpPerspective(photo, expected, params.transform, params.imageSize, cv::INTER_CUBIC,
                       cv::BORDER_REPLICATE);
   cv::GaussianBlur(expected, expected, {5, 5}, 10, 0);
+  double largest = 0;
+  cv::minMaxLoc(expected, nullptr, &largest);
   test::OnEachTarget([&] {
-    EXPECT_TRUE(test::SameBytes(WarpForDetection(photo, Samples::kKept, params), expected));
+    const WorkingPicture picture = WarpForDetection(photo, Samples::kKept, params);
+    EXPECT_TRUE(test::SameBytes(picture.samples, expected));
+    EXPECT_EQ(picture.largest, largest);
   });
 }
 INSTANTIATE_TEST_SUITE_P(Ways, WarpOfPhotograph, testing::Bool());
@@ -36,10 +40,13 @@ TEST(WarpForDetection, TurnsOtherSamplesIntoEightBitsByTheLargest) {
   const cv::Mat color(40, 60, CV_8UC3, cv::Scalar(10, 10, 10));
   EXPECT_EQ(SamplesFor(wide, wide), Samples::kKept);
   ASSERT_EQ(SamplesFor(wide, color), Samples::kEightBits);
-  const cv::Mat warped = WarpForDetection(wide, Samples::kEightBits, ParamsFor({60, 40}));
+  const WorkingPicture made = WarpForDetection(wide, Samples::kEightBits, ParamsFor({60, 40}));
+  EXPECT_EQ(made.largest, 255);
+  const cv::Mat& warped = made.samples;
   EXPECT_EQ(warped.type(), CV_8UC1);
   EXPECT_EQ(warped.at<uchar>(20, 30), 255);
-  EXPECT_EQ(WarpForDetection(color, Samples::kEightBits, ParamsFor({60, 40})).type(), CV_8UC1);
+  EXPECT_EQ(WarpForDetection(color, Samples::kEightBits, ParamsFor({60, 40})).samples.type(),
+            CV_8UC1);
 }
 
 TEST(LitParts, IsTheExpectedAreaCleanedAsInTheWholePicture) {
@@ -50,20 +57,21 @@ TEST(LitParts, IsTheExpectedAreaCleanedAsInTheWholePicture) {
   cv::threshold(gray, whole, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
   image::CloseThenOpen(whole, 5);
   const RectifyParams params = ParamsFor({400, 300});
-  EXPECT_TRUE(test::SameBytes(LitParts(picture, params).ToMat(), whole(ExpectedArea(params))));
+  EXPECT_TRUE(test::SameBytes(LitParts(WorkingPicture(picture), params).ToMat(),
+                              whole(ExpectedArea(params))));
 }
 
 TEST(AnythingLit, CountsLightWhereTheScreenIsExpectedUnlessItIsASpeck) {
   const RectifyParams params = ParamsFor({400, 300});
-  EXPECT_TRUE(AnythingLit(EightBits(Screen(1000)), params));
-  EXPECT_FALSE(AnythingLit(EightBits(Screen(0)), params));
+  EXPECT_TRUE(AnythingLit(WorkingPicture(EightBits(Screen(1000))), params));
+  EXPECT_FALSE(AnythingLit(WorkingPicture(EightBits(Screen(0))), params));
   cv::Mat beside = cv::Mat::zeros(300, 400, CV_8UC1);
   beside(cv::Rect(2, 100, 12, 60)).setTo(200);
-  EXPECT_FALSE(AnythingLit(beside, params));
+  EXPECT_FALSE(AnythingLit(WorkingPicture(beside), params));
   beside(cv::Rect(200, 100, 3, 60)).setTo(200);
-  EXPECT_FALSE(AnythingLit(beside, params));
+  EXPECT_FALSE(AnythingLit(WorkingPicture(beside), params));
   beside(cv::Rect(200, 270, 6, 6)).setTo(200);
-  EXPECT_TRUE(AnythingLit(beside, params));
+  EXPECT_TRUE(AnythingLit(WorkingPicture(beside), params));
 }
 
 }  // namespace

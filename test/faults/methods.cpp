@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "base/files.h"
+#include "extractor/extractor.h"
 #include "raw/camera_bytes.h"
 #include "shot/sample_shot.h"
 #include "support/mats.h"
@@ -14,9 +15,10 @@
 namespace dravix::test {
 namespace {
 
-const cv::Size kSize{9, 7};
+/// A function, because callers may run before this file's constants are made.
+cv::Size SampleSize() { return {9, 7}; }
 
-cv::Mat Samples() { return RandomMat(kSize, CV_16UC1, 3, 0, 65536); }
+cv::Mat Samples() { return RandomMat(SampleSize(), CV_16UC1, 3, 0, 65536); }
 
 std::string SavedBytes(const std::function<std::int32_t(char*, std::size_t*)>& toBuffer) {
   std::string bytes(1 << 16, '\0');
@@ -42,8 +44,8 @@ std::string ResultBytes(DravixHandle handle) {
 
 /// A result whose first luminance is that number.
 std::string ResultFile(float first) {
-  const cv::Mat marks(kSize, CV_8UC1, cv::Scalar(2));
-  cv::Mat lum = RandomMat(kSize, CV_32FC1, 6, 0, 100);
+  const cv::Mat marks(SampleSize(), CV_8UC1, cv::Scalar(2));
+  cv::Mat lum = RandomMat(SampleSize(), CV_32FC1, 6, 0, 100);
   lum.at<float>(0, 0) = first;
   std::ostringstream out;
   out << "L" << Le(1);
@@ -66,6 +68,8 @@ Objects::Objects() : shot(FullShot()), colorShot(ColorShot()) {
   const std::string result = ResultFile(1);
   DravixFromBuffer(handle, result.data(), static_cast<std::int64_t>(result.size()));
 }
+
+Objects::~Objects() { delete handle; }
 
 std::vector<Saver> Savers() {
   using Name = const std::string&;
@@ -118,8 +122,8 @@ std::vector<Loader> Loaders() {
   bin << "L";
   WriteMat(Samples(), bin);
   const std::string dump = LowFirst(Samples());
-  const std::string dng = DngOf(kSize, dump, true).Bytes();
-  const std::string directDng = DngOf(kSize, dump, false).Bytes();
+  const std::string dng = DngOf(SampleSize(), dump, true).Bytes();
+  const std::string directDng = DngOf(SampleSize(), dump, false).Bytes();
   return {
       {"Shot::Load", ".shot", ShotBytes(other.shot),
        [](Objects& o, Name name) { return o.shot.Load(name) == DRAVIX_OK; }},
@@ -140,19 +144,21 @@ std::vector<Loader> Loaders() {
          o.shot.color = static_cast<std::int32_t>(names.size());
          return true;
        }},
-      {"BImage::ReadOrvelRaw", ".raw", dump,
-       cameraFile([](Name name) { return BImage::ReadOrvelRaw(name, kSize.height, kSize.width); })},
+      {"BImage::ReadOrvelRaw", ".raw", dump, cameraFile([](Name name) {
+         return BImage::ReadOrvelRaw(name, SampleSize().height, SampleSize().width);
+       })},
       {"BImage::ReadRggbDng", ".dng", dng, cameraFile(BImage::ReadRggbDng)},
       {"BImage::ReadDngToup", ".dng", directDng, cameraFile(BImage::ReadDngToup)},
       {"BImage::ReadPgm16", ".pgm", "P5\n9 7\n65535\n" + HighFirst(Samples()),
        [](Objects& o, Name name) { return BImage::ReadPgm16(name, o.colorShot.image); }},
       {"Shot::CreateFromRaw", ".raw", dump,
        [](Objects& o, Name name) {
-         return o.shot.CreateFromRaw(name, CIE_Y, kSize.width, kSize.height, 0) == DRAVIX_OK;
+         return o.shot.CreateFromRaw(name, CIE_Y, SampleSize().width, SampleSize().height, 0) ==
+                DRAVIX_OK;
        }},
       {"Shot::CreateFromRaw with a mosaic", ".raw", dump,
        [](Objects& o, Name name) {
-         return o.shot.CreateFromRaw(name, CAM_RGB, kSize.width, kSize.height,
+         return o.shot.CreateFromRaw(name, CAM_RGB, SampleSize().width, SampleSize().height,
                                      cv::COLOR_BayerRG2BGR) == DRAVIX_OK;
        }},
       {"Shot::ReadDng", ".dng", dng,

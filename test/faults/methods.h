@@ -14,6 +14,9 @@ namespace dravix::test {
 /// What the methods are called on.
 struct Objects {
   Objects();
+  Objects(const Objects&) = delete;
+  Objects& operator=(const Objects&) = delete;
+  ~Objects();
   Shot shot;        ///< one plane, with all groups
   Shot colorShot;   ///< three planes
   RegionOI region;  ///< with a mask

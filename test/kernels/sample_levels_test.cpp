@@ -35,6 +35,26 @@ TEST_P(SamplesOfKind, LargestOneIsFound) {
   }
 }
 
+TEST(Samples, AreSummedUp) {
+  for (const int count : {1, 7, 31, 64, 333}) {
+    const cv::Mat row = RandomMat({count + 32, 1}, CV_16UC1, 9, 0, 65536);
+    const cv::Mat part = row.colRange(0, count);
+    const auto* samples = row.ptr<std::uint16_t>();
+    double largest = 0;
+    cv::minMaxLoc(part, nullptr, &largest);
+    OnEachTarget([&] {
+      EXPECT_EQ(kernels::SumOf(samples, count), cv::sum(part)[0]);
+      EXPECT_EQ(kernels::LargestOf(samples, count), largest);
+      std::vector<std::uint32_t> sums(static_cast<std::size_t>(count) + 32, 5);
+      kernels::AddTo(sums.data(), samples, count);
+      kernels::AddTo(sums.data(), samples, count);
+      for (int i = 0; i < count; ++i) {
+        EXPECT_EQ(sums[static_cast<std::size_t>(i)], 5U + 2U * samples[i]);
+      }
+    });
+  }
+}
+
 TEST_P(SamplesOfKind, OtsuSampleSplitsLikeTheEightBitPicture) {
   for (std::uint64_t seed = 0; seed < 5; ++seed) {
     cv::Mat picture = RandomPart(seed, GetParam().type, GetParam().high);
@@ -43,7 +63,7 @@ TEST_P(SamplesOfKind, OtsuSampleSplitsLikeTheEightBitPicture) {
     cv::normalize(picture, expected, 255, 0, cv::NORM_INF, CV_8U);
     cv::threshold(expected, expected, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
     OnEachTarget([&] {
-      const int level = kernels::OtsuSample(picture);
+      const int level = kernels::OtsuSample(picture, kernels::LargestSample(picture));
       EXPECT_TRUE(SameBytes(kernels::Above(picture, level).ToMat(), expected)) << level;
     });
   }
@@ -63,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, SamplesOfKind,
                                          SampleKind{CV_16UC1, 65535}, SampleKind{CV_16UC1, 4095},
                                          SampleKind{CV_16UC1, 3}, SampleKind{CV_16UC1, 0}));
 
-TEST(EightBitScale, MakesTheEightBitValuesOfTheMatrixLibrary) {
+TEST(ScaleToWhite, MakesTheEightBitValuesOfTheMatrixLibrary) {
   cv::Mat all(1, 65536, CV_16UC1);
   for (int i = 0; i < all.cols; ++i) {
     all.at<std::uint16_t>(0, i) = static_cast<std::uint16_t>(i);
@@ -72,7 +92,7 @@ TEST(EightBitScale, MakesTheEightBitValuesOfTheMatrixLibrary) {
     const cv::Mat picture = all.colRange(0, largest + 1);
     cv::Mat values;
     cv::normalize(picture, values, 255, 0, cv::NORM_INF, CV_8U);
-    const float scale = kernels::EightBitScale(largest);
+    const float scale = kernels::ScaleToWhite(largest);
     kernels::Histogram expected{};
     for (int i = 0; i <= largest; ++i) ++expected.at(values.at<std::uint8_t>(0, i));
     OnEachTarget([&] { EXPECT_EQ(kernels::EightBitCounts(picture, scale), expected); });
