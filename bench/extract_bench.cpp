@@ -36,7 +36,6 @@ struct Working {
 };
 
 Working Prepared(const Photograph& photo) {
-  constexpr float kWhite = 255;
   Working w;
   const cv::Mat& image = photo.shot.image;
   w.dravix.SetImage(&photo.shot);
@@ -46,8 +45,8 @@ Working Prepared(const Photograph& photo) {
   w.rows = CubicWarp::Of(image, w.workingFromPhoto, w.size);
   const auto blur = dravix::kernels::Gaussian::Of(w.dravix.blurKernelSize,
                                                   static_cast<double>(w.dravix.blurSigma));
-  const auto fullScale = static_cast<float>(dravix::shot::FullScale(photo.shot));
-  w.search = SearchSettings{kWhite / fullScale, blur.value(), w.dravix.blurKernelSize};
+  const dravix::kernels::EightBitScale scale(dravix::shot::FullScale(photo.shot));
+  w.search = SearchSettings{scale, blur.value(), w.dravix.blurKernelSize};
   w.area = dravix::extractor::Locate(w.rows.value(), *w.search).value();
   w.image = dravix::extractor::WarpToWorkingImage(image, w.workingFromPhoto, w.size);
   w.dravix.AutoBlurLocate(w.image, w.mask, w.rect);

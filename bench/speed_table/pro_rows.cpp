@@ -5,6 +5,7 @@
 #include "checkerboard/checkerboard.h"
 #include "extractor/extractor.h"
 #include "measure.h"
+#include "reference/plain_detector.h"
 #include "reference/plain_region.h"
 #include "reference/plain_transcription.h"
 #include "rows.h"
@@ -43,7 +44,7 @@ cv::Mat Plain(const Scene& scene) {
   detector.areaScale = Dravix().roiScale;
   detector.SetParam({kAcross, kDown}, working.size(),
                     reference::WorkingFromPhoto(corners, scene.photo.shot.image.size()));
-  if (detector.checkborderPrision() != DRAVIX_OK) return {};
+  if (reference::Detect(detector) != DRAVIX_OK) return {};
   const reference::Cells cells{detector.mask, detector.cells, kAcross, kDown, kSide, kSide, kSide};
   return reference::CellLuminance(working, cells, {kAcross * kSide, kDown * kSide, -1, {}})
       .value_or(cv::Mat());

@@ -33,12 +33,6 @@ using dravix::region::ClampToInt32;
 
 constexpr std::uint32_t kNeedsImage = CHECK_NOT_NULL | CHECK_IMAGE;
 
-cv::Mat OtsuBinary(const cv::Mat& image) {
-  cv::Mat binary;
-  dravix::image::BinarizeByOtsu(image, binary);
-  return binary;
-}
-
 /// The ellipse by which ComputeMask grows its mask.
 cv::Mat GrowingEllipse(int blurKernelSize) {
   const int side = ClampToInt32(std::int64_t{3} * blurKernelSize / 2);
@@ -99,19 +93,20 @@ std::int32_t RegionOI::AutoSet() {
 
 cv::Mat RegionOI::ComputeMask(const cv::Mat& image) const {
   AlgoLogInfo("RegionOI::ComputeMask");
-  cv::Mat blurred;
-  cv::GaussianBlur(image, blurred, cv::Size(blurKernelSize, blurKernelSize), blurSigma);
-  const Contours contours = OuterContours(OtsuBinary(blurred));
+  // Steps write over what the one before has made where they can: memory that is touched for the
+  // first time costs as much as the arithmetic.
+  cv::Mat lit;
+  cv::GaussianBlur(image, lit, cv::Size(blurKernelSize, blurKernelSize), blurSigma);
+  dravix::image::BinarizeByOtsu(lit, lit);
+  const Contours contours = OuterContours(lit);
   if (contours.empty()) {
     AlgoLogError("RegionOI::ComputeMask--Error :: Cannot find led area.");
     return {};
   }
   if (contours.size() > 1) WarnOfSeveralAreas(contours.size());
-  const cv::Mat area = Filled(contours, LargestByMinAreaRect(contours), image.size());
-  cv::Mat grown;
-  cv::dilate(area, grown, GrowingEllipse(blurKernelSize), cv::Point(-1, -1), 1,
-             cv::BORDER_CONSTANT);
-  return grown;
+  cv::Mat area = Filled(contours, LargestByMinAreaRect(contours), image.size());
+  cv::dilate(area, area, GrowingEllipse(blurKernelSize), cv::Point(-1, -1), 1, cv::BORDER_CONSTANT);
+  return area;
 }
 
 std::int32_t RegionOI::ComputeBlur() {

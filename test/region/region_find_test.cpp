@@ -154,6 +154,32 @@ TEST(RegionComputeMask, IsExactlyTheChainOfItsSteps) {
   EXPECT_TRUE(SameBytes(region.ComputeMask(image), expected));
 }
 
+TEST(RegionComputeMask, OfAPartSeesThePixelsAroundIt) {
+  cv::Mat image = dravix::test::RandomMat({300, 200}, CV_8UC1, 7, 0, 256);
+  const cv::Mat part = image(cv::Rect(60, 50, 150, 100));
+  RegionOI region;
+  region.blurKernelSize = 11;
+  cv::Mat lit;
+  cv::GaussianBlur(part, lit, {11, 11}, static_cast<double>(region.blurSigma));
+  cv::threshold(lit, lit, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  cv::Mat alone;
+  cv::GaussianBlur(part.clone(), alone, {11, 11}, static_cast<double>(region.blurSigma));
+  cv::threshold(alone, alone, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  ASSERT_FALSE(SameBytes(lit, alone)) << "so that this test shows something";
+  std::vector<Corners> contours;
+  cv::findContours(lit, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
+  const cv::Mat mask = region.ComputeMask(part);
+  ASSERT_EQ(mask.size(), part.size());
+  // The area is one of the outlines, grown by the ellipse, to the last pixel.
+  const bool found = std::any_of(contours.begin(), contours.end(), [&](const Corners& outline) {
+    cv::Mat expected = cv::Mat::zeros(part.size(), CV_8UC1);
+    cv::drawContours(expected, std::vector<Corners>{outline}, 0, cv::Scalar(255), cv::FILLED);
+    cv::dilate(expected, expected, cv::getStructuringElement(cv::MORPH_ELLIPSE, {16, 16}));
+    return static_cast<bool>(SameBytes(mask, expected));
+  });
+  EXPECT_TRUE(found);
+}
+
 TEST(RegionComputeMask, BlackImageGivesNoMaskAndOneErrorLine) {
   const RegionOI region;
   const LogCapture log;
