@@ -1,5 +1,6 @@
 #include "image/mat_record.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <vector>
@@ -35,11 +36,33 @@ void AppendPlane(const cv::Mat& plane, base::ByteWriter& out) {
   for (int y = 0; y < plane.rows; ++y) out.Append(std::as_bytes(std::span(plane.ptr(y), rowBytes)));
 }
 
-cv::Mat ReadPlanes(const MatHeader& header, base::ByteReader& in) {
+/// The planes of a record whose input ends within them. Nearly all that it claims may be missing,
+/// so that no plane is held beside the matrix as a whole.
+void ReadCutPlanes(base::ByteReader& in, cv::Mat& m) {
+  constexpr int kPiece = 1 << 18;  // samples
+  std::ranges::fill(BytesOf(m), std::byte{0});
+  cv::Mat samples = Movable(m).reshape(0, 1);
+  for (int channel = 0; channel < m.channels(); ++channel) {
+    for (int begin = 0; begin < samples.cols;) {
+      const int end = begin + std::min(kPiece, samples.cols - begin);
+      cv::Mat piece(1, end - begin, samples.depth());
+      if (in.ReadUpTo(BytesOf(piece)) == 0) return;
+      cv::Mat target = samples.colRange(begin, end);
+      cv::insertChannel(piece, target, channel);
+      begin = end;
+    }
+  }
+}
+
+cv::Mat ReadPlanes(const MatHeader& header, std::uint64_t claimed, base::ByteReader& in) {
   const int depth = CV_MAT_DEPTH(header.type);
   cv::Mat m(header.rows, header.cols, CV_MAKETYPE(depth, header.channels));
   if (header.channels == 1) {
     in.ReadUpTo(BytesOf(m));
+    return m;
+  }
+  if (!in.Has(claimed)) {
+    ReadCutPlanes(in, m);
     return m;
   }
   std::vector<cv::Mat> planes(static_cast<std::size_t>(header.channels));
@@ -93,7 +116,7 @@ cv::Mat ReadMatRecord(base::ByteReader& in) {
     in.SkipRest();
     return {};
   }
-  return ReadPlanes(header, in);
+  return ReadPlanes(header, *claimed, in);
 }
 
 void WriteMatRecord(const cv::Mat& m, base::ByteWriter& out) {
