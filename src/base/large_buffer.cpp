@@ -24,7 +24,7 @@ void Free(void* memory, std::size_t bytes) { munmap(memory, bytes); }
 
 #else
 
-void* Allocate(std::size_t bytes) { return std::malloc(bytes); }
+void* Allocate(std::size_t bytes) { return std::calloc(bytes, 1); }
 
 void Free(void* memory, std::size_t /*bytes*/) { std::free(memory); }
 

@@ -12,7 +12,6 @@
 #include "extractor/locate.h"
 #include "kernels/areas.h"
 #include "kernels/bit_picture.h"
-#include "kernels/eight_bits.h"
 #include "kernels/histogram.h"
 
 namespace dravix::extractor {
@@ -60,10 +59,7 @@ class SmoothedRows {
   [[nodiscard]] std::uint16_t* Values(int y) {
     return values_.data() + static_cast<std::size_t>(y % Side()) * stride_;
   }
-  void MakeValues(int y) {
-    rows_.Row(y, cv::Range(0, width_), Values(y));
-    kernels::ToEightBits(Values(y), static_cast<std::size_t>(width_), settings_.eightBitScale);
-  }
+  void MakeValues(int y) { rows_.EightBitRow(y, settings_.eightBitScale, Values(y)); }
 
   const CubicWarp& rows_;
   const SearchSettings& settings_;

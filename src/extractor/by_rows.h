@@ -12,13 +12,14 @@
 
 #include "extractor/resample.h"
 #include "kernels/cubic_warp.h"
+#include "kernels/eight_bit_scale.h"
 #include "kernels/gaussian.h"
 
 namespace dravix::extractor {
 
 /// What the search for the lit area needs to know.
 struct SearchSettings {
-  float eightBitScale;     ///< 8-bit value per sample
+  kernels::EightBitScale eightBitScale;
   kernels::Gaussian blur;  ///< melts single LEDs into one area
   int cleaningSide;        ///< of the square that closes and opens the area, pixels, odd
 };

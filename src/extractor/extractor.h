@@ -113,9 +113,11 @@ class Dravix {
   /// `lum` is partly written.
   std::int32_t CalLum(const cv::Mat& image, const CheckerboardDetector& detector);
 
-  /// The same for a working image that is made row by row.
+  /// Both for a working image that is made row by row.
   std::int32_t MeasureByRows(const dravix::kernels::CubicWarp& rows,
                              const dravix::extractor::LitColumns& area);
+  std::int32_t MeasureByRows(const dravix::kernels::CubicWarp& rows,
+                             const CheckerboardDetector& detector);
 
   // --- result file, buffer and picture ---
 

@@ -24,6 +24,8 @@ class BitPicture {
   /// Sets the bits where `gray` is above `level`. CV_8UC1, of this width rounded up to whole words;
   /// what stands beyond the width does not matter.
   void SetAbove(const cv::Mat& gray, int level);
+  /// The same for one row, from this width rounded up to whole words.
+  void SetRowAbove(int y, const std::uint8_t* gray, int level);
   /// Makes black white and white black.
   void Invert();
   /// Replaces every white pixel by a square that reaches `reach` pixels to each side. `scratch` is
@@ -32,6 +34,8 @@ class BitPicture {
 
   /// The same picture as a matrix: CV_8UC1, 255 for white.
   [[nodiscard]] cv::Mat ToMat() const;
+  /// Writes the same into some rows of a matrix of this size.
+  void PaintWhite(const cv::Range& rows, cv::Mat& mat) const;
 
  private:
   [[nodiscard]] std::size_t Offset(int y) const { return static_cast<std::size_t>(y) * words_; }

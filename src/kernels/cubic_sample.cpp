@@ -1,11 +1,11 @@
 #include "kernels/cubic_sample.h"
 
+#include <algorithm>
 #include <opencv2/core.hpp>
+#include <optional>
 
 namespace dravix::kernels {
 namespace {
-
-constexpr int kTaps = 4;
 
 using Weights = std::array<float, kTaps>;
 
@@ -24,18 +24,24 @@ float SumInside(const Samples16& photo, int left, int top, const Weights& across
   return sum;
 }
 
+/// Where a tap lies along one side of the photograph, `length` samples long; nothing where its
+/// sample is 0.
+std::optional<int> PlaceOfTap(int tap, int length, Border border) {
+  if (border == Border::kRepeated) return std::clamp(tap, 0, length - 1);
+  if (tap < 0 || tap >= length) return std::nullopt;
+  return tap;
+}
+
 float SumAtBorder(const Samples16& photo, int left, int top, const Weights& across,
                   const Weights& down) {
   float sum = 0;
-  for (int i = 0; i < kTaps; ++i) {
-    const int y = top + i;
-    if (y < 0 || y >= photo.height) continue;
-    const std::uint16_t* row = photo.first + y * photo.stride;
-    for (int k = 0; k < kTaps; ++k) {
-      const int x = left + k;
-      if (x < 0 || x >= photo.width) continue;
-      sum += static_cast<float>(row[x]) *
-             (down.at(static_cast<std::size_t>(i)) * across.at(static_cast<std::size_t>(k)));
+  for (std::size_t i = 0; i < kTaps; ++i) {
+    const auto y = PlaceOfTap(top + static_cast<int>(i), photo.height, photo.border);
+    if (!y) continue;
+    const std::uint16_t* row = photo.first + *y * photo.stride;
+    for (std::size_t k = 0; k < kTaps; ++k) {
+      const auto x = PlaceOfTap(left + static_cast<int>(k), photo.width, photo.border);
+      if (x) sum += static_cast<float>(row[*x]) * (down.at(i) * across.at(k));
     }
   }
   return sum;
@@ -43,22 +49,13 @@ float SumAtBorder(const Samples16& photo, int left, int top, const Weights& acro
 
 }  // namespace
 
-std::array<float, 4> CubicWeights(int phase) {
-  constexpr float kSlope = -0.75F;
-  const float x = static_cast<float>(phase) / kPhases;
-  const float y = 1.0F - x;
-  Weights weights{};
-  weights[0] = kSlope * x * y * y;
-  weights[1] = ((kSlope + 2) * x - (kSlope + 3)) * x * x + 1;
-  weights[2] = ((kSlope + 2) * y - (kSlope + 3)) * y * y + 1;
-  weights[3] = kSlope * y * x * x;
-  return weights;
-}
-
 std::uint16_t CubicSample(const Samples16& photo, int x, int y) {
   const int left = (x >> kPhaseBits) - 1;
   const int top = (y >> kPhaseBits) - 1;
-  if (left <= -kTaps || top <= -kTaps || left >= photo.width || top >= photo.height) return 0;
+  if (photo.border == Border::kZero &&
+      (left <= -kTaps || top <= -kTaps || left >= photo.width || top >= photo.height)) {
+    return 0;
+  }
   const Weights across = CubicWeights(x & (kPhases - 1));
   const Weights down = CubicWeights(y & (kPhases - 1));
   const bool inside =

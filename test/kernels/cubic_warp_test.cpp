@@ -10,6 +10,7 @@
 namespace dravix::test {
 namespace {
 
+using kernels::Border;
 using kernels::CubicWarp;
 
 cv::Mat Warped(const CubicWarp& warp) {
@@ -21,9 +22,11 @@ cv::Mat Warped(const CubicWarp& warp) {
   return padded.colRange(0, size.width).clone();
 }
 
-cv::Mat Expected(const cv::Mat& photo, const cv::Mat& perspective, cv::Size size) {
+cv::Mat Expected(const cv::Mat& photo, const cv::Mat& perspective, cv::Size size,
+                 Border border = Border::kZero) {
   cv::Mat working;
-  cv::warpPerspective(photo, working, perspective, size, cv::INTER_CUBIC, cv::BORDER_CONSTANT,
+  cv::warpPerspective(photo, working, perspective, size, cv::INTER_CUBIC,
+                      border == Border::kZero ? cv::BORDER_CONSTANT : cv::BORDER_REPLICATE,
                       cv::Scalar::all(0));
   return working;
 }
@@ -60,10 +63,14 @@ TEST_P(WarpOfRandomPerspectives, EqualsTheMatrixLibraryBitForBit) {
   const double wobble = GetParam() % 4 == 0 ? 0.5 : 0.1;
   const double turn = GetParam() % 2 == 0 ? 0.6 : 0.05;
   const cv::Mat perspective = RandomPerspective(random, photoSize, size, wobble, turn);
-  const auto warp = CubicWarp::Of(photo, perspective, size);
-  if (!warp) GTEST_SKIP() << "rays along the photograph's plane";
-  const cv::Mat expected = Expected(photo, perspective, size);
-  OnEachTarget([&] { EXPECT_TRUE(SameBytes(Warped(*warp), expected)); });
+  for (const Border border : {Border::kZero, Border::kRepeated}) {
+    const auto warp = CubicWarp::Of(photo, perspective, size, border);
+    if (!warp) GTEST_SKIP() << "rays along the photograph's plane";
+    const cv::Mat expected = Expected(photo, perspective, size, border);
+    OnEachTarget([&] {
+      EXPECT_TRUE(SameBytes(Warped(*warp), expected)) << "border " << static_cast<int>(border);
+    });
+  }
 }
 INSTANTIATE_TEST_SUITE_P(Seeds, WarpOfRandomPerspectives, testing::Range(0, 60));
 
@@ -72,6 +79,79 @@ TEST(Warp, IdentityReturnsThePhotograph) {
   const auto warp = CubicWarp::Of(photo, cv::Mat::eye(3, 3, CV_64FC1), photo.size());
   ASSERT_TRUE(warp);
   OnEachTarget([&] { EXPECT_TRUE(SameBytes(Warped(*warp), photo)); });
+}
+
+/// A working image that looks past the photograph on all sides, farther than 16 bits count at the
+/// last: the library's coordinates are cut off there.
+cv::Mat Shrunk(cv::Size photo, cv::Size size, double zoom) {
+  return (cv::Mat_<double>(3, 3) << zoom, 0.01, (size.width - zoom * photo.width) / 2, -0.02, zoom,
+          (size.height - zoom * photo.height) / 2, 1e-6, -2e-6, 1);
+}
+
+class WarpBeyondThePhotograph : public testing::TestWithParam<double> {};
+
+TEST_P(WarpBeyondThePhotograph, EqualsTheMatrixLibraryBitForBit) {
+  const cv::Mat photo = RandomMat({90, 70}, CV_16UC1, 6, 0, 65536);
+  const cv::Size size(300, 200);
+  const cv::Mat perspective = Shrunk(photo.size(), size, GetParam());
+  for (const Border border : {Border::kZero, Border::kRepeated}) {
+    const auto warp = CubicWarp::Of(photo, perspective, size, border);
+    ASSERT_TRUE(warp);
+    const cv::Mat expected = Expected(photo, perspective, size, border);
+    OnEachTarget([&] {
+      EXPECT_TRUE(SameBytes(Warped(*warp), expected)) << "border " << static_cast<int>(border);
+    });
+  }
+}
+INSTANTIATE_TEST_SUITE_P(Zooms, WarpBeyondThePhotograph,
+                         testing::Values(1.9, 0.9, 0.3, 0.05, 0.002));
+
+cv::Mat WarpedToEightBits(const CubicWarp& warp, std::int32_t fullScale) {
+  const cv::Size size = warp.Size();
+  const kernels::EightBitScale scale(fullScale);
+  cv::Mat padded(size.height, CubicWarp::PaddedWidth(size.width), CV_16UC1);
+  for (int y = 0; y < size.height; ++y) warp.EightBitRow(y, scale, padded.ptr<std::uint16_t>(y));
+  return padded.colRange(0, size.width).clone();
+}
+
+/// As the matrix library converts samples, but in 16-bit places.
+cv::Mat EightBitsOf(const cv::Mat& samples, std::int32_t fullScale) {
+  cv::Mat values;
+  samples.convertTo(values, CV_8U, static_cast<double>(255.0F / static_cast<float>(fullScale)));
+  values.convertTo(values, CV_16U);
+  return values;
+}
+
+TEST(EightBits, EqualTheMatrixLibrarysConversionForEverySample) {
+  cv::Mat photo(256, 256, CV_16UC1);
+  for (int i = 0; i < 65536; ++i) {
+    photo.at<std::uint16_t>(i / 256, i % 256) = static_cast<std::uint16_t>(i);
+  }
+  const auto warp = CubicWarp::Of(photo, cv::Mat::eye(3, 3, CV_64FC1), photo.size());
+  ASSERT_TRUE(warp);
+  for (const std::int32_t fullScale : {1, 255, 1023, 4095, 16383, 65535, 1048575}) {
+    const cv::Mat expected = EightBitsOf(photo, fullScale);
+    OnEachTarget([&] {
+      EXPECT_TRUE(SameBytes(WarpedToEightBits(*warp, fullScale), expected)) << fullScale;
+    });
+  }
+}
+
+TEST_P(WarpOfRandomPerspectives, HasTheEightBitsOfTheSamples) {
+  cv::RNG random(static_cast<std::uint64_t>(GetParam()) * 6271 + 5);
+  const cv::Size photoSize(random.uniform(64, 400), random.uniform(64, 400));
+  const cv::Size size(random.uniform(64, 400), random.uniform(64, 400));
+  const std::int32_t fullScale = (1 << random.uniform(7, 17)) - 1;
+  // Every fifth photograph has samples above full scale.
+  cv::Mat photo =
+      RandomMat(photoSize, CV_16UC1, random.next(), 0, GetParam() % 5 == 0 ? 65536 : fullScale + 1);
+  if (GetParam() % 3 == 0) photo = (photo & 1) * fullScale;  // sums of the largest terms
+  const cv::Mat perspective = RandomPerspective(random, photoSize, size, 0.1, 0.1);
+  const auto warp = CubicWarp::Of(photo, perspective, size);
+  if (!warp) GTEST_SKIP() << "rays along the photograph's plane";
+  const cv::Mat expected = EightBitsOf(Expected(photo, perspective, size), fullScale);
+  OnEachTarget(
+      [&] { EXPECT_TRUE(SameBytes(WarpedToEightBits(*warp, fullScale), expected)) << fullScale; });
 }
 
 TEST(Warp, PartOfARowEqualsTheWholeRow) {
