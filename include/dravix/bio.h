@@ -1,5 +1,9 @@
 /// Matrices in files: the record that every format of dravix uses, and small files of matrices,
 /// tables and names.
+///
+/// Exceptions: cv::Exception where it is said, and for matrices of more than two dimensions;
+/// cv::Exception or std::bad_alloc where memory runs out; what a stream throws whose owner asked it
+/// to. Nothing else is thrown, and a matrix that was to be read is then as it was.
 #ifndef DRAVIX_BIO_H_
 #define DRAVIX_BIO_H_
 

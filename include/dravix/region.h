@@ -19,7 +19,8 @@ class Shot;
 ///
 /// What OpenCV refuses (parameters, a rectangle or mask that does not fit the frame, areas that
 /// need more memory than there is) is reported as cv::Exception; the region is then as it was,
-/// except for AutoSet's mode. The exports of dravix.h turn the exception into a code.
+/// except for AutoSet's mode. Where memory runs out, any method may throw std::bad_alloc as well;
+/// nothing else is thrown. The exports of dravix.h turn exceptions into a code.
 class DRAVIX_API RegionOI {
  public:
   std::int32_t frameWidth = 0, frameHeight = 0;  ///< size in pixels of the image it refers to
