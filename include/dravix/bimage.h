@@ -1,6 +1,7 @@
 /// Readers for the files that cameras write: each turns one file into a CV_16UC1 matrix, which is
-/// empty on failure. Memory that runs out is reported as cv::Exception or std::bad_alloc; there are
-/// no other exceptions.
+/// empty on failure.
+///
+/// Exceptions: cv::Exception or std::bad_alloc where memory runs out, nothing else.
 #ifndef DRAVIX_BIMAGE_H_
 #define DRAVIX_BIMAGE_H_
 

@@ -2,8 +2,10 @@
  *
  * A host makes a handle, measures a shot (DravixExtract or DravixExtractPro) and then reads, saves
  * or exports the result. Every function takes the handle first and returns a result code, 0 for
- * success; a failure is also logged (dravix/algolog.h). No exception leaves any of them. One handle
- * serves one thread at a time; handles are independent.
+ * success. No exception leaves any of them: what the matrix library or the allocator throws inside
+ * is logged as one error line that names the function, and answered with 9. Other failures are
+ * logged too (dravix/algolog.h), except null pointers, wrong corner counts and results that are not
+ * there. One handle serves one thread at a time; handles are independent.
  *
  * Ownership: strings, buffers, shots and regions stay the caller's. The measured shot is remembered
  * by address and must outlive later calls that look at it, such as a colored DravixExportImage.

@@ -39,12 +39,15 @@ enum ShotCheck : std::uint32_t {
 ///
 /// Copying a shot copies its groups and pixels; moving it moves them. An operation that fails
 /// leaves the shot as it was, except SetPattern, which stores the pattern before it compares it
-/// with the partition. One shot must not be used from two threads at once.
+/// with the partition. One shot must not be used from two threads at once, unless all only read it.
 ///
-/// What OpenCV refuses (pixels of more than two dimensions, channels that it cannot turn, a record
-/// with an impossible channel count) is reported as cv::Exception, and memory that runs out as
-/// cv::Exception or std::bad_alloc. The shot is then as it was, and so is a file that it should be
-/// saved to. There are no other exceptions.
+/// Exceptions: where memory runs out, any method may throw std::bad_alloc, or cv::Exception for the
+/// pixels of an image. Images that no camera makes may be refused by OpenCV as cv::Exception: those
+/// of more than two dimensions or 512 channels by everything that looks at pixels; those of more
+/// than four channels also by Rotate, whose turns OpenCV has for few sizes of pixels; those of one
+/// side beyond 32767 pixels by some. Nothing else is thrown. The shot is then as it was, and so is
+/// a file that it should be saved to; what a method gives to others may be incomplete. Check, Info
+/// and the setters of groups throw nothing but std::bad_alloc.
 class DRAVIX_API Shot {
  public:
   /// Where the photographed area lies on the whole screen, in LEDs.

@@ -7,6 +7,7 @@
 
 #include "api/guarded.h"
 #include "api/result_record.h"
+#include "base/log_text.h"
 #include "extractor/extractor.h"
 
 using dravix::api::Guarded;
@@ -107,6 +108,11 @@ std::int32_t DravixExportImage(DravixHandle handle, const char* fullname, std::i
   if (AnyNull(handle) || AnyNull(fullname)) return DRAVIX_NULL_ARGUMENT;
   return Guarded("DravixExportImage", [&] {
     if (handle->Empty()) return std::int32_t{DRAVIX_NO_RESULT};
-    return handle->ExportImage(fullname, colored >= 1);
+    const std::int32_t code = handle->ExportImage(fullname, colored >= 1);
+    if (code == DRAVIX_CANNOT_WRITE) {
+      dravix::base::LogError("DravixExportImage: the picture cannot be written, fullname = %s",
+                             fullname);
+    }
+    return code;
   });
 }

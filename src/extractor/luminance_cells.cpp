@@ -75,7 +75,10 @@ bool AllMeasurable(const CheckerboardDetector& detector, const Blocks& blocks, c
   for (int row = 0; row < grid.height; ++row) {
     for (int column = 0; column < grid.width; ++column) {
       if (!inside(detector.cells.at(GridIndex(column, row, grid.width)), working)) return false;
-      if (!inside(blocks.LedsOf(column, row, grid), leds)) return false;
+      const cv::Rect place = blocks.LedsOf(column, row, grid);
+      if (!inside(place, leds)) return false;
+      // A value for each LED row and pixel column could take far more memory than the photograph.
+      if (place.height > working.height) return false;
       const Cell cell = CellOf(detector, blocks, column, row);
       if (std::any_of(cell.runs.begin(), cell.runs.end(),
                       [](const ColumnRun& run) { return run.length < 1; })) {
