@@ -5,6 +5,7 @@
 
 #ifdef __linux__
 #include <sys/mman.h>
+#include <unistd.h>
 #endif
 
 namespace dravix::base {
@@ -22,11 +23,21 @@ void* Allocate(std::size_t bytes) {
 
 void Free(void* memory, std::size_t bytes) { munmap(memory, bytes); }
 
+/// Whole pages only: the others hold values that are still needed.
+void FreePages(std::uint8_t* memory, std::size_t begin, std::size_t end) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t first = (begin + page - 1) / page * page;
+  const std::size_t last = end / page * page;
+  if (first < last) madvise(memory + first, last - first, MADV_DONTNEED);
+}
+
 #else
 
 void* Allocate(std::size_t bytes) { return std::malloc(bytes); }
 
 void Free(void* memory, std::size_t /*bytes*/) { std::free(memory); }
+
+void FreePages(std::uint8_t* /*memory*/, std::size_t /*begin*/, std::size_t /*end*/) {}
 
 #endif
 
@@ -36,6 +47,8 @@ LargeBuffer::LargeBuffer(std::size_t bytes)
     : size_(bytes > 0 ? bytes : 1), bytes_(static_cast<std::uint8_t*>(Allocate(size_))) {
   if (bytes_ == nullptr) throw std::bad_alloc();
 }
+
+void LargeBuffer::GiveBack(std::size_t begin, std::size_t end) { FreePages(bytes_, begin, end); }
 
 LargeBuffer::~LargeBuffer() { Free(bytes_, size_); }
 

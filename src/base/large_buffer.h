@@ -18,6 +18,11 @@ class LargeBuffer {
   LargeBuffer& operator=(const LargeBuffer&) = delete;
 
   [[nodiscard]] std::uint8_t* Data() { return bytes_; }
+  [[nodiscard]] const std::uint8_t* Data() const { return bytes_; }
+
+  /// Gives bytes `begin` to `end` - 1 back to the system where it takes parts; they lose their
+  /// values and may be written again.
+  void GiveBack(std::size_t begin, std::size_t end);
 
  private:
   std::size_t size_;

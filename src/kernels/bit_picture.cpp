@@ -5,7 +5,9 @@
 #include "kernels/bit_picture.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
+#include <vector>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/bit_picture.cpp"
@@ -138,7 +140,8 @@ BitPicture::BitPicture(cv::Size size)
     : size_(size),
       words_((static_cast<std::size_t>(size.width) + kMostReach + kWordBits * kWordsPerVector - 1) /
              (kWordBits * kWordsPerVector) * kWordsPerVector),
-      bits_(words_ * static_cast<std::size_t>(size.height)) {}
+      memory_(std::make_unique<base::LargeBuffer>(words_ * static_cast<std::size_t>(size.height) *
+                                                  sizeof(std::uint64_t))) {}
 
 void BitPicture::ClearBeyondWidth(std::uint64_t* row) const {
   const auto whole = static_cast<std::size_t>(size_.width / kWordBits);
@@ -147,19 +150,21 @@ void BitPicture::ClearBeyondWidth(std::uint64_t* row) const {
   if (rest > 0) row[whole] &= (std::uint64_t{1} << rest) - 1;
 }
 
-void BitPicture::SetAbove(const cv::Mat& gray, int level) {
+void BitPicture::SetAbove(const cv::Mat& gray, int level, int top) {
   const auto words = static_cast<std::size_t>(gray.cols / kWordBits);
-  CV_Assert(gray.type() == CV_8UC1 && gray.rows == size_.height && gray.cols >= size_.width &&
-            gray.cols % kWordBits == 0 && words <= words_);
-  for (int y = 0; y < size_.height; ++y) {
-    HWY_DYNAMIC_DISPATCH(CompareBytes)(gray.ptr(y), level, words, Row(y));
-    ClearBeyondWidth(Row(y));
+  CV_Assert(gray.type() == CV_8UC1 && top >= 0 && gray.rows <= size_.height - top &&
+            gray.cols >= size_.width && gray.cols % kWordBits == 0 && words <= words_);
+  for (int y = 0; y < gray.rows; ++y) {
+    HWY_DYNAMIC_DISPATCH(CompareBytes)(gray.ptr(y), level, words, Row(top + y));
+    ClearBeyondWidth(Row(top + y));
   }
 }
 
 void BitPicture::Invert() {
-  for (std::uint64_t& word : bits_) word = ~word;
-  for (int y = 0; y < size_.height; ++y) ClearBeyondWidth(Row(y));
+  for (int y = 0; y < size_.height; ++y) {
+    std::transform(Row(y), Row(y) + words_, Row(y), std::bit_not<>());
+    ClearBeyondWidth(Row(y));
+  }
 }
 
 void BitPicture::Dilate(int reach, BitPicture& scratch) {
@@ -177,7 +182,7 @@ void BitPicture::Dilate(int reach, BitPicture& scratch) {
       const int bottom = std::min(size_.height - 1, y + step);
       HWY_DYNAMIC_DISPATCH(JoinRows)(Row(top), bottom - top + 1, words_, scratch.Row(y));
     }
-    bits_.swap(scratch.bits_);
+    memory_.swap(scratch.memory_);
   }
 }
 

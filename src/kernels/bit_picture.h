@@ -4,8 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <opencv2/core.hpp>
-#include <vector>
+
+#include "base/large_buffer.h"
 
 namespace dravix::kernels {
 
@@ -14,16 +16,18 @@ class BitPicture {
  public:
   static constexpr int kWordBits = 64;
 
+  /// The pixels have no useful values yet.
   explicit BitPicture(cv::Size size);
 
   [[nodiscard]] cv::Size Size() const { return size_; }
   [[nodiscard]] std::size_t Words() const { return words_; }  ///< per row, a multiple of 8
-  [[nodiscard]] std::uint64_t* Row(int y) { return bits_.data() + Offset(y); }
-  [[nodiscard]] const std::uint64_t* Row(int y) const { return bits_.data() + Offset(y); }
+  [[nodiscard]] std::uint64_t* Row(int y) { return Bits() + Offset(y); }
+  [[nodiscard]] const std::uint64_t* Row(int y) const { return Bits() + Offset(y); }
 
-  /// Sets the bits where `gray` is above `level`. CV_8UC1, of this width rounded up to whole words;
-  /// what stands beyond the width does not matter.
-  void SetAbove(const cv::Mat& gray, int level);
+  /// Sets the bits of the rows from `top` on where `gray` is above `level`, and clears the others.
+  /// CV_8UC1, of this width rounded up to whole words; what stands beyond the width does not
+  /// matter.
+  void SetAbove(const cv::Mat& gray, int level, int top = 0);
   /// Makes black white and white black.
   void Invert();
   /// Replaces every white pixel by a square that reaches `reach` pixels to each side. `scratch` is
@@ -35,11 +39,14 @@ class BitPicture {
 
  private:
   [[nodiscard]] std::size_t Offset(int y) const { return static_cast<std::size_t>(y) * words_; }
+  [[nodiscard]] std::uint64_t* Bits() const {
+    return reinterpret_cast<std::uint64_t*>(memory_->Data());
+  }
   void ClearBeyondWidth(std::uint64_t* row) const;
 
   cv::Size size_;
   std::size_t words_;
-  std::vector<std::uint64_t> bits_;
+  std::unique_ptr<base::LargeBuffer> memory_;
 };
 
 /// Closes and then opens `picture` with a square of that odd side, as cv::morphologyEx does: pixels

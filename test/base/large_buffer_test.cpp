@@ -18,6 +18,23 @@ TEST(LargeBuffer, HoldsWhatIsWritten) {
   }
 }
 
+TEST(LargeBuffer, GivingBackTakesNothingElse) {
+  constexpr std::size_t kBytes = std::size_t{5} << 20;
+  constexpr std::size_t kBegin = 4097;
+  constexpr std::size_t kEnd = (std::size_t{3} << 20) + 5;
+  base::LargeBuffer buffer(kBytes);
+  std::fill_n(buffer.Data(), kBytes, std::uint8_t{7});
+  buffer.GiveBack(kBegin, kEnd);
+  buffer.GiveBack(kEnd, kEnd);
+  EXPECT_EQ(std::count(buffer.Data(), buffer.Data() + kBegin, 7),
+            static_cast<std::ptrdiff_t>(kBegin));
+  EXPECT_EQ(std::count(buffer.Data() + kEnd, buffer.Data() + kBytes, 7),
+            static_cast<std::ptrdiff_t>(kBytes - kEnd));
+  std::fill_n(buffer.Data(), kBytes, std::uint8_t{9});
+  EXPECT_EQ(std::count(buffer.Data(), buffer.Data() + kBytes, 9),
+            static_cast<std::ptrdiff_t>(kBytes));
+}
+
 TEST(LargeBuffer, MemoryThatDoesNotExistIsAnException) {
   EXPECT_THROW(base::LargeBuffer(std::numeric_limits<std::size_t>::max() / 2), std::bad_alloc);
 }
