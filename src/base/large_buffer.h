@@ -24,6 +24,7 @@ class LargeBuffer {
   /// Gives bytes begin to end - 1 back, as far as the system takes parts; they hold nothing useful
   /// from then on.
   void Forget(std::size_t begin, std::size_t end);
+  [[nodiscard]] const std::uint8_t* Data() const { return bytes_; }
 
  private:
   std::size_t size_;

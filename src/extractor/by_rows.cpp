@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <opencv2/core/utility.hpp>
 #include <span>
 
 #include "base/large_buffer.h"
 #include "extractor/column_averages.h"
-#include "extractor/locate.h"
-#include "kernels/areas.h"
 #include "kernels/bit_picture.h"
 #include "kernels/histogram.h"
 
@@ -114,21 +111,17 @@ BitPicture Lit(const CubicWarp& rows, const SearchSettings& settings) {
     std::transform(counts.begin(), counts.end(), histogram.begin(), histogram.begin(),
                    std::plus<>());
   }
+  // Each strip of the picture is given back when its bits are known.
+  constexpr int kStrip = 256;
+  const int level = kernels::OtsuLevel(histogram);
   BitPicture lit(size);
-  lit.SetAbove(picture, kernels::OtsuLevel(histogram));
+  for (int top = 0; top < size.height; top += kStrip) {
+    const int bottom = std::min(size.height, top + kStrip);
+    lit.SetAbove(picture.rowRange(top, bottom), level, top);
+    memory.Forget(static_cast<std::size_t>(top) * picture.step[0],
+                  static_cast<std::size_t>(bottom) * picture.step[0]);
+  }
   return lit;
-}
-
-/// The columns between the first and the last one that has a run.
-LitColumns WithoutDarkSides(const std::vector<kernels::Stretch>& stretches) {
-  const auto isLit = [](const kernels::Stretch& stretch) { return stretch.length > 0; };
-  const auto first = std::find_if(stretches.begin(), stretches.end(), isLit);
-  const auto last = std::find_if(stretches.rbegin(), stretches.rend(), isLit).base();
-  LitColumns columns{static_cast<int>(first - stretches.begin()), {}};
-  std::transform(first, last, std::back_inserter(columns.runs), [](const kernels::Stretch& s) {
-    return ColumnRun{s.start, s.length};
-  });
-  return columns;
 }
 
 /// Rows that some run covers.
@@ -155,17 +148,7 @@ void ForEachRow(const CubicWarp& warp, const cv::Range& rows, int left, int righ
 }  // namespace
 
 std::optional<LitColumns> Locate(const CubicWarp& rows, const SearchSettings& settings) {
-  BitPicture lit = Lit(rows, settings);
-  kernels::CloseThenOpen(lit, settings.cleaningSide);
-  const kernels::Topology topology = kernels::TopologyOf(lit);
-  if (topology.areas == 1 && topology.holes == 0) {
-    return WithoutDarkSides(kernels::FirstStretches(lit));
-  }
-  // Several areas, holes or nothing: the outlines decide.
-  const std::optional<LitArea> largest = LargestArea(lit.ToMat());
-  if (!largest) return std::nullopt;
-  const cv::Range across(largest->rect.x, largest->rect.x + largest->rect.width);
-  return LitColumns{across.start, FirstRuns(largest->mask.colRange(across))};
+  return LargestLitColumns(Lit(rows, settings), settings.cleaningSide);
 }
 
 cv::Mat Measure(const CubicWarp& rows, const LitColumns& area, int ledRows) {

@@ -8,9 +8,8 @@
 
 #include <opencv2/core.hpp>
 #include <optional>
-#include <vector>
 
-#include "extractor/resample.h"
+#include "extractor/lit_columns.h"
 #include "kernels/cubic_warp.h"
 #include "kernels/eight_bit_scale.h"
 #include "kernels/gaussian.h"
@@ -22,12 +21,6 @@ struct SearchSettings {
   kernels::EightBitScale eightBitScale;
   kernels::Gaussian blur;  ///< melts single LEDs into one area
   int cleaningSide;        ///< of the square that closes and opens the area, pixels, odd
-};
-
-/// Neighboring columns of the working image and the run of the lit area in each.
-struct LitColumns {
-  int left = 0;
-  std::vector<ColumnRun> runs;  ///< of column left, left + 1, ...
 };
 
 /// Finds the largest lit area, or nothing when nothing is lit. Logs what AutoBlurLocate logs.

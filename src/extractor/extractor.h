@@ -113,6 +113,8 @@ class Dravix {
   /// `lum` is partly written.
   std::int32_t CalLum(const cv::Mat& image, const CheckerboardDetector& detector);
 
+  /// The same for an area that is known by its columns.
+  std::int32_t MeasureColumns(const cv::Mat& image, const dravix::extractor::LitColumns& area);
   /// Both for a working image that is made row by row.
   std::int32_t MeasureByRows(const dravix::kernels::CubicWarp& rows,
                              const dravix::extractor::LitColumns& area);

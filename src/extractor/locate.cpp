@@ -30,15 +30,6 @@ cv::Mat ToGray8(const cv::Mat& image, std::int32_t fullScale) {
   return image::ToImage(bgr, fullScale, 1);
 }
 
-/// 255 where the image is lit, with single LEDs melted into one area; `gray` is overwritten.
-cv::Mat Binarize(cv::Mat gray, const Melting& melting) {
-  cv::GaussianBlur(gray, gray, cv::Size(melting.kernelSize, melting.kernelSize),
-                   static_cast<double>(melting.sigma), 0, cv::BORDER_DEFAULT);
-  image::BinarizeByOtsu(gray, gray);
-  image::CloseThenOpen(gray, melting.kernelSize);
-  return gray;
-}
-
 }  // namespace
 
 std::optional<LitArea> LargestArea(const cv::Mat& lit) {
@@ -52,9 +43,20 @@ std::optional<LitArea> LargestArea(const cv::Mat& lit) {
   return LitArea{image::Filled(outlines, largest, lit.size()), cv::boundingRect(outlines[largest])};
 }
 
+void SmoothedGray(const cv::Mat& image, std::int32_t fullScale, const Melting& melting,
+                  cv::Mat& smoothed) {
+  cv::GaussianBlur(ToGray8(image, fullScale), smoothed,
+                   cv::Size(melting.kernelSize, melting.kernelSize),
+                   static_cast<double>(melting.sigma), 0, cv::BORDER_DEFAULT);
+}
+
 std::optional<LitArea> LocateLitArea(const cv::Mat& image, std::int32_t fullScale,
                                      const Melting& melting) {
-  return LargestArea(Binarize(ToGray8(image, fullScale), melting));
+  cv::Mat lit;
+  SmoothedGray(image, fullScale, melting, lit);
+  image::BinarizeByOtsu(lit, lit);
+  image::CloseThenOpen(lit, melting.kernelSize);
+  return LargestArea(lit);
 }
 
 }  // namespace dravix::extractor

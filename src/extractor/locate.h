@@ -19,6 +19,12 @@ struct Melting {
   float sigma;              ///< of the Gaussian
 };
 
+/// The image in 8-bit gray, `fullScale` at 255, with single LEDs melted into one area: CV_8UC1, of
+/// the image's size; `smoothed` keeps its memory when it has that. Three channels are converted
+/// from XYZ. Throws cv::Exception for other channel counts and for an even kernel.
+void SmoothedGray(const cv::Mat& image, std::int32_t fullScale, const Melting& melting,
+                  cv::Mat& smoothed);
+
 /// The largest white area of a black-and-white picture (CV_8UC1), or nothing where all is black.
 /// Logs one error line when there is none, and one when there are several.
 [[nodiscard]] std::optional<LitArea> LargestArea(const cv::Mat& lit);

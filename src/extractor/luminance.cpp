@@ -83,6 +83,15 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv:
   return DRAVIX_OK;
 }
 
+std::int32_t Dravix::MeasureColumns(const cv::Mat& image,
+                                    const dravix::extractor::LitColumns& area) {
+  if (!dravix::extractor::EveryColumnHasMask(area.runs)) return DRAVIX_BAD_ARGUMENT;
+  RequireInnerLeds(ledWidth, ledHeight);
+  const cv::Range across(area.left, area.left + static_cast<int>(area.runs.size()));
+  Keep(ResampleColumns(image.colRange(across), area.runs, ledHeight));
+  return DRAVIX_OK;
+}
+
 std::int32_t Dravix::MeasureByRows(const dravix::kernels::CubicWarp& rows,
                                    const dravix::extractor::LitColumns& area) {
   if (!dravix::extractor::EveryColumnHasMask(area.runs)) return DRAVIX_BAD_ARGUMENT;

@@ -7,6 +7,7 @@
 #include "checkerboard/checkerboard.h"
 #include "extractor/by_rows.h"
 #include "extractor/extractor.h"
+#include "extractor/lit_columns.h"
 #include "extractor/locate.h"
 #include "extractor/rectify.h"
 #include "kernels/targets.h"
@@ -110,11 +111,15 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
     }
     const cv::Mat working =
         dravix::extractor::WarpToWorkingImage(shot->image, workingFromPhoto, size);
-    const dravix::extractor::LitArea area =
-        dravix::extractor::LocateLitArea(working, dravix::shot::FullScale(*shot),
-                                         {blurKernelSize, blurSigma})
-            .value_or(dravix::extractor::LitArea());
-    return CalLum(working, area.mask, area.rect);
+    const std::int32_t fullScale = dravix::shot::FullScale(*shot);
+    const dravix::extractor::Melting melting{blurKernelSize, blurSigma};
+    // Without a square to clean with, the matrix library says what is wrong.
+    if (extractBy == ExtractBy::kWholeImage || blurKernelSize < 1) {
+      const auto area = dravix::extractor::LocateLitArea(working, fullScale, melting);
+      return area ? CalLum(working, area->mask, area->rect) : CalLum({}, {}, {});
+    }
+    const auto area = dravix::extractor::LocateLitColumns(working, fullScale, melting);
+    return area ? MeasureColumns(working, *area) : CalLum({}, {}, {});
   });
 }
 

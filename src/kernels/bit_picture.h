@@ -16,6 +16,7 @@ class BitPicture {
  public:
   static constexpr int kWordBits = 64;
 
+  /// All black.
   explicit BitPicture(cv::Size size);
 
   [[nodiscard]] cv::Size Size() const { return size_; }
@@ -23,9 +24,10 @@ class BitPicture {
   [[nodiscard]] std::uint64_t* Row(int y) { return bits_.data() + Offset(y); }
   [[nodiscard]] const std::uint64_t* Row(int y) const { return bits_.data() + Offset(y); }
 
-  /// Sets the bits where `gray` is above `level`. CV_8UC1, of this width rounded up to whole words;
-  /// what stands beyond the width does not matter.
-  void SetAbove(const cv::Mat& gray, int level);
+  /// Sets the bits of the rows from `top` on where `gray` is above `level`, and clears the others.
+  /// CV_8UC1, of this width rounded up to whole words; what stands beyond the width does not
+  /// matter.
+  void SetAbove(const cv::Mat& gray, int level, int top = 0);
   /// The same for one row, from this width rounded up to whole words.
   void SetRowAbove(int y, const std::uint8_t* gray, int level);
   /// Makes black white and white black.

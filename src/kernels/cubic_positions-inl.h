@@ -61,9 +61,11 @@ HWY_INLINE Ints RoundBoth(Doubles low, Doubles high) {
                         hn::BitCast(kDoubleHalves, hn::Add(low, shift)));
 }
 
-/// Positions of a vector of columns that begins at column x of row y, as the library rounds them.
-/// Not inlined: it is rarely needed.
-HWY_NOINLINE Positions ExactPositions(const Perspective& p, int x, int y) {
+/// Stores the positions of a vector of columns that begins at column x of row y, as the library
+/// rounds them. Not inlined: it is rarely needed. The result goes through memory, because compilers
+/// for Windows do not align vectors that a function returns.
+HWY_NOINLINE void ExactPositions(const Perspective& p, int x, int y, std::int32_t* photoX,
+                                 std::int32_t* photoY) {
   const int column = x % Perspective::kBlock;
   const int block = x - column;
   const Doubles originX = hn::Set(kDoubles, p.m[0] * block + p.m[1] * y + p.m[2]);
@@ -82,7 +84,8 @@ HWY_NOINLINE Positions ExactPositions(const Perspective& p, int x, int y) {
   Doubles yHigh;
   along(column, xLow, yLow);
   along(column + static_cast<int>(hn::Lanes(kDoubles)), xHigh, yHigh);
-  return {RoundBoth(xLow, xHigh), RoundBoth(yLow, yHigh)};
+  hn::StoreU(RoundBoth(xLow, xHigh), kInts, photoX);
+  hn::StoreU(RoundBoth(yLow, yHigh), kInts, photoY);
 }
 
 /// Adding it to a number below 2^22 leaves the number, rounded half to even, in the low bits.
@@ -164,7 +167,10 @@ class Parabolas {
     const auto certain =
         hn::Le(hn::Max(hn::Abs(xRest), hn::Abs(yRest)), hn::Set(kFloats, p_.certainBelow));
     if (HWY_LIKELY(hn::AllTrue(kFloats, certain))) return {x, y};
-    return ExactPositions(p_, x_ + column, y_);
+    HWY_ALIGN std::int32_t exactX[hn::MaxLanes(kInts)];
+    HWY_ALIGN std::int32_t exactY[hn::MaxLanes(kInts)];
+    ExactPositions(p_, x_ + column, y_, exactX, exactY);
+    return {hn::Load(kInts, exactX), hn::Load(kInts, exactY)};
   }
 
   [[nodiscard]] HWY_INLINE const Coordinate& Across() const { return across_; }
