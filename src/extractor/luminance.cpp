@@ -74,13 +74,7 @@ std::int32_t Dravix::CalLum(const cv::Mat& image, const cv::Mat& mask, const cv:
   const std::vector<ColumnRun> runs = FirstRuns(mask.colRange(across));
   if (!dravix::extractor::EveryColumnHasMask(runs)) return DRAVIX_BAD_ARGUMENT;
   if (across.size() < rect.width) RefuseOutsideMask();
-  RequireInnerLeds(ledWidth, ledHeight);
-  cv::Mat measured(ledHeight, ledWidth, CV_32FC1);
-  dravix::extractor::ForEachStrip(
-      image.colRange(across), runs, ledHeight,
-      [&](int first, const cv::Mat& strip) { MeasureRows(strip, first, measured); });
-  Keep(measured);
-  return DRAVIX_OK;
+  return MeasureColumns(image, {rect.x, runs});
 }
 
 std::int32_t Dravix::MeasureColumns(const cv::Mat& image,
@@ -88,7 +82,11 @@ std::int32_t Dravix::MeasureColumns(const cv::Mat& image,
   if (!dravix::extractor::EveryColumnHasMask(area.runs)) return DRAVIX_BAD_ARGUMENT;
   RequireInnerLeds(ledWidth, ledHeight);
   const cv::Range across(area.left, area.left + static_cast<int>(area.runs.size()));
-  Keep(ResampleColumns(image.colRange(across), area.runs, ledHeight));
+  cv::Mat measured(ledHeight, ledWidth, CV_32FC1);
+  dravix::extractor::ForEachStrip(
+      image.colRange(across), area.runs, ledHeight,
+      [&](int first, const cv::Mat& strip) { MeasureRows(strip, first, measured); });
+  Keep(measured);
   return DRAVIX_OK;
 }
 
