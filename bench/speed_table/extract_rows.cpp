@@ -3,9 +3,9 @@
 #include <cmath>
 
 #include "extractor/extractor.h"
+#include "measure.h"
 #include "reference/plain_transcription.h"
-#include "speed_table/measure.h"
-#include "speed_table/rows.h"
+#include "rows.h"
 
 namespace dravix::bench {
 namespace {

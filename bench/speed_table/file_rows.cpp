@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
-#include "speed_table/measure.h"
-#include "speed_table/rows.h"
+#include "measure.h"
+#include "rows.h"
 
 namespace dravix::bench {
 namespace {

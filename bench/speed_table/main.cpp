@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "speed_table/rows.h"
+#include "rows.h"
 
 namespace dravix::bench {
 

@@ -1,4 +1,4 @@
-#include "speed_table/measure.h"
+#include "measure.h"
 
 #include <hwy/targets.h>
 

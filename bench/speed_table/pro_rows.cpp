@@ -4,11 +4,11 @@
 
 #include "checkerboard/checkerboard.h"
 #include "extractor/extractor.h"
+#include "measure.h"
 #include "reference/plain_detector.h"
 #include "reference/plain_region.h"
 #include "reference/plain_transcription.h"
-#include "speed_table/measure.h"
-#include "speed_table/rows.h"
+#include "rows.h"
 
 namespace dravix::bench {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <functional>
 
+#include "measure.h"
 #include "reference/plain_region.h"
-#include "speed_table/measure.h"
-#include "speed_table/rows.h"
+#include "rows.h"
 
 namespace dravix::bench {
 namespace {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "sim/render.h"
-#include "speed_table/table.h"
+#include "table.h"
 
 namespace dravix::bench {
 

@@ -1,4 +1,4 @@
-#include "speed_table/table.h"
+#include "table.h"
 
 #include <array>
 #include <cstdio>
