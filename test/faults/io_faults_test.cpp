@@ -179,9 +179,17 @@ int FailEachCall(Before before) {
   return happened;
 }
 
-TEST(FailingCalls, LeaveTheOldFileOrTheNewOne) { EXPECT_GT(FailEachCall(Before::kAFile), 500); }
+TEST(FailingCalls, LeaveTheOldFileOrTheNewOne) {
+  const int failed = FailEachCall(Before::kAFile);
+  RecordProperty("failed", failed);
+  EXPECT_GT(failed, 500);
+}
 
-TEST(FailingCalls, LeaveNoFileOrTheNewOne) { EXPECT_GT(FailEachCall(Before::kNothing), 300); }
+TEST(FailingCalls, LeaveNoFileOrTheNewOne) {
+  const int failed = FailEachCall(Before::kNothing);
+  RecordProperty("failed", failed);
+  EXPECT_GT(failed, 300);
+}
 
 TEST(FailingCalls, LeaveTheOldBytesOfAFileThatIsWrittenInPlace) {
   // Under a user for whom permissions count; objects make no difference.
@@ -195,6 +203,29 @@ TEST(FailingCalls, LeaveTheOldBytesOfAFileThatIsWrittenInPlace) {
       int n = 1;
       while (n < kBeyondAllCalls && saving.Fails(call, n, ErrorsOf(call)[0])) ++n;
       if (HasFailure()) return;
+    }
+  }
+}
+
+TEST(Saving, FlushesTheFileAndInTheEndItsFolder) {
+  const std::vector<Saver> savers = Savers();
+  for (const Saver& saver : savers) {
+    for (const Before before : {Before::kNothing, Before::kAFile}) {
+      Saving saving(saver, before);
+      bool wasFolder = false;
+      int flushes = 0;
+      for (bool happened = true; happened && flushes < kBeyondAllCalls;) {
+        saving.SetUp();
+        const FailingCall failing(Call::kFlush, flushes + 1, EIO);
+        static_cast<void>(saving.Save());
+        happened = failing.Happened();
+        if (!happened) break;
+        wasFolder = failing.WasFlushOf(saving.Folder());
+        ++flushes;
+        EXPECT_TRUE(!wasFolder || flushes > 1) << saver.name << ": the folder before the file";
+      }
+      EXPECT_GE(flushes, 2) << saver.name;
+      EXPECT_TRUE(wasFolder) << saver.name;
     }
   }
 }
@@ -247,6 +278,7 @@ TEST(FailingCalls, LeaveTheObjectOrReadTheFile) {
       }
     }
   }
+  RecordProperty("failed", happened);
   EXPECT_GT(happened, 40);
 }
 

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <functional>
+#include <iterator>
 #include <opencv2/imgproc.hpp>
 #include <sstream>
 #include <string>
@@ -85,6 +87,10 @@ Ending EndingOf(const Call& call, Objects& objects, std::int64_t n) {
   return ending;
 }
 
+std::ptrdiff_t OpenFiles() {
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
 /// Refuses each request of the call in turn, of long runs only some.
 void RefuseEachRequest(const Call& call) {
   constexpr std::int64_t kAll = 1000;  // of the first requests
@@ -97,6 +103,7 @@ void RefuseEachRequest(const Call& call) {
   }
   for (std::int64_t n = 1;; n += n < kAll ? 1 : n / 20) {
     SCOPED_TRACE(call.name + ", request " + std::to_string(n));
+    const auto open = OpenFiles();
     const std::int64_t before = BlocksInUse();
     Ending ending;
     {
@@ -111,7 +118,9 @@ void RefuseEachRequest(const Call& call) {
     }
     EXPECT_EQ(ending.wrong, "");
     EXPECT_EQ(BlocksInUse(), before) << "memory is lost";
+    EXPECT_EQ(OpenFiles(), open) << "a file stays open";
     if (!ending.wasRefused) break;
+    testing::Test::RecordProperty("last", std::to_string(n));
     if (testing::Test::HasFailure()) return;
   }
 }
@@ -378,7 +387,9 @@ TEST(RefusedMemoryWhileSaving, LeavesTheOldFileOrTheNewOne) {
       SCOPED_TRACE(saver.name + ", request " + std::to_string(n));
       Spill(name, "old");
       Objects copy;
+      const auto open = OpenFiles();
       const Ending ending = EndingOf(call, copy, n);
+      EXPECT_EQ(OpenFiles(), open);
       EXPECT_EQ(ending.wrong, "");
       EXPECT_EQ(Slurp(name), ending.succeeded ? saved : "old");
       EXPECT_EQ(std::distance(fs::directory_iterator(dir.Path()), fs::directory_iterator()), 1);
