@@ -26,25 +26,21 @@ using dravix::extractor::ResampleRows;
 /// are measured too low and are replaced.
 constexpr int kBorderDepth = 4;
 
-/// How many LEDs the rows have where they differ in length.
-struct RowCounts {
-  const std::vector<std::int32_t>& ledNums;  ///< of each group of rows, from the top
-  int rowGroup;
-};
-
 /// Measures each row at its own LED count and spreads it over the target's width by repeating
 /// values. `first` is the number of the first row.
-void ResampleUnequalRows(const cv::Mat& columns, int first, const RowCounts& counts,
+void ResampleUnequalRows(const cv::Mat& columns, int first,
+                         const std::vector<std::int32_t>& rowLedNums, int rowGroup,
                          const cv::Mat& target) {
-  CV_Assert(counts.rowGroup >= 1);
+  const int ledWidth = target.cols;
+  CV_Assert(rowGroup >= 1);
   for (int begin = 0; begin < columns.rows;) {
-    const int left = counts.rowGroup - (first + begin) % counts.rowGroup;
+    const int left = rowGroup - (first + begin) % rowGroup;
     const int end = begin + std::min(left, columns.rows - begin);
-    const auto group = static_cast<std::size_t>((first + begin) / counts.rowGroup);
-    CV_Assert(group < counts.ledNums.size());
-    const int count = counts.ledNums[group];
+    const auto group = static_cast<std::size_t>((first + begin) / rowGroup);
+    CV_Assert(group < rowLedNums.size());
+    const int count = rowLedNums[group];
     CV_CheckGE(count, 1, "a row needs an LED");
-    CV_CheckLE(count, target.cols, "a row has more LEDs than the widest");
+    CV_CheckLE(count, ledWidth, "a row has more LEDs than the widest");
     cv::Mat measured(end - begin, count, CV_32FC1);
     ResampleRows(columns.rowRange(begin, end), measured);
     cv::Mat rows = target.rowRange(begin, end);
@@ -105,7 +101,7 @@ void Dravix::MeasureRows(const cv::Mat& columns, int first, const cv::Mat& measu
   if (rowLedNums.empty()) {
     ResampleRows(columns, target);
   } else {
-    ResampleUnequalRows(columns, first, {rowLedNums, rowGroup}, target);
+    ResampleUnequalRows(columns, first, rowLedNums, rowGroup, target);
   }
 }
 
