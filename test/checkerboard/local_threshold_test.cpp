@@ -64,5 +64,15 @@ INSTANTIATE_TEST_SUITE_P(Shapes, LocalThreshold,
                          testing::Values(cv::Size(40, 40), cv::Size(72, 40), cv::Size(40, 72),
                                          cv::Size(20, 20), cv::Size(100, 100), cv::Size(12, 12)));
 
+TEST(LocalThresholdLevel, LiesAtTheShareOfTheWayFromDarkToLit) {
+  // A blur of 13 pixels makes the edges ramps, on which each percent moves them by 0.13 pixels.
+  const UnevenBoard board({60, 60}, 13);
+  const auto lit = [&](int percent) { return cv::countNonZero(board.Local(percent)); };
+  const double half = lit(50);
+  EXPECT_NEAR(half / cv::countNonZero(board.truth), 1.0, 0.1);
+  EXPECT_GT(lit(30), 1.06 * half);
+  EXPECT_LT(lit(70), 0.94 * half);
+}
+
 }  // namespace
 }  // namespace dravix::checkerboard
