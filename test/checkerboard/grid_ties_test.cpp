@@ -162,6 +162,15 @@ TEST(EmptyLines, ColumnWhoseOnlyBlockIsInTheLastRowAndHasTheWrongColorIsRefused)
   EXPECT_FALSE(board.Placed());
 }
 
+TEST(EmptyLines, InnerColumnWhoseOnlyBlockIsInTheLastRowAndHasTheWrongColorIsRefused) {
+  FlatBoard board({8, 5});
+  for (int r = 0; r < 5; ++r) Remove(board, {3, r});
+  // (3, 4) is dark.
+  board.rects.insert(board.rects.begin(), At(3, 4));
+  ++board.lit;
+  EXPECT_FALSE(board.Placed());
+}
+
 TEST(EmptyLines, ColumnWithOneBlockInTheLastRowIsEnough) {
   FlatBoard board({8, 5});
   for (int r = 0; r < 4; ++r) Remove(board, {7, r});

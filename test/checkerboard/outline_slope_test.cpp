@@ -9,10 +9,11 @@
 namespace dravix::checkerboard {
 namespace {
 
-/// A defocused screen at (150, 140) to (550, 460) whose level changes linearly.
+/// A defocused screen at (150, 140) to (550, 460) whose level changes linearly. `blur` is the side
+/// of a box, or the sigma of a Gaussian.
 struct SlopingScreen {
   /// `acrossX`, `acrossY`: change of the level over 1000 pixels, as a share of that in the middle.
-  SlopingScreen(int blur, double acrossX, double acrossY, double stray = 0) {
+  SlopingScreen(int blur, double acrossX, double acrossY, double stray = 0, bool gaussian = false) {
     cv::Mat whole(600, 700, CV_32FC1);
     for (int y = 0; y < whole.rows; ++y) {
       for (int x = 0; x < whole.cols; ++x) {
@@ -23,7 +24,11 @@ struct SlopingScreen {
     level = {whole, 1, {}};
     cv::Mat lit = cv::Mat::zeros(whole.size(), CV_32FC1);
     whole(truth).copyTo(lit(truth));
-    cv::blur(lit, lit, {blur, blur});
+    if (gaussian) {
+      cv::GaussianBlur(lit, lit, {}, blur);
+    } else {
+      cv::blur(lit, lit, {blur, blur});
+    }
     lit += stray;
     lit.convertTo(light, CV_16U);
   }
@@ -95,6 +100,22 @@ TEST(WideOutline, IsCountedAsFarOutAsItRises) {
       ExpectExcess(outside.excess, 5, 5, 5, 5, tolerance + 0.05);
     }
   }
+}
+
+TEST(WideOutline, TailsOfAGaussianAreCountedToo) {
+  for (const int sigma : {10, 20, 30}) {
+    const SlopingScreen screen(sigma, 0, 0, 0, true);
+    SCOPED_TRACE(sigma);
+    // A Gaussian rises from half to three quarters within 0.674 sigma.
+    const OutlineProfile outline = screen.Measured(screen.truth, 0.674 * sigma);
+    ExpectExcess(outline.excess, 0, 0, 0, 0, 0.15);
+    EXPECT_NEAR(outline.share, 0.5, 0.01);
+  }
+}
+
+TEST(WideOutline, RiseOfAThirdOfABlocksBlurIsSeenToItsEnd) {
+  const SlopingScreen screen(51, 0.0, 0.0);
+  EXPECT_NEAR(screen.Rise({150, 150}), 51 / 4.0, 0.25);
 }
 
 TEST(WideOutline, RisesAboveTenPixelsAreMeasuredInBlocksThatAreLargeEnough) {

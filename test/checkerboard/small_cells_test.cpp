@@ -154,8 +154,31 @@ INSTANTIATE_TEST_SUITE_P(Shapes, LedBoards,
                          testing::Values(std::tuple(cv::Size(8, 6), cv::Size(20, 20), 4),
                                          std::tuple(cv::Size(6, 10), cv::Size(64, 24), 4),
                                          std::tuple(cv::Size(10, 6), cv::Size(24, 64), 4),
+                                         std::tuple(cv::Size(12, 16), cv::Size(96, 16), 4),
+                                         std::tuple(cv::Size(3, 16), cv::Size(80, 16), 4),
+                                         std::tuple(cv::Size(16, 12), cv::Size(16, 96), 4),
                                          std::tuple(cv::Size(6, 5), cv::Size(64, 64), 8),
                                          std::tuple(cv::Size(5, 4), cv::Size(96, 72), 8)));
+
+/// Whether the mask is closed where one LED of its left side is dead. LEDs are 2 pixels wide and 4
+/// apart, so that the gap between the neighbors of a dead one has 6 pixels.
+bool GapOfADeadLedIsClosed(cv::Size grid, cv::Size cell) {
+  LedBoard board(grid, cell, 4);
+  const cv::Rect dead(board.first.x, board.first.y + 40, 12, 4);
+  board.measured.image(dead) = 0;
+  board.board.image(dead) = 0;
+  CheckerboardDetector detector = board.Prepared();
+  EXPECT_EQ(detector.checkerboard(), DRAVIX_OK);
+  return detector.mask.at<uchar>(dead.tl() + cv::Point(4, 2)) != 0;
+}
+
+TEST(SmallCells, KernelThatClosesGapsFollowsTheShorterSideOfTheBlocks) {
+  // 0.15 of the side, but at least 3 pixels: 3 leave the gap open, and 9 close it.
+  EXPECT_FALSE(GapOfADeadLedIsClosed({8, 6}, {20, 20}));
+  EXPECT_FALSE(GapOfADeadLedIsClosed({6, 10}, {64, 24}));
+  EXPECT_FALSE(GapOfADeadLedIsClosed({10, 6}, {24, 64}));
+  EXPECT_TRUE(GapOfADeadLedIsClosed({6, 5}, {64, 64}));
+}
 
 }  // namespace
 }  // namespace dravix::checkerboard

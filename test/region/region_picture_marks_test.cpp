@@ -263,19 +263,20 @@ TEST(RegionPictureOutline, OfAnAreaThatTouchesThePictureByOnePixelIsDrawn) {
   const cv::Size size = kSmall.picture;
   const auto green = [&](const cv::Point& at) {
     RegionOI region = RegionWithoutOutline(kSmall, cv::Rect(at, cv::Size(1, 1)));
-    region.mask = cv::Mat(5, 5, CV_8UC1, cv::Scalar(255));
+    region.mask = cv::Mat(40, 40, CV_8UC1, cv::Scalar(255));
     const cv::Mat picture = CheckPicture(region, GrayShot(size));
-    return !Drawn(picture, cv::Scalar(0, 255, 0)).empty() ||
+    // The pins of an area beside the picture would reach into it.
+    return !Drawn(picture, kPinColor).empty() || !Drawn(picture, cv::Scalar(0, 255, 0)).empty() ||
            !Drawn(picture, cv::Scalar(255, 0, 255)).empty();
   };
   EXPECT_TRUE(green({size.width - 1, 384}));
   EXPECT_FALSE(green({size.width, 384}));
   EXPECT_TRUE(green({600, size.height - 1}));
   EXPECT_FALSE(green({600, size.height}));
-  EXPECT_TRUE(green({-4, 384}));
-  EXPECT_FALSE(green({-5, 384}));
-  EXPECT_TRUE(green({600, -4}));
-  EXPECT_FALSE(green({600, -5}));
+  EXPECT_TRUE(green({-39, 384}));
+  EXPECT_FALSE(green({-40, 384}));
+  EXPECT_TRUE(green({600, -39}));
+  EXPECT_FALSE(green({600, -40}));
 }
 
 TEST(RegionPictureOutline, OfARegionOnePixelWideIsDrawn) {
