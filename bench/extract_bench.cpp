@@ -1,100 +1,137 @@
-/// How long the automatic pipeline and each of its steps take on photographs of 20 and 31
-/// megapixels, and how long the plain transcription of the luminance step takes. One item is one
-/// photograph; times are those of the calling thread and of the wall clock.
+/// How long the automatic pipeline and its two halves take, by rows and through the whole working
+/// image, and how long the plain transcription takes. Times are those of the calling thread and of
+/// the wall clock.
 #include <benchmark/benchmark.h>
 #include <dravix/dravix.h>
 
-#include <map>
+#include <optional>
 
+#include "extractor/by_rows.h"
 #include "extractor/extractor.h"
 #include "extractor/rectify.h"
+#include "photographs.h"
 #include "reference/plain_transcription.h"
-#include "sim/catalogue.h"
-#include "sim/render.h"
+#include "shot/shot_picture.h"
 
 namespace {
 
+using dravix::bench::PhotographFor;
+using dravix::bench::RunOnPhotograph;
+using dravix::extractor::LitColumns;
+using dravix::extractor::SearchSettings;
+using dravix::kernels::CubicWarp;
+using dravix::sim::Photograph;
+
 /// What each step starts from.
 struct Working {
-  dravix::sim::Photograph photo;
+  cv::Size size;
   cv::Mat workingFromPhoto;
+  std::optional<CubicWarp> rows;
+  std::optional<SearchSettings> search;
+  LitColumns area;
   cv::Mat image;
   cv::Mat mask;
   cv::Rect rect;
   Dravix dravix;
 };
 
-/// The photograph of that size with the results of all steps, made once.
-const Working& WorkingAt(std::int64_t megapixels) {
-  static std::map<std::int64_t, Working> made;
-  auto [it, isNew] = made.try_emplace(megapixels);
-  Working& w = it->second;
-  if (isNew) {
-    w.photo = dravix::sim::Render(dravix::sim::SizedScene(static_cast<double>(megapixels)));
-    w.dravix.SetImage(&w.photo.shot);
-    const cv::Size size =
-        dravix::extractor::WorkingSize(w.photo.shot.image.size(), w.dravix.warpScale);
-    w.workingFromPhoto = dravix::extractor::WorkingFromPhoto(w.photo.truth.cornerPixels,
-                                                             w.dravix.TargetRectangle(size));
-    w.image = dravix::extractor::WarpToWorkingImage(w.photo.shot.image, w.workingFromPhoto, size);
-    w.dravix.AutoBlurLocate(w.image, w.mask, w.rect);
-  }
+Working Prepared(const Photograph& photo) {
+  constexpr float kWhite = 255;
+  Working w;
+  const cv::Mat& image = photo.shot.image;
+  w.dravix.SetImage(&photo.shot);
+  w.size = dravix::extractor::WorkingSize(image.size(), w.dravix.warpScale);
+  w.workingFromPhoto = dravix::extractor::WorkingFromPhoto(photo.truth.cornerPixels,
+                                                           w.dravix.TargetRectangle(w.size));
+  w.rows = CubicWarp::Of(image, w.workingFromPhoto, w.size);
+  const auto blur = dravix::kernels::Gaussian::Of(w.dravix.blurKernelSize,
+                                                  static_cast<double>(w.dravix.blurSigma));
+  const auto fullScale = static_cast<float>(dravix::shot::FullScale(photo.shot));
+  w.search = SearchSettings{kWhite / fullScale, blur.value(), w.dravix.blurKernelSize};
+  w.area = dravix::extractor::Locate(w.rows.value(), *w.search).value();
+  w.image = dravix::extractor::WarpToWorkingImage(image, w.workingFromPhoto, w.size);
+  w.dravix.AutoBlurLocate(w.image, w.mask, w.rect);
   return w;
 }
 
+const Working& WorkingFor(const benchmark::State& state) {
+  return dravix::bench::OncePerSize<Working>(
+      state, [&](double) { return Prepared(PhotographFor(state)); });
+}
+
+template <ExtractBy way>
 void Extract(benchmark::State& state) {
-  const Working& w = WorkingAt(state.range(0));
+  const Photograph& photo = PhotographFor(state);
   Dravix dravix;
-  for (auto _ : state) {
-    if (dravix.Extract(&w.photo.shot, w.photo.truth.cornerPixels, 0, 0, 0) != DRAVIX_OK) {
-      state.SkipWithError("not measured");
-    }
-  }
+  dravix.extractBy = way;
+  RunOnPhotograph(state, photo.shot.image,
+                  [&] { return dravix.Extract(&photo.shot, photo.truth.cornerPixels, 0, 0, 0); });
 }
 
-void Rectify(benchmark::State& state) {
-  const Working& w = WorkingAt(state.range(0));
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(dravix::extractor::WarpToWorkingImage(
-        w.photo.shot.image, w.workingFromPhoto, w.image.size()));
-  }
+void LocateByRows(benchmark::State& state) {
+  const Working& w = WorkingFor(state);
+  RunOnPhotograph(state, PhotographFor(state).shot.image,
+                  [&] { return dravix::extractor::Locate(*w.rows, *w.search) ? 0 : 1; });
 }
 
-void Locate(benchmark::State& state) {
-  const Working& w = WorkingAt(state.range(0));
-  for (auto _ : state) {
+void MeasureByRows(benchmark::State& state) {
+  const Working& w = WorkingFor(state);
+  RunOnPhotograph(state, PhotographFor(state).shot.image, [&] {
+    return dravix::extractor::Measure(*w.rows, w.area, w.dravix.ledHeight).empty() ? 1 : 0;
+  });
+}
+
+void RectifyWhole(benchmark::State& state) {
+  const Working& w = WorkingFor(state);
+  const cv::Mat& photo = PhotographFor(state).shot.image;
+  RunOnPhotograph(state, photo, [&] {
+    return dravix::extractor::WarpToWorkingImage(photo, w.workingFromPhoto, w.size).empty() ? 1 : 0;
+  });
+}
+
+void LocateWhole(benchmark::State& state) {
+  const Working& w = WorkingFor(state);
+  RunOnPhotograph(state, PhotographFor(state).shot.image, [&] {
     cv::Mat mask;
     cv::Rect rect;
     w.dravix.AutoBlurLocate(w.image, mask, rect);
-    benchmark::DoNotOptimize(mask.data);
-  }
+    return mask.empty() ? 1 : 0;
+  });
 }
 
-void Luminance(benchmark::State& state) {
-  const Working& w = WorkingAt(state.range(0));
+void LuminanceWhole(benchmark::State& state) {
+  const Working& w = WorkingFor(state);
   Dravix dravix = w.dravix;
-  for (auto _ : state) {
-    if (dravix.CalLum(w.image, w.mask, w.rect) != DRAVIX_OK) state.SkipWithError("not measured");
-  }
+  RunOnPhotograph(state, PhotographFor(state).shot.image,
+                  [&] { return dravix.CalLum(w.image, w.mask, w.rect); });
 }
 
-void LuminanceAsTranscribed(benchmark::State& state) {
-  const Working& w = WorkingAt(state.range(0));
-  const dravix::reference::Panel panel{w.dravix.ledWidth, w.dravix.ledHeight, -1, {}};
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(dravix::reference::Luminance(w.image, {w.mask, w.rect}, panel));
-  }
+void PlainTranscription(benchmark::State& state) {
+  const Photograph& photo = PhotographFor(state);
+  const Shot& shot = photo.shot;
+  const dravix::reference::Panel panel{
+      shot.pattern->lighted_led_w, shot.pattern->lighted_led_h, -1, {}};
+  RunOnPhotograph(state, shot.image, [&] {
+    return dravix::reference::Extract(shot.image, photo.truth.cornerPixels, shot.device->cam_type,
+                                      panel)
+               ? 0
+               : 1;
+  });
 }
 
 void Sizes(benchmark::internal::Benchmark* bench) {
-  bench->ArgName("megapixels")->Arg(20)->Arg(31)->Unit(benchmark::kMillisecond)->UseRealTime();
+  dravix::bench::Sizes(bench);
+  bench->UseRealTime();
 }
 
-BENCHMARK(Extract)->Apply(Sizes);
-BENCHMARK(Rectify)->Apply(Sizes);
-BENCHMARK(Locate)->Apply(Sizes);
-BENCHMARK(Luminance)->Apply(Sizes);
-BENCHMARK(LuminanceAsTranscribed)->Apply(Sizes);
+BENCHMARK(Extract<ExtractBy::kWhatIsFaster>)->Name("Extract")->Apply(Sizes);
+BENCHMARK(LocateByRows)->Apply(Sizes);
+BENCHMARK(MeasureByRows)->Apply(Sizes);
+BENCHMARK(Extract<ExtractBy::kWholeImage>)->Name("ExtractWhole")->Apply(Sizes);
+BENCHMARK(RectifyWhole)->Apply(Sizes);
+BENCHMARK(LocateWhole)->Apply(Sizes);
+BENCHMARK(LuminanceWhole)->Apply(Sizes);
+BENCHMARK(PlainTranscription)->Apply(Sizes);
 
 }  // namespace
 BENCHMARK_MAIN();

@@ -1,59 +1,78 @@
-/// How long it takes to find a region and its corners on a photograph of 30 megapixels.
+/// How long it takes to find a region and its corners, and how long the same takes with one call of
+/// the matrix library for each step.
 #include <benchmark/benchmark.h>
 #include <dravix/dravix.h>
 #include <dravix/region.h>
 
-#include "sim/catalogue.h"
-#include "sim/render.h"
+#include "photographs.h"
+#include "reference/plain_region.h"
 
 namespace {
 
-constexpr double kMegapixels = 30;
+using dravix::bench::PhotographFor;
+using dravix::bench::RunOnPhotograph;
+using dravix::bench::Sizes;
+namespace reference = dravix::reference;
 
-const dravix::sim::Photograph& Photo() {
-  static const dravix::sim::Photograph photo =
-      dravix::sim::Render(dravix::sim::SizedScene(kMegapixels));
-  return photo;
+RegionOI RegionFor(const benchmark::State& state) {
+  RegionOI region;
+  region.SetShot(&PhotographFor(state).shot);
+  return region;
 }
 
-/// Counts the bytes of the photograph's 16-bit samples for every iteration.
-void CountPhoto(benchmark::State& state) {
-  const cv::Mat& image = Photo().shot.image;
-  state.SetBytesProcessed(state.iterations() *
-                          static_cast<std::int64_t>(image.total() * image.elemSize()));
+reference::RegionSettings SettingsOf(const RegionOI& region) {
+  return {region.blurKernelSize, region.blurSigma, region.cornerQualityLevel,
+          region.cornerRefineWindow};
 }
 
 void AutoSet(benchmark::State& state) {
-  RegionOI region;
-  region.SetShot(&Photo().shot);
-  for (auto _ : state) {
-    if (region.AutoSet() != DRAVIX_OK) state.SkipWithError("no area");
-  }
-  CountPhoto(state);
+  RegionOI region = RegionFor(state);
+  RunOnPhotograph(state, region.shot->image, [&] { return region.AutoSet(); });
 }
-BENCHMARK(AutoSet)->Unit(benchmark::kMillisecond);
+BENCHMARK(AutoSet)->Apply(Sizes);
+
+void AutoSetPlainly(benchmark::State& state) {
+  const RegionOI region = RegionFor(state);
+  const Shot& shot = *region.shot;
+  RunOnPhotograph(state, shot.image, [&] {
+    return reference::AutoSet(shot.image, shot.device->cam_type, SettingsOf(region)) ? 0 : 1;
+  });
+}
+BENCHMARK(AutoSetPlainly)->Apply(Sizes);
 
 void ComputeBlur(benchmark::State& state) {
-  RegionOI region;
-  region.SetShot(&Photo().shot);
-  for (auto _ : state) {
-    if (region.ComputeBlur() != DRAVIX_OK) state.SkipWithError("no area");
-  }
-  CountPhoto(state);
+  RegionOI region = RegionFor(state);
+  RunOnPhotograph(state, region.shot->image, [&] { return region.ComputeBlur(); });
 }
-BENCHMARK(ComputeBlur)->Unit(benchmark::kMillisecond);
+BENCHMARK(ComputeBlur)->Apply(Sizes);
+
+void ComputeBlurPlainly(benchmark::State& state) {
+  const RegionOI region = RegionFor(state);
+  const Shot& shot = *region.shot;
+  RunOnPhotograph(state, shot.image, [&] {
+    return reference::ComputeBlur(shot.image, shot.device->cam_type, SettingsOf(region)) ? 0 : 1;
+  });
+}
+BENCHMARK(ComputeBlurPlainly)->Apply(Sizes);
 
 void GetPrecision4Corner(benchmark::State& state) {
-  RegionOI region;
-  region.SetShot(&Photo().shot);
+  RegionOI region = RegionFor(state);
   region.ComputeBlur();
   std::vector<cv::Point> corners;
-  for (auto _ : state) {
-    if (region.GetPrecision4Corner(corners) != DRAVIX_OK) state.SkipWithError("no corners");
-  }
-  CountPhoto(state);
+  RunOnPhotograph(state, region.shot->image, [&] { return region.GetPrecision4Corner(corners); });
 }
-BENCHMARK(GetPrecision4Corner)->Unit(benchmark::kMillisecond);
+BENCHMARK(GetPrecision4Corner)->Apply(Sizes);
+
+void CornersPlainly(benchmark::State& state) {
+  RegionOI region = RegionFor(state);
+  region.ComputeBlur();
+  RunOnPhotograph(state, region.shot->image, [&] {
+    const auto corners = reference::Corners({region.frameWidth, region.frameHeight},
+                                            {region.rect, region.mask}, SettingsOf(region));
+    return corners.empty() ? 1 : 0;
+  });
+}
+BENCHMARK(CornersPlainly)->Apply(Sizes);
 
 }  // namespace
 

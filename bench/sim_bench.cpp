@@ -1,21 +1,17 @@
-/// How long it takes to simulate a photograph of 1, 12 and 30 megapixels.
+/// How long it takes to simulate a photograph.
 #include <benchmark/benchmark.h>
 
-#include "sim/catalogue.h"
-#include "sim/render.h"
+#include "photographs.h"
 
 namespace {
 
 void RenderSized(benchmark::State& state) {
   const auto scene = dravix::sim::SizedScene(static_cast<double>(state.range(0)));
-  const auto pixels = dravix::sim::PhotoSizeOf(scene).area();
-  for ([[maybe_unused]] auto _ : state) {
-    const auto photograph = dravix::sim::Render(scene);
-    benchmark::DoNotOptimize(photograph.shot.image.data);
-  }
-  state.SetItemsProcessed(state.iterations() * pixels);  // pixels per second
+  cv::Mat image;
+  for ([[maybe_unused]] auto _ : state) image = dravix::sim::Render(scene).shot.image;
+  dravix::bench::CountPixels(state, image);
 }
-BENCHMARK(RenderSized)->Arg(1)->Arg(12)->Arg(30)->Unit(benchmark::kMillisecond);
+BENCHMARK(RenderSized)->Apply(dravix::bench::Sizes);
 
 }  // namespace
 

@@ -11,8 +11,7 @@
 namespace BImage {
 
 /// Reads a dump without a header: rows * cols samples of 16 bits, low byte first. Empty, with one
-/// error line, when the file cannot be opened or does not hold exactly rows * cols * 2 bytes. Rows
-/// are converted in parallel where OpenMP is present; the result is the same.
+/// error line, when the file cannot be opened or does not hold exactly rows * cols * 2 bytes.
 DRAVIX_API cv::Mat ReadOrvelRaw(const std::string& fullname, int rows, int cols);
 
 /// Reads a DNG of one uncompressed run of 16-bit samples whose StripOffsets tag points at the array

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -50,6 +51,8 @@ class ByteSource {
   virtual void Skip(std::uint64_t count) = 0;
   /// Is at its end from now on. Does not read what it passes over, which may be without end.
   virtual void End() = 0;
+  /// False for a source that may go on forever, as a pipe and a device may.
+  [[nodiscard]] virtual bool HasAnEnd() const { return false; }
 };
 
 /// Reads forward through bytes, or a source, that it does not own; never past their end.
@@ -99,6 +102,9 @@ class ByteReader {
     if (count > here && source_ != nullptr) source_->Skip(count - here);
   }
 
+  /// False when the bytes may go on forever.
+  [[nodiscard]] bool HasAnEnd() const { return source_ == nullptr || source_->HasAnEnd(); }
+
   /// Passes over all that is left.
   void SkipRest() {
     rest_ = {};
@@ -127,19 +133,59 @@ class ByteReader {
   ByteSource* source_ = nullptr;
 };
 
-/// Appends numbers and bytes to a byte string: the opposite of ByteReader.
-class ByteWriter {
+/// Takes bytes, front to back: the opposite of ByteSource.
+class ByteSink {
  public:
+  ByteSink() = default;
+  ByteSink(const ByteSink&) = delete;
+  ByteSink& operator=(const ByteSink&) = delete;
+  virtual ~ByteSink() = default;
+
+  virtual void Append(ByteView bytes) = 0;
+  /// True when the sink takes note of `count` bytes without seeing them, so that they need not be
+  /// made. False, with nothing done, when it must see them.
+  virtual bool Pass(std::uint64_t /*count*/) { return false; }
+
   template <PlainNumber T>
   void Write(T value) {
     Append(std::as_bytes(std::span<const T, 1>(&value, 1)));
   }
-  void Append(ByteView bytes) {
-    if (bytes.empty()) return;
-    const std::size_t before = bytes_.size();
-    bytes_.resize(before + bytes.size());
-    std::memcpy(&bytes_[before], bytes.data(), bytes.size());
+};
+
+/// Puts content into the sink: the same bytes each time that it is called.
+using Content = std::function<void(ByteSink&)>;
+
+/// Only counts the bytes.
+class ByteCounter final : public ByteSink {
+ public:
+  void Append(ByteView bytes) override { count_ += bytes.size(); }
+  bool Pass(std::uint64_t count) override {
+    count_ += count;
+    return true;
   }
+  [[nodiscard]] std::uint64_t Count() const { return count_; }
+
+ private:
+  std::uint64_t count_ = 0;
+};
+
+/// Fills a buffer that it does not own, which must be large enough.
+class BufferFiller final : public ByteSink {
+ public:
+  explicit BufferFiller(std::span<std::byte> buffer) : rest_(buffer) {}
+  void Append(ByteView bytes) override {
+    if (!bytes.empty()) std::memcpy(rest_.data(), bytes.data(), bytes.size());
+    rest_ = rest_.subspan(bytes.size());
+  }
+
+ private:
+  std::span<std::byte> rest_;
+};
+
+/// Makes a byte string.
+class ByteWriter final : public ByteSink {
+ public:
+  void Append(ByteView bytes) override { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
   /// Makes room for that many more bytes, so that large planes are not copied while the string
   /// grows.
   void Reserve(std::size_t more) { bytes_.reserve(bytes_.size() + more); }

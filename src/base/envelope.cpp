@@ -2,7 +2,7 @@
 
 #include <dravix/dravix.h>
 
-#include <cstring>
+#include <span>
 
 namespace dravix::base {
 
@@ -10,7 +10,7 @@ bool HasExtension(std::string_view fullname, std::string_view extension) {
   return fullname.size() > extension.size() && fullname.ends_with(extension);
 }
 
-void WriteHeader(ByteWriter& out) {
+void WriteHeader(ByteSink& out) {
   out.Write(kLittleEndianMark);
   out.Write(kFormatVersion);
 }
@@ -20,10 +20,18 @@ Header ReadHeader(ByteReader& in) {
   return in.ReadOr<std::int32_t>(-1) == kFormatVersion ? Header::kGood : Header::kWrongVersion;
 }
 
-std::int32_t CopyToBuffer(ByteView data, char* buffer, std::uint64_t* size) {
-  if (*size < data.size()) return DRAVIX_BUFFER_TOO_SMALL;
-  *size = data.size();
-  std::memcpy(buffer, data.data(), data.size());
+std::uint64_t SizeOf(const Content& content) {
+  ByteCounter counter;
+  content(counter);
+  return counter.Count();
+}
+
+std::int32_t PutIntoBuffer(const Content& content, char* buffer, std::uint64_t* size) {
+  const std::uint64_t length = SizeOf(content);
+  if (*size < length) return DRAVIX_BUFFER_TOO_SMALL;
+  BufferFiller filler(std::as_writable_bytes(std::span(buffer, static_cast<std::size_t>(length))));
+  content(filler);
+  *size = length;
   return DRAVIX_OK;
 }
 

@@ -18,15 +18,18 @@ inline constexpr std::int32_t kFormatVersion = 1;
 [[nodiscard]] bool HasExtension(std::string_view fullname, std::string_view extension);
 
 /// Writes mark and version.
-void WriteHeader(ByteWriter& out);
+void WriteHeader(ByteSink& out);
 
 enum class Header { kGood, kWrongMark, kWrongVersion };
 
 /// Reads the mark and then the version; a version that is cut short is a wrong one.
 [[nodiscard]] Header ReadHeader(ByteReader& in);
 
-/// Copies `data` into the caller's buffer of *size bytes and stores its length in *size. Returns 0,
-/// or 13 with nothing changed when the buffer is too small.
-[[nodiscard]] std::int32_t CopyToBuffer(ByteView data, char* buffer, std::uint64_t* size);
+/// How many bytes the content has.
+[[nodiscard]] std::uint64_t SizeOf(const Content& content);
+
+/// Puts the content into the caller's buffer of *size bytes and stores its length in *size. Returns
+/// 0, or 13 with nothing changed when the buffer is too small.
+[[nodiscard]] std::int32_t PutIntoBuffer(const Content& content, char* buffer, std::uint64_t* size);
 
 }  // namespace dravix::base

@@ -41,6 +41,7 @@ class SizedFile final : public InputFile {
 
   void Skip(std::uint64_t count) override { SeekTo(at_ + std::min(count, size_ - at_)); }
   void End() override { SeekTo(size_); }
+  [[nodiscard]] bool HasAnEnd() const override { return true; }
 
   void SeekTo(std::uint64_t offset) override {
     at_ = std::min(offset, size_);

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "base/bytes.h"
+#include "base/stream_source.h"
 
 namespace dravix::base {
 
@@ -22,7 +23,8 @@ class ReadFailure : public std::runtime_error {
 /// In which order a file's bytes are wanted.
 enum class Access {
   kForward,   ///< each byte once: of a pipe or device, nothing is kept that has been read
-  kAnyOrder,  ///< with SeekTo: of a pipe or device, all that has been read is kept
+  kAnyOrder,  ///< with SeekTo: of a pipe or device, all that has been read is kept, and no more
+              ///< than kMostFromStream is read
 };
 
 /// An open file, of which only what is asked for is read: a look at its front costs no more than
@@ -37,8 +39,6 @@ class InputFile : public ByteSource {
   [[nodiscard]] virtual std::optional<std::uint64_t> Size() const = 0;
   /// Goes on at that byte, or at the end when it lies behind that. Needs Access::kAnyOrder.
   virtual void SeekTo(std::uint64_t offset) = 0;
-  /// The file as a stream for formatted reading, instead of all other reading.
-  [[nodiscard]] std::istream& Stream() { return in_; }
 
  protected:
   explicit InputFile(std::ifstream in) : in_(std::move(in)) {}
@@ -53,9 +53,6 @@ class InputFile : public ByteSource {
 /// that it cannot be read (ReadFailure): that is no more use.
 [[nodiscard]] bool ReadFileWith(const std::string& fullname, Access access,
                                 const std::function<void(InputFile&)>& read);
-
-/// The most that ReadFile takes from a pipe or device, which may have no end: 256 MiB.
-inline constexpr std::uint64_t kMostFromStream = std::uint64_t{256} << 20;
 
 /// All bytes of a file; empty when it cannot be opened or read, is larger than the memory, or is a
 /// pipe or device that gives more than kMostFromStream.

@@ -33,7 +33,7 @@ void FreePages(std::uint8_t* memory, std::size_t begin, std::size_t end) {
 
 #else
 
-void* Allocate(std::size_t bytes) { return std::malloc(bytes); }
+void* Allocate(std::size_t bytes) { return std::calloc(bytes, 1); }
 
 void Free(void* memory, std::size_t /*bytes*/) { std::free(memory); }
 

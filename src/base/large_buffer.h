@@ -6,9 +6,10 @@
 
 namespace dravix::base {
 
-/// Bytes without useful initial values, given back to the system as soon as they are not needed.
+/// Bytes that are 0 at first, given back to the system as soon as they are not needed.
 /// Where the system has large pages, they lie in such: memory that is touched for the first time
-/// costs more than most work done on it, and large pages a tenth of small ones.
+/// costs more than most work done on it, and large pages a tenth of small ones. What is never written
+/// to costs nothing.
 class LargeBuffer {
  public:
   /// Throws std::bad_alloc.

@@ -9,12 +9,13 @@
 namespace dravix::base {
 
 std::int32_t SaveRecord(const std::string& fullname, const SaveTexts& texts,
-                        const std::function<Bytes()>& record) {
+                        const Content& record) {
   if (!HasExtension(fullname, texts.extension)) {
     LogError(texts.wrongName);
     return DRAVIX_WRONG_EXTENSION;
   }
-  switch (WriteFile(fullname, {record()}).result) {
+  (void)SizeOf(record);  // throws where the record cannot be made, and costs next to nothing
+  switch (WriteFile(fullname, record).result) {
     case WriteResult::kWritten:
       return DRAVIX_OK;
     case WriteResult::kCannotOpen:

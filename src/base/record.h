@@ -29,9 +29,10 @@ struct HeaderTexts {
 };
 
 /// Writes `record` as the whole file, as WriteFile does. 0; 8 for another extension; 4 when the
-/// file cannot be opened or not be written whole. A failure writes one error line.
+/// file cannot be opened or not be written whole. A failure writes one error line. A record that
+/// cannot be made throws before the file is touched.
 [[nodiscard]] std::int32_t SaveRecord(const std::string& fullname, const SaveTexts& texts,
-                                      const std::function<Bytes()>& record);
+                                      const Content& record);
 
 /// Takes what follows mark and version. Reading a file may throw ReadFailure at any place, so that
 /// nothing may be kept before all of it has been read.

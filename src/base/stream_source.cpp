@@ -12,6 +12,10 @@ constexpr std::size_t kChunk = std::size_t{1} << 20;
 
 /// Takes up to `most` bytes from the stream, as many as the last chunk has room for.
 void StreamSource::ReadMore(std::uint64_t most) {
+  if (consumed_ == Consumed::kKept && read_ >= kMostFromStream) {
+    ended_ = true;
+    return;
+  }
   const auto filled = static_cast<std::size_t>(read_ % kChunk);
   if (filled == 0) chunks_.emplace_back().reserve(kChunk);  // which never moves, as views want it
   Bytes& last = chunks_.back();

@@ -9,12 +9,16 @@
 
 namespace dravix::base {
 
+/// The most that is kept of a stream, which may have no end: 256 MiB.
+inline constexpr std::uint64_t kMostFromStream = std::uint64_t{256} << 20;
+
 /// Reads a stream that it does not own: a pipe, a device, a file of /proc, a host's own stream. No
 /// byte is taken from the stream before somebody asks for it or asks whether it is there, so that
 /// what follows stays for whoever reads the stream next. A stream that fails is at its end.
 ///
 /// Bytes are kept in chunks. A chunk goes when it has been consumed, so that memory holds no more
-/// than what was looked at ahead, or it stays where the reader wants to go back.
+/// than what was looked at ahead, or it stays where the reader wants to go back. A stream of which
+/// everything is kept ends after kMostFromStream bytes.
 class StreamSource final : public ByteSource {
  public:
   enum class Consumed { kDropped, kKept };

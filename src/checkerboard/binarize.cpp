@@ -11,15 +11,12 @@
 #include <opencv2/imgproc.hpp>
 
 #include "checkerboard/shrink.h"
-#include "image/binary.h"
+#include "kernels/bit_parts.h"
+#include "kernels/sample_levels.h"
 
 namespace dravix::checkerboard {
 namespace {
 
-/// Mean of the quotient inside the mask, in gray levels. Half of the blocks are lit, so that these
-/// come near 160: LEDs that are half again as bright still stay below 255, and steps of one gray
-/// level are fine enough for a threshold.
-constexpr double kMeanQuotient = 80;
 /// Side of the local window, in blocks. Above 1, it holds both colors wherever it stands; much
 /// above, it also holds blocks farther away, whose level does not matter here. A window without
 /// both colors would put its threshold into the noise of one block.
@@ -28,13 +25,6 @@ constexpr double kWindow = 1.3;
 /// computed in. With much fewer, hardly any pixel would lie in one block alone, and the extremes
 /// would be those of mixtures.
 constexpr double kShrunkenCell = 8;
-
-/// Every fourth row, which is enough for a mean over all LEDs; a view.
-cv::Mat EveryFourthRow(const cv::Mat& picture) {
-  constexpr int kEvery = 4;
-  const int rows = (picture.rows + kEvery - 1) / kEvery;
-  return {rows, picture.cols, picture.type(), picture.data, kEvery * picture.step[0]};
-}
 
 /// Lit where the quotient is above the middle between the extremes of the window around. The
 /// extremes are taken in a smaller picture, since a window of a block's size is slow in a large
@@ -60,22 +50,18 @@ cv::Mat AboveLocalMiddle(const cv::Mat& quotient, const RectifyParams& params) {
 
 }  // namespace
 
-cv::Mat Quotient(const Rectified& pictures, const cv::Mat& mask, cv::Mat scratch) {
-  const cv::Mat some = EveryFourthRow(mask);
-  const double board = cv::mean(EveryFourthRow(pictures.board), some)[0];
-  const double measured = cv::mean(EveryFourthRow(pictures.measured), some)[0];
-  const double scale = board > 0 ? kMeanQuotient * measured / board : 0.0;
-  cv::divide(pictures.board, pictures.measured, scratch, scale, CV_8U);
-  scratch &= mask;
-  return scratch;
-}
-
-cv::Mat Binarized(Binarization way, const Rectified& pictures, const cv::Mat& quotient,
-                  const RectifyParams& params, cv::Mat scratch) {
-  if (way == Binarization::kLocal) return AboveLocalMiddle(quotient, params);
-  const cv::Mat gray = way == Binarization::kPlain ? EightBits(pictures.board) : quotient;
-  image::BinarizeByOtsu(gray, scratch);
-  return scratch;
+kernels::BitPicture Binarized(Binarization way, const Rectified& pictures, const Quotient& quotient,
+                              const RectifyParams& params) {
+  switch (way) {
+    case Binarization::kLocal:
+      return kernels::BitsOf(AboveLocalMiddle(quotient.Picture(), params));
+    case Binarization::kPlain:
+      return kernels::Above(
+          pictures.board,
+          kernels::OtsuSample(pictures.board, kernels::LargestSample(pictures.board)));
+    default:
+      return quotient.AboveOtsu();
+  }
 }
 
 }  // namespace dravix::checkerboard

@@ -3,7 +3,9 @@
 
 #include <opencv2/core.hpp>
 
+#include "checkerboard/quotient.h"
 #include "checkerboard/rectified.h"
+#include "kernels/bit_picture.h"
 
 namespace dravix::checkerboard {
 
@@ -18,17 +20,8 @@ enum class Binarization {
 constexpr Binarization kBinarizations[] = {Binarization::kQuotient, Binarization::kLocal,
                                            Binarization::kPlain};
 
-/// The checkerboard divided by the measured picture, CV_8UC1, scaled so that an average lit block
-/// is near 160. What both pictures share falls out: vignetting, LEDs and modules of different
-/// brightness. 0 outside `mask`. The result stands in `scratch` when that is CV_8UC1 of the
-/// pictures' size.
-[[nodiscard]] cv::Mat Quotient(const Rectified& pictures, const cv::Mat& mask,
-                               cv::Mat scratch = {});
-
-/// CV_8UC1, 255 where a block is lit and 0 elsewhere. `quotient` is as Quotient gives it. The
-/// result may stand in `scratch` when that is of its size.
-[[nodiscard]] cv::Mat Binarized(Binarization way, const Rectified& pictures,
-                                const cv::Mat& quotient, const RectifyParams& params,
-                                cv::Mat scratch = {});
+/// White where a block is lit.
+[[nodiscard]] kernels::BitPicture Binarized(Binarization way, const Rectified& pictures,
+                                            const Quotient& quotient, const RectifyParams& params);
 
 }  // namespace dravix::checkerboard

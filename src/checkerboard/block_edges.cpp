@@ -18,6 +18,8 @@
 #include "checkerboard/grid_view.h"
 #include "checkerboard/robust_line.h"
 #include "checkerboard/statistics.h"
+#include "kernels/sample_levels.h"
+#include "kernels/strips.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -64,27 +66,21 @@ struct Profile {
   }
 };
 
-/// A plain sum, since cv::reduce takes five times as long along rows.
-template <class Sample>
-std::vector<double> SumsOfRows(const cv::Mat& part) {
-  std::vector<double> sums;
-  sums.reserve(static_cast<std::size_t>(part.rows));
-  for (int y = 0; y < part.rows; ++y) {
-    const Sample* row = part.ptr<Sample>(y);
-    sums.push_back(std::accumulate(row, row + part.cols, std::uint32_t{0}));
-  }
-  return sums;
-}
-
-/// For each place on the axis, the sum across `part`.
+/// For each place on the axis, the sum across `part`, which has at most kMostLines lines.
 std::vector<double> Sums(const cv::Mat& picture, const cv::Rect& part, Axis axis) {
+  const cv::Mat samples = picture(part);
+  kernels::PaddedRows rows(samples);
   if (axis == Axis::kY) {
-    return picture.depth() == CV_16U ? SumsOfRows<std::uint16_t>(picture(part))
-                                     : SumsOfRows<uchar>(picture(part));
+    std::vector<double> sums;
+    sums.reserve(static_cast<std::size_t>(part.height));
+    for (int y = 0; y < part.height; ++y) {
+      sums.push_back(static_cast<double>(kernels::SumOf(rows.At(y), part.width)));
+    }
+    return sums;
   }
-  cv::Mat sums;  // exact in single precision: kMostLines 16-bit samples are less than 2^24
-  cv::reduce(picture(part), sums, 0, cv::REDUCE_SUM, CV_32F);
-  return {sums.begin<float>(), sums.end<float>()};
+  std::vector<std::uint32_t> sums(rows.PaddedCount());
+  for (int y = 0; y < part.height; ++y) kernels::AddTo(sums.data(), rows.At(y), part.width);
+  return {sums.begin(), sums.begin() + part.width};
 }
 
 /// What is seen between two neighboring blocks.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "checkerboard/checkerboard.h"
+#include "kernels/bit_picture.h"
 
 namespace dravix::checkerboard {
 
@@ -22,22 +23,23 @@ struct FoundBlocks {
   std::vector<CheckerboardDetector::Rejected> rejected;
 };
 
-/// Up to three searches in one black-and-white picture, `lit`, which is 255 where a block is lit.
-/// Only what lies inside `mask` counts; both are CV_8UC1 of one size. Before the second and the
+/// Up to three searches in one black-and-white picture, `lit`, which is white where a block is lit.
+/// Only what lies inside `mask`, which has the same size, counts. Before the second and the
 /// third search, what erosion left is dilated, so that blocks in pieces grow together again.
 class CellSearch {
  public:
   static constexpr int kSearches = 3;
 
-  CellSearch(const cv::Mat& lit, const cv::Mat& mask, const SearchParams& params);
+  CellSearch(const kernels::BitPicture& lit, const kernels::BitPicture& mask,
+             const SearchParams& params);
   /// The next search.
   [[nodiscard]] FoundBlocks Next();
 
  private:
   SearchParams params_;
-  cv::Mat lit_;   ///< lit blocks, eroded until they no longer touch
-  cv::Mat dark_;  ///< dark blocks, likewise
-  int taken_;     ///< pixels by which erosion has moved each side of a block inward
+  kernels::BitPicture lit_;   ///< lit blocks, eroded until they no longer touch
+  kernels::BitPicture dark_;  ///< dark blocks, likewise
+  int taken_;                 ///< pixels by which erosion has moved each side of a block inward
   bool begun_ = false;
 };
 

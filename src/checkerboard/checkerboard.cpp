@@ -12,7 +12,6 @@
 #include <dravix/shot.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <optional>
 #include <utility>
@@ -24,9 +23,13 @@
 #include "checkerboard/grid.h"
 #include "checkerboard/grid_view.h"
 #include "checkerboard/led_area.h"
+#include "checkerboard/quotient.h"
 #include "checkerboard/rectified.h"
+#include "image/large_mat.h"
+#include "kernels/bit_parts.h"
 
 namespace board = dravix::checkerboard;
+namespace kernels = dravix::kernels;
 
 namespace {
 
@@ -67,7 +70,7 @@ int KernelFor(cv::Size2d cell, int largest) {
 board::RectifyParams ParamsOf(const CheckerboardDetector& d) {
   const cv::Size2d cell = ExpectedCell(d);
   return {d.transform,        d.imageSize, d.areaScale, d.blurSigma, KernelFor(cell, d.kernelSize),
-          d.edgeLevelPercent, cell};
+          d.edgeLevelPercent, cell,        d.byRows};
 }
 
 std::vector<cv::Rect> Joined(const std::vector<cv::Rect>& lit, const std::vector<cv::Rect>& dark) {
@@ -80,25 +83,23 @@ std::vector<cv::Rect> Joined(const std::vector<cv::Rect>& lit, const std::vector
 class Search {
  public:
   /// `part` of the working image holds the lit area and what the steps see of its surroundings;
-  /// nothing else is looked at. `scratch` are two pictures of the working image's size that may be
-  /// overwritten.
+  /// nothing else is looked at.
   Search(const CheckerboardDetector& d, const board::Rectified& pictures,
-         const board::RectifyParams& params, const cv::Rect& part,
-         const std::array<cv::Mat, 2>& scratch)
+         const kernels::BitPicture& mask, const board::RectifyParams& params, const cv::Rect& part)
       : detector_(d),
         part_(part),
         pictures_(pictures.Part(part)),
         params_(params),
-        mask_(d.mask(part)),
-        quotient_(board::Quotient(pictures_, mask_, scratch[0](part))),
-        scratch_(scratch[1](part)) {}
+        wholeMask_(mask),
+        mask_(kernels::Cut(mask, part)),
+        quotient_(pictures_, mask_) {}
 
   /// Tries every way to binarize, each with the full and with the smallest erosion, until all
   /// blocks are found; otherwise the attempt with the fewest missing ones counts. Empty when none
   /// fits the grid.
   std::optional<Attempt> Best() {
     for (const board::Binarization way : board::kBinarizations) {
-      TryAll(board::Binarized(way, pictures_, quotient_, params_, scratch_));
+      TryAll(board::Binarized(way, pictures_, quotient_, params_));
       if (Complete()) break;
     }
     return best_;
@@ -110,12 +111,12 @@ class Search {
  private:
   bool Complete() const { return best_ && best_->placement.missing == 0; }
 
-  void TryAll(const cv::Mat& lit) {
+  void TryAll(const kernels::BitPicture& lit) {
     TrySizes(lit, params_.kernel);
     if (!Complete() && params_.kernel > kSmallestKernel) TrySizes(lit, kSmallestKernel);
   }
 
-  void TrySizes(const cv::Mat& lit, int kernel) {
+  void TrySizes(const kernels::BitPicture& lit, int kernel) {
     const board::SearchParams search{kernel, detector_.minCellArea, detector_.maxCellArea};
     board::CellSearch cells(lit, mask_, search);
     for (int i = 0; i < board::CellSearch::kSearches; ++i) {
@@ -140,9 +141,9 @@ class Search {
   /// What one search found, matched to the grid; empty when it does not fit.
   std::optional<Attempt> Placed(const board::FoundBlocks& found) const {
     Attempt attempt{Joined(found.lit, found.dark), found.lit.size(), {}, found.rejected};
-    auto placement = board::PlaceInGrid(attempt.rects, attempt.litCount,
-                                        {detector_.gridColumns, detector_.gridRows}, params_.cell,
-                                        detector_.mask);
+    auto placement =
+        board::PlaceInGrid(attempt.rects, attempt.litCount,
+                           {detector_.gridColumns, detector_.gridRows}, params_.cell, wholeMask_);
     if (!placement) return std::nullopt;
     attempt.placement = std::move(*placement);
     for (const std::size_t i : attempt.placement.wrongColor) {
@@ -158,9 +159,9 @@ class Search {
   cv::Rect part_;
   board::Rectified pictures_;
   const board::RectifyParams& params_;
-  cv::Mat mask_;
-  cv::Mat quotient_;
-  cv::Mat scratch_;
+  const kernels::BitPicture& wholeMask_;
+  kernels::BitPicture mask_;
+  board::Quotient quotient_;
   std::optional<Attempt> best_;
   board::FoundBlocks firstFound_;
   bool seen_ = false;
@@ -181,6 +182,40 @@ std::int32_t NoArea() {
 std::int32_t NoGrid() {
   AlgoLogError("CheckerboardDetector::checkerboard--Error :: Cannot find matched amount area.");
   return DRAVIX_NO_GRID;
+}
+
+/// A black picture, which needs no memory as long as it is.
+cv::Mat Black(cv::Size size) {
+  return dravix::image::LargeZeros({std::max(0, size.width), std::max(0, size.height)}, CV_8UC1);
+}
+
+cv::Mat Painted(const kernels::BitPicture& bits, const cv::Rect& box) {
+  cv::Mat mask = Black(bits.Size());
+  bits.PaintWhite(cv::Range(box.y, box.br().y), mask);
+  return mask;
+}
+
+/// Finds the blocks inside the lit area and matches them to the grid. Returns what checkerboard
+/// returns.
+std::int32_t FindBlocks(CheckerboardDetector& d, const board::Rectified& pictures,
+                        const board::Area& area, const board::RectifyParams& params) {
+  const cv::Size grid(d.gridColumns, d.gridRows);
+  Search search(d, pictures, area.mask, params,
+                board::GrownInside(area.box, board::CleaningReach(params.kernel), d.imageSize));
+  auto best = search.Best();
+  if (!best) {
+    d.contourRectangles = Joined(search.FirstFound().lit, search.FirstFound().dark);
+    d.rejected = search.FirstFound().rejected;
+    return NoGrid();
+  }
+  d.contourRectangles = std::move(best->rects);
+  d.rejected = std::move(best->rejected);
+  d.inferredFrom = d.contourRectangles.size();
+  std::vector<std::int32_t>& index = best->placement.index;
+  board::InferMissing(grid, d.contourRectangles, index);
+  board::PlaceEdges(pictures, grid, index, d.contourRectangles);
+  std::copy(index.begin(), index.end(), d.cellIndex.begin());
+  return DRAVIX_OK;
 }
 
 }  // namespace
@@ -213,7 +248,7 @@ std::int32_t CheckerboardDetector::SetParam(cv::Size gridSize, cv::Size imageSiz
   minCellArea = cellArea * 0.5 * 0.5 * 0.3;
   halfCellHeight = h * areaScale / gridRows * 0.5;
 
-  mask = cv::Mat::zeros(std::max(0, imageSize.height), std::max(0, imageSize.width), CV_8UC1);
+  mask = Black(imageSize);
   const auto count = static_cast<std::size_t>(std::max(0, gridColumns)) *
                      static_cast<std::size_t>(std::max(0, gridRows));
   cellIndex.assign(count + 1, -1);
@@ -228,32 +263,22 @@ std::int32_t CheckerboardDetector::checkerboard() {
   if (gridColumns < 1 || gridRows < 1) return NoGrid();
 
   const board::RectifyParams params = ParamsOf(*this);
-  const board::Rectified pictures =
-      board::WarpForDetection(checkerboardShot->image, shot->image, params);
-  rectified = board::EightBits(pictures.board);
-  std::array<cv::Mat, 2> scratch = pictures.Scratch();
-  if (!board::AnythingLit(rectified, params, scratch[0])) return NoArea();
-  const board::Area area = board::LedArea(pictures.measured, params, mask, scratch[0]);
-  if (area.box.empty()) return NoArea();
-  outlineExcess = area.excess;
-
-  Search search(*this, pictures, params,
-                board::GrownInside(area.box, board::CleaningReach(params.kernel), imageSize),
-                scratch);
-  auto best = search.Best();
-  if (!best) {
-    contourRectangles = Joined(search.FirstFound().lit, search.FirstFound().dark);
-    rejected = search.FirstFound().rejected;
-    return NoGrid();
+  const board::Samples samples = board::SamplesFor(checkerboardShot->image, shot->image);
+  // The measured picture comes first, so that the steps to the lit area need no room beside both.
+  board::WorkingPicture measured = board::WarpForDetection(shot->image, samples, params);
+  const std::optional<board::Area> area = board::LedArea(measured, params);
+  board::WorkingPicture lit = board::WarpForDetection(checkerboardShot->image, samples, params);
+  const bool found = area && board::AnythingLit(lit, params);
+  const std::int32_t code =
+      found ? FindBlocks(*this, {lit.samples, measured.samples}, *area, params) : NoArea();
+  measured = {};
+  rectified = keepsRectified ? board::EightBits(lit.samples) : cv::Mat();
+  lit = {};
+  if (found) {
+    mask = Painted(area->mask, area->box);
+    outlineExcess = area->excess;
   }
-  contourRectangles = std::move(best->rects);
-  rejected = std::move(best->rejected);
-  inferredFrom = contourRectangles.size();
-  std::vector<std::int32_t>& index = best->placement.index;
-  board::InferMissing({gridColumns, gridRows}, contourRectangles, index);
-  board::PlaceEdges(pictures, {gridColumns, gridRows}, index, contourRectangles);
-  std::copy(index.begin(), index.end(), cellIndex.begin());
-  return DRAVIX_OK;
+  return code;
 }
 
 std::int32_t CheckerboardDetector::checkborderPrision() {

@@ -9,6 +9,7 @@
 
 #include "checkerboard/lit_area_share.h"
 #include "checkerboard/sides.h"
+#include "kernels/targets.h"
 
 class Shot;
 
@@ -56,6 +57,11 @@ class CheckerboardDetector {
   cv::Mat rectified;  ///< CV_8UC1, the checkerboard in the working image
   std::vector<Rejected> rejected;
   std::size_t inferredFrom = 0;  ///< in contourRectangles
+  bool keepsRectified = true;    ///< false: nobody will look at `rectified`, which stays empty
+
+  /// Whether the photographs are warped row by row with the library's own kernels, where these can
+  /// do it. Results are the same to the last bit; tests and benchmarks choose.
+  bool byRows = dravix::kernels::VectorsAvailable();
 
   /// Remembers both shots. Returns 0; 1 when one is null, and then keeps the old ones.
   std::int32_t SetImage(const Shot* checkerboardShot, const Shot* shot);

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "checkerboard/grid_view.h"
+#include "kernels/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -94,10 +95,10 @@ void DropWrongColors(std::size_t litCount, cv::Size grid, Placement& placement) 
 }
 
 /// How many mask pixels follow each other from `from` on along `step`.
-int RunTo(const cv::Mat& mask, cv::Point from, cv::Point step) {
-  const cv::Rect all(0, 0, mask.cols, mask.rows);
+int RunTo(const kernels::BitPicture& mask, cv::Point from, cv::Point step) {
+  const cv::Rect all({}, mask.Size());
   int run = 0;
-  for (cv::Point p = from; all.contains(p) && mask.at<uchar>(p) != 0; p += step) ++run;
+  for (cv::Point p = from; all.contains(p) && kernels::IsWhite(mask, p); p += step) ++run;
   return run;
 }
 
@@ -105,7 +106,7 @@ int RunTo(const cv::Mat& mask, cv::Point from, cv::Point step) {
 /// found, because a dead LED may dent the mask beside a few.
 bool EndsWithMask(const std::vector<cv::Rect>& rects, const Placement& placement,
                   const std::vector<std::size_t>& blocks, cv::Point outward, double allowed,
-                  const cv::Mat& mask) {
+                  const kernels::BitPicture& mask) {
   int near = 0;
   int count = 0;
   for (const std::size_t block : blocks) {
@@ -121,7 +122,7 @@ bool EndsWithMask(const std::vector<cv::Rect>& rects, const Placement& placement
 }
 
 bool AllSidesEndWithMask(const std::vector<cv::Rect>& rects, const Placement& placement,
-                         cv::Size grid, cv::Size2d cell, const cv::Mat& mask) {
+                         cv::Size grid, cv::Size2d cell, const kernels::BitPicture& mask) {
   const struct {
     Axis axis;
     End end;
@@ -174,7 +175,8 @@ bool NoneEmpty(const Placement& placement, cv::Size grid) {
 }  // namespace
 
 std::optional<Placement> PlaceInGrid(const std::vector<cv::Rect>& rects, std::size_t litCount,
-                                     cv::Size grid, cv::Size2d cell, const cv::Mat& mask) {
+                                     cv::Size grid, cv::Size2d cell,
+                                     const kernels::BitPicture& mask) {
   const auto [column, columns] = LinesAlong(Axis::kX, rects, cell);
   const auto [row, rows] = LinesAlong(Axis::kY, rects, cell);
   if (columns != grid.width || rows != grid.height) return std::nullopt;

@@ -7,6 +7,8 @@
 #include <optional>
 #include <vector>
 
+#include "kernels/bit_picture.h"
+
 namespace dravix::checkerboard {
 
 /// Which rectangle is which block of the grid.
@@ -24,7 +26,8 @@ struct Placement {
 /// mask's edge.
 [[nodiscard]] std::optional<Placement> PlaceInGrid(const std::vector<cv::Rect>& rects,
                                                    std::size_t litCount, cv::Size grid,
-                                                   cv::Size2d cell, const cv::Mat& mask);
+                                                   cv::Size2d cell,
+                                                   const kernels::BitPicture& mask);
 
 /// Adds to `rects` a rectangle for every missing block and completes `index`. Its left and right
 /// edges are those of the nearest block of its column, its top and bottom those of the nearest

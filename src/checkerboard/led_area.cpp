@@ -8,28 +8,48 @@
 #include "checkerboard/led_area.h"
 
 #include <array>
-#include <climits>
 #include <opencv2/imgproc.hpp>
+#include <utility>
 
 #include "checkerboard/local_level.h"
 #include "checkerboard/outline_profile.h"
 #include "image/binary.h"
 #include "image/lit_area.h"
 #include "image/picture.h"
+#include "kernels/areas.h"
+#include "kernels/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {
 
-/// Fills the largest outline of `lit` into `mask`, in which `lit` stands at `at`. Its bounding
-/// rectangle; when there is no outline, this is empty and the mask stays as it was.
-cv::Rect FillLargest(const cv::Mat& lit, cv::Point at, cv::Mat& mask) {
-  const image::Contours outlines = image::OuterContours(lit);
-  if (outlines.empty()) return {};
+using kernels::BitPicture;
+
+/// A white area of a black-and-white picture, with its holes filled.
+struct Filled {
+  BitPicture mask;
+  cv::Rect box;
+};
+
+/// The largest area of `lit`, or nothing where all is black.
+std::optional<Filled> Largest(BitPicture lit) {
+  const kernels::Topology topology = kernels::TopologyOf(lit);
+  if (topology.areas == 0) return std::nullopt;
+  if (topology.areas == 1 && topology.holes == 0) {
+    const cv::Rect box = kernels::BoundsOf(lit);
+    return Filled{std::move(lit), box};
+  }
+  // Several areas or holes: the outlines decide.
+  const image::Contours outlines = image::OuterContours(lit.ToMat());
   const std::size_t largest = image::LargestByMinAreaRect(outlines);
-  mask.setTo(0);
-  cv::drawContours(mask, outlines, static_cast<int>(largest), cv::Scalar(255), cv::FILLED,
-                   cv::LINE_8, cv::noArray(), INT_MAX, at);
-  return cv::boundingRect(outlines[largest]) + at;
+  return Filled{kernels::BitsOf(image::Filled(outlines, largest, lit.Size())),
+                cv::boundingRect(outlines[largest])};
+}
+
+/// The same area in the working image of that size, in which it stands at `at`.
+Filled InWorkingImage(const Filled& area, cv::Point at, cv::Size size) {
+  BitPicture mask(size);
+  kernels::Paste(area.mask, at, mask);
+  return {std::move(mask), area.box + at};
 }
 
 /// `whole` without `core`, as the strips above, below, left and right of it.
@@ -45,89 +65,91 @@ std::array<cv::Rect, 4> Around(const cv::Rect& whole, const cv::Rect& core) {
 /// Finds what is brighter than a share of the level around, closes its gaps and removes specks.
 class AboveShare {
  public:
-  /// The result is written into `lit`.
-  AboveShare(const cv::Mat& measured, const LevelMap& level, double share, cv::Mat& lit)
-      : measured_(measured), level_(level), share_(share), lit_(lit) {}
+  AboveShare(const cv::Mat& measured, const LevelMap& level, double share)
+      : measured_(measured), level_(level), share_(share) {}
 
-  /// Looks only between `core`, which is lit for sure, and `whole`, outside of which nothing is.
-  void FillIn(const cv::Rect& whole, const cv::Rect& core, int kernel) {
-    if (core.empty()) {
-      Compare(whole);
-      cv::Mat all = lit_(whole);
-      image::CloseThenOpen(all, kernel);
-      return;
+  /// What is found in `whole`, of its size. `core` is lit for sure and not looked at.
+  [[nodiscard]] BitPicture In(const cv::Rect& whole, const cv::Rect& core, int kernel) const {
+    BitPicture lit(whole.size());
+    kernels::Fill(core - whole.tl(), lit);
+    for (const cv::Rect& strip : Around(whole, core)) {
+      if (strip.empty()) continue;
+      kernels::Paste(kernels::BitsOf(Compared(strip)), strip.tl() - whole.tl(), lit);
     }
-    lit_(core).setTo(255);
-    const std::array<cv::Rect, 4> strips = Around(whole, core);
-    for (const cv::Rect& strip : strips) Compare(strip);
-    std::array<cv::Mat, 4> clean;
-    for (std::size_t i = 0; i < 4; ++i) clean[i] = Cleaned(strips[i], whole, kernel);
-    for (std::size_t i = 0; i < 4; ++i) {
-      if (!strips[i].empty()) clean[i].copyTo(lit_(strips[i]));
-    }
+    kernels::CloseThenOpen(lit, kernel);
+    kernels::Fill(core - whole.tl(), lit);  // a core as thin as a speck stays, too
+    return lit;
+  }
+  /// The same where nothing is known to be lit. `before` holds what an earlier search left of the
+  /// working image; the cleaning looks at it beyond `whole`.
+  [[nodiscard]] BitPicture In(const cv::Rect& whole, cv::Mat before, int kernel) const {
+    cv::Mat lit = before(whole);
+    Compared(whole).copyTo(lit);
+    image::CloseThenOpen(lit, kernel);
+    return kernels::BitsOf(lit);
   }
 
  private:
-  void Compare(const cv::Rect& part) {
-    if (part.empty()) return;
+  [[nodiscard]] cv::Mat Compared(const cv::Rect& part) const {
     const cv::Mat level = level_.In(part);
     cv::Mat threshold;
     level.convertTo(threshold, measured_.type(), share_);
-    cv::Mat lit = lit_(part);
+    cv::Mat lit;
     cv::compare(measured_(part), threshold, lit, cv::CMP_GT);
     lit.setTo(0, level <= 0);
-  }
-
-  /// A strip as it would be had the whole picture been cleaned.
-  cv::Mat Cleaned(const cv::Rect& strip, const cv::Rect& whole, int kernel) const {
-    if (strip.empty()) return {};
-    const cv::Size reach = CleaningReach(kernel);
-    const cv::Rect around =
-        cv::Rect(strip.tl() - cv::Point(reach), strip.br() + cv::Point(reach)) & whole;
-    cv::Mat part = lit_(around).clone();
-    image::CloseThenOpen(part, kernel);
-    return part(strip - around.tl());
+    return lit;
   }
 
   const cv::Mat& measured_;
   const LevelMap& level_;
   double share_;
-  cv::Mat& lit_;
 };
 
-/// The area of a first search, whose bounding rectangle is `first`, with its outline moved to where
-/// the light falls to a share of the level around there.
-Area AtLocalLevel(const cv::Mat& measured, const cv::Rect& first, const RectifyParams& params,
-                  cv::Mat& mask, cv::Mat& scratch) {
-  const InnerArea inner = InnerOf(mask, first, params.cell);
+/// The whole working image after the first search: binarized, and cleaned around the expected area.
+cv::Mat FirstSearch(const cv::Mat& measured, const RectifyParams& params) {
+  cv::Mat lit = EightBits(measured);
+  image::BinarizeByOtsu(lit, lit);
+  cv::Mat around = lit(GrownInside(ExpectedArea(params), CleaningReach(params.kernel), lit.size()));
+  image::CloseThenOpen(around, params.kernel);
+  return lit;
+}
+
+/// The area of a first search with its outline moved to where the light falls to a share of the
+/// level around there.
+Area AtLocalLevel(const cv::Mat& measured, Filled first, const RectifyParams& params) {
+  const InnerArea inner = InnerOf(first.mask, first.box, params.cell);
   const LevelMap level = LocalLevel(measured, inner, params.cell);
-  const OutlineInput outline{measured, mask, first, level, params.cell};
+  const OutlineInput outline{measured, first.mask, first.box, level, params.cell};
   const double rise = MeasuredRise(outline);
-  const double share = MeasuredOutline(outline, rise).share;
+  const AboveShare aboveShare(measured, level, MeasuredOutline(outline, rise).share);
 
   const cv::Size window(static_cast<int>(params.cell.width), static_cast<int>(params.cell.height));
   const cv::Rect expected = ExpectedArea(params);
-  const cv::Rect whole = GrownInside(first, window, mask.size()) &
-                         GrownInside(expected, CleaningReach(params.kernel), mask.size());
-  scratch.create(mask.size(), CV_8UC1);
-  AboveShare(measured, level, share, scratch)
-      .FillIn(whole, RectangleInside(inner) & whole, params.kernel);
+  const cv::Rect whole = GrownInside(first.box, window, measured.size()) &
+                         GrownInside(expected, CleaningReach(params.kernel), measured.size());
+  const cv::Rect core = RectangleInside(inner) & whole;
+  const BitPicture lit = core.empty()
+                             ? aboveShare.In(whole, FirstSearch(measured, params), params.kernel)
+                             : aboveShare.In(whole, core, params.kernel);
   const cv::Rect seen = whole & expected;
-  const cv::Rect box = FillLargest(scratch(seen), seen.tl(), mask);
-  if (box.empty()) return {first, {}};
+  const std::optional<Filled> found = Largest(kernels::Cut(lit, seen - whole.tl()));
+  if (!found) return {std::move(first.mask), first.box, {}};
+  Filled second = InWorkingImage(*found, seen.tl(), measured.size());
   // The excess that is left comes from the closing, which bridges the gaps between the outermost
   // LEDs.
-  return {box, MeasuredOutline({measured, mask, box, level, params.cell}, rise).excess};
+  const OutlineInput moved{measured, second.mask, second.box, level, params.cell};
+  const Sides excess = MeasuredOutline(moved, rise).excess;
+  return {std::move(second.mask), second.box, excess};
 }
 
 }  // namespace
 
-Area LedArea(const cv::Mat& measured, const RectifyParams& params, cv::Mat& mask,
-             cv::Mat& scratch) {
-  cv::normalize(measured, scratch, 255, 0, cv::NORM_INF, CV_8U);
-  const cv::Rect first = FillLargest(LitParts(scratch, params), ExpectedArea(params).tl(), mask);
-  if (first.empty()) return {};
-  return AtLocalLevel(measured, first, params, mask, scratch);
+std::optional<Area> LedArea(const WorkingPicture& measured, const RectifyParams& params) {
+  const std::optional<Filled> first = Largest(LitParts(measured, params));
+  if (!first) return std::nullopt;
+  const cv::Size size = measured.samples.size();
+  return AtLocalLevel(measured.samples, InWorkingImage(*first, ExpectedArea(params).tl(), size),
+                      params);
 }
 
 }  // namespace dravix::checkerboard

@@ -13,6 +13,7 @@
 
 #include "checkerboard/rectified.h"
 #include "checkerboard/shrink.h"
+#include "kernels/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -47,12 +48,12 @@ cv::Mat Shrunken(const cv::Mat& picture, cv::Point origin, cv::Size small, int s
 
 }  // namespace
 
-InnerArea InnerOf(const cv::Mat& mask, const cv::Rect& box, cv::Size2d cell) {
-  const int shrink = std::min({ShrinkFor(cell, kShrunkenCell), mask.cols, mask.rows});
-  const cv::Rect part = WholePixels(box, cell, shrink, mask.size());
-  InnerArea inner{Shrunken(mask, part.tl(), part.size() / shrink, shrink), shrink, part.tl()};
+InnerArea InnerOf(const kernels::BitPicture& mask, const cv::Rect& box, cv::Size2d cell) {
+  const cv::Size size = mask.Size();
+  const int shrink = std::min({ShrinkFor(cell, kShrunkenCell), size.width, size.height});
+  const cv::Rect part = WholePixels(box, cell, shrink, size);
   // Only pixels that are all inside the mask count.
-  cv::threshold(inner.small, inner.small, 254, 255, cv::THRESH_BINARY);
+  InnerArea inner{kernels::AllWhite(mask, part, shrink), shrink, part.tl()};
   const auto side = [&](double length) {
     return 2 * static_cast<int>(kRising * length / shrink) + 1;
   };

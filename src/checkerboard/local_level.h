@@ -3,6 +3,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "kernels/bit_picture.h"
+
 namespace dravix::checkerboard {
 
 /// Levels in a picture that is `shrink` times smaller than the working image, since they change
@@ -27,7 +29,8 @@ struct InnerArea {
 };
 
 /// `box` is the mask's bounding rectangle and `cell` the expected size of a block.
-[[nodiscard]] InnerArea InnerOf(const cv::Mat& mask, const cv::Rect& box, cv::Size2d cell);
+[[nodiscard]] InnerArea InnerOf(const kernels::BitPicture& mask, const cv::Rect& box,
+                                cv::Size2d cell);
 
 /// The mean of `picture` inside the area over a window of the size of a block.
 [[nodiscard]] LevelMap LocalLevel(const cv::Mat& picture, const InnerArea& inner, cv::Size2d cell);

@@ -21,6 +21,7 @@
 
 #include "checkerboard/span.h"
 #include "checkerboard/statistics.h"
+#include "kernels/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -230,8 +231,9 @@ void AddPieces(const Strip& strip, int longest, Reach reach, std::vector<Piece>&
 
 /// The strip along one side of the outline, which is `part` of the picture.
 Strip Cut(const OutlineInput& input, const cv::Rect& part, Axis axis, End end) {
-  const cv::Rect inside = part & cv::Rect({}, input.mask.size());
-  Strip strip{input.light(inside), input.mask(inside), input.level, inside,
+  const cv::Rect inside = part & cv::Rect({}, input.light.size());
+  Strip strip{input.light(inside), kernels::CutMat(input.mask, inside),
+              input.level,         inside,
               axis == Axis::kY,    end == End::kLast};
   if (strip.light.depth() != CV_16U) strip.light.convertTo(strip.light, CV_16U);
   if (strip.transposed) {
@@ -273,7 +275,7 @@ Pieces MeasuredPieces(const OutlineInput& input, int wanted) {
     std::vector<Piece> measured;
     const Span box = SpanOf(input.box, axis);
     const bool last = end == End::kLast;
-    const int outside = last ? Along(input.mask.size(), axis) - box.end : box.begin;
+    const int outside = last ? Along(input.light.size(), axis) - box.end : box.begin;
     const Reach reach{std::min(wanted, outside), flat};
     if (reach.depth < kLeastDepth / 2) return measured;
     const int length = 2 * reach.depth + reach.Inside();

@@ -5,14 +5,15 @@
 
 #include "checkerboard/local_level.h"
 #include "checkerboard/sides.h"
+#include "kernels/bit_picture.h"
 
 namespace dravix::checkerboard {
 
 /// A picture of the lit area and a mask of it whose outline is to be checked.
 struct OutlineInput {
-  const cv::Mat& light;   ///< one channel
-  const cv::Mat& mask;    ///< CV_8UC1, of the same size
-  cv::Rect box;           ///< the mask's bounding rectangle
+  const cv::Mat& light;             ///< one channel
+  const kernels::BitPicture& mask;  ///< of the same size
+  cv::Rect box;                     ///< the mask's bounding rectangle
   const LevelMap& level;  ///< what `light` would be if the screen went on beyond its outline
   cv::Size2d cell;        ///< expected size of a block
 };

@@ -1,20 +1,36 @@
-// The input is two photographs and the perspective that maps them to the working image. Both are
-// warped and smoothed, so that the gaps between LEDs do not stand out; from here on, the screen is
-// an upright rectangle in the middle, whose place is known but for what the lens bends. The first
-// question to that picture is answered here too: what of it is brighter than one threshold, once
-// gaps are closed and specks removed. The output is both pictures, and this lit part. One threshold
-// is not exact at the outline where the light falls off; later steps refine it.
+// The input is a photograph and the perspective that maps it to the working image. It is warped and
+// smoothed, so that the gaps between LEDs do not stand out; from here on, the screen is an upright
+// rectangle in the middle, whose place is known but for what the lens bends. The first question to
+// that picture is answered here too: what of it is brighter than one threshold, once gaps are
+// closed and specks removed. The output is the picture, and this lit part. One threshold is not
+// exact at the outline where the light falls off; later steps refine it.
+//
+// 16-bit photographs are warped and smoothed row by row by the kernels, which give the bits of the
+// matrix library: the warped picture itself is never stored.
 #include "checkerboard/rectified.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
 #include <opencv2/imgproc.hpp>
+#include <optional>
+#include <vector>
 
-#include "image/binary.h"
+#include "image/large_mat.h"
 #include "image/picture.h"
+#include "kernels/bit_parts.h"
+#include "kernels/cubic_warp.h"
+#include "kernels/sample_levels.h"
+#include "kernels/strips.h"
+#include "kernels/wide_gaussian.h"
 
 namespace dravix::checkerboard {
 namespace {
+
+using kernels::CubicWarp;
+using kernels::WideGaussian;
 
 /// Side of the Gaussian, in pixels. Its sigma is larger, so it is nearly the mean of 5 x 5 pixels:
 /// enough against noise and the finest structure of the LEDs, and too small to round off the
@@ -28,42 +44,108 @@ constexpr double kClipMargin = 0.01;
 /// of a large picture need not be looked at.
 constexpr int kBand = 256;
 
-void Warp(const cv::Mat& image, const RectifyParams& params, cv::Mat& warped) {
-  cv::warpPerspective(image, warped, params.transform, params.imageSize, cv::INTER_CUBIC,
-                      cv::BORDER_REPLICATE);
-}
+/// Makes rows of the warped and smoothed picture, one after the other. Only as many warped rows are
+/// kept as the smoothing reaches.
+class SmoothedRows {
+ public:
+  /// The first row asked for will be `first`.
+  SmoothedRows(const CubicWarp& warp, const WideGaussian& blur, int first)
+      : warp_(warp),
+        blur_(blur),
+        next_(std::max(0, first - blur.Radius())),
+        stride_(StrideFor(warp.Size().width)),
+        warped_(stride_ * static_cast<std::size_t>(Side())),
+        sums_(stride_ + kMargin),
+        window_(static_cast<std::size_t>(Side())) {}
 
-cv::Mat Smoothed(const cv::Mat& picture, float sigma) {
-  cv::Mat smooth;
-  cv::GaussianBlur(picture, smooth, {kSmoothing, kSmoothing}, static_cast<double>(sigma), 0);
-  return smooth;
+  /// Samples that a row takes with what is written behind its last one.
+  static std::size_t StrideFor(int width) {
+    return static_cast<std::size_t>(CubicWarp::PaddedWidth(width)) + WideGaussian::kPadding;
+  }
+
+  /// Writes row y; rows come in ascending order.
+  void Row(int y, std::uint16_t* smoothed) {
+    const int radius = blur_.Radius();
+    const cv::Size size = warp_.Size();
+    for (; next_ <= std::min(y + radius, size.height - 1); ++next_) {
+      warp_.Row(next_, cv::Range(0, size.width), Warped(next_));
+    }
+    for (int i = -radius; i <= radius; ++i) {
+      const int row = cv::borderInterpolate(y + i, size.height, cv::BORDER_REFLECT_101);
+      window_[static_cast<std::size_t>(i + radius)] = Warped(row);
+    }
+    std::uint32_t* sums = sums_.data() + kMargin;
+    blur_.Down(window_, size.width, sums);
+    blur_.Across(sums, size.width, smoothed);
+  }
+
+ private:
+  /// Room before a row of sums for its reflection; the row stays aligned.
+  static constexpr std::size_t kMargin = 32;
+
+  [[nodiscard]] int Side() const { return 2 * blur_.Radius() + 1; }
+  [[nodiscard]] std::uint16_t* Warped(int y) {
+    return warped_.data() + static_cast<std::size_t>(y % Side()) * stride_;
+  }
+
+  const CubicWarp& warp_;
+  const WideGaussian& blur_;
+  int next_;
+  std::size_t stride_;
+  std::vector<std::uint16_t> warped_;  ///< a ring of rows
+  std::vector<std::uint32_t> sums_;
+  std::vector<const std::uint16_t*> window_;
+};
+
+/// The warped and smoothed photograph, or nothing where the kernels cannot do it.
+std::optional<WorkingPicture> MadeByRows(const cv::Mat& photo, const RectifyParams& params) {
+  if (!params.byRows || params.transform.type() != CV_64FC1) return std::nullopt;
+  const auto warp =
+      CubicWarp::Of(photo, params.transform, params.imageSize, kernels::Border::kRepeated);
+  const auto blur = WideGaussian::Of(kSmoothing, static_cast<double>(params.blurSigma));
+  if (!warp || !blur) return std::nullopt;
+  const int width = params.imageSize.width;
+  cv::Mat padded = image::LargeZeros(
+      {static_cast<int>(SmoothedRows::StrideFor(width)), params.imageSize.height}, CV_16UC1);
+  std::mutex mutex;
+  int largest = 0;
+  kernels::ForEachStrip(params.imageSize.height, [&](int begin, int end) {
+    SmoothedRows rows(*warp, *blur, begin);
+    int found = 0;
+    for (int y = begin; y < end; ++y) {
+      auto* row = padded.ptr<std::uint16_t>(y);
+      rows.Row(y, row);
+      found = std::max(found, kernels::LargestOf(row, width));
+    }
+    const std::lock_guard<std::mutex> lock(mutex);
+    largest = std::max(largest, found);
+  });
+  return WorkingPicture{padded.colRange(0, width), largest};
 }
 
 }  // namespace
 
-Rectified WarpForDetection(const cv::Mat& board, const cv::Mat& measured,
-                           const RectifyParams& params) {
+Samples SamplesFor(const cv::Mat& board, const cv::Mat& measured) {
   const bool wide = board.type() == CV_16UC1 && measured.type() == CV_16UC1;
-  // One buffer for both, since new memory for a large picture takes as long as many a step.
-  cv::Mat warped;
-  const auto ready = [&](const cv::Mat& image) {
-    Warp(image, params, warped);
-    return Smoothed(wide ? warped : EightBits(warped), params.blurSigma);
-  };
-  Rectified both;
-  both.board = ready(board);
-  both.measured = ready(measured);
-  both.warpBuffer = warped;
-  return both;
+  return wide ? Samples::kKept : Samples::kEightBits;
 }
 
-std::array<cv::Mat, 2> Rectified::Scratch() const {
-  const cv::Size size = board.size();
-  if (warpBuffer.size() != size || warpBuffer.elemSize() < 2 || !warpBuffer.isContinuous()) {
-    return {cv::Mat(size, CV_8UC1), cv::Mat(size, CV_8UC1)};
+WorkingPicture::WorkingPicture(const cv::Mat& picture)
+    : samples(picture), largest(kernels::LargestSample(picture)) {}
+
+WorkingPicture WarpForDetection(const cv::Mat& photo, Samples samples,
+                                const RectifyParams& params) {
+  if (samples == Samples::kKept) {
+    if (const auto made = MadeByRows(photo, params)) return *made;
   }
-  return {cv::Mat(size, CV_8UC1, warpBuffer.data),
-          cv::Mat(size, CV_8UC1, warpBuffer.data + size.area())};
+  cv::Mat picture;
+  cv::warpPerspective(photo, picture, params.transform, params.imageSize, cv::INTER_CUBIC,
+                      cv::BORDER_REPLICATE);
+  if (samples == Samples::kEightBits) picture = EightBits(picture);
+  cv::Mat smooth;
+  cv::GaussianBlur(picture, smooth, {kSmoothing, kSmoothing}, static_cast<double>(params.blurSigma),
+                   0);
+  return WorkingPicture(smooth);
 }
 
 cv::Mat EightBits(const cv::Mat& picture) { return image::ToImage(picture, 0, 1); }
@@ -82,24 +164,31 @@ cv::Rect GrownInside(const cv::Rect& r, cv::Size by, cv::Size picture) {
   return cv::Rect(r.tl() - cv::Point(by), r.br() + cv::Point(by)) & cv::Rect({}, picture);
 }
 
-cv::Mat LitParts(cv::Mat& gray, const RectifyParams& params) {
-  image::BinarizeByOtsu(gray, gray);
-  const cv::Rect area = ExpectedArea(params);
-  const cv::Rect around = GrownInside(area, CleaningReach(params.kernel), gray.size());
-  cv::Mat lit = gray(around);
-  image::CloseThenOpen(lit, params.kernel);
-  return gray(area);
+namespace {
+
+/// What is above `level` in a part of a picture, cleaned as it would be in the whole picture.
+kernels::BitPicture CleanedAbove(const cv::Mat& picture, int level, const cv::Rect& part,
+                                 int kernel) {
+  const cv::Rect around = GrownInside(part, CleaningReach(kernel), picture.size());
+  kernels::BitPicture lit = kernels::Above(picture(around), level);
+  kernels::CloseThenOpen(lit, kernel);
+  return kernels::Cut(lit, part - around.tl());
 }
 
-bool AnythingLit(const cv::Mat& gray, const RectifyParams& params, cv::Mat& scratch) {
-  image::BinarizeByOtsu(gray, scratch);
+}  // namespace
+
+kernels::BitPicture LitParts(const WorkingPicture& picture, const RectifyParams& params) {
+  return CleanedAbove(picture.samples, kernels::OtsuSample(picture.samples, picture.largest),
+                      ExpectedArea(params), params.kernel);
+}
+
+bool AnythingLit(const WorkingPicture& picture, const RectifyParams& params) {
+  const int level = kernels::OtsuSample(picture.samples, picture.largest);
   const cv::Rect area = ExpectedArea(params);
   for (int y = area.y; y < area.br().y; y += kBand) {
     const cv::Rect band(area.x, y, area.width, std::min(kBand, area.br().y - y));
-    const cv::Rect around = GrownInside(band, CleaningReach(params.kernel), gray.size());
-    cv::Mat lit = scratch(around).clone();
-    image::CloseThenOpen(lit, params.kernel);
-    if (cv::countNonZero(lit(band - around.tl())) > 0) return true;
+    const kernels::BitPicture lit = CleanedAbove(picture.samples, level, band, params.kernel);
+    if (!kernels::BoundsOf(lit).empty()) return true;
   }
   return false;
 }

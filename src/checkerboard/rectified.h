@@ -1,8 +1,10 @@
 /// Both photographs in the working image, and which parts of it are lit.
 #pragma once
 
-#include <array>
 #include <opencv2/core.hpp>
+#include <utility>
+
+#include "kernels/bit_picture.h"
 
 namespace dravix::checkerboard {
 
@@ -16,32 +18,47 @@ struct RectifyParams {
   int kernel = 0;            ///< side of the square that closes gaps and removes specks; odd
   int edgeLevelPercent = 0;  ///< where between dark and lit a local threshold lies
   cv::Size2d cell;           ///< expected size of a block
+  bool byRows = true;        ///< warp row by row with the kernels where they can do it
 };
 
 /// Two pictures of the same size and depth, with one channel each, smoothed.
 struct Rectified {
-  cv::Mat board;            ///< the checkerboard
-  cv::Mat measured;         ///< all LEDs lit
-  cv::Mat warpBuffer = {};  ///< what the photographs were warped into; free to be overwritten
+  cv::Mat board;     ///< the checkerboard
+  cv::Mat measured;  ///< all LEDs lit
 
-  /// Two 8-bit pictures of their size, which stand in the warp buffer where that is large enough
-  /// and live as long as it does: to touch new memory costs as much as to threshold a picture.
-  [[nodiscard]] std::array<cv::Mat, 2> Scratch() const;
   /// Both without what lies outside `part`; nothing is copied.
-  [[nodiscard]] Rectified Part(const cv::Rect& part) const {
-    return {board(part), measured(part), {}};
-  }
+  [[nodiscard]] Rectified Part(const cv::Rect& part) const { return {board(part), measured(part)}; }
 };
 
-/// Warps both photographs into the working image and smooths them, to find blocks in them. 16-bit
-/// samples are kept; anything else becomes 8 bits by its largest sample.
+/// A photograph in the working image, smoothed, with one channel of 8 or 16 bits.
+struct WorkingPicture {
+  WorkingPicture() = default;
+  /// Looks for the largest sample.
+  explicit WorkingPicture(const cv::Mat& picture);
+  WorkingPicture(cv::Mat picture, int largestSample)
+      : samples(std::move(picture)), largest(largestSample) {}
+
+  cv::Mat samples;
+  int largest = 0;  ///< sample
+};
+
+/// What becomes of the samples of a photograph.
+enum class Samples {
+  kKept,      ///< CV_16UC1 stays what it is
+  kEightBits  ///< anything becomes 8 bits by its largest sample
+};
+
+/// Samples are kept where both photographs are CV_16UC1: pictures are compared with each other.
+[[nodiscard]] Samples SamplesFor(const cv::Mat& board, const cv::Mat& measured);
+
+/// Warps a photograph into the working image and smooths it, to find blocks in it.
 ///
 /// Beyond the photograph's frame, the outermost pixels are repeated. A black border, as the image
 /// that luminances are measured in has it, would draw a sharp edge along the frame, which bicubic
 /// interpolation and smoothing carry into the picture, and where the screen reaches the frame, the
 /// search would take it for the outline of the lit area.
-[[nodiscard]] Rectified WarpForDetection(const cv::Mat& board, const cv::Mat& measured,
-                                         const RectifyParams& params);
+[[nodiscard]] WorkingPicture WarpForDetection(const cv::Mat& photo, Samples samples,
+                                              const RectifyParams& params);
 
 /// A picture in 8 bits by its largest sample, with one channel.
 [[nodiscard]] cv::Mat EightBits(const cv::Mat& picture);
@@ -57,11 +74,12 @@ struct Rectified {
 /// would of the whole picture.
 [[nodiscard]] inline cv::Size CleaningReach(int kernel) { return {2 * kernel, 2 * kernel}; }
 
-/// The lit part of an 8-bit picture by one threshold for all of it, with gaps closed and specks
-/// removed: CV_8UC1, 255 where lit, of the expected area's size. `gray` is overwritten.
-[[nodiscard]] cv::Mat LitParts(cv::Mat& gray, const RectifyParams& params);
+/// The lit part of a picture by one threshold for all of it, with gaps closed and specks removed,
+/// of the expected area's size.
+[[nodiscard]] kernels::BitPicture LitParts(const WorkingPicture& picture,
+                                           const RectifyParams& params);
 
-/// Whether LitParts would find any. `scratch` is an 8-bit picture of that size for reuse, or empty.
-[[nodiscard]] bool AnythingLit(const cv::Mat& gray, const RectifyParams& params, cv::Mat& scratch);
+/// Whether LitParts would find any.
+[[nodiscard]] bool AnythingLit(const WorkingPicture& picture, const RectifyParams& params);
 
 }  // namespace dravix::checkerboard

@@ -115,9 +115,11 @@ class Dravix {
 
   /// The same for an area that is known by its columns.
   std::int32_t MeasureColumns(const cv::Mat& image, const dravix::extractor::LitColumns& area);
-  /// The same for a working image that is made row by row.
+  /// Both for a working image that is made row by row.
   std::int32_t MeasureByRows(const dravix::kernels::CubicWarp& rows,
                              const dravix::extractor::LitColumns& area);
+  std::int32_t MeasureByRows(const dravix::kernels::CubicWarp& rows,
+                             const CheckerboardDetector& detector);
 
   // --- result file, buffer and picture ---
 

@@ -53,13 +53,16 @@ std::int32_t RefuseLedCounts(const char* method, std::int32_t width, std::int32_
   return DRAVIX_BAD_ARGUMENT;
 }
 
+/// Whether the kernels may make the working image row by row.
+bool MayGoByRows(ExtractBy by) {
+  return by == ExtractBy::kRows ||
+         (by == ExtractBy::kWhatIsFaster && dravix::kernels::VectorsAvailable());
+}
+
 /// How the kernels would search for the lit area, or nothing where the matrix library has to: the
 /// camera's full scale is unknown, the smoothing is an unusual one, or the processor is too old.
 std::optional<SearchSettings> SearchByRows(const Dravix& dravix) {
-  if (dravix.extractBy == ExtractBy::kWholeImage) return std::nullopt;
-  if (dravix.extractBy == ExtractBy::kWhatIsFaster && !dravix::kernels::VectorsAvailable()) {
-    return std::nullopt;
-  }
+  if (!MayGoByRows(dravix.extractBy)) return std::nullopt;
   const std::int32_t fullScale = dravix::shot::FullScale(*dravix.shot);
   if (fullScale <= 0) return std::nullopt;
   const auto blur = Gaussian::Of(dravix.blurKernelSize, static_cast<double>(dravix.blurSigma));
@@ -141,19 +144,22 @@ std::int32_t Dravix::ExtractPro(const Shot* newShot, const Shot* checkerboardSho
     const cv::Size size = dravix::extractor::WorkingSize(shot->image.size(), warpScale);
     const cv::Mat workingFromPhoto =
         dravix::extractor::WorkingFromPhoto(corners, TargetRectangle(size));
-    // The detector warps the same photograph once more, with its border pixels repeated. The two
-    // differ near the photograph's border, where luminances must be those of the plain method to
-    // the last bit, so that one cannot take the other's place.
+    const std::optional<CubicWarp> rows =
+        MayGoByRows(extractBy) ? CubicWarp::Of(shot->image, workingFromPhoto, size) : std::nullopt;
+    // Made before the detection, so that a photograph that cannot be warped is refused first.
     const cv::Mat working =
-        dravix::extractor::WarpToWorkingImage(shot->image, workingFromPhoto, size);
+        rows ? cv::Mat()
+             : dravix::extractor::WarpToWorkingImage(shot->image, workingFromPhoto, size);
     code = detector.SetImage(checkerboardShot, shot);
     if (code != DRAVIX_OK) return code;
+    detector.byRows = MayGoByRows(extractBy);
+    detector.keepsRectified = false;
     detector.areaScale = roiScale;  // the detector sizes its blocks by what TargetRectangle covers
     code =
         detector.SetParam(cv::Size(blockCounts.across, blockCounts.down), size, workingFromPhoto);
     if (code != DRAVIX_OK) return code;
     code = detector.checkborderPrision();
     if (code != DRAVIX_OK) return code;
-    return CalLum(working, detector);
+    return rows ? MeasureByRows(*rows, detector) : CalLum(working, detector);
   });
 }

@@ -31,12 +31,12 @@ constexpr dravix::base::HeaderTexts kBufferHeaderTexts{
     "Dravix::FromBuffer -- Error version in file.",
 };
 
-dravix::base::Bytes Serialized(const Dravix& result) {
-  dravix::base::ByteWriter out;
-  dravix::base::WriteHeader(out);
-  dravix::image::WriteMatRecord(result.resultImage, out);
-  dravix::image::WriteMatRecord(result.lum, out);
-  return std::move(out).Data();
+dravix::base::Content RecordOf(const Dravix& result) {
+  return [&result](dravix::base::ByteSink& out) {
+    dravix::base::WriteHeader(out);
+    dravix::image::WriteMatRecord(result.resultImage, out);
+    dravix::image::WriteMatRecord(result.lum, out);
+  };
 }
 
 /// Replaces both matrices, once both have been read.
@@ -52,7 +52,7 @@ void ReadResult(dravix::base::ByteReader& in, Dravix& result) {
 
 std::int32_t Dravix::Save(const std::string& fullname) const {
   AlgoLogInfo("Dravix::Save");
-  return dravix::base::SaveRecord(fullname, kSaveTexts, [this] { return Serialized(*this); });
+  return dravix::base::SaveRecord(fullname, kSaveTexts, RecordOf(*this));
 }
 
 std::int32_t Dravix::Load(const std::string& fullname) {
@@ -65,14 +65,14 @@ std::int32_t Dravix::GetBufferSize(std::uint64_t* size) const {
   AlgoLogInfo("Dravix::GetBufferSize");
   if (size == nullptr) return DRAVIX_NULL_ARGUMENT;
   if (Empty()) return DRAVIX_NO_RESULT;
-  *size = Serialized(*this).size();
+  *size = dravix::base::SizeOf(RecordOf(*this));
   return DRAVIX_OK;
 }
 
 std::int32_t Dravix::ToBuffer(char* buffer, std::uint64_t* size) const {
   AlgoLogInfo("Dravix::ToBuffer");
   if (buffer == nullptr || size == nullptr) return DRAVIX_NULL_ARGUMENT;
-  return dravix::base::CopyToBuffer(Serialized(*this), buffer, size);
+  return dravix::base::PutIntoBuffer(RecordOf(*this), buffer, size);
 }
 
 std::int32_t Dravix::FromBuffer(const char* bytes, std::int64_t length) {

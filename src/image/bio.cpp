@@ -7,6 +7,8 @@
 #include <locale>
 #include <optional>
 #include <ostream>
+#include <streambuf>
+#include <string>
 #include <string_view>
 
 #include "base/envelope.h"
@@ -34,13 +36,43 @@ std::optional<std::string> ReadText(const std::string& fullname) {
   return text;
 }
 
+/// A file as the text of numbers, of which none may be longer than the limit, with the white space
+/// before it: a pipe or device may give digits, or blanks, without end. The text ends where one is.
+class NumberText final : public std::streambuf {
+ public:
+  explicit NumberText(base::InputFile& file) : file_(file) {}
+  /// To be called before each number.
+  void BeginNumber() { left_ = kLongest - static_cast<std::size_t>(egptr() - gptr()); }
+
+ private:
+  static constexpr std::size_t kLongest = std::size_t{1} << 20;  // characters
+
+  int_type underflow() override {
+    if (rest_.empty() && left_ > 0) rest_ = file_.FetchSome();
+    const base::ByteView some = rest_.first(std::min(rest_.size(), left_));
+    if (some.empty()) return traits_type::eof();
+    rest_ = rest_.subspan(some.size());
+    left_ -= some.size();
+    text_.assign(static_cast<const char*>(static_cast<const void*>(some.data())), some.size());
+    setg(text_.data(), text_.data(), text_.data() + text_.size());
+    return traits_type::to_int_type(text_.front());
+  }
+
+  base::InputFile& file_;
+  base::ByteView rest_;
+  std::string text_;
+  std::size_t left_ = 0;
+};
+
 /// The numbers of the text row by row, and zeros from where it has none.
 cv::Mat TableOf(base::InputFile& file, cv::Size size) {
-  std::istream& in = file.Stream();
+  NumberText text(file);
+  std::istream in(&text);
   in.imbue(std::locale::classic());  // with a decimal point, whatever the host's language is
   cv::Mat table = cv::Mat::zeros(std::max(size.height, 0), std::max(size.width, 0), CV_32FC1);
   for (auto cell = table.begin<float>(); cell != table.end<float>(); ++cell) {
     float number = 0;
+    text.BeginNumber();
     if (!(in >> number)) break;
     *cell = number;
   }
@@ -48,13 +80,24 @@ cv::Mat TableOf(base::InputFile& file, cv::Size size) {
   return table;
 }
 
+/// A host's stream that takes bytes.
+class StreamSink final : public base::ByteSink {
+ public:
+  explicit StreamSink(std::ostream& out) : out_(out) {}
+  void Append(base::ByteView bytes) override {
+    out_.write(static_cast<const char*>(static_cast<const void*>(bytes.data())),
+               static_cast<std::streamsize>(bytes.size()));
+  }
+
+ private:
+  std::ostream& out_;
+};
+
 }  // namespace
 
 void WriteMat(const cv::Mat& m, std::ostream& out) {
-  base::ByteWriter record;
-  image::WriteMatRecord(m, record);
-  out.write(static_cast<const char*>(static_cast<const void*>(record.Data().data())),
-            static_cast<std::streamsize>(record.Size()));
+  StreamSink sink(out);
+  image::WriteMatRecord(m, sink);
 }
 
 void ReadMat(std::istream& in, cv::Mat& m) {
@@ -66,10 +109,12 @@ void ReadMat(std::istream& in, cv::Mat& m) {
 namespace BIO {
 
 bool SaveMatToBin(const std::string& fullname, const cv::Mat& m) {
-  base::ByteWriter out;
-  out.Write(base::kLittleEndianMark);
-  image::WriteMatRecord(m, out);
-  switch (base::WriteFile(fullname, {out.Data()}).result) {
+  const base::Content content = [&m](base::ByteSink& out) {
+    out.Write(base::kLittleEndianMark);
+    image::WriteMatRecord(m, out);
+  };
+  (void)base::SizeOf(content);  // throws where there is no such record, before the file is touched
+  switch (base::WriteFile(fullname, content).result) {
     case base::WriteResult::kWritten:
       return true;
     case base::WriteResult::kCannotOpen:

@@ -36,7 +36,14 @@ struct MatHeader {
 /// 512.
 [[nodiscard]] cv::Mat ReadMatRecord(base::ByteReader& in);
 
-/// Appends one record. Throws cv::Exception for more than two dimensions.
-void WriteMatRecord(const cv::Mat& m, base::ByteWriter& out);
+/// Appends one record. Throws cv::Exception for more than two dimensions, with nothing appended.
+///
+/// No copy of the whole matrix is made. A single plane is handed on from where it lies; of several
+/// channels, some rows at a time are pulled apart.
+void WriteMatRecord(const cv::Mat& m, base::ByteSink& out);
+
+/// Appends one record of the matrix that m.convertTo(..., depth) makes, converting some rows at a
+/// time.
+void WriteMatRecordAs(int depth, const cv::Mat& m, base::ByteSink& out);
 
 }  // namespace dravix::image

@@ -1,5 +1,6 @@
 #include "kernels/areas.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <numeric>
@@ -56,46 +57,78 @@ class Sets {
     a = RootOf(a);
     b = RootOf(b);
     if (a == b) return;
-    parents_[a] = b;
+    parents_[std::max(a, b)] = std::min(a, b);
     --count_;
   }
   [[nodiscard]] int Count() const { return count_; }
-
- private:
+  /// The smallest number that number i is joined with.
   std::size_t RootOf(std::size_t i) {
     while (parents_[i] != i) i = parents_[i] = parents_[parents_[i]];
     return i;
   }
 
+ private:
   std::vector<std::size_t> parents_;
   int count_ = 0;
+};
+
+/// All runs of a picture, joined to areas.
+class RunAreas {
+ public:
+  /// Calls seen(y, run) for every run, row by row; its area is that of its first run.
+  template <class Seen>
+  RunAreas(const BitPicture& picture, Seen&& seen) {
+    std::vector<Run> above;
+    std::vector<Run> here;
+    for (int y = 0; y < picture.Size().height; ++y) {
+      RunsOf(picture, y, here);
+      std::size_t first = 0;
+      for (Run& run : here) {
+        run.area = areas_.Add();
+        while (first < above.size() && above[first].end < run.begin) ++first;
+        for (std::size_t k = first; k < above.size() && above[k].begin <= run.end; ++k) {
+          areas_.Join(run.area, above[k].area);
+          ++contacts_;
+        }
+        seen(y, run);
+      }
+      runs_ += static_cast<int>(here.size());
+      above.swap(here);
+    }
+  }
+
+  [[nodiscard]] Topology Counts() const {
+    // Runs and their contacts are the vertices and edges of a plane graph. Its faces are the holes:
+    // Euler's formula counts them.
+    return {areas_.Count(), areas_.Count() - runs_ + contacts_};
+  }
+  std::size_t AreaOf(std::size_t run) { return areas_.RootOf(run); }
+
+ private:
+  Sets areas_;
+  int runs_ = 0;
+  int contacts_ = 0;
 };
 
 }  // namespace
 
 Topology TopologyOf(const BitPicture& picture) {
-  Sets areas;
-  std::vector<Run> above;
-  std::vector<Run> here;
-  int runs = 0;
-  int contacts = 0;
-  for (int y = 0; y < picture.Size().height; ++y) {
-    RunsOf(picture, y, here);
-    std::size_t first = 0;
-    for (Run& run : here) {
-      run.area = areas.Add();
-      while (first < above.size() && above[first].end < run.begin) ++first;
-      for (std::size_t k = first; k < above.size() && above[k].begin <= run.end; ++k) {
-        areas.Join(run.area, above[k].area);
-        ++contacts;
-      }
-    }
-    runs += static_cast<int>(here.size());
-    above.swap(here);
+  return RunAreas(picture, [](int, const Run&) {}).Counts();
+}
+
+std::optional<std::vector<cv::Rect>> BoxesWithoutHoles(const BitPicture& picture) {
+  std::vector<cv::Rect> runs;
+  RunAreas areas(picture, [&](int y, const Run& run) {
+    runs.emplace_back(run.begin, y, run.end - run.begin, 1);
+  });
+  if (areas.Counts().holes > 0) return std::nullopt;
+  std::vector<cv::Rect> boxes = runs;
+  for (std::size_t i = 0; i < runs.size(); ++i) boxes[areas.AreaOf(i)] |= runs[i];
+  std::vector<cv::Rect> ordered;
+  for (std::size_t i = runs.size(); i-- > 0;) {
+    if (areas.AreaOf(i) == i) ordered.push_back(boxes[i]);
   }
-  // Runs and their contacts are the vertices and edges of a plane graph. Its faces are the holes:
-  // Euler's formula counts them.
-  return {areas.Count(), areas.Count() - runs + contacts};
+  return ordered;
 }
 
 std::vector<Stretch> FirstStretches(const BitPicture& picture) {

@@ -1,6 +1,8 @@
 /// What a black-and-white picture consists of, found by its runs: the white stretches of its rows.
 #pragma once
 
+#include <opencv2/core.hpp>
+#include <optional>
 #include <vector>
 
 #include "kernels/bit_picture.h"
@@ -13,6 +15,11 @@ struct Topology {
   int holes = 0;
 };
 [[nodiscard]] Topology TopologyOf(const BitPicture& picture);
+
+/// The bounding rectangles of all white areas that no other one encloses, in the order in which
+/// cv::findContours lists their outlines: the area whose first pixel comes last, row by row, comes
+/// first. Nothing where an area has a hole, in which others may lie.
+[[nodiscard]] std::optional<std::vector<cv::Rect>> BoxesWithoutHoles(const BitPicture& picture);
 
 /// Rows start to start + length - 1 of one column.
 struct Stretch {

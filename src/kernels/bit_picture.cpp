@@ -44,6 +44,21 @@ void CompareBytes(const std::uint8_t* gray, int level, std::size_t words, std::u
 #endif
 }
 
+/// 255 for every bit that is set, 0 for the others.
+void WriteBytes(const std::uint64_t* bits, int width, std::uint8_t* pixels) {
+  constexpr int kBits = BitPicture::kWordBits;
+  int x = 0;
+#if HWY_TARGET != HWY_SCALAR
+  const hn::CappedTag<std::uint8_t, kBits> bytes;
+  const auto lanes = static_cast<int>(hn::Lanes(bytes));
+  for (; x + lanes <= width; x += lanes) {
+    const auto white = hn::LoadMaskBits(bytes, reinterpret_cast<const std::uint8_t*>(bits) + x / 8);
+    hn::StoreU(hn::VecFromMask(bytes, white), bytes, pixels + x);
+  }
+#endif
+  for (; x < width; ++x) pixels[x] = ((bits[x / kBits] >> (x % kBits)) & 1U) != 0 ? 255 : 0;
+}
+
 /// out[i] = in[i] joined with the pixels `distance` (1 to 63) to the left; in[-1] is readable. Rows
 /// may follow one another: what leaves one enters the next.
 void JoinLeft(const std::uint64_t* in, int distance, std::size_t words, std::uint64_t* out) {
@@ -88,6 +103,7 @@ HWY_EXPORT(CompareBytes);
 HWY_EXPORT(JoinLeft);
 HWY_EXPORT(JoinRight);
 HWY_EXPORT(JoinRows);
+HWY_EXPORT(WriteBytes);
 
 constexpr std::size_t kWordsPerVector = 8;  // of the widest vectors
 
@@ -143,6 +159,17 @@ BitPicture::BitPicture(cv::Size size)
       memory_(std::make_unique<base::LargeBuffer>(words_ * static_cast<std::size_t>(size.height) *
                                                   sizeof(std::uint64_t))) {}
 
+BitPicture::BitPicture(const BitPicture& other) : BitPicture(other.size_) {
+  std::copy_n(other.Bits(), Offset(size_.height), Bits());
+}
+
+BitPicture& BitPicture::operator=(BitPicture other) {
+  size_ = other.size_;
+  words_ = other.words_;
+  memory_.swap(other.memory_);
+  return *this;
+}
+
 void BitPicture::ClearBeyondWidth(std::uint64_t* row) const {
   const auto whole = static_cast<std::size_t>(size_.width / kWordBits);
   const int rest = size_.width % kWordBits;
@@ -150,14 +177,16 @@ void BitPicture::ClearBeyondWidth(std::uint64_t* row) const {
   if (rest > 0) row[whole] &= (std::uint64_t{1} << rest) - 1;
 }
 
-void BitPicture::SetAbove(const cv::Mat& gray, int level, int top) {
-  const auto words = static_cast<std::size_t>(gray.cols / kWordBits);
-  CV_Assert(gray.type() == CV_8UC1 && top >= 0 && gray.rows <= size_.height - top &&
-            gray.cols >= size_.width && gray.cols % kWordBits == 0 && words <= words_);
-  for (int y = 0; y < gray.rows; ++y) {
-    HWY_DYNAMIC_DISPATCH(CompareBytes)(gray.ptr(y), level, words, Row(top + y));
-    ClearBeyondWidth(Row(top + y));
-  }
+void BitPicture::SetAbove(const cv::Mat& gray, int level) {
+  CV_Assert(gray.type() == CV_8UC1 && gray.rows == size_.height && gray.cols >= size_.width &&
+            gray.cols % kWordBits == 0);
+  for (int y = 0; y < size_.height; ++y) SetRowAbove(y, gray.ptr(y), level);
+}
+
+void BitPicture::SetRowAbove(int y, const std::uint8_t* gray, int level) {
+  const auto words = static_cast<std::size_t>((size_.width + kWordBits - 1) / kWordBits);
+  HWY_DYNAMIC_DISPATCH(CompareBytes)(gray, level, words, Row(y));
+  ClearBeyondWidth(Row(y));
 }
 
 void BitPicture::Invert() {
@@ -187,16 +216,18 @@ void BitPicture::Dilate(int reach, BitPicture& scratch) {
 }
 
 cv::Mat BitPicture::ToMat() const {
-  constexpr std::uint8_t kWhite = 255;
   cv::Mat mat(size_, CV_8UC1);
   for (int y = 0; y < size_.height; ++y) {
-    const std::uint64_t* row = Row(y);
-    auto* pixels = mat.ptr<std::uint8_t>(y);
-    for (int x = 0; x < size_.width; ++x) {
-      pixels[x] = ((row[x / kWordBits] >> (x % kWordBits)) & 1U) != 0 ? kWhite : 0;
-    }
+    HWY_DYNAMIC_DISPATCH(WriteBytes)(Row(y), size_.width, mat.ptr(y));
   }
   return mat;
+}
+
+void BitPicture::PaintWhite(const cv::Range& rows, cv::Mat& mat) const {
+  CV_Assert(mat.type() == CV_8UC1 && mat.size() == size_);
+  for (int y = rows.start; y < rows.end; ++y) {
+    HWY_DYNAMIC_DISPATCH(WriteBytes)(Row(y), size_.width, mat.ptr(y));
+  }
 }
 
 void CloseThenOpen(BitPicture& picture, int side) {

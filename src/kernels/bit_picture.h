@@ -16,18 +16,23 @@ class BitPicture {
  public:
   static constexpr int kWordBits = 64;
 
-  /// The pixels have no useful values yet.
+  /// All black. Memory is taken for the rows that are written.
   explicit BitPicture(cv::Size size);
+  BitPicture(const BitPicture& other);
+  BitPicture(BitPicture&&) = default;
+  BitPicture& operator=(BitPicture other);
+  ~BitPicture() = default;
 
   [[nodiscard]] cv::Size Size() const { return size_; }
   [[nodiscard]] std::size_t Words() const { return words_; }  ///< per row, a multiple of 8
   [[nodiscard]] std::uint64_t* Row(int y) { return Bits() + Offset(y); }
   [[nodiscard]] const std::uint64_t* Row(int y) const { return Bits() + Offset(y); }
 
-  /// Sets the bits of the rows from `top` on where `gray` is above `level`, and clears the others.
-  /// CV_8UC1, of this width rounded up to whole words; what stands beyond the width does not
-  /// matter.
-  void SetAbove(const cv::Mat& gray, int level, int top = 0);
+  /// Sets the bits where `gray` is above `level`. CV_8UC1, of this width rounded up to whole words;
+  /// what stands beyond the width does not matter.
+  void SetAbove(const cv::Mat& gray, int level);
+  /// The same for one row, from this width rounded up to whole words.
+  void SetRowAbove(int y, const std::uint8_t* gray, int level);
   /// Makes black white and white black.
   void Invert();
   /// Replaces every white pixel by a square that reaches `reach` pixels to each side. `scratch` is
@@ -36,6 +41,8 @@ class BitPicture {
 
   /// The same picture as a matrix: CV_8UC1, 255 for white.
   [[nodiscard]] cv::Mat ToMat() const;
+  /// Writes the same into some rows of a matrix of this size.
+  void PaintWhite(const cv::Range& rows, cv::Mat& mat) const;
 
  private:
   [[nodiscard]] std::size_t Offset(int y) const { return static_cast<std::size_t>(y) * words_; }

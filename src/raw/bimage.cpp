@@ -18,10 +18,6 @@
 #include "raw/dng.h"
 #include "raw/samples.h"
 
-#ifdef _OPENMP
-#include <omp.h>
-#endif
-
 namespace {
 
 namespace base = dravix::base;
@@ -35,26 +31,6 @@ std::optional<std::uint64_t> DumpBytes(int rows, int cols) {
   return samples * sizeof(std::uint16_t);
 }
 
-#ifdef _OPENMP
-/// The number of threads: one for each processor but one, which is left to the host.
-int Workers() { return std::max(1, omp_get_num_procs() - 1); }
-#endif
-
-/// The samples of a dump; each thread converts whole rows of its own.
-cv::Mat UnpackRows(base::ByteView stored, int rows, int cols) {
-  cv::Mat picture(rows, cols, CV_16UC1);
-  const std::size_t rowBytes = static_cast<std::size_t>(cols) * 2;
-#ifdef _OPENMP
-#pragma omp parallel for schedule(static) num_threads(Workers())
-#endif
-  for (int y = 0; y < rows; ++y) {
-    raw::Unpack(stored.subspan(static_cast<std::size_t>(y) * rowBytes, rowBytes),
-                raw::ByteOrder::kLowFirst,
-                {picture.ptr<std::uint16_t>(y), static_cast<std::size_t>(cols)});
-  }
-  return picture;
-}
-
 cv::Mat ReadDngFile(base::InputFile& file, raw::OffsetOf offsetOf) {
   const std::optional<raw::DngStrip> strip = raw::FindDngStrip(file);
   if (!strip) {
@@ -64,15 +40,21 @@ cv::Mat ReadDngFile(base::InputFile& file, raw::OffsetOf offsetOf) {
   return raw::ReadDngStrip(file, *strip, offsetOf);
 }
 
+void LogWrongSize(const std::string& fullname) {
+  AlgoLogError("BImage::ReadOrvelRaw -- Check file size, fullname = %s", fullname.c_str());
+}
+
 cv::Mat ReadDump(base::InputFile& file, int rows, int cols, const std::string& fullname) {
   const std::optional<std::uint64_t> bytes = DumpBytes(rows, cols);
   if (!bytes || !file.Has(*bytes) || file.Has(*bytes + 1)) {
-    AlgoLogError("BImage::ReadOrvelRaw -- Check file size, fullname = %s", fullname.c_str());
+    LogWrongSize(fullname);
     return {};
   }
-  base::Bytes stored(static_cast<std::size_t>(*bytes));
-  file.Fetch(stored);
-  return UnpackRows(stored, rows, cols);
+  cv::Mat picture(rows, cols, CV_16UC1);
+  base::ByteReader in(file);
+  if (raw::FillSamples(in, raw::ByteOrder::kLowFirst, picture)) return picture;
+  LogWrongSize(fullname);  // it has become shorter meanwhile
+  return {};
 }
 
 /// True when the first line is "P5". Reads no further than the first character that is another.

@@ -1,5 +1,6 @@
 #include "raw/samples.h"
 
+#include <bit>
 #include <limits>
 #include <optional>
 
@@ -29,15 +30,21 @@ void Unpack(base::ByteView stored, ByteOrder order, std::span<std::uint16_t> row
   }
 }
 
+bool FillSamples(base::ByteReader& in, ByteOrder order, cv::Mat& picture) {
+  const std::span<std::uint16_t> samples(picture.ptr<std::uint16_t>(), picture.total());
+  const std::span<std::byte> stored = std::as_writable_bytes(samples);
+  const bool whole = in.ReadUpTo(stored) == stored.size();
+  constexpr ByteOrder kHost =
+      std::endian::native == std::endian::little ? ByteOrder::kLowFirst : ByteOrder::kHighFirst;
+  if (order != kHost) Unpack(stored, order, samples);
+  return whole;
+}
+
 cv::Mat ReadSamples(base::ByteReader& in, ByteOrder order, std::int64_t rows, std::int64_t cols) {
   const std::optional<std::uint64_t> bytes = SampleBytes(rows, cols);
   if (!bytes || !in.Has(*bytes)) return {};
   cv::Mat picture(static_cast<int>(rows), static_cast<int>(cols), CV_16UC1);
-  const std::span<std::uint16_t> samples(picture.ptr<std::uint16_t>(), picture.total());
-  const std::span<std::byte> stored = std::as_writable_bytes(samples);
-  if (in.ReadUpTo(stored) < stored.size()) return {};
-  if (order == ByteOrder::kHighFirst) Unpack(stored, order, samples);
-  return picture;
+  return FillSamples(in, order, picture) ? picture : cv::Mat();
 }
 
 }  // namespace dravix::raw

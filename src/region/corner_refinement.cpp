@@ -106,8 +106,7 @@ cv::Point2f RefinedCorner(const FramePart& part, const cv::Point2f& corner, int 
 std::vector<cv::Point2f> Refined(const FramePart& part, std::vector<cv::Point2f> corners,
                                  int window) {
   if (corners.empty()) return corners;
-  const std::int64_t least = std::int64_t{2} * window + 5;
-  if (window < 1 || part.frame.width < least || part.frame.height < least) {
+  if (!WindowFits(window, part.frame)) {
     CV_Error(cv::Error::StsOutOfRange,
              "the window of the corners' refinement does not fit into the frame");
   }

@@ -1,6 +1,7 @@
 /// Corners of a mask to a fraction of a pixel.
 #pragma once
 
+#include <cstdint>
 #include <opencv2/core.hpp>
 #include <vector>
 
@@ -16,7 +17,15 @@ struct FramePart {
 /// How much a part must show of the dark frame around the lit area, in pixels on each side, unless
 /// the frame ends before: with so much, Refined sees either the same pixels as in the whole frame
 /// or nothing but darkness.
-[[nodiscard]] constexpr int DarkMargin(int window) { return 2 * (window + 4); }
+[[nodiscard]] constexpr std::int64_t DarkMargin(int window) {
+  return 2 * (std::int64_t{window} + 4);
+}
+
+/// Whether a window can be moved about in the frame. Refined refuses others.
+[[nodiscard]] inline bool WindowFits(int window, cv::Size frame) {
+  const std::int64_t least = 2 * std::int64_t{window} + 5;
+  return window >= 1 && frame.width >= least && frame.height >= least;
+}
 
 /// Moves each corner to where the two edges of the outline meet: the point from which the gradients
 /// in the window around it are seen at right angles. `corners` and the result are in frame pixels.

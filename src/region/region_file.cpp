@@ -27,8 +27,7 @@ constexpr base::HeaderTexts kFileHeaderTexts = {"LedRegion::Load -- Error file e
 constexpr base::HeaderTexts kBufferHeaderTexts = {"RegionOI::FromBuffer -- Error file endianness.",
                                                   "RegionOI::FromBuffer -- Error version in file."};
 
-base::Bytes Encoded(const RegionOI& region) {
-  base::ByteWriter out;
+void WriteRecord(const RegionOI& region, base::ByteSink& out) {
   base::WriteHeader(out);
   out.Write(region.frameWidth);
   out.Write(region.frameHeight);
@@ -37,7 +36,10 @@ base::Bytes Encoded(const RegionOI& region) {
   out.Write(region.rect.width);
   out.Write(region.rect.height);
   dravix::image::WriteMatRecord(region.mask, out);
-  return std::move(out).Data();
+}
+
+base::Content RecordOf(const RegionOI& region) {
+  return [&region](base::ByteSink& out) { WriteRecord(region, out); };
 }
 
 /// Reads what follows mark and version into `region`, which changes when all of it has been read.
@@ -59,7 +61,7 @@ base::BodyReader ReaderInto(RegionOI& region) {
 
 std::int32_t RegionOI::Save(const std::string& fullname) const {
   AlgoLogInfo("RegionOI::Save");
-  return base::SaveRecord(fullname, kSaveTexts, [this] { return Encoded(*this); });
+  return base::SaveRecord(fullname, kSaveTexts, RecordOf(*this));
 }
 
 std::int32_t RegionOI::Load(const std::string& fullname) {
@@ -71,7 +73,7 @@ std::int32_t RegionOI::GetBufferSize(std::size_t* size) const {
   AlgoLogInfo("RegionOI::GetBufferSize");
   if (size == nullptr) return DRAVIX_NULL_ARGUMENT;
   if (IsEmpty(*this)) return DRAVIX_NO_RESULT;
-  *size = Encoded(*this).size();
+  *size = static_cast<std::size_t>(base::SizeOf(RecordOf(*this)));
   return DRAVIX_OK;
 }
 
@@ -79,7 +81,7 @@ std::int32_t RegionOI::ToBuffer(char* buffer, std::size_t* size) const {
   AlgoLogInfo("RegionOI::ToBuffer");
   if (buffer == nullptr || size == nullptr) return DRAVIX_NULL_ARGUMENT;
   std::uint64_t capacity = *size;
-  const std::int32_t code = base::CopyToBuffer(Encoded(*this), buffer, &capacity);
+  const std::int32_t code = base::PutIntoBuffer(RecordOf(*this), buffer, &capacity);
   *size = static_cast<std::size_t>(capacity);
   return code;
 }

@@ -14,11 +14,13 @@
 #include <algorithm>
 #include <climits>
 #include <opencv2/imgproc.hpp>
+#include <optional>
 
 #include "image/binary.h"
 #include "image/lit_area.h"
+#include "region/defocused.h"
+#include "region/half_size.h"
 #include "region/rounding.h"
-#include "shot/shot_picture.h"
 
 namespace {
 
@@ -41,23 +43,6 @@ cv::Mat OtsuBinary(const cv::Mat& image) {
 cv::Mat GrowingEllipse(int blurKernelSize) {
   const int side = ClampToInt32(std::int64_t{3} * blurKernelSize / 2);
   return cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side));
-}
-
-/// 255 where the picture is lit. A pixel counts as lit when it is above Otsu's threshold for the
-/// whole picture, or above the mean of its neighborhood: the first alone would lose dim parts of
-/// the screen, the second alone would tear holes into even ones. An opening then removes noise,
-/// which is specks smaller than 5 x 5 pixels.
-cv::Mat DefocusedBinary(const cv::Mat& blurred) {
-  constexpr int kNeighborhood = 41;  // pixels; a few LEDs at the usual pitch
-  const cv::Mat otsu = OtsuBinary(blurred);
-  cv::Mat binary;
-  cv::adaptiveThreshold(blurred, binary, 255, cv::ADAPTIVE_THRESH_GAUSSIAN_C, cv::THRESH_BINARY,
-                        kNeighborhood, 0);
-  binary.setTo(255, otsu > 254);
-  const cv::Mat speck = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(5, 5));
-  cv::morphologyEx(binary, binary, cv::MORPH_OPEN, speck, cv::Point(-1, -1), 1,
-                   cv::BORDER_CONSTANT);
-  return binary;
 }
 
 void WarnOfSeveralAreas(std::size_t count) {
@@ -93,15 +78,12 @@ std::int32_t RegionOI::AutoSet() {
   mode = 0;
   const std::int32_t code = Shot::Check(kNeedsImage, shot);
   if (code != DRAVIX_OK) return code;
-  const cv::Mat gray = dravix::shot::ToGrayPicture(*shot);
 
   // pyrDown halves and pyrUp doubles. At another factor they refuse the sizes or, for images of a
   // few pixels, give a mask that does not belong to the rectangle.
   if (pyramidFactor != 2) CV_Error(cv::Error::StsOutOfRange, "the pyramid factor must be 2");
   const int factor = pyramidFactor;
-  cv::Mat small;
-  cv::pyrDown(gray, small, cv::Size(gray.cols / factor, gray.rows / factor));
-  const cv::Mat smallMask = ComputeMask(small);
+  const cv::Mat smallMask = ComputeMask(dravix::region::HalfSizeGray(*shot));
   if (smallMask.empty()) return DRAVIX_NO_LED_AREA;
 
   const cv::Rect found = cv::boundingRect(smallMask);
@@ -136,20 +118,14 @@ std::int32_t RegionOI::ComputeBlur() {
   AlgoLogInfo("RegionOI::ComputeBlur");
   const std::int32_t code = Shot::Check(kNeedsImage, shot);
   if (code != DRAVIX_OK) return code;
-  const cv::Mat gray = dravix::shot::ToGrayPicture(*shot);
-  cv::Mat blurred;
-  cv::GaussianBlur(gray, blurred, cv::Size(5, 5), blurSigma);
-  const Contours contours = OuterContours(DefocusedBinary(blurred));
-  if (contours.empty()) {
+  std::optional<dravix::region::LitArea> area =
+      dravix::region::FindDefocused(*shot, {blurSigma, blurKernelSize});
+  if (!area) {
     AlgoLogError("RegionOI::ComputeBlur--Error :: Cannot find led area.");
     return DRAVIX_NO_LED_AREA;
   }
-  const std::size_t chosen = LargestByMinAreaRect(contours);
-  cv::Mat canvas = Filled(contours, chosen, gray.size());
-  dravix::image::CloseThenOpen(canvas, blurKernelSize);
-  const cv::Rect area = cv::boundingRect(contours[chosen]);
-  mask = canvas(area).clone();
-  rect = area;
+  mask = area->mask;
+  rect = area->rect;
   return DRAVIX_OK;
 }
 

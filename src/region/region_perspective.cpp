@@ -26,15 +26,13 @@ namespace {
 using dravix::region::ClampToInt32;
 using dravix::region::DarkMargin;
 using dravix::region::FramePart;
+using dravix::region::kCornerMargin;
+using dravix::region::kCornerStep;
 using dravix::region::RoundPixel;
 using dravix::region::TruncToInt32;
+using dravix::region::WindowFits;
 
 constexpr int kCorners = 4;
-
-/// Dark pixels around the mask that the corner detector must see so that it finds what it would
-/// find in the whole frame: half its window of 111 pixels, and a few for the neighborhoods of a
-/// pixel.
-constexpr int kDetectionMargin = 64;
 
 /// Whether `rect` lies in the frame. The sums have 64 bits: the matrix library's own test adds in
 /// 32 bits and accepts a rectangle whose end overflows.
@@ -44,18 +42,25 @@ bool Contains(cv::Size frame, const cv::Rect& rect) {
 }
 
 /// The mask at its place in the frame, with no more of the dark frame around it than the corner
-/// search looks at: what a frame claims to measure must not cost memory or time. The part begins at
-/// a multiple of 64 pixels, as StrongCorners asks.
+/// search and the refinement look at: what a frame claims to measure must not cost memory or time.
 FramePart SearchedPart(const RegionOI& region) {
   const cv::Size frame(region.frameWidth, region.frameHeight);
   if (!Contains(frame, region.rect)) {
     CV_Error(cv::Error::StsOutOfRange, "the region's rectangle leaves its frame");
   }
-  // A window that does not fit into the frame is refused further on.
-  const int window = std::clamp(region.cornerRefineWindow, 0, std::max(frame.width, frame.height));
-  const int margin = std::max(kDetectionMargin, DarkMargin(window));
-  const auto begin = [margin](int start) { return std::max(0, start - margin) / 64 * 64; };
-  const auto end = [margin](int stop, int whole) { return stop + std::min(margin, whole - stop); };
+  if (region.mask.size() != region.rect.size() || region.mask.channels() != 1) {
+    CV_Error(cv::Error::StsUnmatchedSizes, "the region's mask is not one plane of its rectangle");
+  }
+  // A window that does not fit into the frame is refused further on, and needs no margin.
+  const std::int64_t margin = std::max<std::int64_t>(
+      kCornerMargin,
+      WindowFits(region.cornerRefineWindow, frame) ? DarkMargin(region.cornerRefineWindow) : 0);
+  const auto begin = [margin](int start) {
+    return static_cast<int>(std::max<std::int64_t>(0, start - margin)) / kCornerStep * kCornerStep;
+  };
+  const auto end = [margin](int stop, int whole) {
+    return stop + static_cast<int>(std::min<std::int64_t>(margin, whole - stop));
+  };
   const cv::Point from(begin(region.rect.x), begin(region.rect.y));
   const cv::Point to(end(region.rect.br().x, frame.width), end(region.rect.br().y, frame.height));
   FramePart part{cv::Mat::zeros(cv::Size(to - from), CV_8UC1), from, frame};

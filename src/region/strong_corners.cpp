@@ -29,16 +29,11 @@ namespace {
 
 constexpr int kMostCorners = 4;
 constexpr double kMinDistance = 100.0;  // between two corners, pixels
-/// The window is wide so that the noise of the outline does not count. The price is that each
-/// corner lies about half a window inside the true one, which a refinement has to make good.
-constexpr int kWindow = 111;
-constexpr int kReach = kWindow / 2;
+constexpr int kReach = kCornerWindow / 2;
 /// The border of the frame mirrors the picture without repeating its outermost pixel.
 constexpr int kBorder = cv::BORDER_REFLECT_101;
-/// Side of the tiles in which outline is looked for. The matrix library's gradient takes up to 32
-/// pixels at once from the left border on; with a multiple of that, a pixel's gradient does not
-/// depend on where its tile begins.
-constexpr int kTile = 64;
+/// Side of the tiles in which outline is looked for.
+constexpr int kTile = kCornerStep;
 
 /// The products of the gradient at one pixel, or their sums over several.
 template <class T>
@@ -94,7 +89,7 @@ std::vector<cv::Rect> TilesWithOutline(const cv::Mat& frame, const cv::Rect& row
 cv::Mat Derivative(const cv::Mat& part, int alongX, int alongY) {
   constexpr int kSobel = 3;
   constexpr double kWhite = 255.0;
-  const double scale = 1.0 / ((1 << (kSobel - 1)) * kWindow * kWhite);
+  const double scale = 1.0 / ((1 << (kSobel - 1)) * kCornerWindow * kWhite);
   cv::Mat derivative;
   cv::Sobel(part, derivative, CV_32F, alongX, alongY, kSobel, scale, 0, kBorder);
   return derivative;
@@ -251,13 +246,13 @@ class SlidingSums {
       sums.yy += sign * column.yy;
     };
     // A window around column x spans the places x to x + 2 * kReach of columnAt_.
-    for (int i = 0; i < kWindow; ++i) add(range.start + i, +1);
+    for (int i = 0; i < kCornerWindow; ++i) add(range.start + i, +1);
     for (int x = range.start;; ++x) {
       strengths.largestSum = std::max({strengths.largestSum, sums.xx, sums.yy});
       strengths.values.push_back(SmallerEigenvalue(sums));
       if (x + 1 == range.end) break;
       add(x, -1);
-      add(x + kWindow, +1);
+      add(x + kCornerWindow, +1);
     }
   }
 
@@ -346,7 +341,7 @@ std::vector<cv::Point2f> FarApart(const std::vector<Corner>& peaks) {
 std::vector<cv::Point2f> CornersOfAnyPicture(const cv::Mat& frame, double qualityLevel) {
   std::vector<cv::Point2f> corners;
   cv::goodFeaturesToTrack(frame, corners, kMostCorners, qualityLevel, kMinDistance, cv::noArray(),
-                          kWindow, false, 0.04);
+                          kCornerWindow, false, 0.04);
   return corners;
 }
 
@@ -369,7 +364,7 @@ std::optional<std::vector<cv::Point2f>> CornersAlongOutline(const cv::Mat& frame
 std::vector<cv::Point2f> StrongCorners(const cv::Mat& frame, const cv::Rect& area,
                                        double qualityLevel) {
   // Frames so small that a window is mirrored more than once gain nothing.
-  const bool large = frame.cols > 2 * kWindow && frame.rows > 2 * kWindow;
+  const bool large = frame.cols > 2 * kCornerWindow && frame.rows > 2 * kCornerWindow;
   if (large && qualityLevel > 0) {
     if (auto corners = CornersAlongOutline(frame, area, qualityLevel)) return *std::move(corners);
   }

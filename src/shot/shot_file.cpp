@@ -72,7 +72,7 @@ void VisitFields(Group& color,
 
 class FieldWriter {
  public:
-  explicit FieldWriter(base::ByteWriter& out) : out_(out) {}
+  explicit FieldWriter(base::ByteSink& out) : out_(out) {}
   template <base::PlainNumber T>
   void operator()(T value) const {
     out_.Write(value);
@@ -81,7 +81,7 @@ class FieldWriter {
   void operator()(const char (&text)[64]) const { out_.Append(std::as_bytes(std::span(text))); }
 
  private:
-  base::ByteWriter& out_;
+  base::ByteSink& out_;
 };
 
 /// Reads fields; one that the input no longer holds keeps its value.
@@ -102,7 +102,7 @@ class FieldReader {
 };
 
 template <class Group>
-void WriteGroup(Tag tag, const std::optional<Group>& group, base::ByteWriter& out) {
+void WriteGroup(Tag tag, const std::optional<Group>& group, base::ByteSink& out) {
   if (!group) return;
   out.Write(static_cast<std::uint32_t>(tag));
   VisitFields(*group, FieldWriter(out));
@@ -114,13 +114,10 @@ void ReadGroup(std::optional<Group>& group, base::ByteReader& in) {
   VisitFields(*group, FieldReader(in));
 }
 
-base::ByteWriter Stream(const Shot& shot) {
-  base::ByteWriter out;
+void WriteStream(const Shot& shot, base::ByteSink& out) {
   base::WriteHeader(out);
   out.Write(shot.type);
-  cv::Mat samples = shot.image;
-  if (samples.depth() != CV_16U) shot.image.convertTo(samples, CV_16U);
-  dravix::image::WriteMatRecord(samples, out);
+  dravix::image::WriteMatRecordAs(CV_16U, shot.image, out);
   WriteGroup(kDevice, shot.device, out);
   WriteGroup(kCapture, shot.capture, out);
   WriteGroup(kPartition, shot.partition, out);
@@ -129,13 +126,20 @@ base::ByteWriter Stream(const Shot& shot) {
   WriteGroup(kPattern, shot.pattern, out);
   WriteGroup(kColor, shot.color, out);
   out.Write(static_cast<std::uint32_t>(kEnd));
-  return out;
 }
+
+base::Content StreamOf(const Shot& shot) {
+  return [&shot](base::ByteSink& out) { WriteStream(shot, out); };
+}
+
+/// How many tags are read from a pipe or device, which may give tags without end. Seven are enough
+/// for every group; this many take a few milliseconds.
+constexpr std::uint64_t kMostTagsOfStream = 1 << 16;
 
 /// Reads into the groups that the shot has already. An unknown tag carries nothing, so the next
 /// four bytes are the next tag. The end of the input ends the list.
 void ReadGroups(Shot& shot, base::ByteReader& in) {
-  for (;;) {
+  for (std::uint64_t tags = 0; in.HasAnEnd() || tags < kMostTagsOfStream; ++tags) {
     switch (in.ReadOr<std::uint32_t>(kEnd)) {
       case kDevice:
         ReadGroup(shot.device, in);
@@ -200,7 +204,7 @@ constexpr base::HeaderTexts kBufferHeaderTexts{
 
 std::int32_t Shot::Save(const std::string& fullname) const {
   AlgoLogInfo("Shot::Save");
-  return base::SaveRecord(fullname, kSaveTexts, [this] { return Stream(*this).Data(); });
+  return base::SaveRecord(fullname, kSaveTexts, StreamOf(*this));
 }
 
 std::int32_t Shot::Load(const std::string& fullname) {
@@ -213,7 +217,7 @@ std::int32_t Shot::GetBufferSize(std::size_t* size) const {
   AlgoLogInfo("Shot::GetBufferSize");
   if (size == nullptr) return DRAVIX_NULL_ARGUMENT;
   if (image.empty()) return DRAVIX_NO_RESULT;
-  *size = Stream(*this).Size();
+  *size = static_cast<std::size_t>(base::SizeOf(StreamOf(*this)));
   return DRAVIX_OK;
 }
 
@@ -221,7 +225,7 @@ std::int32_t Shot::ToBuffer(char* buffer, std::size_t* size) const {
   AlgoLogInfo("Shot::ToBuffer");
   if (buffer == nullptr || size == nullptr) return DRAVIX_NULL_ARGUMENT;
   std::uint64_t length = *size;
-  const std::int32_t code = base::CopyToBuffer(Stream(*this).Data(), buffer, &length);
+  const std::int32_t code = base::PutIntoBuffer(StreamOf(*this), buffer, &length);
   *size = static_cast<std::size_t>(length);
   return code;
 }

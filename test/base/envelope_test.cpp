@@ -10,10 +10,11 @@ namespace {
 using dravix::base::ByteReader;
 using dravix::base::ByteView;
 using dravix::base::ByteWriter;
-using dravix::base::CopyToBuffer;
 using dravix::base::HasExtension;
 using dravix::base::Header;
+using dravix::base::PutIntoBuffer;
 using dravix::base::ReadHeader;
+using dravix::base::SizeOf;
 using dravix::base::ViewOf;
 
 TEST(HasExtension, NeedsANameBeforeTheExactEnding) {
@@ -53,20 +54,40 @@ TEST(ReadHeader, AVersionCutShortIsAWrongOne) {
   EXPECT_EQ(HeaderOf(std::string("L\1\0\0", 4)), Header::kWrongVersion);
 }
 
-TEST(CopyToBuffer, CopiesWhatFitsAndSaysHowMuch) {
+void PutAbc(dravix::base::ByteSink& out) {
+  out.Write('a');
+  out.Append(ViewOf("bc"));
+}
+
+TEST(SizeOf, CountsWhatIsAppendedAndWhatIsPassed) {
+  EXPECT_EQ(SizeOf(PutAbc), 3U);
+  EXPECT_EQ(SizeOf([](dravix::base::ByteSink& out) {
+              out.Append(ViewOf("ab"));
+              EXPECT_TRUE(out.Pass(std::uint64_t{1} << 40));
+            }),
+            (std::uint64_t{1} << 40) + 2);
+}
+
+TEST(PutIntoBuffer, PutsWhatFitsAndSaysHowMuch) {
   char buffer[4] = {'?', '?', '?', '?'};
   std::uint64_t size = 4;
-  EXPECT_EQ(CopyToBuffer(ViewOf("abc"), buffer, &size), DRAVIX_OK);
+  EXPECT_EQ(PutIntoBuffer(PutAbc, buffer, &size), DRAVIX_OK);
   EXPECT_EQ(size, 3U);
   EXPECT_EQ(std::string(buffer, 4), "abc?");
 }
 
-TEST(CopyToBuffer, ChangesNothingWhenItDoesNotFit) {
+TEST(PutIntoBuffer, ChangesNothingWhenItDoesNotFit) {
   char buffer[4] = {'?', '?', '?', '?'};
   std::uint64_t size = 2;
-  EXPECT_EQ(CopyToBuffer(ViewOf("abc"), buffer, &size), DRAVIX_BUFFER_TOO_SMALL);
+  EXPECT_EQ(PutIntoBuffer(PutAbc, buffer, &size), DRAVIX_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 2U);
   EXPECT_EQ(std::string(buffer, 4), "????");
+}
+
+TEST(PutIntoBuffer, TakesNoBytesIntoNoBuffer) {
+  std::uint64_t size = 0;
+  EXPECT_EQ(PutIntoBuffer([](dravix::base::ByteSink&) {}, nullptr, &size), DRAVIX_OK);
+  EXPECT_EQ(size, 0U);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@
 #include <cerrno>
 #include <csignal>
 
-#include "base/broken_pipe.h"
+#include "base/write_signals.h"
 #endif
 
 namespace {
@@ -71,6 +71,18 @@ TEST_F(WriteFileTest, WritesThePiecesOneAfterAnother) {
   EXPECT_EQ(Slurp(name_), "abc");
   EXPECT_EQ(WriteFile(name_, {}).result, WriteResult::kWritten);
   EXPECT_EQ(Slurp(name_), "");
+}
+
+TEST_F(WriteFileTest, KeepsTheOldFileWhenTheContentThrows) {
+  Spill(name_, "old");
+  const auto content = [](dravix::base::ByteSink& out) {
+    out.Append(ViewOf(LongText()));
+    throw std::runtime_error("content");
+  };
+  EXPECT_THROW((void)WriteFile(name_, content), std::runtime_error);
+  EXPECT_THROW((void)WriteFile(dir_.File("new"), content), std::runtime_error);
+  EXPECT_EQ(Slurp(name_), "old");
+  EXPECT_EQ(Entries(), 1U);
 }
 
 TEST_F(WriteFileTest, ReplacesTheOldFileAndLeavesNoOther) {
@@ -365,25 +377,41 @@ bool SignalIsWaiting() {
   return sigismember(&waiting, SIGPIPE) == 1;
 }
 
-TEST(HoldBrokenPipe, TurnsTheSignalIntoAnError) {
+TEST(HoldWriteSignals, TurnsTheSignalIntoAnError) {
   {
-    const dravix::base::HoldBrokenPipe hold;
+    const dravix::base::HoldWriteSignals hold;
     EXPECT_EQ(WriteToClosedPipe(), EPIPE);
     EXPECT_TRUE(SignalIsWaiting());
   }
   EXPECT_FALSE(SignalIsWaiting());
 }
 
-TEST(HoldBrokenPipe, PutsTheSignalMaskBack) {
+TEST_F(WriteFileTest, FailsAtTheLimitOfAFilesSizeWithoutEndingTheProcess) {
+  Spill(name_, "old");
+  WriteOutcome outcome;
+  {
+    const Limit limit(RLIMIT_FSIZE, 1 << 16);
+    void (*const before)(int) = std::signal(SIGXFSZ, SIG_DFL);
+    outcome = WriteFile(name_, {ViewOf(LongText())});
+    std::signal(SIGXFSZ, before);
+  }
+  EXPECT_EQ(outcome.result, WriteResult::kFailed);
+  EXPECT_EQ(outcome.reason, std::errc::file_too_large);
+  EXPECT_EQ(Slurp(name_), "old");
+}
+
+TEST(HoldWriteSignals, PutsTheSignalMaskBack) {
   sigset_t before;
   sigset_t after;
   pthread_sigmask(SIG_SETMASK, nullptr, &before);
-  { const dravix::base::HoldBrokenPipe hold; }
+  { const dravix::base::HoldWriteSignals hold; }
   pthread_sigmask(SIG_SETMASK, nullptr, &after);
-  EXPECT_EQ(sigismember(&before, SIGPIPE), sigismember(&after, SIGPIPE));
+  for (const int signal : {SIGPIPE, SIGXFSZ}) {
+    EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal));
+  }
 }
 
-TEST(HoldBrokenPipe, KeepsASignalThatWasPendingBefore) {
+TEST(HoldWriteSignals, KeepsASignalThatWasPendingBefore) {
   sigset_t pipeSignal;
   sigset_t before;
   sigemptyset(&pipeSignal);
@@ -391,7 +419,7 @@ TEST(HoldBrokenPipe, KeepsASignalThatWasPendingBefore) {
   pthread_sigmask(SIG_BLOCK, &pipeSignal, &before);
   pthread_kill(pthread_self(), SIGPIPE);
   {
-    const dravix::base::HoldBrokenPipe hold;
+    const dravix::base::HoldWriteSignals hold;
     EXPECT_EQ(WriteToClosedPipe(), EPIPE);
   }
   EXPECT_TRUE(SignalIsWaiting());

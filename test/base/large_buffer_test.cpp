@@ -35,6 +35,15 @@ TEST(LargeBuffer, GivingBackTakesNothingElse) {
             static_cast<std::ptrdiff_t>(kBytes));
 }
 
+TEST(LargeBuffer, IsZeroAtFirst) {
+  for (int i = 0; i < 3; ++i) {  // also where memory comes back that was written to before
+    constexpr std::size_t kBytes = std::size_t{1} << 20;
+    base::LargeBuffer buffer(kBytes);
+    EXPECT_EQ(std::count(buffer.Data(), buffer.Data() + kBytes, 0), kBytes);
+    std::fill_n(buffer.Data(), kBytes, std::uint8_t{7});
+  }
+}
+
 TEST(LargeBuffer, MemoryThatDoesNotExistIsAnException) {
   EXPECT_THROW(base::LargeBuffer(std::numeric_limits<std::size_t>::max() / 2), std::bad_alloc);
 }

@@ -18,7 +18,6 @@
 namespace {
 
 using dravix::base::ByteReader;
-using dravix::base::Bytes;
 using dravix::base::HeaderTexts;
 using dravix::base::LoadTexts;
 using dravix::base::SaveTexts;
@@ -39,9 +38,9 @@ const std::string kGoodHeader("L\1\0\0\0", 5);
 class Record : public testing::Test {
  protected:
   std::int32_t Save(const std::string& name) {
-    return dravix::base::SaveRecord(name, kSave, [this] {
+    return dravix::base::SaveRecord(name, kSave, [this](dravix::base::ByteSink& out) {
       ++made_;
-      return Bytes(3, std::byte{'x'});
+      out.Append(ViewOf("xxx"));
     });
   }
   std::int32_t Load(const std::string& name) {
@@ -78,6 +77,19 @@ TEST_F(Record, IsNotMadeForAWrongExtension) {
   EXPECT_EQ(Save(dir_.File("a.txt")), DRAVIX_WRONG_EXTENSION);
   EXPECT_EQ(made_, 0);
   EXPECT_THAT(log_.Errors(), ElementsAre("save name"));
+}
+
+TEST_F(Record, ThatCannotBeMadeLeavesTheFileAlone) {
+  const std::string name = dir_.File("a.rec");
+  Spill(name, "old");
+  const auto save = [&] {
+    return dravix::base::SaveRecord(name, kSave, [](dravix::base::ByteSink& out) {
+      out.Append(ViewOf("new"));
+      throw std::runtime_error("record");
+    });
+  };
+  EXPECT_THROW((void)save(), std::runtime_error);
+  EXPECT_EQ(Slurp(name), "old");
 }
 
 TEST_F(Record, LogsTheNameOfAFileThatCannotBeOpened) {

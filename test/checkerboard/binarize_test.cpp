@@ -4,6 +4,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "kernels/bit_parts.h"
+
 namespace dravix::checkerboard {
 namespace {
 
@@ -26,12 +28,20 @@ struct Pictures {
     params.cell = {40, 40};
     return params;
   }
+  cv::Mat QuotientInside() const {
+    const Rectified both = Both();
+    const kernels::BitPicture bits = kernels::BitsOf(mask);
+    return Quotient(both, bits).Picture();
+  }
   void Dim(int block, double factor) {
     cv::Mat part = board(lit[static_cast<std::size_t>(block)]);
     part *= factor;
   }
   /// The share of pixels that are as the pattern says.
-  double Right(const cv::Mat& binary) const {
+  double Right(Binarization way) const {
+    const Rectified both = Both();
+    const kernels::BitPicture bits = kernels::BitsOf(mask);
+    const cv::Mat binary = Binarized(way, both, Quotient(both, bits), Params()).ToMat();
     int right = 0;
     for (const cv::Rect& r : lit) right += cv::countNonZero(binary(r));
     for (const cv::Rect& r : dark) right += r.area() - cv::countNonZero(binary(r));
@@ -47,7 +57,7 @@ struct Pictures {
 
 TEST(Quotient, CancelsWhatBothPicturesShare) {
   const Pictures p;
-  const cv::Mat q = Quotient(p.Both(), p.mask);
+  const cv::Mat q = p.QuotientInside();
   EXPECT_EQ(q.type(), CV_8UC1);
   EXPECT_NEAR(q.at<uchar>(20, 20), 160, 4);
   EXPECT_NEAR(q.at<uchar>(60, 140), q.at<uchar>(20, 20), 1);
@@ -57,16 +67,15 @@ TEST(Quotient, CancelsWhatBothPicturesShare) {
 TEST(Quotient, IsZeroOutsideTheMaskAndOfADarkBoard) {
   Pictures p;
   p.mask.colRange(0, 40).setTo(0);
-  EXPECT_EQ(cv::countNonZero(Quotient(p.Both(), p.mask).colRange(0, 40)), 0);
+  EXPECT_EQ(cv::countNonZero(p.QuotientInside().colRange(0, 40)), 0);
   p.board.setTo(0);
-  EXPECT_EQ(cv::countNonZero(Quotient(p.Both(), p.mask)), 0);
+  EXPECT_EQ(cv::countNonZero(p.QuotientInside()), 0);
 }
 
 TEST(Binarized, EveryWayFindsAnEvenPattern) {
   const Pictures p;
-  const cv::Mat q = Quotient(p.Both(), p.mask);
   for (const Binarization way : kBinarizations) {
-    EXPECT_GT(p.Right(Binarized(way, p.Both(), q, p.Params())), 0.95);
+    EXPECT_GT(p.Right(way), 0.95);
   }
 }
 
@@ -75,9 +84,8 @@ TEST(Binarized, ALocalThresholdSeesBlocksThatASingleOneMisses) {
   p.Dim(1, 0.6);
   p.Dim(2, 0.36);
   p.Dim(3, 0.2);
-  const cv::Mat q = Quotient(p.Both(), p.mask);
-  const double one = p.Right(Binarized(Binarization::kQuotient, p.Both(), q, p.Params()));
-  const double local = p.Right(Binarized(Binarization::kLocal, p.Both(), q, p.Params()));
+  const double one = p.Right(Binarization::kQuotient);
+  const double local = p.Right(Binarization::kLocal);
   EXPECT_LT(one, 0.9);
   EXPECT_GT(local, one);
 }

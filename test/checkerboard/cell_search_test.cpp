@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <string>
 
+#include "kernels/bit_parts.h"
+
 namespace dravix::checkerboard {
 namespace {
 
@@ -31,7 +33,7 @@ struct Picture {
 
 std::vector<FoundBlocks> SearchCells(const cv::Mat& lit, const cv::Mat& mask,
                                      const SearchParams& params) {
-  CellSearch search(lit, mask, params);
+  CellSearch search(kernels::BitsOf(lit), kernels::BitsOf(mask), params);
   std::vector<FoundBlocks> searches;
   for (int i = 0; i < CellSearch::kSearches; ++i) searches.push_back(search.Next());
   return searches;

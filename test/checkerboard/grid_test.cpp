@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "kernels/bit_parts.h"
+
 namespace dravix::checkerboard {
 namespace {
 
@@ -35,7 +37,7 @@ struct Board {
     rects.erase(it);
   }
   std::optional<Placement> Placed(cv::Size asked) const {
-    return PlaceInGrid(rects, lit, asked, kCellSize, mask);
+    return PlaceInGrid(rects, lit, asked, kCellSize, kernels::BitsOf(mask));
   }
   std::optional<Placement> Placed() const { return Placed(grid); }
 
@@ -64,7 +66,7 @@ TEST(PlaceInGrid, RefusesOtherCountsOfColumnsOrRows) {
   for (const cv::Size asked : {cv::Size(4, 4), cv::Size(6, 4), cv::Size(5, 3), cv::Size(4, 5)}) {
     EXPECT_FALSE(board.Placed(asked)) << asked;
   }
-  EXPECT_FALSE(PlaceInGrid({}, 0, {5, 4}, kCellSize, board.mask));
+  EXPECT_FALSE(PlaceInGrid({}, 0, {5, 4}, kCellSize, kernels::BitsOf(board.mask)));
 }
 
 TEST(PlaceInGrid, RefusesColorsThatDoNotAlternate) {

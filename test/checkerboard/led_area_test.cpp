@@ -11,12 +11,12 @@ namespace {
 
 cv::Rect BoundsOf(const cv::Mat& mask) { return cv::boundingRect(mask); }
 
-/// What LedArea fills. Its box must be that of the mask.
+/// What LedArea finds. Its box must be that of the mask.
 cv::Mat MaskOf(const cv::Mat& picture) {
-  cv::Mat mask = cv::Mat::zeros(picture.size(), CV_8UC1);
-  cv::Mat scratch;
-  const Area area = LedArea(picture, ParamsFor(picture.size()), mask, scratch);
-  EXPECT_EQ(area.box, BoundsOf(mask));
+  const std::optional<Area> area = LedArea(WorkingPicture(picture), ParamsFor(picture.size()));
+  if (!area) return cv::Mat::zeros(picture.size(), CV_8UC1);
+  cv::Mat mask = area->mask.ToMat();
+  EXPECT_EQ(area->box, BoundsOf(mask));
   return mask;
 }
 

@@ -4,6 +4,7 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "kernels/bit_parts.h"
 #include "support/mats.h"
 
 namespace dravix::checkerboard {
@@ -27,7 +28,8 @@ cv::Mat Falling() {
 TEST(LocalLevel, IsTheMeanOfTheAreaAroundAPlace) {
   cv::Mat picture = Falling();
   picture.setTo(50, Mask() == 0);
-  const LevelMap level = LocalLevel(picture, InnerOf(Mask(), kScreen, kCell), kCell);
+  const LevelMap level =
+      LocalLevel(picture, InnerOf(kernels::BitsOf(Mask()), kScreen, kCell), kCell);
   const cv::Mat all = level.In({0, 0, 600, 460});
   EXPECT_NEAR(all.at<float>(230, 300), 4000 - 3 * 300, 3);
   // At the outline, only the part inside counts.
@@ -36,7 +38,8 @@ TEST(LocalLevel, IsTheMeanOfTheAreaAroundAPlace) {
 }
 
 TEST(LocalLevel, OfAPartEqualsThatPartOfTheWhole) {
-  const LevelMap level = LocalLevel(Falling(), InnerOf(Mask(), kScreen, kCell), kCell);
+  const LevelMap level =
+      LocalLevel(Falling(), InnerOf(kernels::BitsOf(Mask()), kScreen, kCell), kCell);
   ASSERT_GT(level.shrink, 1);
   const cv::Mat all = level.In({0, 0, 600, 460});
   for (const cv::Rect part : {cv::Rect(0, 0, 7, 9), cv::Rect(61, 47, 100, 50),
@@ -53,7 +56,7 @@ TEST(LocalLevel, IsZeroOutsideTheMap) {
 }
 
 TEST(RectangleInside, LiesInsideTheAreaClearOfItsOutline) {
-  const cv::Rect inside = RectangleInside(InnerOf(Mask(), kScreen, kCell));
+  const cv::Rect inside = RectangleInside(InnerOf(kernels::BitsOf(Mask()), kScreen, kCell));
   EXPECT_EQ(inside & kScreen, inside);
   EXPECT_GE(inside.x, kScreen.x + 10);
   EXPECT_GT(inside.area(), 0.8 * kScreen.area());
@@ -62,7 +65,7 @@ TEST(RectangleInside, LiesInsideTheAreaClearOfItsOutline) {
 TEST(RectangleInside, OfABentAreaLiesInsideIt) {
   cv::Mat mask = Mask();
   cv::circle(mask, {300, -1880}, 1960, cv::Scalar(0), cv::FILLED);  // the top bends inward
-  const cv::Rect inside = RectangleInside(InnerOf(mask, kScreen, kCell));
+  const cv::Rect inside = RectangleInside(InnerOf(kernels::BitsOf(mask), kScreen, kCell));
   EXPECT_GT(inside.area(), 0.6 * kScreen.area());
   EXPECT_EQ(cv::countNonZero(mask(inside)), inside.area());
 }
@@ -70,8 +73,8 @@ TEST(RectangleInside, OfABentAreaLiesInsideIt) {
 TEST(RectangleInside, IsEmptyForAnAreaWithAHole) {
   cv::Mat mask = Mask();
   mask(cv::Rect(290, 200, 30, 30)).setTo(0);
-  EXPECT_TRUE(RectangleInside(InnerOf(mask, kScreen, kCell)).empty());
-  EXPECT_TRUE(RectangleInside(InnerOf(cv::Mat::zeros(460, 600, CV_8UC1), {}, kCell)).empty());
+  EXPECT_TRUE(RectangleInside(InnerOf(kernels::BitsOf(mask), kScreen, kCell)).empty());
+  EXPECT_TRUE(RectangleInside(InnerOf(kernels::BitPicture({600, 460}), {}, kCell)).empty());
 }
 
 }  // namespace

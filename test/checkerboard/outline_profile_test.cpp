@@ -4,6 +4,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "kernels/bit_parts.h"
+
 namespace dravix::checkerboard {
 namespace {
 
@@ -19,7 +21,7 @@ struct Screen {
   OutlineProfile Measured(const cv::Rect& mask) const {
     cv::Mat filled = cv::Mat::zeros(light.size(), CV_8UC1);
     filled(mask).setTo(255);
-    return MeasuredOutline({light, filled, mask, kLevel, kCell}, 5);
+    return MeasuredOutline({light, kernels::BitsOf(filled), mask, kLevel, kCell}, 5);
   }
   cv::Rect truth{60, 60, 300, 240};
   cv::Mat light = cv::Mat::zeros(360, 420, CV_16UC1);
@@ -48,7 +50,8 @@ TEST(MeasuredRise, IsTheWayFromHalfToThreeQuartersOfTheLevel) {
   const Screen screen(21);
   cv::Mat filled = cv::Mat::zeros(screen.light.size(), CV_8UC1);
   filled(screen.truth).setTo(255);
-  EXPECT_NEAR(MeasuredRise({screen.light, filled, screen.truth, kLevel, kCell}), 21 / 4.0, 0.3);
+  EXPECT_NEAR(MeasuredRise({screen.light, kernels::BitsOf(filled), screen.truth, kLevel, kCell}),
+              21 / 4.0, 0.3);
 }
 
 TEST(MeasuredOutline, WithoutLightOrRoomSaysNoExcessAndHalfTheLevel) {

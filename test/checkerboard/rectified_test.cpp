@@ -6,48 +6,47 @@
 
 #include "checkerboard/even_screen.h"
 #include "image/binary.h"
+#include "kernels/each_target.h"
 #include "support/mats.h"
 
 namespace dravix::checkerboard {
 namespace {
 
-TEST(WarpForDetection, WarpsBicubicallyWithAReplicatedBorderAndSmooths) {
-  const cv::Mat photo = test::RandomMat({60, 40}, CV_16UC1, 5, 0, 4096);
-  RectifyParams params = ParamsFor({80, 50});
+class WarpOfPhotograph : public testing::TestWithParam<bool> {};
+
+TEST_P(WarpOfPhotograph, IsBicubicWithAReplicatedBorderAndSmoothed) {
+  const cv::Mat photo = test::RandomMat({90, 70}, CV_16UC1, 5, 0, 65536);
+  RectifyParams params = ParamsFor({120, 600});
   params.transform.at<double>(0, 2) = 7.3;
-  const Rectified both = WarpForDetection(photo, photo * 2, params);
+  params.transform.at<double>(1, 0) = 0.1;
+  params.byRows = GetParam();
   cv::Mat expected;
   cv::warpPerspective(photo, expected, params.transform, params.imageSize, cv::INTER_CUBIC,
                       cv::BORDER_REPLICATE);
   cv::GaussianBlur(expected, expected, {5, 5}, 10, 0);
-  EXPECT_TRUE(test::SameBytes(both.board, expected));
-  EXPECT_EQ(both.measured.type(), CV_16UC1);
+  double largest = 0;
+  cv::minMaxLoc(expected, nullptr, &largest);
+  test::OnEachTarget([&] {
+    const WorkingPicture picture = WarpForDetection(photo, Samples::kKept, params);
+    EXPECT_TRUE(test::SameBytes(picture.samples, expected));
+    EXPECT_EQ(picture.largest, largest);
+  });
 }
+INSTANTIATE_TEST_SUITE_P(Ways, WarpOfPhotograph, testing::Bool());
 
 TEST(WarpForDetection, TurnsOtherSamplesIntoEightBitsByTheLargest) {
   cv::Mat wide = cv::Mat::zeros(40, 60, CV_16UC1);
   wide(cv::Rect(20, 10, 20, 20)).setTo(1000);
-  cv::Mat color(40, 60, CV_8UC3, cv::Scalar(10, 10, 10));
-  const Rectified both = WarpForDetection(wide, color, ParamsFor({60, 40}));
-  EXPECT_EQ(both.board.type(), CV_8UC1);
-  EXPECT_EQ(both.measured.type(), CV_8UC1);
-  EXPECT_EQ(both.board.at<uchar>(20, 30), 255);
-}
-
-TEST(Rectified, ScratchIsTwoPicturesThatShareNoMemoryWithTheOthers) {
-  const cv::Mat photo = test::RandomMat({60, 40}, CV_16UC1, 5, 0, 4096);
-  const Rectified both = WarpForDetection(photo, photo, ParamsFor({80, 50}));
-  const cv::Mat board = both.board.clone();
-  for (const Rectified& pictures : {both, Rectified{both.board, both.measured}}) {
-    auto [one, other] = pictures.Scratch();
-    EXPECT_EQ(one.size(), both.board.size());
-    EXPECT_EQ(other.type(), CV_8UC1);
-    one.setTo(1);
-    other.setTo(2);
-    EXPECT_EQ(cv::countNonZero(one != 1), 0);
-    EXPECT_EQ(cv::countNonZero(other != 2), 0);
-    EXPECT_TRUE(test::SameBytes(both.board, board));
-  }
+  const cv::Mat color(40, 60, CV_8UC3, cv::Scalar(10, 10, 10));
+  EXPECT_EQ(SamplesFor(wide, wide), Samples::kKept);
+  ASSERT_EQ(SamplesFor(wide, color), Samples::kEightBits);
+  const WorkingPicture made = WarpForDetection(wide, Samples::kEightBits, ParamsFor({60, 40}));
+  EXPECT_EQ(made.largest, 255);
+  const cv::Mat& warped = made.samples;
+  EXPECT_EQ(warped.type(), CV_8UC1);
+  EXPECT_EQ(warped.at<uchar>(20, 30), 255);
+  EXPECT_EQ(WarpForDetection(color, Samples::kEightBits, ParamsFor({60, 40})).samples.type(),
+            CV_8UC1);
 }
 
 TEST(LitParts, IsTheExpectedAreaCleanedAsInTheWholePicture) {
@@ -58,21 +57,21 @@ TEST(LitParts, IsTheExpectedAreaCleanedAsInTheWholePicture) {
   cv::threshold(gray, whole, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
   image::CloseThenOpen(whole, 5);
   const RectifyParams params = ParamsFor({400, 300});
-  EXPECT_TRUE(test::SameBytes(LitParts(gray, params).clone(), whole(ExpectedArea(params)).clone()));
+  EXPECT_TRUE(test::SameBytes(LitParts(WorkingPicture(picture), params).ToMat(),
+                              whole(ExpectedArea(params))));
 }
 
 TEST(AnythingLit, CountsLightWhereTheScreenIsExpectedUnlessItIsASpeck) {
   const RectifyParams params = ParamsFor({400, 300});
-  cv::Mat scratch;
-  EXPECT_TRUE(AnythingLit(EightBits(Screen(1000)), params, scratch));
-  EXPECT_FALSE(AnythingLit(EightBits(Screen(0)), params, scratch));
+  EXPECT_TRUE(AnythingLit(WorkingPicture(EightBits(Screen(1000))), params));
+  EXPECT_FALSE(AnythingLit(WorkingPicture(EightBits(Screen(0))), params));
   cv::Mat beside = cv::Mat::zeros(300, 400, CV_8UC1);
   beside(cv::Rect(2, 100, 12, 60)).setTo(200);
-  EXPECT_FALSE(AnythingLit(beside, params, scratch));
+  EXPECT_FALSE(AnythingLit(WorkingPicture(beside), params));
   beside(cv::Rect(200, 100, 3, 60)).setTo(200);
-  EXPECT_FALSE(AnythingLit(beside, params, scratch));
+  EXPECT_FALSE(AnythingLit(WorkingPicture(beside), params));
   beside(cv::Rect(200, 270, 6, 6)).setTo(200);
-  EXPECT_TRUE(AnythingLit(beside, params, scratch));
+  EXPECT_TRUE(AnythingLit(WorkingPicture(beside), params));
 }
 
 }  // namespace

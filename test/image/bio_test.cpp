@@ -119,7 +119,32 @@ TEST_F(Bio, ARecordInAPipeWithoutAnEndTakesNoMoreThanItClaims) {
   EXPECT_EQ(m.size(), cv::Size(kPlane, 1));
   EXPECT_LE(pipe.Written(), kPlane + kOnTheWay);
 }
+
+TEST_F(Bio, NumbersWithoutAnEndAreAnswered) {
+  constexpr std::uint64_t kMostOfANumber = (1 << 20) + (3 << 16);
+  for (const char* const front : {"1 2 3", "1 2 ", "1 2 0.3"}) {
+    const std::string name = dir_.File(std::string("pipe") + front);
+    const PipeWriter pipe(name, front, PipeWriter::Then::kLastByteWithoutEnd);
+    cv::Mat m;
+    EXPECT_TRUE(BIO::LoadTxtToMat(name, {4, 1}, m));
+    EXPECT_EQ(m.at<float>(1), 2) << front;
+    EXPECT_EQ(m.at<float>(3), 0) << front;
+    EXPECT_LE(pipe.Written(), kMostOfANumber) << front;
+  }
+}
 #endif
+
+TEST_F(Bio, ANumberMayBeLong) {
+  cv::Mat m;
+  for (const std::string& blank : {std::string(1'000'000, ' '), std::string(1'000'000, '0')}) {
+    Spill(name_, blank + "1 " + blank + "2.5 3");
+    EXPECT_TRUE(BIO::LoadTxtToMat(name_, {3, 1}, m));
+    EXPECT_TRUE(SameBytes(m, (cv::Mat_<float>(1, 3) << 1, 2.5F, 3)));
+    Spill(name_, "1 " + blank + blank + "2.5 3");
+    EXPECT_TRUE(BIO::LoadTxtToMat(name_, {3, 1}, m));
+    EXPECT_TRUE(SameBytes(m, (cv::Mat_<float>(1, 3) << 1, 0, 0)));
+  }
+}
 
 TEST_F(Bio, AnEmptyOrAbsurdRecordGivesAnEmptyMatrix) {
   for (const RecordHeader& header : {RecordHeader{}, RecordHeader{1 << 14, 1 << 14, 0, 1}}) {

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <vector>
 
 #include "support/mats.h"
 #include "support/record_bytes.h"
@@ -17,6 +18,7 @@ using dravix::base::ByteWriter;
 using dravix::base::ViewOf;
 using dravix::image::ReadMatRecord;
 using dravix::image::WriteMatRecord;
+using dravix::image::WriteMatRecordAs;
 using dravix::test::Le;
 using dravix::test::RandomMat;
 using dravix::test::RecordHeader;
@@ -104,6 +106,65 @@ TEST(WriteMat, ThreeDimensionsAreRefused) {
   std::ostringstream out;
   EXPECT_THROW(WriteMat(cv::Mat(3, sizes, CV_8UC1, cv::Scalar(1)), out), cv::Exception);
   EXPECT_EQ(out.str(), "");
+}
+
+/// Every value of every depth: also those that are no numbers.
+cv::Mat RandomBytes(cv::Size size, int type, std::uint64_t seed) {
+  cv::Mat m(size, type);
+  cv::Mat bytes(m.rows, static_cast<int>(m.step[0]), CV_8UC1, m.data);
+  cv::RNG(seed).fill(bytes, cv::RNG::UNIFORM, 0, 256);
+  return m;
+}
+
+std::string RecordOf(const cv::Mat& m, int depth) {
+  ByteWriter out;
+  WriteMatRecordAs(depth, m, out);
+  dravix::base::ByteCounter counter;
+  WriteMatRecordAs(depth, m, counter);
+  EXPECT_EQ(counter.Count(), out.Size());
+  return {static_cast<const char*>(static_cast<const void*>(out.Data().data())), out.Size()};
+}
+
+// The sizes reach from several rows at a time to a single row that is longer than that.
+TEST(WriteMatRecordAs, WritesWhatTheConvertedMatrixWouldGive) {
+  for (const int depth : {CV_8U, CV_8S, CV_16U, CV_16S, CV_32S, CV_32F, CV_64F}) {
+    for (const int channels : {1, 3}) {
+      for (const cv::Size size : {cv::Size(1, 1), cv::Size(701, 613), cv::Size(300'001, 2)}) {
+        const cv::Mat whole =
+            RandomBytes(size + cv::Size(3, 2), CV_MAKETYPE(depth, channels), 7 + depth);
+        for (const cv::Mat& m : {whole, cv::Mat(whole, cv::Rect(cv::Point(2, 1), size))}) {
+          cv::Mat converted;
+          m.convertTo(converted, CV_16U);
+          EXPECT_TRUE(RecordOf(m, CV_16U) == BytesOf(converted)) << m.type() << ' ' << size;
+        }
+      }
+    }
+  }
+}
+
+TEST(WriteMatRecordAs, WritesAnEmptyMatrixWhateverItsType) {
+  EXPECT_EQ(RecordOf(cv::Mat(0, 5, CV_32FC3), CV_16U), std::string(16, '\0'));
+}
+
+TEST(WriteMatRecordAs, RefusesThreeDimensionsBeforeItAppends) {
+  const int sizes[] = {2, 2, 2};
+  const cv::Mat m(3, sizes, CV_32FC1, cv::Scalar(1));
+  ByteWriter out;
+  EXPECT_THROW(WriteMatRecordAs(CV_16U, m, out), cv::Exception);
+  EXPECT_EQ(out.Size(), 0U);
+}
+
+// A plane that lies in one piece is not copied on its way.
+TEST(WriteMatRecord, HandsOnAPlaneFromWhereItLies) {
+  class Looker final : public dravix::base::ByteSink {
+   public:
+    void Append(dravix::base::ByteView bytes) override { seen_.push_back(bytes.data()); }
+    std::vector<const void*> seen_;
+  };
+  const cv::Mat m = RandomMat({64, 48}, CV_16UC1, 1, 0, 65536);
+  Looker looker;
+  WriteMatRecord(m, looker);
+  EXPECT_EQ(looker.seen_.back(), m.data);
 }
 
 class EveryType : public testing::TestWithParam<std::tuple<int, int>> {};

@@ -115,6 +115,13 @@ TEST_F(ReadOrvelRaw, AnEmptyFileIsAPictureWithoutRows) {
   EXPECT_THAT(log_.Errors(), IsEmpty());
 }
 
+TEST_F(ReadOrvelRaw, RowsWithoutSamplesAreNotLookedAt) {
+  // There are as many as would take a loop seconds.
+  EXPECT_TRUE(BImage::ReadOrvelRaw(FileOf(""), INT32_MAX, 0).empty());
+  EXPECT_TRUE(BImage::ReadOrvelRaw(FileOf(""), 0, INT32_MAX).empty());
+  EXPECT_THAT(log_.Errors(), IsEmpty());
+}
+
 TEST_F(ReadOrvelRaw, AMissingFileAndAFolderCannotBeOpened) {
   for (const std::string& name : {dir_.File("missing"), dir_.File("")}) {
     log_.Clear();

@@ -22,7 +22,8 @@ std::vector<cv::Point2f> PlainRefined(const cv::Mat& frame, std::vector<cv::Poin
 
 /// The frame's bright pixels with the least margin that a part must have.
 FramePart PartOf(const cv::Mat& frame, int window) {
-  const cv::Point margin(DarkMargin(window), DarkMargin(window));
+  const auto dark = static_cast<int>(DarkMargin(window));
+  const cv::Point margin(dark, dark);
   const cv::Rect bright = cv::boundingRect(frame);
   const cv::Rect part =
       cv::Rect(bright.tl() - margin, bright.br() + margin) & cv::Rect({}, frame.size());

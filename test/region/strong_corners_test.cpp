@@ -88,6 +88,39 @@ TEST(StrongCorners, OfAMaskWithIntermediateLevelsAreThoseOfTheWholeFrame) {
   ExpectPlainCorners(frame);
 }
 
+/// Corners of a part that shows `margin` pixels around the area, in pixels of the whole frame.
+std::vector<cv::Point2f> CornersOfPart(const cv::Mat& frame, int margin) {
+  const cv::Rect area = cv::boundingRect(frame);
+  const cv::Rect part = cv::Rect(area.x - margin, area.y - margin, area.width + 2 * margin,
+                                 area.height + 2 * margin) &
+                        cv::Rect({}, frame.size());
+  std::vector<cv::Point2f> corners = StrongCorners(frame(part).clone(), area - part.tl(), 0.01);
+  for (cv::Point2f& corner : corners) corner += cv::Point2f(part.tl());
+  return corners;
+}
+
+TEST(StrongCorners, OfAPartWithTheMarginAreThoseOfTheWholeFrame) {
+  using dravix::region::kCornerMargin;
+  using dravix::region::kCornerStep;
+  std::mt19937 random(3);
+  const auto shift = [&random] { return static_cast<int>(random() % 60); };
+  bool anyMarginWouldDo = true;
+  for (int i = 0; i < 20; ++i) {
+    SCOPED_TRACE(i);
+    cv::Mat frame = Frame({900, 800});
+    // The part begins at whole steps.
+    const cv::Point first(kCornerStep + kCornerMargin, 2 * kCornerStep + kCornerMargin);
+    const std::vector<cv::Point> corners = {
+        first + cv::Point(0, shift()), first + cv::Point(400 + shift(), 0),
+        first + cv::Point(400 + shift(), 350 + shift()), first + cv::Point(shift(), 350 + shift())};
+    cv::fillConvexPoly(frame, corners, cv::Scalar(255));
+    ASSERT_EQ(cv::boundingRect(frame).tl(), first);
+    EXPECT_EQ(CornersOfPart(frame, kCornerMargin), PlainCorners(frame, 0.01));
+    anyMarginWouldDo = anyMarginWouldDo && CornersOfPart(frame, 0) == PlainCorners(frame, 0.01);
+  }
+  EXPECT_FALSE(anyMarginWouldDo) << "so that this test shows something";
+}
+
 TEST(StrongCorners, OfASmallFrameAreThoseOfTheWholeFrame) {
   for (const cv::Size size : {cv::Size(1, 1), cv::Size(40, 30), cv::Size(222, 223)}) {
     cv::Mat frame = Frame(size);

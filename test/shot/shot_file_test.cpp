@@ -9,6 +9,7 @@
 #include "shot/sample_shot.h"
 #include "support/log_capture.h"
 #include "support/mats.h"
+#include "support/pipe_writer.h"
 #include "support/record_bytes.h"
 #include "support/temp_dir.h"
 
@@ -17,6 +18,9 @@ namespace {
 using dravix::test::FullShot;
 using dravix::test::Le;
 using dravix::test::LogCapture;
+#ifndef _WIN32
+using dravix::test::PipeWriter;
+#endif
 using dravix::test::RandomMat;
 using dravix::test::RecordHeader;
 using dravix::test::SameBytes;
@@ -238,6 +242,29 @@ TEST(ShotRead, ManyTagsAreReadQuickly) {
   for (int i = 0; i < 100000; ++i) bytes += Le(64) + Le(i);
   EXPECT_EQ(ShotOf(bytes).color, 99999);
 }
+
+TEST(ShotRead, UnknownTagsArePassedOverHoweverManyThereAre) {
+  std::string bytes = Head(1) + kNoImage;
+  for (int i = 0; i < 100000; ++i) bytes += Le(128);
+  EXPECT_EQ(ShotOf(bytes + Le(64) + Le(9) + kEndTag).color, 9);
+}
+
+#ifndef _WIN32
+TEST(ShotRead, TagsWithoutAnEndAreAnswered) {
+  constexpr std::uint64_t kMostTags = 1 << 19;  // bytes, and what is on the way
+  const TempDir dir;
+  const LogCapture log;
+  for (const std::string& tag : {std::string(), Le(64) + Le(0)}) {
+    const std::string name = dir.File("pipe" + std::to_string(tag.size()) + ".shot");
+    const PipeWriter pipe(name, Head(2) + kNoImage + tag, PipeWriter::Then::kZerosWithoutEnd);
+    Shot shot;
+    EXPECT_EQ(shot.Load(name), DRAVIX_OK);
+    EXPECT_EQ(shot.type, 2U);
+    EXPECT_LE(pipe.Written(), kMostTags + (3 << 16));
+  }
+  EXPECT_THAT(log.Errors(), IsEmpty());
+}
+#endif
 
 // --- buffer ---
 

@@ -14,7 +14,7 @@
 #include <thread>
 #include <utility>
 
-#include "base/broken_pipe.h"
+#include "base/write_signals.h"
 
 namespace dravix::test {
 
@@ -22,16 +22,17 @@ namespace dravix::test {
 /// object lives: a reader that wants more than there is waits forever.
 class PipeWriter {
  public:
-  enum class Then { kWait, kZerosWithoutEnd };
+  enum class Then { kWait, kZerosWithoutEnd, kLastByteWithoutEnd };
 
   PipeWriter(const std::string& name, std::string content, Then then = Then::kWait) {
     EXPECT_EQ(mkfifo(name.c_str(), 0600), 0);
     writer_ = std::thread([this, name, then, text = std::move(content)] {
-      const base::HoldBrokenPipe hold;
+      const base::HoldWriteSignals hold;
       const int pipe = open(name.c_str(), O_WRONLY | O_CLOEXEC);
       Write(pipe, text);
-      const std::string zeros(1 << 16, '\0');
-      while (then == Then::kZerosWithoutEnd && Write(pipe, zeros)) continue;
+      const char again = then == Then::kLastByteWithoutEnd ? text.back() : '\0';
+      const std::string more(1 << 16, again);
+      while (then != Then::kWait && Write(pipe, more)) continue;
       done_.get_future().wait();
       close(pipe);
     });

@@ -1,0 +1,41 @@
+/// Pictures of 8- or 16-bit samples, looked at as if their largest sample had been made 255.
+#pragma once
+
+#include <cstdint>
+#include <opencv2/core.hpp>
+
+#include "kernels/bit_picture.h"
+#include "kernels/histogram.h"
+
+namespace dravix::kernels {
+
+// `picture` is CV_8UC1 or CV_16UC1 and need not be continuous. Rows are divided among the threads.
+
+/// The largest sample; 0 of an empty picture.
+[[nodiscard]] int LargestSample(const cv::Mat& picture);
+/// The largest of some samples. Whole vectors are read, up to 31 samples more.
+[[nodiscard]] int LargestOf(const std::uint16_t* samples, int count);
+/// The sum of some samples.
+[[nodiscard]] std::uint64_t SumOf(const std::uint16_t* samples, int count);
+/// Adds samples to as many sums. Whole vectors are added, up to 31 more.
+void AddTo(std::uint32_t* sums, const std::uint16_t* samples, int count);
+
+/// What the samples are multiplied by to make `largest` 255, as the matrix library computes it; 0
+/// for 0.
+[[nodiscard]] float ScaleToWhite(int largest);
+
+/// How often each 8-bit value occurs when every sample is multiplied by `scale`, rounded half to
+/// even.
+[[nodiscard]] Histogram EightBitCounts(const cv::Mat& picture, float scale);
+
+/// The largest sample whose 8-bit value is at most `level`, which is 0 or more.
+[[nodiscard]] int LargestSampleUpTo(int level, float scale);
+
+/// White where a sample is above `level`.
+[[nodiscard]] BitPicture Above(const cv::Mat& picture, int level);
+
+/// Otsu's level of the picture in 8 bits, as a sample: white is what is above it. `largest` is the
+/// largest sample.
+[[nodiscard]] int OtsuSample(const cv::Mat& picture, int largest);
+
+}  // namespace dravix::kernels

@@ -1,0 +1,38 @@
+/// Gaussian smoothing of a 16-bit picture, row by row, with the bits of cv::GaussianBlur.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace dravix::kernels {
+
+/// A square kernel whose weights are whole numbers of 2^-16, as the matrix library smooths 16-bit
+/// pictures. As many rows as the kernel has are first smoothed down into one row of 32-bit sums,
+/// which no rounding has touched; these are then smoothed across.
+class WideGaussian {
+ public:
+  /// The most values that may be read or written after the last one of a row: all functions work on
+  /// whole vectors.
+  static constexpr int kPadding = 32;
+
+  /// The smoothing that the matrix library does for that side and sigma (pixels), or nothing where
+  /// it cannot be done here: the side is even, below 3 or above 31, or the weights do not add up to
+  /// 1.
+  [[nodiscard]] static std::optional<WideGaussian> Of(int side, double sigma);
+
+  [[nodiscard]] int Radius() const { return static_cast<int>(weights_.size()) / 2; }
+  /// Writes one row of sums from 2 * Radius() + 1 rows, from top to bottom.
+  void Down(const std::vector<const std::uint16_t*>& rows, int count, std::uint32_t* sums) const;
+  /// Writes one smoothed row from its sums, more than Radius() of them. Before the first and after
+  /// the last there is room for Radius() more, which this fills by reflection at the outer sums.
+  void Across(std::uint32_t* sums, int count, std::uint16_t* smoothed) const;
+
+ private:
+  explicit WideGaussian(std::vector<std::uint32_t> weights) : weights_(std::move(weights)) {}
+
+  std::vector<std::uint32_t> weights_;
+};
+
+}  // namespace dravix::kernels

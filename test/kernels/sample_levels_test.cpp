@@ -1,0 +1,136 @@
+#include "kernels/sample_levels.h"
+
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include "kernels/each_target.h"
+#include "kernels/quotient.h"
+#include "support/mats.h"
+
+namespace dravix::test {
+namespace {
+
+/// A part of a larger picture, so that its rows are not continuous, with values up to `high`.
+cv::Mat RandomPart(std::uint64_t seed, int type, double high) {
+  cv::RNG random(seed);
+  const cv::Rect part(random.uniform(0, 9), random.uniform(0, 9), random.uniform(1, 300),
+                      random.uniform(1, 200));
+  return RandomMat(part.size() + cv::Size(20, 20), type, random.next(), 0, high + 1)(part);
+}
+
+struct SampleKind {
+  int type;
+  double high;
+};
+
+class SamplesOfKind : public testing::TestWithParam<SampleKind> {};
+
+TEST_P(SamplesOfKind, LargestOneIsFound) {
+  for (std::uint64_t seed = 0; seed < 5; ++seed) {
+    const cv::Mat picture = RandomPart(seed, GetParam().type, GetParam().high);
+    double largest = 0;
+    cv::minMaxLoc(picture, nullptr, &largest);
+    OnEachTarget([&] { EXPECT_EQ(kernels::LargestSample(picture), largest); });
+  }
+}
+
+TEST(Samples, AreSummedUp) {
+  for (const int count : {1, 7, 31, 64, 333}) {
+    const cv::Mat row = RandomMat({count + 32, 1}, CV_16UC1, 9, 0, 65536);
+    const cv::Mat part = row.colRange(0, count);
+    const auto* samples = row.ptr<std::uint16_t>();
+    double largest = 0;
+    cv::minMaxLoc(part, nullptr, &largest);
+    OnEachTarget([&] {
+      EXPECT_EQ(kernels::SumOf(samples, count), cv::sum(part)[0]);
+      EXPECT_EQ(kernels::LargestOf(samples, count), largest);
+      std::vector<std::uint32_t> sums(static_cast<std::size_t>(count) + 32, 5);
+      kernels::AddTo(sums.data(), samples, count);
+      kernels::AddTo(sums.data(), samples, count);
+      for (int i = 0; i < count; ++i) {
+        EXPECT_EQ(sums[static_cast<std::size_t>(i)], 5U + 2U * samples[i]);
+      }
+    });
+  }
+}
+
+TEST_P(SamplesOfKind, OtsuSampleSplitsLikeTheEightBitPicture) {
+  for (std::uint64_t seed = 0; seed < 5; ++seed) {
+    cv::Mat picture = RandomPart(seed, GetParam().type, GetParam().high);
+    picture.colRange(0, picture.cols / 2) *= 0.3;
+    cv::Mat expected;
+    cv::normalize(picture, expected, 255, 0, cv::NORM_INF, CV_8U);
+    cv::threshold(expected, expected, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+    OnEachTarget([&] {
+      const int level = kernels::OtsuSample(picture, kernels::LargestSample(picture));
+      EXPECT_TRUE(SameBytes(kernels::Above(picture, level).ToMat(), expected)) << level;
+    });
+  }
+}
+
+TEST_P(SamplesOfKind, AboveALevelAreWhite) {
+  const cv::Mat picture = RandomPart(3, GetParam().type, GetParam().high);
+  for (const int level : {0, 1, static_cast<int>(GetParam().high / 2), 255, 65535, 100000}) {
+    const cv::Mat expected = picture > level;
+    OnEachTarget(
+        [&] { EXPECT_TRUE(SameBytes(kernels::Above(picture, level).ToMat(), expected)) << level; });
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SamplesOfKind,
+                         testing::Values(SampleKind{CV_8UC1, 255}, SampleKind{CV_8UC1, 40},
+                                         SampleKind{CV_16UC1, 65535}, SampleKind{CV_16UC1, 4095},
+                                         SampleKind{CV_16UC1, 3}, SampleKind{CV_16UC1, 0}));
+
+TEST(ScaleToWhite, MakesTheEightBitValuesOfTheMatrixLibrary) {
+  cv::Mat all(1, 65536, CV_16UC1);
+  for (int i = 0; i < all.cols; ++i) {
+    all.at<std::uint16_t>(0, i) = static_cast<std::uint16_t>(i);
+  }
+  for (const int largest : {1, 3, 255, 256, 1000, 4095, 40000, 65535}) {
+    const cv::Mat picture = all.colRange(0, largest + 1);
+    cv::Mat values;
+    cv::normalize(picture, values, 255, 0, cv::NORM_INF, CV_8U);
+    const float scale = kernels::ScaleToWhite(largest);
+    kernels::Histogram expected{};
+    for (int i = 0; i <= largest; ++i) ++expected.at(values.at<std::uint8_t>(0, i));
+    OnEachTarget([&] { EXPECT_EQ(kernels::EightBitCounts(picture, scale), expected); });
+    for (const int level : {0, 1, 100, 254}) {
+      const int sample = kernels::LargestSampleUpTo(level, scale);
+      const int last = std::min(sample, largest);
+      EXPECT_LE(values.at<std::uint8_t>(0, last), level);
+      if (sample < largest) {
+        EXPECT_GT(values.at<std::uint8_t>(0, sample + 1), level);
+      }
+    }
+  }
+}
+
+TEST(Quotients, EqualTheMatrixLibraryAlsoWhereTheyAreTooLarge) {
+  cv::RNG random(5);
+  for (const int type : {CV_8UC1, CV_16UC1}) {
+    for (const double scale : {0.0, 1e-3, 0.7, 13.3, 80.0 * 4095, 5e6}) {
+      const double high = type == CV_8UC1 ? 256 : 65536;
+      const cv::Size size(192, 50);
+      const cv::Mat above = RandomMat(size, type, random.next(), 0, high);
+      cv::Mat below = RandomMat(size, type, random.next(), 0, scale > 1e4 ? high : high / 20);
+      below.setTo(0, RandomMat(size, CV_8UC1, random.next(), 0, 8) == 0);
+      cv::Mat expected;
+      cv::divide(above, below, expected, scale, CV_8U);
+      cv::Mat wideAbove;
+      cv::Mat wideBelow;
+      above.convertTo(wideAbove, CV_16U);
+      below.convertTo(wideBelow, CV_16U);
+      OnEachTarget([&] {
+        cv::Mat quotients(size, CV_8UC1);
+        kernels::Quotients(wideAbove.ptr<std::uint16_t>(), wideBelow.ptr<std::uint16_t>(),
+                           quotients.total(), static_cast<float>(scale), quotients.data);
+        EXPECT_TRUE(SameBytes(quotients, expected)) << type << ' ' << scale;
+      });
+    }
+  }
+}
+
+}  // namespace
+}  // namespace dravix::test
