@@ -117,7 +117,7 @@ BitPicture Lit(const CubicWarp& rows, const SearchSettings& settings) {
   BitPicture lit(size);
   for (int top = 0; top < size.height; top += kStrip) {
     const int bottom = std::min(size.height, top + kStrip);
-    lit.SetAbove(picture.rowRange(top, bottom), level, top);
+    for (int y = top; y < bottom; ++y) lit.SetRowAbove(y, picture.ptr(y), level);
     memory.Forget(static_cast<std::size_t>(top) * picture.step[0],
                   static_cast<std::size_t>(bottom) * picture.step[0]);
   }

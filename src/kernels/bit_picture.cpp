@@ -165,11 +165,10 @@ void BitPicture::ClearBeyondWidth(std::uint64_t* row) const {
   if (rest > 0) row[whole] &= (std::uint64_t{1} << rest) - 1;
 }
 
-void BitPicture::SetAbove(const cv::Mat& gray, int level, int top) {
-  CV_Assert(gray.type() == CV_8UC1 && top >= 0 && gray.rows <= size_.height - top &&
-            gray.cols >= size_.width && gray.cols % kWordBits == 0 &&
-            static_cast<std::size_t>(gray.cols / kWordBits) <= words_);
-  for (int y = 0; y < gray.rows; ++y) SetRowAbove(top + y, gray.ptr(y), level);
+void BitPicture::SetAbove(const cv::Mat& gray, int level) {
+  CV_Assert(gray.type() == CV_8UC1 && gray.rows == size_.height && gray.cols >= size_.width &&
+            gray.cols % kWordBits == 0);
+  for (int y = 0; y < size_.height; ++y) SetRowAbove(y, gray.ptr(y), level);
 }
 
 void BitPicture::SetRowAbove(int y, const std::uint8_t* gray, int level) {

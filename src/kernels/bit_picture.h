@@ -24,10 +24,9 @@ class BitPicture {
   [[nodiscard]] std::uint64_t* Row(int y) { return bits_.data() + Offset(y); }
   [[nodiscard]] const std::uint64_t* Row(int y) const { return bits_.data() + Offset(y); }
 
-  /// Sets the bits of the rows from `top` on where `gray` is above `level`, and clears the others.
-  /// CV_8UC1, of this width rounded up to whole words; what stands beyond the width does not
-  /// matter.
-  void SetAbove(const cv::Mat& gray, int level, int top = 0);
+  /// Sets the bits where `gray` is above `level`, and clears the others. CV_8UC1, of this width
+  /// rounded up to whole words; what stands beyond the width does not matter.
+  void SetAbove(const cv::Mat& gray, int level);
   /// The same for one row, from this width rounded up to whole words.
   void SetRowAbove(int y, const std::uint8_t* gray, int level);
   /// Makes black white and white black.

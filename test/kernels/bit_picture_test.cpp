@@ -51,18 +51,6 @@ TEST_P(BitsOfBlobs, ThresholdEqualsTheMatrixLibrary) {
   }
 }
 
-TEST_P(BitsOfBlobs, ThresholdInStripsEqualsThatOfTheWhole) {
-  const cv::Mat gray = Blobs(static_cast<std::uint64_t>(GetParam()));
-  constexpr int kWord = BitPicture::kWordBits;
-  cv::Mat padded(gray.rows, (gray.cols + kWord - 1) / kWord * kWord, CV_8UC1, cv::Scalar(255));
-  gray.copyTo(padded.colRange(0, gray.cols));
-  BitPicture inStrips(gray.size());
-  for (int top = 0; top < gray.rows; top += 7) {
-    inStrips.SetAbove(padded.rowRange(top, std::min(top + 7, gray.rows)), 128, top);
-  }
-  EXPECT_TRUE(SameBytes(inStrips.ToMat(), Above(gray, 128).ToMat()));
-}
-
 TEST_P(BitsOfBlobs, OtsuLevelEqualsTheMatrixLibrary) {
   const cv::Mat gray = Blobs(static_cast<std::uint64_t>(GetParam()));
   kernels::ValueCounter counter;
