@@ -9,6 +9,8 @@ does not compile and is not counted.
 import collections
 import re
 
+# A statement that does nothing; an empty one after an `if` would be a warning.
+NOTHING = "static_cast<void>(0)"
 Fault = collections.namedtuple("Fault", "kind begin end text")
 
 OPERATORS = {
@@ -174,5 +176,5 @@ def places(source):
                 add("arguments", first[0], second[1], swapped(source, first, second))
     for begin, end in statements(code):
         if STATEMENT.match(code[begin:end]):
-            add("statement", begin, end, "")
+            add("statement", begin, end, NOTHING)
     return [found[key] for key in sorted(found)]

@@ -5,8 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <opencv2/imgproc.hpp>
 #include <string>
+#include <tuple>
 
 #include "checkerboard/cell_search.h"
 #include "checkerboard/checkerboard.h"

@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <climits>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "extractor/extractor.h"
 #include "extractor/rectify.h"

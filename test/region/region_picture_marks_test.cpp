@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "region/region_picture.h"
 #include "support/mats.h"
