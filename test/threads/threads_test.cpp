@@ -21,6 +21,7 @@
 #include "sim/render.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
+#include "threads/visible_threads.h"
 
 namespace dravix::test {
 namespace {
@@ -240,7 +241,14 @@ std::string AllFindings(const Shared& shared) {
   return found.Text();
 }
 
-TEST(Threads, EightFindWhatOneFinds) {
+class Threads : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    cv::parallel::setParallelForBackend(std::make_shared<VisibleThreads>(), true);
+  }
+};
+
+TEST_F(Threads, EightFindWhatOneFinds) {
   const Shared shared;
   const std::string alone = AllFindings(shared);
   EXPECT_NE(alone.find("extract pro 0\n"), std::string::npos);
@@ -258,7 +266,7 @@ TEST(Threads, EightFindWhatOneFinds) {
 }
 
 /// Copies of one region share its mask, and shots are copied while others measure them.
-TEST(Threads, CopiesOfSharedObjectsAreTheirOwn) {
+TEST_F(Threads, CopiesOfSharedObjectsAreTheirOwn) {
   const Shared shared;
   std::array<std::int32_t, kThreads> codes{};
   {
@@ -280,7 +288,7 @@ TEST(Threads, CopiesOfSharedObjectsAreTheirOwn) {
 }
 
 /// The log is one for all; lines of several threads are whole.
-TEST(Threads, LinesOfTheLogAreWhole) {
+TEST_F(Threads, LinesOfTheLogAreWhole) {
   const LogCapture log;
   constexpr int kCalls = 50;
   {
