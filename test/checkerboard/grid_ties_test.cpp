@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "checkerboard/grid.h"
+#include "kernels/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -32,7 +33,9 @@ struct FlatBoard {
       if (color == 0) lit = rects.size();
     }
   }
-  std::optional<Placement> Placed() const { return PlaceInGrid(rects, lit, grid, kCell, mask); }
+  std::optional<Placement> Placed() const {
+    return PlaceInGrid(rects, lit, grid, kCell, kernels::BitsOf(mask));
+  }
   cv::Rect& Find(int column, int row) {
     return *std::find(rects.begin(), rects.end(), At(column, row));
   }

@@ -6,6 +6,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "checkerboard/binarize.h"
+#include "kernels/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -35,9 +36,10 @@ struct UnevenBoard {
     RectifyParams params;
     params.edgeLevelPercent = edgeLevelPercent;
     params.cell = cell;
-    const cv::Mat all(measured.size(), CV_8UC1, cv::Scalar(255));
+    const kernels::BitPicture all =
+        kernels::BitsOf(cv::Mat(measured.size(), CV_8UC1, cv::Scalar(255)));
     const Rectified both{picture, measured};
-    return Binarized(Binarization::kLocal, both, Quotient(both, all), params);
+    return Binarized(Binarization::kLocal, both, Quotient(both, all), params).ToMat();
   }
   double Right(const cv::Mat& binary) const {
     return cv::countNonZero(binary == truth) / static_cast<double>(truth.total());

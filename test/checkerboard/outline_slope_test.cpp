@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "checkerboard/outline_profile.h"
+#include "kernels/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -32,13 +33,13 @@ struct SlopingScreen {
     lit += stray;
     lit.convertTo(light, CV_16U);
   }
-  OutlineInput Input(const cv::Rect& box, const cv::Mat& mask, cv::Size2d cell) const {
+  OutlineInput Input(const cv::Rect& box, const kernels::BitPicture& mask, cv::Size2d cell) const {
     return {light, mask, box, level, cell};
   }
-  cv::Mat Mask(const cv::Rect& box) const {
+  kernels::BitPicture Mask(const cv::Rect& box) const {
     cv::Mat mask = cv::Mat::zeros(light.size(), CV_8UC1);
     mask(box).setTo(255);
-    return mask;
+    return kernels::BitsOf(mask);
   }
   OutlineProfile Measured(const cv::Rect& box, double rise, cv::Size2d cell = {80, 80}) const {
     return MeasuredOutline(Input(box, Mask(box), cell), rise);

@@ -12,6 +12,7 @@
 
 #include "checkerboard/cell_search.h"
 #include "checkerboard/checkerboard.h"
+#include "kernels/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -38,7 +39,7 @@ struct Blocks {
 };
 
 FoundBlocks FirstSearch(const Blocks& blocks, const SearchParams& params) {
-  CellSearch search(blocks.lit, blocks.mask, params);
+  CellSearch search(kernels::BitsOf(blocks.lit), kernels::BitsOf(blocks.mask), params);
   return search.Next();
 }
 
@@ -46,7 +47,7 @@ TEST(SmallCells, OfEveryShapeAreFoundWithTheSmallestKernelThatPartsThem) {
   for (const cv::Size& shape :
        {cv::Size(8, 8), cv::Size(8, 40), cv::Size(40, 8), cv::Size(13, 9)}) {
     const Blocks blocks(shape);
-    CellSearch search(blocks.lit, blocks.mask, {3, 1, 1e6});
+    CellSearch search(kernels::BitsOf(blocks.lit), kernels::BitsOf(blocks.mask), {3, 1, 1e6});
     // The third search grows them back until they touch at their corners.
     for (int i = 0; i < 2; ++i) {
       const FoundBlocks found = search.Next();
