@@ -130,8 +130,8 @@ TEST(WriteMatRecordAs, WritesWhatTheConvertedMatrixWouldGive) {
   for (const int depth : {CV_8U, CV_8S, CV_16U, CV_16S, CV_32S, CV_32F, CV_64F}) {
     for (const int channels : {1, 3}) {
       for (const cv::Size size : {cv::Size(1, 1), cv::Size(701, 613), cv::Size(300'001, 2)}) {
-        const cv::Mat whole =
-            RandomBytes(size + cv::Size(3, 2), CV_MAKETYPE(depth, channels), 7 + depth);
+        const cv::Mat whole = RandomBytes(size + cv::Size(3, 2), CV_MAKETYPE(depth, channels),
+                                          static_cast<std::uint64_t>(7 + depth));
         for (const cv::Mat& m : {whole, cv::Mat(whole, cv::Rect(cv::Point(2, 1), size))}) {
           cv::Mat converted;
           m.convertTo(converted, CV_16U);
