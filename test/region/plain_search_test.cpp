@@ -108,7 +108,10 @@ Shot ShotOf(const Scene& scene) {
   Shot shot;
   shot.type = CIE_Y;
   shot.image = scene.photo;
-  if (scene.camType != 0) shot.device.emplace().cam_type = scene.camType;
+  if (scene.camType != 0) {
+    shot.device = Shot::Device{};
+    shot.device->cam_type = scene.camType;
+  }
   return shot;
 }
 
