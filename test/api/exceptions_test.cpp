@@ -175,7 +175,7 @@ std::string Throwing() {
         const TempDir folder;
         Shot shot = ShotOf(image, type);
         const Remembered before(shot);
-        const Ended ended = How([&] { call(shot, folder); });
+        const Ended ended = How([&, &run = call] { run(shot, folder); });
         if (ended == Ended::kReturned) continue;
         threw = true;
         EXPECT_EQ(Remembered(shot), before) << what << " of " << kind << " changed the shot";
