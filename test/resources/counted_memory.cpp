@@ -89,6 +89,13 @@ void* operator new(std::size_t size) {
   dravix::test::RequireAllowed(size);
   return dravix::test::Taken(std::malloc(size));
 }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
 void* operator new(std::size_t size, std::align_val_t alignment) {
   dravix::test::RequireAllowed(size);
   const auto bound = static_cast<std::size_t>(alignment);
