@@ -34,6 +34,7 @@ constexpr int kBorderDepth = 2;
 std::vector<ColumnRun> CellRuns(const CheckerboardDetector& detector, const cv::Rect& cell,
                                 bool border) {
   if (border) return FirstRuns(detector.mask(cell));
+  if (cell.width < 0) CV_Error(cv::Error::StsOutOfRange, "a cell has a width below 0");
   return std::vector<ColumnRun>(static_cast<std::size_t>(cell.width), ColumnRun{0, cell.height});
 }
 

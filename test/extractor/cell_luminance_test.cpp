@@ -141,6 +141,13 @@ TEST(CellLuminance, CellOutsideTheImageThrows) {
   EXPECT_THROW(dravix.CalLum(scene.image, DetectorWith(scene.cells)), cv::Exception);
 }
 
+TEST(CellLuminance, InnerCellOfNegativeWidthThrows) {
+  CellScene scene = UniformScene(3, 3);
+  scene.cells.rects[4].width = -1;
+  Dravix dravix = ExtractorFor(scene);
+  EXPECT_THROW(dravix.CalLum(scene.image, DetectorWith(scene.cells)), cv::Exception);
+}
+
 TEST(CellLuminance, BlocksThatLeaveTheMatrixThrow) {
   const CellScene scene = UniformScene(2, 2);
   Dravix dravix = ExtractorFor(scene);
