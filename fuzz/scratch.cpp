@@ -13,12 +13,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+std::string NewName() {
+  std::random_device random;
+  return "dravix-fuzz-" + std::to_string(random()) + "-" + std::to_string(random());
+}
+
 class Scratch {
  public:
-  Scratch() {
-    std::random_device random;
-    path_ = fs::temp_directory_path() /
-            ("dravix-fuzz-" + std::to_string(random()) + "-" + std::to_string(random()));
+  Scratch() : path_(fs::temp_directory_path() / NewName()) {
     Require(fs::create_directory(path_), "the scratch folder can be made");
   }
   Scratch(const Scratch&) = delete;

@@ -80,7 +80,7 @@ std::vector<double> Sums(const cv::Mat& picture, const cv::Rect& part, Axis axis
   }
   std::vector<std::uint32_t> sums(rows.PaddedCount());
   for (int y = 0; y < part.height; ++y) kernels::AddTo(sums.data(), rows.At(y), part.width);
-  return {sums.begin(), sums.begin() + part.width};
+  return std::vector<double>(sums.begin(), sums.begin() + part.width);
 }
 
 /// What is seen between two neighboring blocks.
