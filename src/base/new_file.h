@@ -62,8 +62,9 @@ class NewFile {
                                      Name name);
   [[nodiscard]] std::error_code Link(const std::filesystem::path& name);
 
-  OutputFile file_;
+  // The file closes before its folder goes: Windows removes no open file.
   TemporaryFolder folder_;
+  OutputFile file_;
   bool hasName_ = false;
   bool wantsEarlyName_ = false;
 };
