@@ -9,6 +9,8 @@
 namespace dravix::image {
 
 bool WritePicture(const std::string& fullname, const cv::Mat& picture) {
+  // Encoders take the sides of other matrices for sizes; that of JPEG then divides by zero.
+  if (picture.empty() || picture.dims > 2) return false;
   // As cv::imwrite takes it: from the last point of the whole name, folders included.
   const std::size_t point = fullname.rfind('.');
   if (point == std::string::npos) return false;
