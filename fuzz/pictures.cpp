@@ -14,6 +14,7 @@ constexpr unsigned kDepths = 8;  // of the matrix library, 16-bit floats include
 constexpr unsigned kThreeDimensions = 0x40;
 constexpr unsigned kPartOfWider = 0x80;
 constexpr unsigned kZooms = 8;
+constexpr int kPointSteps = 8;  // of the stored number for one pixel
 
 /// As many rows as the claim says and the bytes allow.
 int RowsThere(int claimed, std::size_t rowBytes, std::size_t there) {
@@ -170,11 +171,8 @@ Shot TakeLargeShot(Input& input) {
 }
 
 cv::Point TakePoint(Input& input) {
-  const int x = input.Take<std::int16_t>();
-  const int y = input.Take<std::int16_t>();
-  // The rarest values stand for numbers of 32 bits.
-  constexpr int kAny = -32768;
-  return {x == kAny ? input.Take<std::int32_t>() : x, y == kAny ? input.Take<std::int32_t>() : y};
+  const int x = input.Take<std::int16_t>() / kPointSteps;
+  return {x, input.Take<std::int16_t>() / kPointSteps};
 }
 
 std::vector<cv::Point> TakePoints(Input& input) {
@@ -222,8 +220,8 @@ void PutGroups(const Shot& shot, base::ByteWriter& out) {
 void PutPoints(const std::vector<cv::Point>& points, base::ByteWriter& out) {
   out.Write(static_cast<std::uint8_t>(points.size()));
   for (const cv::Point& point : points) {
-    out.Write(static_cast<std::int16_t>(point.x));
-    out.Write(static_cast<std::int16_t>(point.y));
+    out.Write(static_cast<std::int16_t>(point.x * kPointSteps));
+    out.Write(static_cast<std::int16_t>(point.y * kPointSteps));
   }
 }
 

@@ -27,7 +27,8 @@ void TakeGroups(Input& input, Shot& shot);
 /// A plane type, groups and a large picture.
 [[nodiscard]] Shot TakeLargeShot(Input& input);
 
-/// A point within or near a picture, in 16 bits each, or with any coordinates.
+/// A point within some 4000 pixels of a picture, from 16 bits each. Rectifying by corners takes as
+/// much memory as they are apart: corners in all of 32 bits would ask for more than there is.
 [[nodiscard]] cv::Point TakePoint(Input& input);
 /// Up to seven points.
 [[nodiscard]] std::vector<cv::Point> TakePoints(Input& input);

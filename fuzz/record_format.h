@@ -60,6 +60,12 @@ void CheckRecordFormat(base::ByteView bytes, const std::string& extension) {
   const std::string read = ScratchFile("read" + extension, bytes);
   const Outcome file = OutcomeOf([&] { return fromFile.Load(read); });
   if (bytes.data() == nullptr) return;  // no buffer at all
+  Require(Stored().Load(ScratchName("none" + extension)) == DRAVIX_CANNOT_READ &&
+              Stored().Load(read + "x") == DRAVIX_WRONG_EXTENSION &&
+              Stored().Save(ScratchName("none/file" + extension)) == DRAVIX_CANNOT_WRITE &&
+              Stored().Save(read + "x") == DRAVIX_WRONG_EXTENSION &&
+              Stored().FromBuffer(nullptr, 0) == DRAVIX_NULL_ARGUMENT,
+          "what cannot be read or written is told");
   Require(buffer == file, "file and buffer end alike");
 
   const std::string saved = ScratchName("saved" + extension);

@@ -1,4 +1,5 @@
 // Sequences of operations and calls, as their targets take them.
+#include <limits>
 #include <opencv2/imgproc.hpp>
 
 #include "fuzz/pictures.h"
@@ -22,6 +23,43 @@ cv::Mat Noise(cv::Size size, int type) {
 void PutShot(base::ByteWriter& out, std::uint32_t type, const cv::Mat& picture) {
   Bytes(out, {static_cast<int>(type), 0});
   PutPicture(picture, out);
+}
+
+/// Each operation with what it refuses.
+void AddRefusedShotImages(Seeds& seeds) {
+  base::ByteWriter empty;
+  PutShot(empty, CAM_RGB, cv::Mat(0, 0, CV_16UC3));
+  Bytes(empty, {3, 0, 3, 7, 5, 6, 7, 45, 0, 7, 90, 0, 8, 9, 11, 0, 0, 11, 0, 1, 4, CIE_Y});
+  PutPicture(Noise({3, 3}, CV_32FC1), empty);
+  seeds.Add("shot_image", "empty", empty.Data());
+
+  base::ByteWriter refused;
+  PutShot(refused, CAM_RGB, Noise({4, 3}, CV_16UC3));
+  Bytes(refused, {4, 0x33});
+  PutPicture(Noise({3, 3}, CV_32FC1), refused);
+  Bytes(refused, {4, CIE_Y});
+  PutPicture(Noise({2, 3}, CV_32FC1), refused);
+  Bytes(refused, {0});
+  PutShot(refused, CAM_G, Noise({5, 3}, CV_8UC1));
+  Bytes(refused, {5, 1, CIE_Y, 2, 46, 0, 0x70, 10, 3, 7, 4, CIE_Y});
+  PutPicture(Noise({3, 3}, CV_32FC1), refused);
+  Bytes(refused, {7, 45, 0});
+  seeds.Add("shot_image", "refused", refused.Data());
+
+  base::ByteWriter eightBit;
+  PutShot(eightBit, CAM_RGB, Noise({4, 3}, CV_8UC3));
+  Bytes(eightBit, {4, CIE_Y});
+  PutPicture(Noise({3, 3}, CV_32FC1), eightBit);
+  seeds.Add("shot_image", "eight-bit", eightBit.Data());
+
+  Shot shot;
+  shot.SetColor(5);
+  base::ByteWriter color;
+  Bytes(color, {CAM_G});
+  PutGroups(shot, color);
+  PutPicture(Noise({4, 3}, CV_16UC1), color);
+  Bytes(color, {11, 0, 1, 11, 0, 0});
+  seeds.Add("shot_image", "color", color.Data());
 }
 
 void AddShotImages(Seeds& seeds) {
@@ -56,9 +94,15 @@ void AddShotImages(Seeds& seeds) {
       Bytes(set, {2, code & 0xFF, code >> 8, static_cast<int>(type)});
     }
   }
-  Bytes(set, {4, CIE_Y});
-  PutPicture(Noise({3, 3}, CV_64FC1), set);
   seeds.Add("shot_image", "set", set.Data());
+  for (const ShotType type : {CIE_X, CIE_Y, CIE_Z}) {
+    base::ByteWriter convert;
+    PutShot(convert, CAM_RGB, Noise({4, 3}, CV_16UC3));
+    Bytes(convert, {4, static_cast<int>(type)});
+    PutPicture(Noise({3, 3}, CV_64FC1), convert);
+    seeds.Add("shot_image", "to-" + std::to_string(type), convert.Data());
+  }
+  AddRefusedShotImages(seeds);
 }
 
 void AddShotMetadata(Seeds& seeds) {
@@ -87,6 +131,22 @@ void AddShotMetadata(Seeds& seeds) {
   out.Write(std::int32_t{35});
   Bytes(out, {4, 5, 6});
   seeds.Add("shot_metadata", "full", out.Data());
+  base::ByteWriter checks;
+  const auto check = [&checks](std::uint32_t flags) {
+    Bytes(checks, {3});
+    checks.Write(flags);
+  };
+  Bytes(checks, {8});
+  PutLargePicture(Noise({8, 6}, CV_8UC1), 1, checks);
+  Bytes(checks, {7, 8});
+  PutLargePicture(Noise({6, 6}, CV_8UC1), 1, checks);
+  for (const std::uint32_t flags : {2U, 4U, 0x20U, 0x100U, 0x1000U, 0x10000U, 0x100000U})
+    check(flags);
+  Bytes(checks, {1, 0});
+  checks.Write(std::uint32_t{CIE_Y});
+  check(0x10);
+  check(4);
+  seeds.Add("shot_metadata", "checks", checks.Data());
   full.partition->w = 99;
   full.panel->w = 0;
   full.pattern->loc_x = 5;
@@ -110,7 +170,7 @@ void AddRegionCalls(Seeds& seeds) {
   Bytes(out, {3});
   out.Write(std::int32_t{400}), out.Write(std::int32_t{380});
   PutPoints(corners, out);
-  Bytes(out, {4, 8, 9});
+  Bytes(out, {4, 8, 9, 0});
   for (const int quarters : {1, 2, 3, 4, -4}) Bytes(out, {7, 1, quarters});
   Bytes(out, {4, 8, 6});
   PutPoints(corners, out);
@@ -124,30 +184,77 @@ void AddRegionCalls(Seeds& seeds) {
   cv::Mat area = cv::Mat::zeros(240, 240, CV_8UC1);
   cv::fillConvexPoly(area, std::vector<cv::Point>{{8, 8}, {232, 0}, {239, 230}, {0, 239}}, 255);
   PutLargePicture(area, 8, mask);
-  Bytes(mask, {70, 70, 70, 70, 4, 8, 9, 2});
+  Bytes(mask, {70, 70, 70, 70, 4, 8, 9, 0, 2});
   mask.Write(0.05F), mask.Write(std::int32_t{61});
   Bytes(mask, {4, 2});
   mask.Write(0.05F), mask.Write(std::int32_t{2000});
   Bytes(mask, {4, 0});
   for (const std::int32_t field : {20000, 20000, 5, 6, 4, 4}) mask.Write(field);
   PutPicture(Noise({4, 4}, CV_8UC1), mask);
-  Bytes(mask, {4, 8, 9});
+  Bytes(mask, {4, 8, 9, 0});
   seeds.Add("region_calls", "by-mask", mask.Data());
+}
+
+/// Each operation with what it refuses, and pictures that are large enough for every mark.
+void AddOtherRegionCalls(Seeds& seeds) {
+  base::ByteWriter refused;
+  Bytes(refused, {9, 0, 10, 4, 3});
+  refused.Write(std::int32_t{100}), refused.Write(std::int32_t{100});
+  PutPoints({{1, 1}, {2, 1}, {3, 1}, {4, 90}}, refused);
+  Bytes(refused, {3});
+  refused.Write(std::int32_t{100}), refused.Write(std::int32_t{100});
+  PutPoints({{1, 1}, {2, 1}, {3, 1}, {4, 190}}, refused);
+  Bytes(refused, {6});
+  PutPoints({{1, 1}, {2, 1}}, refused);
+  Bytes(refused, {5});
+  PutShot(refused, CIE_Y, Noise({40, 30}, CV_16UC1));
+  Bytes(refused, {10, 7, 0, 45, 0, 0, 0, 0});
+  for (const std::int32_t field : {20, 20, 15, 6, 10, 10}) refused.Write(field);
+  PutPicture(Noise({10, 10}, CV_8UC1), refused);
+  Bytes(refused, {4, 9, 1, 0});
+  for (const std::int32_t field : {20, 20, 5, 6, 10, 10}) refused.Write(field);
+  PutPicture(Noise({10, 10}, CV_16UC1), refused);
+  Bytes(refused, {4, 9, 0});
+  seeds.Add("region_calls", "refused", refused.Data());
+
+  // A square on its tip has one corner above and two beside: no order fits.
+  base::ByteWriter tip;
+  Bytes(tip, {2});
+  tip.Write(0.02F), tip.Write(std::int32_t{60});
+  Bytes(tip, {1});
+  cv::Mat area = cv::Mat::zeros(400, 400, CV_8UC1);
+  cv::fillConvexPoly(area, std::vector<cv::Point>{{200, 0}, {399, 200}, {200, 399}, {0, 200}}, 255);
+  PutLargePicture(area, 8, tip);
+  Bytes(tip, {70, 70, 70, 70, 4});
+  seeds.Add("region_calls", "tip", tip.Data());
+
+  base::ByteWriter picture;
+  Bytes(picture, {5});
+  PutShot(picture, CIE_Y, Noise({90, 80}, CV_8UC1));
+  Bytes(picture, {3});
+  picture.Write(std::int32_t{90}), picture.Write(std::int32_t{80});
+  PutPoints({{10, 12}, {80, 10}, {82, 70}, {8, 72}}, picture);
+  Bytes(picture, {9, 0, 9, 1});
+  seeds.Add("region_calls", "picture", picture.Data());
 }
 
 void AddCornerOrder(Seeds& seeds) {
   const auto put = [&](const char* name, const std::vector<cv::Point>& points) {
     base::ByteWriter out;
-    PutPoints(points, out);
-    PutPoints({{3, 4}, {20, 30}}, out);
+    Bytes(out, {static_cast<int>(points.size())});
+    for (const cv::Point& point : points) out.Write(point.x), out.Write(point.y);
+    for (const int number : {3, 4, 20, 30}) out.Write(number);
     for (const float number : {10.0F, 20.0F, 30.0F, 40.0F, 25.0F}) out.Write(number);
     seeds.Add("corner_order", name, out.Data());
   };
+  constexpr int kMost = std::numeric_limits<int>::max();
   put("ordered", {{50, 60}, {330, 50}, {340, 320}, {60, 330}});
   put("mixed", {{340, 320}, {50, 60}, {60, 330}, {330, 50}});
   put("line", {{10, 10}, {20, 10}, {40, 10}, {60, 10}});
   put("three-above", {{10, 10}, {20, 10}, {40, 10}, {60, 90}});
+  put("three-below", {{10, 10}, {20, 90}, {40, 90}, {60, 90}});
   put("three", {{10, 10}, {20, 10}, {40, 40}});
+  put("far", {{kMost, -kMost}, {-kMost, -kMost}, {kMost, kMost}, {-kMost, kMost}});
 }
 
 void AddFiles(Seeds& seeds) {
@@ -231,6 +338,7 @@ void AddCallSeeds(Seeds& seeds) {
   AddShotImages(seeds);
   AddShotMetadata(seeds);
   AddRegionCalls(seeds);
+  AddOtherRegionCalls(seeds);
   AddCornerOrder(seeds);
   AddFiles(seeds);
   AddHandleCalls(seeds);

@@ -138,6 +138,7 @@ void AddDumps(Seeds& seeds) {
   seeds.Add("raw_dump", "rows-of-nothing", dump(0, 2147483647, 0, 0x02, 0));
   seeds.Add("raw_dump", "negative", dump(-6, -4, 0, 0x02, 24));
   seeds.Add("raw_dump", "product-of-32-bits", dump(65536, 65536, 0, 0x02, 0));
+  seeds.Add("raw_dump", "beyond-32-bits", dump(65536, 65537, 0, 0x02, 0));
   seeds.Add("raw_dump", "camera", dump(6, 120016, 0, 0x02, 24));
 }
 

@@ -142,21 +142,41 @@ void AddSingle(Seeds& seeds, const std::string& name, const Shot& photo,
   search.Write(std::uint8_t{0});
   PutLargeShot(photo, search);
   seeds.Add("region_search", name, search.Data());
-  base::ByteWriter parameters;
-  parameters.Write(std::uint8_t{3});
-  parameters.Write(std::uint8_t{7}), parameters.Write(3.0F);
-  PutLargeShot(photo, parameters);
-  seeds.Add("region_search", name + "-parameters", parameters.Data());
+  for (const float sigma : {3.0F, 0.0F, -1.0F, 0.2F, 1e9F}) {
+    base::ByteWriter parameters;
+    parameters.Write(std::uint8_t{3});
+    parameters.Write(std::uint8_t{7}), parameters.Write(sigma);
+    PutLargeShot(photo, parameters);
+    seeds.Add("region_search", name + "-sigma-" + std::to_string(sigma), parameters.Data());
+  }
+  Shot colors;
+  colors.type = CAM_RGB;
+  cv::Mat half;
+  cv::resize(photo.image, half, photo.image.size() / 6, 0, 0, cv::INTER_AREA);
+  for (const int type : {CV_16UC1, CV_8UC1, CV_32FC1, CV_16UC3}) {
+    cv::Mat depth;
+    half.convertTo(depth, CV_MAT_DEPTH(type), CV_MAT_DEPTH(type) == CV_8U ? 1 / 16.0 : 1.0);
+    if (CV_MAT_CN(type) == 3) cv::cvtColor(depth, depth, cv::COLOR_GRAY2BGR);
+    base::ByteWriter kind;
+    kind.Write(std::uint8_t{8});
+    kind.Write(static_cast<std::uint8_t>(colors.type));
+    PutGroups(colors, kind);
+    PutPicture(depth, kind);
+    seeds.Add("region_search", name + "-type-" + std::to_string(type), kind.Data());
+  }
 }
 
 /// Masks for the corner search: a quadrilateral, a triangle, noise.
 void AddMasks(Seeds& seeds) {
-  const auto put = [&](const char* name, const cv::Mat& mask, std::uint8_t margin) {
-    base::ByteWriter out;
-    out.Write(std::uint8_t{50});
-    for (int side = 0; side < 4; ++side) out.Write(margin);
-    PutLargePicture(mask, 8, out);
-    seeds.Add("strong_corners", name, out.Data());
+  const auto put = [&](const std::string& name, const cv::Mat& mask, std::uint8_t margin) {
+    for (const bool gray : {false, true}) {
+      base::ByteWriter out;
+      out.Write(std::uint8_t{50});
+      for (int side = 0; side < 4; ++side) out.Write(margin);
+      out.Write(static_cast<std::uint8_t>(gray));
+      PutLargePicture(mask, 8, out);
+      seeds.Add("strong_corners", name + (gray ? "-gray" : ""), out.Data());
+    }
   };
   cv::Mat quad = cv::Mat::zeros(280, 320, CV_8UC1);
   cv::fillConvexPoly(quad, std::vector<cv::Point>{{8, 16}, {300, 8}, {310, 270}, {20, 260}}, 255);
@@ -234,6 +254,11 @@ void AddMeasuringSeeds(Seeds& seeds) {
     AddDetector(seeds, scene, photo, board);
     AddSingle(seeds, scene.name, photo, corners);
   }
+  base::ByteWriter dark;
+  dark.Write(std::uint8_t{8});
+  dark.Write(std::uint8_t{CIE_Y}), dark.Write(std::uint8_t{0});
+  PutPicture(cv::Mat::zeros(20, 30, CV_16UC1), dark);
+  seeds.Add("region_search", "dark", dark.Data());
   AddMasks(seeds);
   AddAreas(seeds);
 }

@@ -9,6 +9,11 @@
 namespace dravix::fuzz {
 namespace {
 
+cv::Point TakeAnyPoint(Input& input) {
+  const auto x = input.Take<std::int32_t>();
+  return {x, input.Take<std::int32_t>()};
+}
+
 bool Less(const cv::Point& a, const cv::Point& b) { return a.x != b.x ? a.x < b.x : a.y < b.y; }
 
 std::vector<cv::Point> Sorted(std::vector<cv::Point> points) {
@@ -19,7 +24,8 @@ std::vector<cv::Point> Sorted(std::vector<cv::Point> points) {
 }  // namespace
 
 FUZZ_TARGET(corner_order, input) {
-  const std::vector<cv::Point> points = TakePoints(input);
+  std::vector<cv::Point> points(input.TakeBelow(8));
+  for (cv::Point& point : points) point = TakeAnyPoint(input);
   const std::vector<cv::Point> ordered = OrderCorners(points);
   if (!ordered.empty()) {
     Require(Sorted(ordered) == Sorted(points), "the corners are those that were given");
@@ -28,8 +34,8 @@ FUZZ_TARGET(corner_order, input) {
     Require(std::max(ordered[0].y, ordered[1].y) <= std::min(ordered[2].y, ordered[3].y),
             "upper corners are above lower ones");
   }
-  const cv::Point origin = TakePoint(input);
-  const cv::Point size = TakePoint(input);
+  const cv::Point origin = TakeAnyPoint(input);
+  const cv::Point size = TakeAnyPoint(input);
   Require(RectToCorners(cv::Rect(origin.x, origin.y, size.x, size.y)).size() == 4, "four corners");
   const cv::RotatedRect box({input.Take<float>(), input.Take<float>()},
                             {input.Take<float>(), input.Take<float>()}, input.Take<float>());

@@ -14,6 +14,7 @@ FUZZ_TARGET(dng_direct, input) {
   const cv::Mat samples = BImage::ReadDngToup(name);
   Require(samples.empty() || samples.total() * 2 <= input.Rest().size(),
           "a picture has no more samples than its file");
+  Require(BImage::ReadDngToup(ScratchName("none")).empty(), "no file, no picture");
   Shot shot;
   const std::int32_t code = shot.ReadDngToupTek(name, type);
   Require((code == 0) == !shot.image.empty(), "a shot gets its image, or stays as it was");

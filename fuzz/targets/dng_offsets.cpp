@@ -15,6 +15,7 @@ FUZZ_TARGET(dng_offsets, input) {
   const cv::Mat samples = BImage::ReadRggbDng(name);
   Require(samples.empty() || samples.total() * 2 <= input.Rest().size(),
           "a picture has no more samples than its file");
+  Require(BImage::ReadRggbDng(ScratchName("none")).empty(), "no file, no picture");
   Shot shot;
   const std::int32_t code = shot.ReadDng(name, type, bayerCode);
   Require((code == 0) == !shot.image.empty(), "a shot gets its image, or stays as it was");

@@ -11,6 +11,7 @@ FUZZ_TARGET(pgm, input) {
   const std::string name = ScratchFile("picture.pgm", input.Rest());
   const cv::Mat before(1, 1, CV_8UC1, cv::Scalar(7));
   cv::Mat picture = before;
+  Require(!BImage::ReadPgm16(ScratchName("none"), picture), "no file, no picture");
   const bool read = BImage::ReadPgm16(name, picture);
   Require(read || picture.data == before.data, "a picture that is not read stays as it was");
   if (!read) return;

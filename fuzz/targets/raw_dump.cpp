@@ -25,6 +25,8 @@ FUZZ_TARGET(raw_dump, input) {
   Require(samples.empty() || std::memcmp(samples.data, dump.data(), dump.size()) == 0,
           "the samples are those of the dump");
 
+  Require(BImage::ReadOrvelRaw(ScratchName("none"), rows, cols).empty(), "no file, no picture");
+
   Shot shot;
   const std::int32_t code = shot.CreateFromRaw(name, type, cols, rows, bayerCode);
   Require((code == 0) == !shot.image.empty(), "a shot gets its image, or stays as it was");

@@ -82,13 +82,19 @@ void Store(RegionOI& region) {
           "a region survives its file");
 }
 
+void Draw(const RegionOI& region, const Shot& shot, Input& input) {
+  constexpr const char* kNames[] = {"region.bmp", "region.xyz", "none/region.bmp"};
+  const std::string name = ScratchName(kNames[input.TakeBelow(3)]);
+  static_cast<void>(Refused([&] { static_cast<void>(region.ExportImage(name, shot)); }));
+}
+
 }  // namespace
 
 FUZZ_TARGET(region_calls, input) {
   RegionOI region;
   Shot shot;
   for (int steps = 0; steps < 16 && !input.Empty(); ++steps) {
-    switch (input.TakeBelow(10)) {
+    switch (input.TakeBelow(11)) {
       case 0:
         TakeFields(region, input);
         break;
@@ -116,11 +122,11 @@ FUZZ_TARGET(region_calls, input) {
       case 8:
         Store(region);
         break;
+      case 9:
+        Draw(region, shot, input);
+        break;
       default:
-        static_cast<void>(Refused([&] {
-          const std::string name = ScratchName("region.bmp");
-          static_cast<void>(region.ExportImage(name, shot));
-        }));
+        static_cast<void>(Refused([&] { static_cast<void>(region.WarpPerspective(&shot)); }));
     }
   }
 }

@@ -1,7 +1,7 @@
 // A scene of the simulator, which the tool reads from a JSON file.
 #include "files/scene_json.h"
 
-#include "files/files.h"
+#include "files/json_file.h"
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"
 #include "terminal/failure.h"
@@ -12,7 +12,7 @@ FUZZ_TARGET(scene_json, input) {
   const std::string name = ScratchFile("scene.json", input.Rest());
   sim::Scene scene;
   try {
-    tool::ApplyScene(name, tool::Json::parse(tool::ReadFile(name), nullptr, false), scene);
+    tool::ApplyScene(name, tool::ReadJson(name), scene);
     tool::RequireReasonable(name, scene);
   } catch (const tool::Failure&) {
     return;

@@ -14,10 +14,13 @@ FUZZ_TARGET(strong_corners, input) {
   const int top = input.Take<std::uint8_t>();
   const int right = input.Take<std::uint8_t>();
   const int bottom = input.Take<std::uint8_t>();
+  const bool gray = input.TakeBool();
   const cv::Mat picture = TakeLargePicture(input);
   if (picture.empty()) return;
+  cv::Mat mask = picture >= 128;
+  if (gray) picture.convertTo(mask, CV_8U);
   cv::Mat frame;
-  cv::copyMakeBorder(picture >= 128, frame, top, bottom, left, right, cv::BORDER_CONSTANT);
+  cv::copyMakeBorder(mask, frame, top, bottom, left, right, cv::BORDER_CONSTANT);
   const cv::Rect lit = cv::boundingRect(frame);
   if (lit.empty()) return;  // a region without a lit pixel has no rectangle to search
   std::vector<cv::Point2f> expected;
