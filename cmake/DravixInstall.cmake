@@ -1,11 +1,17 @@
-# What is installed: the library, the public headers, the CMake package and the pkg-config file.
+# What is installed: the library, the lab where it is built, the public headers, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS dravix EXPORT dravixTargets
   RUNTIME COMPONENT runtime LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
   ARCHIVE COMPONENT development INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+set(headers_left_out PATTERN lab EXCLUDE)
+if(TARGET dravix_lab)
+  install(TARGETS dravix_lab EXPORT dravixTargets ARCHIVE COMPONENT development
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  set(headers_left_out "")
+endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/dravix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  COMPONENT development FILES_MATCHING PATTERN "*.h")
+  COMPONENT development FILES_MATCHING PATTERN "*.h" ${headers_left_out})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/dravix)
 install(EXPORT dravixTargets NAMESPACE dravix:: DESTINATION ${package_dir} COMPONENT development)
@@ -36,11 +42,13 @@ endif()
 # OpenCV's headers are given by their path because Debian's OpenCV may come without a pkg-config file of its own. The
 # Windows archive brings its own OpenCV, whose libraries have its version in their names.
 set(DRAVIX_PC_OPENCV_CORE opencv_core)
+set(DRAVIX_PC_OPENCV_IMGPROC opencv_imgproc)
 if(DRAVIX_WINDOWS_DEPS)
   set(DRAVIX_PC_OPENCV_CFLAGS "-I\${includedir}/opencv4")
   file(GLOB opencv_core_library ${DRAVIX_WINDOWS_DEPS}/lib/libopencv_core*.dll.a)
   if(opencv_core_library)
     string(REGEX REPLACE "^.*/lib(opencv_core[0-9]*)\\.dll\\.a$" "\\1" DRAVIX_PC_OPENCV_CORE "${opencv_core_library}")
+    string(REPLACE core imgproc DRAVIX_PC_OPENCV_IMGPROC ${DRAVIX_PC_OPENCV_CORE})
   endif()
 else()
   get_target_property(opencv_include_dirs opencv_core INTERFACE_INCLUDE_DIRECTORIES)
@@ -50,6 +58,11 @@ endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/dravix.pc.in ${PROJECT_BINARY_DIR}/dravix.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/dravix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
+if(TARGET dravix_lab)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/dravix_lab.pc.in ${PROJECT_BINARY_DIR}/dravix_lab.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/dravix_lab.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT development)
+endif()
 
 # The tool is installed together with the library, so building the tool alone must make all that is installed.
 if(TARGET dravix_tool)
