@@ -26,7 +26,11 @@ class OpenFolder {
   OpenFolder() = default;
   OpenFolder(const OpenFolder&) = delete;
   OpenFolder& operator=(const OpenFolder&) = delete;
+#ifdef _WIN32
+  ~OpenFolder() = default;
+#else
   ~OpenFolder();
+#endif
   /// Waits until the disk has the folder's entries; the reason when that fails. A folder that may
   /// not be read cannot be flushed. Windows does it when a file is renamed.
   [[nodiscard]] std::error_code Flush() const;

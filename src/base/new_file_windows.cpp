@@ -19,7 +19,6 @@ std::error_code TakeOwnerAndMode(const OutputFile& /*old*/, const OutputFile& /*
 }
 
 std::error_code OpenFolder::Open(const fs::path& /*folder*/) { return {}; }
-OpenFolder::~OpenFolder() = default;
 std::error_code OpenFolder::Flush() const { return {}; }
 
 std::error_code Rename(const fs::path& from, const fs::path& to) {

@@ -83,7 +83,7 @@ class AboveShare {
   }
   /// The same where nothing is known to be lit. `before` holds what an earlier search left of the
   /// working image; the cleaning looks at it beyond `whole`.
-  [[nodiscard]] BitPicture In(const cv::Rect& whole, cv::Mat before, int kernel) const {
+  [[nodiscard]] BitPicture In(const cv::Rect& whole, const cv::Mat& before, int kernel) const {
     cv::Mat lit = before(whole);
     Compared(whole).copyTo(lit);
     image::CloseThenOpen(lit, kernel);

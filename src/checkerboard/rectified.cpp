@@ -70,9 +70,9 @@ class SmoothedRows {
     for (; next_ <= std::min(y + radius, size.height - 1); ++next_) {
       warp_.Row(next_, cv::Range(0, size.width), Warped(next_));
     }
-    for (int i = -radius; i <= radius; ++i) {
-      const int row = cv::borderInterpolate(y + i, size.height, cv::BORDER_REFLECT_101);
-      window_[static_cast<std::size_t>(i + radius)] = Warped(row);
+    int row = y - radius;
+    for (const std::uint16_t*& warped : window_) {
+      warped = Warped(cv::borderInterpolate(row++, size.height, cv::BORDER_REFLECT_101));
     }
     std::uint32_t* sums = sums_.data() + kMargin;
     blur_.Down(window_, size.width, sums);

@@ -124,6 +124,7 @@ std::int32_t Dravix::MeasureByRows(const dravix::kernels::CubicWarp& rows,
   cv::parallel_for_(cv::Range(0, detector.gridRows), [&](const cv::Range& range) {
     for (int row = range.start; row < range.end; ++row) {
       std::vector<Cell> cells;
+      cells.reserve(static_cast<std::size_t>(detector.gridColumns));
       for (int column = 0; column < detector.gridColumns; ++column) {
         cells.push_back(CellOf(detector, blocks, column, row));
       }

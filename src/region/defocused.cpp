@@ -208,7 +208,8 @@ cv::Mat MaskOf(const BitPicture& picture, const cv::Rect& part) {
     for (int i = first; i < end; ++i) {
       const int shift = i % (kWordBits / kByteBits) * kByteBits;
       const std::uint64_t eight = kPixels.at((words[i * kByteBits / kWordBits] >> shift) & 0xFFU);
-      std::memcpy(row.data() + (i - first) * kByteBits, &eight, sizeof(eight));
+      std::memcpy(row.data() + static_cast<std::ptrdiff_t>(i - first) * kByteBits, &eight,
+                  sizeof(eight));
     }
     std::memcpy(mask.ptr(y), row.data() + part.x % kByteBits, static_cast<std::size_t>(part.width));
   }
