@@ -68,6 +68,40 @@ TEST(HostileJson, TheLimitIsSixtyFourLevels) {
   }
 }
 
+TEST(HostileJson, BracketsAndCommasInStringsDoNotCount) {
+  const SmallScreen screen;
+  const std::string json = screen.File("text.json");
+  Spill(json, R"({"name": ")" + Repeated(R"([{,\")", 2000) + R"("})");
+  const std::string err = RunTool({"simulate", screen.File("o.shot"), "--scene", json}).err;
+  EXPECT_EQ(err.find("expected a file that the tool or a person wrote"), std::string::npos) << err;
+  EXPECT_EQ(err.find("is no valid JSON"), std::string::npos) << err;
+}
+
+// Reading such a list took hours as long as the time grew with the square of its length.
+TEST(HostileJson, AListOfAMillionObjectsIsAnswered) {
+  const SmallScreen screen;
+  const std::string json = screen.File("long.json");
+  Spill(json, R"({"name": [)" + Repeated("{},", 1000000) + "{}]}");
+  const Outcome outcome = RunTool({"simulate", screen.File("o.shot"), "--scene", json});
+  EXPECT_NE(outcome.exit, 0);
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+}
+
+TEST(HostileJson, AnObjectHasAtMostAThousandMembers) {
+  const SmallScreen screen;
+  const std::string json = screen.File("wide.json");
+  for (const int others : {999, 1000}) {
+    Spill(json, R"({"seed": [{}, {"a": 0}])" + Repeated(R"(, "a": {})", others) + "}");
+    for (const auto& words : Readers(screen, json)) {
+      const Outcome outcome = RunTool(words);
+      EXPECT_NE(outcome.exit, 0) << words[0];
+      EXPECT_EQ(outcome.err.find("has an object of more than 1000 members") != std::string::npos,
+                others == 1000)
+          << words[0] << ": " << outcome.err;
+    }
+  }
+}
+
 TEST(HostileJson, AFileThatIsFarTooLargeIsNotRead) {
   const SmallScreen screen;
   const std::string json = screen.File("large.json");
