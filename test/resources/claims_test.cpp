@@ -16,10 +16,10 @@
 #include <vector>
 
 #include "extractor/extractor.h"
-#include "resources/counted_memory.h"
 #include "support/log_capture.h"
 #include "support/record_bytes.h"
 #include "support/temp_dir.h"
+#include "support/watched_memory.h"
 
 namespace dravix::test {
 namespace {
@@ -115,7 +115,7 @@ TEST(Claims, OfRecordsCostAtMost64MiBBeyondTheirBytes) {
         // An impossible count of channels.
       }
       EXPECT_LE(memory.Peak(), kMostBeyond + kSmall) << name;
-      EXPECT_LE(memory.Blocks(), 2000U) << name;
+      EXPECT_LE(memory.Requests(), 2000) << name;
     }
   }
 }
@@ -135,7 +135,7 @@ TEST(Claims, AMegabyteIsAnsweredWithWorkForAMegabyte) {
         // An impossible count of channels.
       }
       EXPECT_LE(memory.Peak(), 2 * kMiB + kMostBeyond + kSmall) << name;
-      EXPECT_LE(memory.Blocks(), 2000U) << name;
+      EXPECT_LE(memory.Requests(), 2000) << name;
     }
   }
 }
@@ -202,7 +202,7 @@ TEST(Claims, OfCameraFilesCostAtMost64MiBBeyondTheirBytes) {
         // A line of a list may be empty: one byte, and a text of its own.
         const auto filled = static_cast<std::ptrdiff_t>(files[i].size() * sizeof(std::string));
         EXPECT_LE(memory.Peak(), kMostBeyond + kSmall + filled) << name << " of file " << i;
-        EXPECT_LE(memory.Blocks(), 2000U) << name << " of file " << i;
+        EXPECT_LE(memory.Requests(), 2000) << name << " of file " << i;
       }
       testing::internal::GetCapturedStdout();
       testing::internal::GetCapturedStderr();
