@@ -210,5 +210,22 @@ TEST(Claims, OfCameraFilesCostAtMost64MiBBeyondTheirBytes) {
   }
 }
 
+/// The width of such a matrix is -1, which OpenCV's TIFF encoder takes for 4 billion pixels.
+TEST(Claims, OfMatricesOfThreeDimensionsMakeNoPicture) {
+  const LogCapture log;
+  const TempDir folder;
+  Shot shot;
+  shot.type = CIE_Y;
+  for (const int type : {CV_8UC1, CV_8UC3, CV_16UC1}) {
+    shot.image = cv::Mat({2, 3, 4}, type, cv::Scalar(1));
+    for (const char* name : {"p.tif", "p.tiff", "p.png", "p.jpg", "p.bmp", "p.pgm"}) {
+      const CountedMemory memory;
+      EXPECT_EQ(shot.ExportGrayImage(folder.File(name)), DRAVIX_CANNOT_WRITE) << name;
+      EXPECT_EQ(shot.ExportColorImage(folder.File(name)), DRAVIX_CANNOT_WRITE) << name;
+      EXPECT_LE(memory.Requested(), kSmall) << name << " of type " << type;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace dravix::test
