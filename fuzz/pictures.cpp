@@ -170,9 +170,21 @@ Shot TakeLargeShot(Input& input) {
   return shot;
 }
 
+namespace {
+
+int TakeCoordinate(Input& input) {
+  constexpr int kFar = 30720;
+  constexpr int kFarStep = 512;  // times the square of what is left, which has eleven bits
+  const int number = input.Take<std::int16_t>();
+  if (number < kFar) return number / kPointSteps;
+  return (number - kFar) * (number - kFar) * kFarStep;
+}
+
+}  // namespace
+
 cv::Point TakePoint(Input& input) {
-  const int x = input.Take<std::int16_t>() / kPointSteps;
-  return {x, input.Take<std::int16_t>() / kPointSteps};
+  const int x = TakeCoordinate(input);
+  return {x, TakeCoordinate(input)};
 }
 
 std::vector<cv::Point> TakePoints(Input& input) {

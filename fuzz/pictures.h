@@ -27,8 +27,8 @@ void TakeGroups(Input& input, Shot& shot);
 /// A plane type, groups and a large picture.
 [[nodiscard]] Shot TakeLargeShot(Input& input);
 
-/// A point within some 4000 pixels of a picture, from 16 bits each. Rectifying by corners takes as
-/// much memory as they are apart: corners in all of 32 bits would ask for more than there is.
+/// A point within some 3800 pixels of a picture, in eighths, from 16 bits each; the highest numbers
+/// stand for places all over the 32 bits of a coordinate.
 [[nodiscard]] cv::Point TakePoint(Input& input);
 /// Up to seven points.
 [[nodiscard]] std::vector<cv::Point> TakePoints(Input& input);

@@ -257,6 +257,33 @@ void AddCornerOrder(Seeds& seeds) {
   put("far", {{kMost, -kMost}, {-kMost, -kMost}, {kMost, kMost}, {-kMost, kMost}});
 }
 
+/// Each of the first calls of each kind fails once, for each kind of reason that is handled in a
+/// way of its own, over each thing that a name may stand for.
+void AddFailingCalls(Seeds& seeds) {
+  constexpr int kCalls = 15;
+  constexpr int kPlaces = 7;
+  constexpr int kByName = 0x80;
+  constexpr int kHalting = 0x80;
+  for (int call = 0; call < kCalls; ++call) {
+    for (const int error : {0, 1, 2, 5, 6, 11, 12, kHalting}) {
+      for (int n = 0; n < 4; ++n) {
+        for (int place = 0; place < kPlaces; ++place) {
+          base::ByteWriter out;
+          // The high bit counts towards the place, too.
+          for (const int choice :
+               {place, kByName + (place + kPlaces - kByName % kPlaces) % kPlaces}) {
+            Bytes(out, {choice, call, n, error});
+            PutPiece(base::ViewOf("new content"), out);
+          }
+          const std::string name = std::to_string(call) + "-" + std::to_string(n) + "-" +
+                                   std::to_string(error) + "-" + std::to_string(place);
+          seeds.Add("failing_calls", name, out.Data());
+        }
+      }
+    }
+  }
+}
+
 void AddFiles(Seeds& seeds) {
   base::ByteWriter out;
   for (const int choice :
@@ -274,6 +301,7 @@ void AddFiles(Seeds& seeds) {
     Bytes(hindered, {choice == 6 ? 200 : 5});
     seeds.Add("hindered_save", "choice-" + std::to_string(choice), hindered.Data());
   }
+  AddFailingCalls(seeds);
   base::ByteWriter steps;
   Bytes(steps, {14});
   for (const int kind : {0, 1, 2, 3, 4, 5, 7, 4, 0, 5, 1, 2, 6, 7}) Bytes(steps, {kind, 5, 0});

@@ -3,11 +3,11 @@
 #include "base/files.h"
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"
+#include "fuzz/without_root.h"
 
 #ifdef __linux__
 
 #include <fcntl.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,33 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using base::WriteResult;
-
-/// While it lives, a process that root runs has no more rights than the owner of `folder`.
-class WithoutRoot {
- public:
-  explicit WithoutRoot(const fs::path& folder) : user_(geteuid()), group_(getegid()) {
-    if (user_ != 0) return;
-    constexpr unsigned kNobody = 65534;
-    for (const auto& entry : fs::directory_iterator(folder)) Own(entry.path(), kNobody);
-    Own(folder, kNobody);
-    Require(setegid(kNobody) == 0 && seteuid(kNobody) == 0, "root can become somebody else");
-  }
-  WithoutRoot(const WithoutRoot&) = delete;
-  WithoutRoot& operator=(const WithoutRoot&) = delete;
-  ~WithoutRoot() {
-    if (user_ != 0) return;
-    Require(seteuid(user_) == 0 && setegid(group_) == 0, "root can become root again");
-    // Changing the user takes from a process the right to look into itself, as sanitizers do.
-    prctl(PR_SET_DUMPABLE, 1, 0, 0, 0);
-  }
-
- private:
-  static void Own(const fs::path& path, unsigned user) {
-    Require(chown(path.c_str(), user, user) == 0, "root can give files away");
-  }
-  uid_t user_;
-  gid_t group_;
-};
 
 /// While it lives, no file grows beyond that many bytes.
 class SizeLimit {

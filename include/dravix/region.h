@@ -17,10 +17,11 @@ class Shot;
 /// share their matrices, as those of cv::Mat do; no operation writes into a matrix that it did not
 /// make.
 ///
-/// What OpenCV refuses (parameters, a rectangle or mask that does not fit the frame, areas that
-/// need more memory than there is) is reported as cv::Exception, or as std::bad_alloc where memory
-/// runs out; the region is then as it was, except for AutoSet's mode. There are no other
-/// exceptions. The exports of dravix.h turn them into a code.
+/// What OpenCV refuses (parameters, a rectangle or mask that does not fit the frame), areas of more
+/// than 2^28 pixels that are stated by their corners, and what needs more memory than there is, is
+/// reported as cv::Exception, or as std::bad_alloc where memory runs out; the region is then as it
+/// was, except for AutoSet's mode. There are no other exceptions. The exports of dravix.h turn them
+/// into a code.
 class DRAVIX_API RegionOI {
  public:
   std::int32_t frameWidth = 0, frameHeight = 0;  ///< size in pixels of the image it refers to
@@ -83,7 +84,8 @@ class DRAVIX_API RegionOI {
   /// 201 not four, nothing changed. Corners that coincide are accepted, and leave an empty region.
   std::int32_t PerspectiveSet(const std::vector<cv::Point>& corners4);
   /// Rectifies the image of `target` and keeps it as the current shot. 0; 1 no shot or empty image;
-  /// 202 no PerspectiveSet before: the image is untouched.
+  /// 202 no PerspectiveSet before: the image is untouched. The rectified image may have 2^28 bytes
+  /// or, if that is more, as many pixels as the square of the image's diagonal.
   std::int32_t WarpPerspective(Shot* target);
   /// Turns frame, rectangle and mask with an image that is turned counter-clockwise by a multiple
   /// of 90 degrees. A quarter turn transposes the mask, a half turn leaves it as it is; it is never

@@ -20,6 +20,7 @@
 #include "image/lit_area.h"
 #include "region/defocused.h"
 #include "region/half_size.h"
+#include "region/largest_area.h"
 #include "region/rounding.h"
 
 namespace {
@@ -143,6 +144,7 @@ std::int32_t RegionOI::ManualSet(cv::Size frame, const std::vector<cv::Point>& c
   // Only the outline's rectangle is drawn, not the frame: filling gives the same pixels anywhere,
   // and a small area far from the origin must not cost the memory of the whole frame.
   const cv::Rect area = cv::boundingRect(outline);
+  dravix::region::RequireAffordable(area.size());
   for (cv::Point& corner : outline) corner -= area.tl();
   mask = Filled({outline}, 0, area.size());
   rect = area;

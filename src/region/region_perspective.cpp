@@ -18,6 +18,7 @@
 
 #include "image/large_mat.h"
 #include "region/corner_refinement.h"
+#include "region/largest_area.h"
 #include "region/region_state.h"
 #include "region/rounding.h"
 #include "region/strong_corners.h"
@@ -149,6 +150,7 @@ std::int32_t RegionOI::PerspectiveSet(const std::vector<cv::Point>& corners4) {
   std::copy(corners4.begin(), corners4.end(), frame.begin());
   const int width = LongerSide(Distance(frame[1], frame[0]), Distance(frame[2], frame[3]));
   const int height = LongerSide(Distance(frame[2], frame[1]), Distance(frame[3], frame[0]));
+  dravix::region::RequireAffordable({width, height});
   const auto right = static_cast<float>(width - 1);
   const auto bottom = static_cast<float>(height - 1);
   const std::array<cv::Point2f, kCorners> rectified = {
@@ -174,9 +176,11 @@ std::int32_t RegionOI::WarpPerspective(Shot* target) {
     AlgoLogError("RegionOI::WarpPerspective--Error ::need compute perspective_mat_ is empty");
     return DRAVIX_NO_PERSPECTIVE;
   }
+  const cv::Size size(frameWidth, frameHeight);
+  dravix::region::RequireAffordable(size, dravix::region::MostRectifiedPixels(target->image));
   cv::Mat rectified;
-  cv::warpPerspective(target->image, rectified, perspective, cv::Size(frameWidth, frameHeight),
-                      cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar(0));
+  cv::warpPerspective(target->image, rectified, perspective, size, cv::INTER_LINEAR,
+                      cv::BORDER_CONSTANT, cv::Scalar(0));
   target->image = rectified;
   return DRAVIX_OK;
 }

@@ -10,7 +10,8 @@
 /// The matrix library sums up in another order. Both results are equal to the last bit as long as
 /// every sum is exact in double precision, which they are for a mask of 0 and 255: the products
 /// take a few values only. Whether they are is computed along the way; a picture for which they are
-/// not (one with many gray levels) goes to the matrix library.
+/// not (one with many gray levels) goes to the matrix library. So does a picture that is all
+/// outline, such as noise: the list is then longer than the picture, and the band is all of it.
 #include "region/strong_corners.h"
 
 #include <algorithm>
@@ -32,6 +33,9 @@ constexpr double kMinDistance = 100.0;  // between two corners, pixels
 constexpr int kReach = kCornerWindow / 2;
 /// The border of the frame mirrors the picture without repeating its outermost pixel.
 constexpr int kBorder = cv::BORDER_REFLECT_101;
+/// A picture with more outline than this share of its pixels gains nothing from the list. The
+/// outline of an area of 210 pixels a side in a frame that just holds it is 1 / 30.
+constexpr std::size_t kPixelsPerPoint = 16;
 /// Side of the tiles in which outline is looked for.
 constexpr int kTile = kCornerStep;
 
@@ -95,7 +99,9 @@ cv::Mat Derivative(const cv::Mat& part, int alongX, int alongY) {
   return derivative;
 }
 
-OutlineGradient GradientOf(const cv::Mat& frame, const cv::Rect& area) {
+/// Nothing for a picture that is all outline.
+std::optional<OutlineGradient> GradientOf(const cv::Mat& frame, const cv::Rect& area) {
+  const std::size_t mostPoints = frame.total() / kPixelsPerPoint;
   OutlineGradient gradient;
   gradient.rowBegin.reserve(static_cast<std::size_t>(frame.rows) + 1);
   const cv::Rect near = Grown(area, 1, frame.size());
@@ -123,6 +129,7 @@ OutlineGradient GradientOf(const cv::Mat& frame, const cv::Rect& area) {
         }
       }
     }
+    if (gradient.points.size() > mostPoints) return std::nullopt;
   }
   gradient.rowBegin.push_back(gradient.points.size());
   return gradient;
@@ -345,14 +352,15 @@ std::vector<cv::Point2f> CornersOfAnyPicture(const cv::Mat& frame, double qualit
   return corners;
 }
 
-/// Empty when the sums were not exact.
+/// Nothing when the picture is all outline, or when the sums were not exact.
 std::optional<std::vector<cv::Point2f>> CornersAlongOutline(const cv::Mat& frame,
                                                             const cv::Rect& area,
                                                             double qualityLevel) {
-  const OutlineGradient gradient = GradientOf(frame, area);
-  if (gradient.points.empty()) return std::vector<cv::Point2f>();
-  const Strengths strengths = StrengthsOf(gradient, frame.size());
-  if (!SumsAreExact(gradient, strengths.largestSum)) return std::nullopt;
+  const std::optional<OutlineGradient> gradient = GradientOf(frame, area);
+  if (!gradient) return std::nullopt;
+  if (gradient->points.empty()) return std::vector<cv::Point2f>();
+  const Strengths strengths = StrengthsOf(*gradient, frame.size());
+  if (!SumsAreExact(*gradient, strengths.largestSum)) return std::nullopt;
   const auto largest = std::max_element(strengths.values.begin(), strengths.values.end());
   if (largest == strengths.values.end() || !(*largest > 0)) return std::nullopt;
   const auto threshold = static_cast<float>(static_cast<double>(*largest) * qualityLevel);

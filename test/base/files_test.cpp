@@ -11,6 +11,7 @@
 
 #include "base/file_texts.h"
 #include "base/input_file.h"
+#include "base/one_file.h"
 #include "support/limit.h"
 #include "support/temp_dir.h"
 #include "support/without_root.h"
@@ -48,15 +49,7 @@ using dravix::test::Limit;
 using dravix::test::WithoutRoot;
 #endif
 
-class WriteFileTest : public testing::Test {
- protected:
-  [[nodiscard]] std::size_t Entries() const {
-    return static_cast<std::size_t>(
-        std::distance(fs::directory_iterator(dir_.Path()), fs::directory_iterator()));
-  }
-  TempDir dir_;
-  std::string name_ = dir_.File("a.bin");
-};
+class WriteFileTest : public dravix::test::OneFile {};
 
 TEST_F(WriteFileTest, RefusesANameWithAZeroByte) {
   Spill(name_, "x");

@@ -17,6 +17,7 @@
 
 #include "base/file_texts.h"
 #include "base/files.h"
+#include "base/one_file.h"
 #include "support/temp_dir.h"
 #include "support/without_root.h"
 
@@ -35,7 +36,6 @@ using dravix::base::WriteResult;
 using dravix::test::LongText;
 using dravix::test::Slurp;
 using dravix::test::Spill;
-using dravix::test::TempDir;
 using dravix::test::WithoutRoot;
 
 constexpr unsigned kNobody = 65534;
@@ -49,15 +49,7 @@ struct stat StatusOf(const fs::path& path) {
 
 mode_t ModeOf(const fs::path& path) { return StatusOf(path).st_mode & 07777; }
 
-class Replacing : public testing::Test {
- protected:
-  [[nodiscard]] std::size_t Entries() const {
-    return static_cast<std::size_t>(
-        std::distance(fs::directory_iterator(dir_.Path()), fs::directory_iterator()));
-  }
-  TempDir dir_;
-  std::string name_ = dir_.File("a.bin");
-};
+class Replacing : public dravix::test::OneFile {};
 
 // --- modes, owners, lists, links ---
 

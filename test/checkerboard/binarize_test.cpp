@@ -24,7 +24,7 @@ struct Pictures {
   Rectified Both() const { return {board, measured}; }
   RectifyParams Params() const {
     RectifyParams params;
-    params.edgeLevelPercent = 50;
+    params.edgeLevelPercent = edgeLevelPercent;
     params.cell = {40, 40};
     return params;
   }
@@ -37,6 +37,10 @@ struct Pictures {
     cv::Mat part = board(lit[static_cast<std::size_t>(block)]);
     part *= factor;
   }
+  /// Light from elsewhere on the dark blocks, as a share of what lit ones give.
+  void Stray(double share) {
+    for (const cv::Rect& r : dark) measured(r).convertTo(board(r), CV_16U, share);
+  }
   /// The share of pixels that are as the pattern says.
   double Right(Binarization way) const {
     const Rectified both = Both();
@@ -48,6 +52,7 @@ struct Pictures {
     return right / static_cast<double>(binary.total());
   }
 
+  int edgeLevelPercent = 50;
   cv::Mat measured = cv::Mat(80, 160, CV_16UC1);
   cv::Mat board = cv::Mat(80, 160, CV_16UC1);
   cv::Mat mask = cv::Mat(80, 160, CV_8UC1, cv::Scalar(255));
@@ -88,6 +93,34 @@ TEST(Binarized, ALocalThresholdSeesBlocksThatASingleOneMisses) {
   const double local = p.Right(Binarization::kLocal);
   EXPECT_LT(one, 0.9);
   EXPECT_GT(local, one);
+}
+
+/// Dark blocks get 60 % of the light: at 30 % of the way up, the threshold is at 72 %. All of the
+/// dark level counts: a threshold of the lit level's share alone lies below the dark one.
+TEST(Binarized, ALocalThresholdStandsOnTheDarkLevel) {
+  Pictures p;
+  p.Stray(0.6);
+  for (const int percent : {30, 50, 70}) {
+    p.edgeLevelPercent = percent;
+    EXPECT_GT(p.Right(Binarization::kLocal), 0.97) << percent;
+  }
+}
+
+/// The outer thirds of lit blocks shine at 80 %, below the threshold at 70 % of the way up from
+/// dark blocks of 60 % and above that at 30 %.
+TEST(Binarized, ALocalThresholdIsTheShareOfTheWayUp) {
+  Pictures p;
+  p.Stray(0.6);
+  for (const cv::Rect& r : p.lit) {
+    for (const cv::Rect third :
+         {cv::Rect(r.x, r.y, 13, r.height), cv::Rect(r.x + 27, r.y, 13, r.height)}) {
+      p.measured(third).convertTo(p.board(third), CV_16U, 0.8);
+    }
+  }
+  p.edgeLevelPercent = 30;
+  EXPECT_GT(p.Right(Binarization::kLocal), 0.97);
+  p.edgeLevelPercent = 70;
+  EXPECT_NEAR(p.Right(Binarization::kLocal), 1 - 0.5 * 26 / 40, 0.05);
 }
 
 }  // namespace

@@ -17,12 +17,12 @@
 #include <vector>
 
 #include "checkerboard/subject.h"
-#include "faults/failing_memory.h"
 #include "faults/methods.h"
 #include "shot/sample_shot.h"
 #include "support/mats.h"
 #include "support/record_bytes.h"
 #include "support/temp_dir.h"
+#include "support/watched_memory.h"
 
 namespace {
 
@@ -41,11 +41,10 @@ using dravix::test::Slurp;
 using dravix::test::Spill;
 using dravix::test::TempDir;
 
-/// Before any matrix is made, and with one thread, so that requests come in the same order.
-const bool kMatricesAreOurs = [] {
+/// With one thread, so that requests come in the same order.
+const bool kRequestsAreOrdered = [] {
   // A file system in memory is as good here, and flushing it takes no time.
   if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 0);
-  dravix::test::TakeOverMatrices();
   cv::setNumThreads(1);
   return true;
 }();

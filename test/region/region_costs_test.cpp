@@ -10,9 +10,9 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
-#include "region/counted_memory.h"
 #include "support/record_bytes.h"
 #include "support/temp_dir.h"
+#include "support/watched_memory.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ using dravix::test::RecordHeader;
 using dravix::test::TempDir;
 using Corners = std::vector<cv::Point>;
 
-constexpr std::size_t kMebi = std::size_t{1} << 20;
+constexpr std::ptrdiff_t kMebi = std::ptrdiff_t{1} << 20;
 
 /// A region file's content: a frame, a rectangle, and a mask of 8 x 8 pixels.
 std::string RecordOf(cv::Size frame, const cv::Rect& rect) {
@@ -40,7 +40,7 @@ RegionOI RegionOf(const std::string& record) {
 
 TEST(RegionCosts, MatricesAndVectorsAreCounted) {
   EXPECT_GE(BytesFor([] { const cv::Mat mat(1024, 1024, CV_8UC1); }), kMebi);
-  EXPECT_GE(BytesFor([] { const std::string text(kMebi, 'a'); }), kMebi);
+  EXPECT_GE(BytesFor([] { const std::string text(static_cast<std::size_t>(kMebi), 'a'); }), kMebi);
 }
 
 TEST(RegionCosts, AFrameOf400MegapixelsIn109BytesIsNotSearched) {
@@ -65,7 +65,7 @@ TEST(RegionCosts, CornersOfAMaskCostTheSameInAnyFrame) {
   };
   (void)cost({1280, 1280});  // a program's first search makes what all later ones share
   // Frames whose middle is a whole number of the search's steps.
-  const std::size_t small = cost({1280, 1280});
+  const std::ptrdiff_t small = cost({1280, 1280});
   EXPECT_EQ(cost({20480, 20480}), small);
   EXPECT_EQ(cost({INT_MAX / 1280 * 1280, 1280}), small);
   EXPECT_LT(small, 16 * kMebi);

@@ -607,6 +607,17 @@ TEST(RegionManualSet, AreaTooLargeForMemoryChangesNothing) {
   ExpectSame(region, before);
 }
 
+TEST(RegionManualSet, AreaLargerThanAnyCamerasChangesNothing) {
+  RegionOI region = FullRegion();
+  const Snapshot before(region);
+  // 2^14 x 2^14 pixels are the most.
+  EXPECT_THROW(region.ManualSet({20000, 20000}, {{0, 0}, {16384, 0}, {16384, 16383}, {0, 16383}}),
+               cv::Exception);
+  ExpectSame(region, before);
+  EXPECT_EQ(region.ManualSet({20000, 20000}, {{0, 0}, {16383, 0}, {16383, 16383}, {0, 16383}}),
+            DRAVIX_OK);
+}
+
 TEST(RegionManualSet, AreaOfOneLineIsAnArea) {
   RegionOI region;
   ASSERT_EQ(region.ManualSet({100, 90}, {{5, 5}, {5, 5}, {5, 9}, {5, 9}}), DRAVIX_OK);

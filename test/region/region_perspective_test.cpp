@@ -8,6 +8,7 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "region/largest_area.h"
 #include "support/log_capture.h"
 #include "support/mats.h"
 
@@ -342,6 +343,22 @@ TEST(RegionPerspectiveSet, AreaTooLargeForMemoryChangesNothing) {
   EXPECT_TRUE(region.perspective.empty());
 }
 
+TEST(RegionPerspectiveSet, TargetLargerThanAnyCamerasPictureChangesNothing) {
+  RegionOI region = RegionOf({800, 600}, {{120, 90}, {700, 130}, {680, 520}, {90, 480}});
+  const RegionOI before = region;
+  // 2^14 x 2^14 pixels are the most.
+  for (const int far : {16385, 30000, INT_MAX}) {
+    EXPECT_THROW(region.PerspectiveSet({{0, 0}, {far, 0}, {far, 16384}, {0, 16384}}),
+                 cv::Exception);
+    EXPECT_EQ(region.rect, before.rect);
+    EXPECT_EQ(region.mask.data, before.mask.data);
+    EXPECT_EQ(region.mode, before.mode);
+    EXPECT_EQ(region.frameWidth, before.frameWidth);
+    EXPECT_TRUE(region.perspective.empty());
+  }
+  EXPECT_EQ(region.PerspectiveSet({{0, 0}, {16384, 0}, {16384, 16384}, {0, 16384}}), DRAVIX_OK);
+}
+
 // --- WarpPerspective ---
 
 TEST(RegionWarpPerspective, RectifiesTheImageInPlace) {
@@ -392,6 +409,34 @@ TEST(RegionWarpPerspective, ShotIsCheckedBeforeThePerspective) {
   EXPECT_THAT(log.Errors(), ElementsAre("Shot::Check--Error in Shot input is nullptr",
                                         "Shot::Check--Error shot.image is empty"));
   EXPECT_EQ(region.shot, nullptr);
+}
+
+TEST(RegionWarpPerspective, CostsWhatThePhotographOrAnyCamerasIsWorth) {
+  const cv::Mat image = RandomMat({12, 9}, CV_16UC1, 1, 0, 60000);
+  RegionOI region;
+  ASSERT_EQ(region.PerspectiveSet({{0, 0}, {8, 0}, {8, 8}, {0, 8}}), DRAVIX_OK);
+  // A region file may state any frame. 2^27 samples of 16 bits are the most for a small photograph.
+  for (const cv::Size frame :
+       {cv::Size(32769, 4096), cv::Size(100000, 100000), cv::Size(INT_MAX, INT_MAX)}) {
+    region.frameWidth = frame.width;
+    region.frameHeight = frame.height;
+    Shot shot = ShotWith(image.clone());
+    EXPECT_THROW(region.WarpPerspective(&shot), cv::Exception) << frame;
+    EXPECT_TRUE(SameBytes(shot.image, image));
+  }
+  region.frameWidth = 32768;
+  region.frameHeight = 2;
+  Shot shot = ShotWith(image.clone());
+  EXPECT_EQ(region.WarpPerspective(&shot), DRAVIX_OK);
+}
+
+TEST(RegionWarpPerspective, AnyQuadrilateralInsideALargePhotographCanBeRectified) {
+  // The squared diagonal is more than the 2^25 pixels of 8 bytes that a small photograph may have.
+  const cv::Size size(6000, 5);
+  const cv::Mat image(size, CV_64FC1, cv::Scalar(7));
+  EXPECT_EQ(dravix::region::MostRectifiedPixels(image), 36000025);
+  const cv::Mat pixel(1, 1, CV_64FC1, cv::Scalar(7));
+  EXPECT_EQ(dravix::region::MostRectifiedPixels(pixel), 1 << 25);
 }
 
 TEST(RegionWarpPerspective, RefusedWarpLeavesTheImage) {

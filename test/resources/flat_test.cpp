@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "extractor/extractor.h"
-#include "resources/counted_memory.h"
 #include "sim/render.h"
 #include "support/temp_dir.h"
+#include "support/watched_memory.h"
 
 namespace dravix::test {
 namespace {

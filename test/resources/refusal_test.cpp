@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "api/guarded.h"
-#include "resources/counted_memory.h"
 #include "support/log_capture.h"
+#include "support/watched_memory.h"
 
 namespace dravix::test {
 namespace {

@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #include "extractor/extractor.h"
-#include "resources/counted_memory.h"
+#include "support/watched_memory.h"
 
 namespace dravix::test {
 namespace {
