@@ -1,3 +1,6 @@
+#include <dravix/lab/color_scale.h>
+#include <dravix/lab/copied_border.h>
+
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -10,8 +13,6 @@
 #include "files/names.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
-#include "report/copied_border.h"
-#include "report/false_color.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -45,7 +46,7 @@ struct Side {
 Side LoadSide(const std::string& name) {
   Side side{LoadLuminances(name)};
   // Only results have copies; a truth may be even at its border.
-  if (ExtensionOf(name) == ".lum") side.copied = CopiedBorderOf(side.luminances);
+  if (ExtensionOf(name) == ".lum") side.copied = lab::CopiedBorderOf(side.luminances);
   return side;
 }
 
@@ -94,23 +95,24 @@ std::vector<NamedFile> FilesOf(const std::string& option, const std::string& nam
 
 /// The measured matrix and the reference in one scale, and the difference.
 cv::Mat Picture(const Side& measured, const Side& reference, const Difference& d) {
-  FalseColor scale = ScaleOf(reference.luminances, "measured, times " + NumberText(d.gain));
+  lab::FalseColor scale =
+      lab::ScaleOf(reference.luminances, "measured, times " + NumberText(d.gain));
   scale.copied = measured.copied;
-  const cv::Mat measuredPicture = FalseColorPicture(measured.luminances * d.gain, scale);
+  const cv::Mat measuredPicture = lab::FalseColorPicture(measured.luminances * d.gain, scale);
   scale.title = "reference";
   scale.copied = reference.copied;
-  const cv::Mat referencePicture = FalseColorPicture(reference.luminances, scale);
-  const FalseColor found = ScaleOf(cv::abs(d.relative), "");
-  FalseColor how;
+  const cv::Mat referencePicture = lab::FalseColorPicture(reference.luminances, scale);
+  const lab::FalseColor found = lab::ScaleOf(cv::abs(d.relative), "");
+  lab::FalseColor how;
   how.title = "measured - reference, as a share of the mean";
   how.copied = std::max(measured.copied, reference.copied);
   how.unit = " %";
   how.high = std::max(100 * found.high, 0.01);
   how.low = -how.high;
   how.diverging = true;
-  const cv::Mat difference = FalseColorPicture(d.relative * 100, how);
+  const cv::Mat difference = lab::FalseColorPicture(d.relative * 100, how);
   const std::vector<cv::Mat> all = {measuredPicture, referencePicture, difference};
-  return d.relative.cols > d.relative.rows ? OneAboveTheOther(all) : SideBySide(all);
+  return d.relative.cols > d.relative.rows ? lab::OneAboveTheOther(all) : lab::SideBySide(all);
 }
 
 void Report(const Options& o, const Side& measured, const Side& reference, const Difference& d) {
@@ -132,8 +134,8 @@ void Report(const Options& o, const Side& measured, const Side& reference, const
     return;
   }
   Print(ReportLine("LEDs", SizeText(leds) + ", outer " + std::to_string(o.edge) + " left out") +
-        ReportLine("copied border", "measured: " + CopiedBorderText(measured.copied) +
-                                        "; reference: " + CopiedBorderText(reference.copied)) +
+        ReportLine("copied border", "measured: " + lab::CopiedBorderText(measured.copied) +
+                                        "; reference: " + lab::CopiedBorderText(reference.copied)) +
         ReportLine("gain", NumberText(d.gain)) + ReportLine("RMS error", PercentText(d.rms)) +
         ReportLine("largest", PercentText(d.largest) + " at column " +
                                   std::to_string(d.largestAt.x) + ", row " +

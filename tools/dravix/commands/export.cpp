@@ -1,4 +1,6 @@
 #include <dravix/dravix.h>
+#include <dravix/lab/color_scale.h>
+#include <dravix/lab/copied_border.h>
 
 #include <memory>
 #include <string>
@@ -8,8 +10,6 @@
 #include "files/matrix_files.h"
 #include "files/names.h"
 #include "files/stored_data.h"
-#include "report/copied_border.h"
-#include "report/false_color.h"
 #include "terminal/failure.h"
 #include "terminal/library_log.h"
 
@@ -32,9 +32,9 @@ struct Options {
 void Write(const Options& o, const cv::Mat& luminances) {
   const std::string extension = ExtensionOf(o.output);
   if (o.falseColor) {
-    FalseColor how = ScaleOf(luminances, "luminance per LED");
-    how.copied = CopiedBorderOf(luminances);
-    WritePicture(o.output, FalseColorPicture(luminances, how));
+    lab::FalseColor how = lab::ScaleOf(luminances, "luminance per LED");
+    how.copied = lab::CopiedBorderOf(luminances);
+    WritePicture(o.output, lab::FalseColorPicture(luminances, how));
   } else if (extension == ".npy") {
     WriteFile(o.output, EncodeNpy(luminances));
   } else if (extension == ".csv") {

@@ -1,3 +1,5 @@
+#include <dravix/lab/copied_border.h>
+
 #include <memory>
 #include <opencv2/core.hpp>
 #include <string>
@@ -8,7 +10,6 @@
 #include "files/metadata.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
-#include "report/copied_border.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -53,7 +54,7 @@ Json LumInfo(const std::string& name) {
   Json json = {{"format", "lum"}};
   const cv::Mat luminances = Luminances();
   json.update(StatisticsJson(StatisticsOf(luminances)));
-  json[kCopiedBorderName] = CopiedBorderOf(luminances);
+  json[kCopiedBorderName] = lab::CopiedBorderOf(luminances);
   return json;
 }
 
@@ -186,7 +187,7 @@ std::string TextOf(const Json& json) {
     }
     const bool isBorder = name == kCopiedBorderName;
     text += ReportLine(LabelOf(name),
-                       isBorder ? CopiedBorderText(value.get<int>()) : ValueText(name, value));
+                       isBorder ? lab::CopiedBorderText(value.get<int>()) : ValueText(name, value));
   }
   return text;
 }

@@ -1,4 +1,6 @@
 #include <dravix/dravix.h>
+#include <dravix/lab/color_scale.h>
+#include <dravix/lab/copied_border.h>
 
 #include <algorithm>
 #include <chrono>
@@ -16,8 +18,6 @@
 #include "files/photograph_inputs.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
-#include "report/copied_border.h"
-#include "report/false_color.h"
 #include "report/found_corners.h"
 #include "report/measurement_overlay.h"
 #include "report/result_report.h"
@@ -181,11 +181,11 @@ Measurement Measured(const Options& o, const Shot& shot, const std::optional<Sho
     const RegionOI region = RegionFor(o, shot);
     m.corners = CornersOf(o, region);
     MeasureByBlocks(o, shot, *board, region);
-    m.copied = kCopiedBorderByBlocks;
+    m.copied = lab::kCopiedBorderByBlocks;
   } else {
     m.corners = CornersFor(o, shot);
     Measure(o, shot, m.corners);
-    m.copied = kCopiedBorder;
+    m.copied = lab::kCopiedBorder;
   }
   m.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   m.luminances = Luminances();
@@ -259,9 +259,9 @@ BlockGrid GridFor(const Options& o, const Measurement& m) {
 void WritePictures(const Options& o, const Shot& shot, const std::optional<Shot>& board,
                    const Measurement& m) {
   if (!o.image.empty()) {
-    FalseColor how = ScaleOf(m.luminances, "luminance per LED");
+    lab::FalseColor how = lab::ScaleOf(m.luminances, "luminance per LED");
     how.copied = m.copied;
-    WritePicture(o.image, FalseColorPicture(m.luminances, how));
+    WritePicture(o.image, lab::FalseColorPicture(m.luminances, how));
   }
   if (!o.debugImage.empty()) {
     WritePicture(o.debugImage, MeasurementOverlay(shot.image, board ? board->image : cv::Mat(),
@@ -288,7 +288,7 @@ void Report(const Options& o, const Shot& shot, const Measurement& m) {
     PrintJson(json);
     return;
   }
-  Print(StatisticsText(statistics) + ReportLine("copied border", CopiedBorderText(m.copied)) +
+  Print(StatisticsText(statistics) + ReportLine("copied border", lab::CopiedBorderText(m.copied)) +
         ReportLine("pixels per LED", PixelsPerLedText(pixels)) +
         ReportLine("time", NumberText(m.seconds) + " s") +
         (o.output.empty() ? "" : ReportLine("result", o.output)) +

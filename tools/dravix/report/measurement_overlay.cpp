@@ -1,11 +1,11 @@
 #include "report/measurement_overlay.h"
 
+#include <dravix/lab/color_scale.h>
+
 #include <algorithm>
 #include <array>
 #include <opencv2/imgproc.hpp>
 #include <string>
-
-#include "report/false_color.h"
 
 namespace dravix::tool {
 namespace {
@@ -107,18 +107,18 @@ cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board,
     const cv::Mat photoFromLeds = cv::getPerspectiveTransform(leds.data(), target.data());
     DrawGrid(measured, photoFromLeds, grid);
     if (!shown.empty()) DrawGrid(shown, photoFromLeds, grid);
-    const cv::Mat colors = FalseColors(luminances, ScaleOf(luminances, ""));
+    const cv::Mat colors = lab::FalseColors(luminances, lab::ScaleOf(luminances, ""));
     // Pixel centers lie at integers, but LED number n reaches from n to n + 1: half a pixel apart.
     const cv::Mat ledsFromPixels = (cv::Mat_<double>(3, 3) << 1, 0, 0.5, 0, 1, 0.5, 0, 0, 1);
     cv::warpPerspective(colors, inPose, photoFromLeds * ledsFromPixels, inPose.size(),
                         cv::INTER_NEAREST);
     DrawCopiedBorder(inPose, photoFromLeds, grid);
   }
-  pictures.push_back(Titled(measured, "photograph, lit area and grid"));
-  if (!shown.empty()) pictures.push_back(Titled(shown, "checkerboard, the same grid"));
+  pictures.push_back(lab::Titled(measured, "photograph, lit area and grid"));
+  if (!shown.empty()) pictures.push_back(lab::Titled(shown, "checkerboard, the same grid"));
   const std::string copied = grid.copied > 0 ? "; outside the line: copies of inner LEDs" : "";
-  pictures.push_back(Titled(inPose, "measured luminance in the same pose" + copied));
-  return SideBySide(pictures);
+  pictures.push_back(lab::Titled(inPose, "measured luminance in the same pose" + copied));
+  return lab::SideBySide(pictures);
 }
 
 }  // namespace dravix::tool

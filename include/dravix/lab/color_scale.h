@@ -1,11 +1,12 @@
 /// Pictures of matrices of measurements in false colors, with a scale that says what they mean.
-#pragma once
+#ifndef DRAVIX_LAB_COLOR_SCALE_H_
+#define DRAVIX_LAB_COLOR_SCALE_H_
 
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
-namespace dravix::tool {
+namespace dravix::lab {
 
 /// How values become colors, and what is written beside them.
 struct FalseColor {
@@ -38,4 +39,6 @@ struct FalseColor {
 /// The picture with a title above it, on white.
 [[nodiscard]] cv::Mat Titled(const cv::Mat& picture, const std::string& title);
 
-}  // namespace dravix::tool
+}  // namespace dravix::lab
+
+#endif  // DRAVIX_LAB_COLOR_SCALE_H_

@@ -1,8 +1,8 @@
-#include "report/copied_border.h"
+#include <dravix/lab/copied_border.h>
 
 #include <cstring>
 
-namespace dravix::tool {
+namespace dravix::lab {
 namespace {
 
 bool RowsAreEqual(const cv::Mat& matrix, int a, int b) {
@@ -42,4 +42,4 @@ std::string CopiedBorderText(int width) {
   return "the outer " + std::to_string(width) + " LEDs on each side are copies of inner ones";
 }
 
-}  // namespace dravix::tool
+}  // namespace dravix::lab

@@ -1,4 +1,5 @@
-#include "report/false_color.h"
+#include <dravix/lab/color_scale.h>
+#include <dravix/lab/copied_border.h>
 
 #include <algorithm>
 #include <array>
@@ -6,9 +7,7 @@
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 
-#include "report/copied_border.h"
-
-namespace dravix::tool {
+namespace dravix::lab {
 namespace {
 
 constexpr int kLongestSide = 1024;  // pixels; small matrices are enlarged up to this
@@ -227,4 +226,4 @@ cv::Mat Titled(const cv::Mat& picture, const std::string& title) {
   return titled;
 }
 
-}  // namespace dravix::tool
+}  // namespace dravix::lab
