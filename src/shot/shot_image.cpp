@@ -116,6 +116,10 @@ constexpr int kAboutHorizontal = 0;
 constexpr int kAboutVertical = 1;
 constexpr int kAboutBoth = -1;
 
+/// Whether it has two dimensions. OpenCV's conversions of color take the first planes of others for
+/// the whole.
+bool IsFlat(const cv::Mat& image) { return image.dims <= 2; }
+
 }  // namespace
 
 std::int32_t Shot::Split(Shot* r, Shot* g, Shot* b) const {
@@ -218,7 +222,7 @@ std::int32_t Shot::ExportColorImage(const std::string& fullname) const {
     return DRAVIX_NO_RESULT;
   }
   const auto make = [this] { return dravix::shot::ToColorPicture(*this); };
-  if (!dravix::image::WritePicture(fullname, make)) {
+  if (!IsFlat(image) || !dravix::image::WritePicture(fullname, make)) {
     AlgoLogError("Shot::ExportColorImage--Error :: imwrite");
     return DRAVIX_CANNOT_WRITE;
   }
@@ -232,7 +236,7 @@ std::int32_t Shot::ExportGrayImage(const std::string& fullname) const {
     return DRAVIX_NO_RESULT;
   }
   const auto make = [this] { return dravix::shot::ToGrayPicture(*this); };
-  if (!dravix::image::WritePicture(fullname, make)) {
+  if (!IsFlat(image) || !dravix::image::WritePicture(fullname, make)) {
     AlgoLogError("Shot::ExportGrayImage--Error :: imwrite");
     return DRAVIX_CANNOT_WRITE;
   }
