@@ -15,8 +15,8 @@
 #include <iterator>
 #include <optional>
 
-#include "faults/failing_calls.h"
 #include "fuzz/without_root.h"
+#include "support/failing_calls.h"
 
 namespace dravix::fuzz {
 namespace {

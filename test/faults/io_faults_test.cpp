@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "faults/failing_calls.h"
 #include "faults/methods.h"
+#include "support/failing_calls.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
 #include "support/without_root.h"

@@ -1,4 +1,4 @@
-#include "faults/failing_calls.h"
+#include "support/failing_calls.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
