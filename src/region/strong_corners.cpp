@@ -24,6 +24,9 @@
 #include <optional>
 #include <tuple>
 #include <utility>
+#include <vector>
+
+#include "base/large_buffer.h"
 
 namespace dravix::region {
 namespace {
@@ -156,7 +159,8 @@ struct Run {
 struct Strengths {
   std::vector<Run> runs;              ///< from the top down, and from left to right
   std::vector<std::size_t> rowBegin;  ///< index of each row's first run; one more at the end
-  std::vector<float> values;
+  /// Several megabytes that go back to the system: in the heap they would stay with the process.
+  std::vector<float, base::ZeroAllocator<float>> values;
   double largestSum = 0;  ///< the largest of all sums of products
 
   /// The strength of a pixel, or 0 outside the runs.
