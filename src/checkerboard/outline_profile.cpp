@@ -21,7 +21,6 @@
 
 #include "checkerboard/span.h"
 #include "checkerboard/statistics.h"
-#include "image/large_mat.h"
 #include "kernels/bit_parts.h"
 #include "kernels/sample_levels.h"
 
@@ -54,8 +53,8 @@ constexpr int kWantedPieces = 8;
 constexpr double kLeastShare = 0.35;
 constexpr double kLargestShare = 0.65;
 
-/// The surroundings of one side of the outline, turned so that each row crosses it. The screen lies
-/// to the right or, flipped, to the left.
+/// Some lines of pixels across one side of the outline, turned so that each row is one of them. The
+/// screen lies to the right or, flipped, to the left.
 struct Strip {
   cv::Mat light;  // CV_16UC1
   cv::Mat mask;
@@ -68,6 +67,38 @@ struct Strip {
   double LevelAt(int row, int distance) const {
     const int column = Inward(distance);
     return level.At(part.tl() + (transposed ? cv::Point(row, column) : cv::Point(column, row)));
+  }
+};
+
+cv::Mat Transposed(const cv::Mat& picture) {
+  cv::Mat transposed;
+  cv::transpose(picture, transposed);
+  return transposed;
+}
+
+/// The surroundings of one side of the outline.
+struct Surroundings {
+  const OutlineInput& input;
+  cv::Rect part;  // of the working image
+  Axis axis;      // across the outline
+  End end;        // of the axis where the side lies
+
+  /// Pixels along the outline.
+  int Length() const { return Along(part.size(), Other(axis)); }
+  /// Lines first to last - 1. Few of them stay near while they are turned and looked at.
+  Strip Lines(int first, int last) const {
+    const int begin = SpanOf(part, Other(axis)).begin;
+    cv::Rect lines = part;
+    SetSpan(lines, Other(axis), {begin + first, begin + last});
+    Strip strip{input.light(lines), kernels::CutMat(input.mask, lines),
+                input.level,        lines,
+                axis == Axis::kY,   end == End::kLast};
+    if (strip.light.depth() != CV_16U) strip.light.convertTo(strip.light, CV_16U);
+    if (strip.transposed) {
+      strip.light = Transposed(strip.light);
+      strip.mask = Transposed(strip.mask);
+    }
+    return strip;
   }
 };
 
@@ -90,13 +121,12 @@ struct Piece {
 /// the lines of one piece.
 class Profile {
  public:
-  /// Sums up lines first to last - 1 of the strip, but for those on which it ends too close to the
-  /// outline.
-  Profile(Reach reach, const Strip& strip, int first, int last) : reach_(reach) {
+  /// Sums up the lines of the strip, but for those on which it ends too close to the outline.
+  Profile(Reach reach, const Strip& strip) : reach_(reach) {
     // At most kLongestPiece lines of 16 bits: the sums fit.
     std::vector<std::uint32_t> sums(static_cast<std::size_t>(reach.depth) +
                                     static_cast<std::size_t>(reach.Inside()));
-    for (int row = first; row < last; ++row) Add(strip, row, sums);
+    for (int row = 0; row < strip.mask.rows; ++row) Add(strip, row, sums);
     sum_.assign(sums.begin(), sums.end());
     if (strip.flipped) std::reverse(sum_.begin(), sum_.end());
   }
@@ -214,14 +244,14 @@ double MiddleMeanOr(double otherwise, std::vector<double> values) {
 }
 
 /// Cuts one side into pieces of up to `longest` pixels and adds what each of them says.
-void AddPieces(const Strip& strip, int longest, Reach reach, std::vector<Piece>& pieces) {
+void AddPieces(const Surroundings& side, int longest, Reach reach, std::vector<Piece>& pieces) {
   // The corners are left out, because there the light is lost to two sides.
-  const int length = strip.mask.rows - 2 * reach.depth;
+  const int length = side.Length() - 2 * reach.depth;
   const int piece = std::clamp(length / kWantedPieces, kLeastDepth, longest);
   std::vector<Profile> profiles;
   std::vector<double> slopes;
-  for (int from = reach.depth; from + piece <= strip.mask.rows - reach.depth; from += piece) {
-    Profile profile(reach, strip, from, from + piece);
+  for (int from = reach.depth; from + piece <= side.Length() - reach.depth; from += piece) {
+    Profile profile(reach, side.Lines(from, from + piece));
     if (!profile.Usable()) continue;
     slopes.push_back(profile.Slope());
     profiles.push_back(std::move(profile));
@@ -232,26 +262,6 @@ void AddPieces(const Strip& strip, int longest, Reach reach, std::vector<Piece>&
   for (const Profile& profile : profiles) {
     if (const auto measured = profile.Measured(slope)) pieces.push_back(*measured);
   }
-}
-
-cv::Mat Transposed(const cv::Mat& picture) {
-  cv::Mat transposed = image::LargeZeros({picture.rows, picture.cols}, picture.type());
-  cv::transpose(picture, transposed);
-  return transposed;
-}
-
-/// The strip along one side of the outline, which is `part` of the picture.
-Strip Cut(const OutlineInput& input, const cv::Rect& part, Axis axis, End end) {
-  const cv::Rect inside = part & cv::Rect({}, input.light.size());
-  Strip strip{input.light(inside), kernels::CutMat(input.mask, inside),
-              input.level,         inside,
-              axis == Axis::kY,    end == End::kLast};
-  if (strip.light.depth() != CV_16U) strip.light.convertTo(strip.light, CV_16U);
-  if (strip.transposed) {
-    strip.light = Transposed(strip.light);
-    strip.mask = Transposed(strip.mask);
-  }
-  return strip;
 }
 
 /// The middle mean of one value of the pieces, or `otherwise` where they are too few.
@@ -292,7 +302,7 @@ Pieces MeasuredPieces(const OutlineInput& input, int wanted) {
     const int length = 2 * reach.depth + reach.Inside();
     const int begin = last ? box.end + reach.depth - length : box.begin - reach.depth;
     const cv::Rect part = RectOf(axis, {begin, begin + length}, SpanOf(input.box, Other(axis)));
-    AddPieces(Cut(input, part, axis, end), flat, reach, measured);
+    AddPieces({input, part & cv::Rect({}, input.light.size()), axis, end}, flat, reach, measured);
     return measured;
   };
   return {side(Axis::kX, End::kFirst), side(Axis::kX, End::kLast), side(Axis::kY, End::kFirst),
