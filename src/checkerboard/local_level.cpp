@@ -15,6 +15,7 @@
 #include "checkerboard/shrink.h"
 #include "image/large_mat.h"
 #include "kernels/bit_parts.h"
+#include "kernels/shrink.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -39,12 +40,24 @@ cv::Rect WholePixels(const cv::Rect& box, cv::Size2d cell, int shrink, cv::Size 
   return part;
 }
 
-/// The part of `picture` that begins at `origin`, shrunk to the size `small`.
-cv::Mat Shrunken(const cv::Mat& picture, cv::Point origin, cv::Size small, int shrink) {
-  const cv::Rect part(origin, small * shrink);
+/// A part of `picture`, shrunk.
+cv::Mat Shrunken(const cv::Mat& picture, const cv::Rect& part, int shrink) {
+  if (picture.type() == CV_16UC1) return kernels::MeansOfSquares(picture(part), shrink);
   cv::Mat shrunken;
-  cv::resize(picture(part), shrunken, small, 0, 0, cv::INTER_AREA);
+  cv::resize(picture(part), shrunken, part.size() / shrink, 0, 0, cv::INTER_AREA);
   return shrunken;
+}
+
+/// The smaller picture where it lies in the area, CV_32FC1, 0 elsewhere.
+cv::Mat ShrunkenInside(const cv::Mat& picture, const InnerArea& inner) {
+  cv::Mat inside = cv::Mat::zeros(inner.small.size(), CV_32FC1);
+  const cv::Rect box = cv::boundingRect(inner.small);
+  if (box.empty()) return inside;
+  const cv::Rect part(inner.origin + box.tl() * inner.shrink, box.size() * inner.shrink);
+  cv::Mat shrunken;
+  Shrunken(picture, part, inner.shrink).convertTo(shrunken, CV_32F);
+  shrunken.copyTo(inside(box), inner.small(box));
+  return inside;
 }
 
 }  // namespace
@@ -65,10 +78,7 @@ InnerArea InnerOf(const kernels::BitPicture& mask, const cv::Rect& box, cv::Size
 
 LevelMap LocalLevel(const cv::Mat& picture, const InnerArea& inner, cv::Size2d cell) {
   const int shrink = inner.shrink;
-  cv::Mat inside;
-  const cv::Mat shrunken = Shrunken(picture, inner.origin, inner.small.size(), shrink);
-  shrunken.copyTo(inside, inner.small);
-  inside.convertTo(inside, CV_32F);
+  cv::Mat inside = ShrunkenInside(picture, inner);
   cv::Mat weight;
   inner.small.convertTo(weight, CV_32F, 1.0 / 255);
 
