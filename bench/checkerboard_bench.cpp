@@ -134,7 +134,7 @@ void DetectPlainly(benchmark::State& state) {
 }
 
 void WarpAndSmooth(benchmark::State& state) {
-  Run(state, [](const Subject& s) { benchmark::DoNotOptimize(s.Measured().largest); });
+  Run(state, [](const Subject& s) { benchmark::DoNotOptimize(s.Measured().level); });
 }
 
 void FindLitArea(benchmark::State& state) {

@@ -56,9 +56,7 @@ kernels::BitPicture Binarized(Binarization way, const Rectified& pictures, const
     case Binarization::kLocal:
       return kernels::BitsOf(AboveLocalMiddle(quotient.Picture(), params));
     case Binarization::kPlain:
-      return kernels::Above(
-          pictures.board,
-          kernels::OtsuSample(pictures.board, kernels::LargestSample(pictures.board)));
+      return kernels::Above(pictures.board.Whole(), kernels::OtsuSample(pictures.board.Whole()));
     default:
       return quotient.AboveOtsu();
   }

@@ -39,6 +39,9 @@ constexpr double kOuterEdge = 0.125;
 /// The most lines of pixels that are summed up across the strip. They hold eight LEDs and more, and
 /// more of them would only take longer.
 constexpr int kMostLines = 96;
+/// Rows of the pictures that are fetched ahead of the sums: those of a strip are short and lie far
+/// apart, so that the processor does not guess the next one.
+constexpr int kRowsAhead = 8;
 /// An edge is seen when the two blocks differ by more than this share of the median difference. Lit
 /// blocks that differ by a factor of 3 stay far above it, and what noise and stray light make of a
 /// dead block stays below.
@@ -67,20 +70,21 @@ struct Profile {
 };
 
 /// For each place on the axis, the sum across `part`, which has at most kMostLines lines.
-std::vector<double> Sums(const cv::Mat& picture, const cv::Rect& part, Axis axis) {
+std::vector<double> Sums(const PartialPicture& picture, const cv::Rect& part, Axis axis) {
   const cv::Mat samples = picture(part);
   kernels::PaddedRows rows(samples);
-  if (axis == Axis::kY) {
-    std::vector<double> sums;
-    sums.reserve(static_cast<std::size_t>(part.height));
-    for (int y = 0; y < part.height; ++y) {
+  std::vector<std::uint32_t> columns(axis == Axis::kX ? rows.PaddedCount() : 0);
+  std::vector<double> sums;
+  for (int y = 0; y < part.height; ++y) {
+    rows.Fetch(y + kRowsAhead);
+    if (axis == Axis::kX) {
+      kernels::AddTo(columns.data(), rows.At(y), part.width);
+    } else {
       sums.push_back(static_cast<double>(kernels::SumOf(rows.At(y), part.width)));
     }
-    return sums;
   }
-  std::vector<std::uint32_t> sums(rows.PaddedCount());
-  for (int y = 0; y < part.height; ++y) kernels::AddTo(sums.data(), rows.At(y), part.width);
-  return std::vector<double>(sums.begin(), sums.begin() + part.width);
+  if (axis == Axis::kX) sums.assign(columns.begin(), columns.begin() + part.width);
+  return sums;
 }
 
 /// What is seen between two neighboring blocks.
@@ -131,7 +135,7 @@ class EdgesAlong {
     const Span strip{PlaceAt(before, first ? kOuterEdge : kMiddleBegins),
                      PlaceAt(after, last ? 1 - kOuterEdge : kMiddleEnds)};
     const cv::Rect part = RectOf(axis_, strip, beside);
-    if (part.empty() || (part & cv::Rect({}, pictures_.board.size())) != part) return std::nullopt;
+    if (part.empty() || (part & cv::Rect({}, pictures_.board.Size())) != part) return std::nullopt;
     const Span middleBefore{strip.begin, PlaceAt(before, first ? kHalf : kMiddleEnds)};
     const Span middleAfter{PlaceAt(after, last ? kHalf : kMiddleBegins), strip.end};
     if (middleBefore.Length() < 1 || middleAfter.Length() < 1 || middleBefore.end > strip.end ||

@@ -195,23 +195,12 @@ cv::Mat Painted(const kernels::BitPicture& bits, const cv::Rect& box) {
   return mask;
 }
 
-/// The part of the working image that the search for blocks looks at.
-cv::Rect PartOf(const board::Area& area, const board::RectifyParams& params) {
-  return board::GrownInside(area.box, board::CleaningReach(params.kernel), params.imageSize);
-}
-
-/// Gives the memory of the rows above and below a part back.
-void ForgetAllBut(const cv::Rect& part, cv::Mat& picture) {
-  dravix::image::ForgetRows(cv::Range(0, part.y), picture);
-  dravix::image::ForgetRows(cv::Range(part.br().y, picture.rows), picture);
-}
-
 /// Finds the blocks inside the lit area and matches them to the grid. Returns what checkerboard
 /// returns.
 std::int32_t FindBlocks(CheckerboardDetector& d, const board::Rectified& pictures,
                         const board::Area& area, const board::RectifyParams& params) {
   const cv::Size grid(d.gridColumns, d.gridRows);
-  Search search(d, pictures, area.mask, params, PartOf(area, params));
+  Search search(d, pictures, area.mask, params, board::WithSurroundings(area.box, params));
   auto best = search.Best();
   if (!best) {
     d.contourRectangles = Joined(search.FirstFound().lit, search.FirstFound().dark);
@@ -277,14 +266,14 @@ std::int32_t CheckerboardDetector::checkerboard() {
   // The measured picture comes first, so that the steps to the lit area need no room beside both.
   board::WorkingPicture measured = board::WarpForDetection(shot->image, samples, params);
   const std::optional<board::Area> area = board::LedArea(measured, params);
-  if (area) ForgetAllBut(PartOf(*area, params), measured.samples);
-  board::WorkingPicture lit = board::WarpForDetection(checkerboardShot->image, samples, params);
+  board::WorkingPicture lit =
+      board::WarpForDetection(checkerboardShot->image, samples, params,
+                              keepsRectified ? board::Extent::kWhole : board::Extent::kSearched);
   const bool found = area && board::AnythingLit(lit, params);
-  if (found && !keepsRectified) ForgetAllBut(PartOf(*area, params), lit.samples);
   const std::int32_t code =
       found ? FindBlocks(*this, {lit.samples, measured.samples}, *area, params) : NoArea();
   measured = {};
-  rectified = keepsRectified ? board::EightBits(lit.samples) : cv::Mat();
+  rectified = keepsRectified ? board::EightBits(lit.samples.Whole()) : cv::Mat();
   lit = {};
   if (found) {
     mask = Painted(area->mask, area->box);

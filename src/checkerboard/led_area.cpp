@@ -151,8 +151,8 @@ Area AtLocalLevel(const cv::Mat& measured, Filled first, const RectifyParams& pa
 std::optional<Area> LedArea(const WorkingPicture& measured, const RectifyParams& params) {
   const std::optional<Filled> first = Largest(LitParts(measured, params));
   if (!first) return std::nullopt;
-  const cv::Size size = measured.samples.size();
-  return AtLocalLevel(measured.samples, InWorkingImage(*first, ExpectedArea(params).tl(), size),
+  const cv::Mat picture = measured.samples.Whole();
+  return AtLocalLevel(picture, InWorkingImage(*first, ExpectedArea(params).tl(), picture.size()),
                       params);
 }
 

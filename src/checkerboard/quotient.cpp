@@ -41,18 +41,18 @@ double MeanInside(const cv::Mat& picture, const kernels::BitPicture& mask) {
 }  // namespace
 
 Quotient::Quotient(const Rectified& pictures, const kernels::BitPicture& mask)
-    : pictures_(pictures), mask_(mask) {
-  CV_Assert(pictures.board.size() == mask.Size() && pictures.measured.size() == mask.Size());
-  const double board = MeanInside(pictures.board, mask);
-  const double measured = MeanInside(pictures.measured, mask);
+    : board_(pictures.board.Whole()), measured_(pictures.measured.Whole()), mask_(mask) {
+  CV_Assert(board_.size() == mask.Size() && measured_.size() == mask.Size());
+  const double board = MeanInside(board_, mask);
+  const double measured = MeanInside(measured_, mask);
   scale_ = static_cast<float>(board > 0 ? kMeanQuotient * measured / board : 0.0);
 }
 
 /// Calls work(y, quotients) for some rows. The quotients go on with zeros to the end of a word.
 template <class Work>
 void Quotient::ForEachRow(int begin, int end, Work&& work) const {
-  kernels::PaddedRows board(pictures_.board);
-  kernels::PaddedRows measured(pictures_.measured);
+  kernels::PaddedRows board(board_);
+  kernels::PaddedRows measured(measured_);
   std::vector<std::uint8_t> quotients(board.PaddedCount());
   for (int y = begin; y < end; ++y) {
     kernels::Quotients(board.At(y), measured.At(y), quotients.size(), scale_, quotients.data());

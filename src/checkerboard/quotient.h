@@ -11,7 +11,7 @@ namespace dravix::checkerboard {
 /// The quotient in 8 bits, scaled so that an average lit block is near 160. What both pictures
 /// share falls out: vignetting, LEDs and modules of different brightness. 0 outside the mask. Its
 /// rows are computed each time they are needed, which costs less than the memory for them. Refers
-/// to the pictures and to the mask, which have one size.
+/// to the mask, which has the size of the pictures; both are stored as a whole.
 class Quotient {
  public:
   Quotient(const Rectified& pictures, const kernels::BitPicture& mask);
@@ -26,7 +26,8 @@ class Quotient {
   void ForEachRow(int begin, int end, Work&& work) const;
   [[nodiscard]] int OtsuLevel() const;
 
-  const Rectified& pictures_;
+  cv::Mat board_;
+  cv::Mat measured_;
   const kernels::BitPicture& mask_;
   float scale_;
 };

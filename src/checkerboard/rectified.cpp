@@ -98,29 +98,31 @@ class SmoothedRows {
 };
 
 /// The warped and smoothed photograph, or nothing where the kernels cannot do it.
-std::optional<WorkingPicture> MadeByRows(const cv::Mat& photo, const RectifyParams& params) {
+std::optional<WorkingPicture> MadeByRows(const cv::Mat& photo, const RectifyParams& params,
+                                         const cv::Rect& stored) {
   if (!params.byRows || params.transform.type() != CV_64FC1) return std::nullopt;
   const auto warp =
       CubicWarp::Of(photo, params.transform, params.imageSize, kernels::Border::kRepeated);
   const auto blur = WideGaussian::Of(kSmoothing, static_cast<double>(params.blurSigma));
   if (!warp || !blur) return std::nullopt;
-  const int width = params.imageSize.width;
-  cv::Mat padded = image::LargeZeros(
-      {static_cast<int>(SmoothedRows::StrideFor(width)), params.imageSize.height}, CV_16UC1);
+  const auto width = static_cast<std::size_t>(params.imageSize.width);
+  cv::Mat samples = image::LargeZeros(stored.size(), CV_16UC1);
   std::mutex mutex;
-  int largest = 0;
+  kernels::SampleCounter counted;
   kernels::ForEachStrip(params.imageSize.height, [&](int begin, int end) {
     SmoothedRows rows(*warp, *blur, begin);
-    int found = 0;
+    std::vector<std::uint16_t> row(SmoothedRows::StrideFor(params.imageSize.width));
+    kernels::SampleCounter found;
     for (int y = begin; y < end; ++y) {
-      auto* row = padded.ptr<std::uint16_t>(y);
-      rows.Row(y, row);
-      found = std::max(found, kernels::LargestOf(row, width));
+      rows.Row(y, row.data());
+      found.Add(row.data(), width);
+      if (y < stored.y || y >= stored.br().y) continue;
+      std::copy_n(row.begin() + stored.x, stored.width, samples.ptr<std::uint16_t>(y - stored.y));
     }
     const std::lock_guard<std::mutex> lock(mutex);
-    largest = std::max(largest, found);
+    counted.Add(found);
   });
-  return WorkingPicture{padded.colRange(0, width), largest};
+  return WorkingPicture({samples, stored.tl(), params.imageSize}, kernels::OtsuSample(counted));
 }
 
 }  // namespace
@@ -131,12 +133,15 @@ Samples SamplesFor(const cv::Mat& board, const cv::Mat& measured) {
 }
 
 WorkingPicture::WorkingPicture(const cv::Mat& picture)
-    : samples(picture), largest(kernels::LargestSample(picture)) {}
+    : samples(picture), level(kernels::OtsuSample(picture)) {}
 
-WorkingPicture WarpForDetection(const cv::Mat& photo, Samples samples,
-                                const RectifyParams& params) {
+WorkingPicture WarpForDetection(const cv::Mat& photo, Samples samples, const RectifyParams& params,
+                                Extent extent) {
   if (samples == Samples::kKept) {
-    if (const auto made = MadeByRows(photo, params)) return *made;
+    const cv::Rect whole({}, params.imageSize);
+    const cv::Rect stored =
+        extent == Extent::kWhole ? whole : WithSurroundings(ExpectedArea(params), params);
+    if (const auto made = MadeByRows(photo, params, stored)) return *made;
   }
   cv::Mat picture;
   cv::warpPerspective(photo, picture, params.transform, params.imageSize, cv::INTER_CUBIC,
@@ -164,12 +169,16 @@ cv::Rect GrownInside(const cv::Rect& r, cv::Size by, cv::Size picture) {
   return cv::Rect(r.tl() - cv::Point(by), r.br() + cv::Point(by)) & cv::Rect({}, picture);
 }
 
+cv::Rect WithSurroundings(const cv::Rect& part, const RectifyParams& params) {
+  return GrownInside(part, CleaningReach(params.kernel), params.imageSize);
+}
+
 namespace {
 
 /// What is above `level` in a part of a picture, cleaned as it would be in the whole picture.
-kernels::BitPicture CleanedAbove(const cv::Mat& picture, int level, const cv::Rect& part,
+kernels::BitPicture CleanedAbove(const PartialPicture& picture, int level, const cv::Rect& part,
                                  int kernel) {
-  const cv::Rect around = GrownInside(part, CleaningReach(kernel), picture.size());
+  const cv::Rect around = GrownInside(part, CleaningReach(kernel), picture.Size());
   kernels::BitPicture lit = kernels::Above(picture(around), level);
   kernels::CloseThenOpen(lit, kernel);
   return kernels::Cut(lit, part - around.tl());
@@ -178,16 +187,15 @@ kernels::BitPicture CleanedAbove(const cv::Mat& picture, int level, const cv::Re
 }  // namespace
 
 kernels::BitPicture LitParts(const WorkingPicture& picture, const RectifyParams& params) {
-  return CleanedAbove(picture.samples, kernels::OtsuSample(picture.samples, picture.largest),
-                      ExpectedArea(params), params.kernel);
+  return CleanedAbove(picture.samples, picture.level, ExpectedArea(params), params.kernel);
 }
 
 bool AnythingLit(const WorkingPicture& picture, const RectifyParams& params) {
-  const int level = kernels::OtsuSample(picture.samples, picture.largest);
   const cv::Rect area = ExpectedArea(params);
   for (int y = area.y; y < area.br().y; y += kBand) {
     const cv::Rect band(area.x, y, area.width, std::min(kBand, area.br().y - y));
-    const kernels::BitPicture lit = CleanedAbove(picture.samples, level, band, params.kernel);
+    const kernels::BitPicture lit =
+        CleanedAbove(picture.samples, picture.level, band, params.kernel);
     if (!kernels::BoundsOf(lit).empty()) return true;
   }
   return false;

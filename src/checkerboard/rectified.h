@@ -4,6 +4,7 @@
 #include <opencv2/core.hpp>
 #include <utility>
 
+#include "checkerboard/partial_picture.h"
 #include "kernels/bit_picture.h"
 
 namespace dravix::checkerboard {
@@ -23,23 +24,29 @@ struct RectifyParams {
 
 /// Two pictures of the same size and depth, with one channel each, smoothed.
 struct Rectified {
-  cv::Mat board;     ///< the checkerboard
-  cv::Mat measured;  ///< all LEDs lit
+  PartialPicture board;     ///< the checkerboard
+  PartialPicture measured;  ///< all LEDs lit
 
-  /// Both without what lies outside `part`; nothing is copied.
+  /// Both without what lies outside `part`, as pictures of their own; nothing is copied.
   [[nodiscard]] Rectified Part(const cv::Rect& part) const { return {board(part), measured(part)}; }
 };
 
 /// A photograph in the working image, smoothed, with one channel of 8 or 16 bits.
 struct WorkingPicture {
   WorkingPicture() = default;
-  /// Looks for the largest sample.
+  /// Looks for the level.
   explicit WorkingPicture(const cv::Mat& picture);
-  WorkingPicture(cv::Mat picture, int largestSample)
-      : samples(std::move(picture)), largest(largestSample) {}
+  WorkingPicture(PartialPicture picture, int otsuSample)
+      : samples(std::move(picture)), level(otsuSample) {}
 
-  cv::Mat samples;
-  int largest = 0;  ///< sample
+  PartialPicture samples;
+  int level = 0;  ///< Otsu's for the whole picture in 8 bits, as a sample: above it, all is lit
+};
+
+/// What of a warped photograph is stored.
+enum class Extent {
+  kWhole,
+  kSearched  ///< the expected area with its surroundings
 };
 
 /// What becomes of the samples of a photograph.
@@ -57,8 +64,11 @@ enum class Samples {
 /// that luminances are measured in has it, would draw a sharp edge along the frame, which bicubic
 /// interpolation and smoothing carry into the picture, and where the screen reaches the frame, the
 /// search would take it for the outline of the lit area.
+///
+/// Where the kernels cannot do it, the whole is stored whatever `extent` is.
 [[nodiscard]] WorkingPicture WarpForDetection(const cv::Mat& photo, Samples samples,
-                                              const RectifyParams& params);
+                                              const RectifyParams& params,
+                                              Extent extent = Extent::kWhole);
 
 /// A picture in 8 bits by its largest sample, with one channel.
 [[nodiscard]] cv::Mat EightBits(const cv::Mat& picture);
@@ -73,6 +83,9 @@ enum class Samples {
 /// How many pixels around a part closing and opening look at, so that the part comes out as it
 /// would of the whole picture.
 [[nodiscard]] inline cv::Size CleaningReach(int kernel) { return {2 * kernel, 2 * kernel}; }
+
+/// A part of the working image with what cleaning looks at around it.
+[[nodiscard]] cv::Rect WithSurroundings(const cv::Rect& part, const RectifyParams& params);
 
 /// The lit part of a picture by one threshold for all of it, with gaps closed and specks removed,
 /// of the expected area's size.

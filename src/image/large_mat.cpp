@@ -53,13 +53,4 @@ cv::Mat LargeZeros(cv::Size size, int type) {
   return matrix;
 }
 
-void ForgetRows(const cv::Range& rows, cv::Mat& matrix) {
-  if (rows.empty() || matrix.u == nullptr || matrix.u->currAllocator != Allocator()) return;
-  auto* buffer = static_cast<base::LargeBuffer*>(matrix.u->handle);
-  const auto place = [&](int row) {
-    return static_cast<std::size_t>(matrix.ptr(row) - buffer->Data());
-  };
-  buffer->Forget(place(rows.start), place(rows.end - 1));
-}
-
 }  // namespace dravix::image

@@ -9,8 +9,4 @@ namespace dravix::image {
 /// with the last header that refers to it; see base::LargeBuffer.
 [[nodiscard]] cv::Mat LargeZeros(cv::Size size, int type);
 
-/// Gives the memory of some rows of such a matrix, or of columns of one, back to the system. They
-/// hold nothing useful from then on. Rows of any other matrix stay what they are.
-void ForgetRows(const cv::Range& rows, cv::Mat& matrix);
-
 }  // namespace dravix::image

@@ -158,7 +158,8 @@ BitPicture::BitPicture(cv::Size size)
              (kWordBits * kWordsPerVector) * kWordsPerVector),
       bits_(words_ * static_cast<std::size_t>(size.height)) {}
 
-void BitPicture::ClearBeyondWidth(std::uint64_t* row) const {
+void BitPicture::ClearBeyondWidth(int y) {
+  std::uint64_t* row = Row(y);
   const auto whole = static_cast<std::size_t>(size_.width / kWordBits);
   const int rest = size_.width % kWordBits;
   std::fill(row + whole + (rest > 0 ? 1 : 0), row + words_, 0);
@@ -174,13 +175,13 @@ void BitPicture::SetAbove(const cv::Mat& gray, int level) {
 void BitPicture::SetRowAbove(int y, const std::uint8_t* gray, int level) {
   const auto words = static_cast<std::size_t>((size_.width + kWordBits - 1) / kWordBits);
   HWY_DYNAMIC_DISPATCH(CompareBytes)(gray, level, words, Row(y));
-  ClearBeyondWidth(Row(y));
+  ClearBeyondWidth(y);
 }
 
 void BitPicture::Invert() {
   for (int y = 0; y < size_.height; ++y) {
     std::transform(Row(y), Row(y) + words_, Row(y), std::bit_not<>());
-    ClearBeyondWidth(Row(y));
+    ClearBeyondWidth(y);
   }
 }
 
@@ -192,7 +193,7 @@ void BitPicture::Dilate(int reach, BitPicture& scratch) {
     for (int y = 0; y < size_.height; y += AlongRows::kRowsAtOnce) {
       const int count = std::min(AlongRows::kRowsAtOnce, size_.height - y);
       along.Dilate(Row(y), count, step);
-      for (int k = 0; k < count; ++k) ClearBeyondWidth(Row(y + k));
+      for (int k = 0; k < count; ++k) ClearBeyondWidth(y + k);
     }
     for (int y = 0; y < size_.height; ++y) {
       const int top = std::max(0, y - step);

@@ -29,6 +29,8 @@ class BitPicture {
   void SetAbove(const cv::Mat& gray, int level);
   /// The same for one row, from this width rounded up to whole words.
   void SetRowAbove(int y, const std::uint8_t* gray, int level);
+  /// Clears what whole vectors left in row y beyond the width.
+  void ClearBeyondWidth(int y);
   /// Makes black white and white black.
   void Invert();
   /// Replaces every white pixel by a square that reaches `reach` pixels to each side. `scratch` is
@@ -42,7 +44,6 @@ class BitPicture {
 
  private:
   [[nodiscard]] std::size_t Offset(int y) const { return static_cast<std::size_t>(y) * words_; }
-  void ClearBeyondWidth(std::uint64_t* row) const;
 
   cv::Size size_;
   std::size_t words_;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cfloat>
 #include <cstring>
+#include <functional>
 #include <numeric>
+#include <opencv2/core.hpp>
 
 namespace dravix::kernels {
 
@@ -26,6 +28,42 @@ Histogram ValueCounter::Counts() const {
     const std::int32_t found = first_[pair] + second_[pair];
     counts[pair & 0xFF] += found;
     counts[pair >> 8] += found;
+  }
+  return counts;
+}
+
+void SampleCounter::Add(const std::uint16_t* samples, std::size_t count) {
+  std::size_t i = 0;
+  for (; i + 4 <= count; i += 4) {
+    std::uint64_t four = 0;
+    std::memcpy(&four, samples + i, sizeof(four));
+    ++first_[four & 0xFFFF];
+    ++second_[(four >> 16) & 0xFFFF];
+    ++first_[(four >> 32) & 0xFFFF];
+    ++second_[four >> 48];
+  }
+  for (; i < count; ++i) ++first_[samples[i]];
+}
+
+void SampleCounter::Add(const SampleCounter& other) {
+  std::transform(first_.begin(), first_.end(), other.first_.begin(), first_.begin(), std::plus<>());
+  std::transform(second_.begin(), second_.end(), other.second_.begin(), second_.begin(),
+                 std::plus<>());
+}
+
+int SampleCounter::Largest() const {
+  std::size_t sample = kSamples - 1;
+  while (sample > 0 && first_[sample] + second_[sample] == 0) --sample;
+  return static_cast<int>(sample);
+}
+
+Histogram SampleCounter::EightBitCounts(float scale) const {
+  constexpr int kWhite = 255;
+  Histogram counts{};
+  for (int sample = Largest(); sample >= 0; --sample) {
+    const int value = std::min(cvRound(static_cast<float>(sample) * scale), kWhite);
+    const auto i = static_cast<std::size_t>(sample);
+    counts[static_cast<std::size_t>(value)] += first_[i] + second_[i];
   }
   return counts;
 }

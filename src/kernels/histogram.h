@@ -1,4 +1,4 @@
-/// The histogram of an 8-bit picture, and the level that splits it best.
+/// Histograms of pictures of 8 and 16 bits, and the level that splits one best.
 #pragma once
 
 #include <array>
@@ -26,6 +26,29 @@ class ValueCounter {
   std::vector<std::int32_t> first_;
   std::vector<std::int32_t> second_;
   Histogram single_{};  ///< values that had no neighbor left
+};
+
+/// Counts 16-bit samples as they come, row after row, so that what becomes of them as 8-bit values
+/// can be asked when the largest of them is known.
+class SampleCounter {
+ public:
+  SampleCounter() : first_(kSamples), second_(kSamples) {}
+
+  void Add(const std::uint16_t* samples, std::size_t count);
+  /// Adds what another one has counted.
+  void Add(const SampleCounter& other);
+  /// The largest sample; 0 when there is none.
+  [[nodiscard]] int Largest() const;
+  /// How often each 8-bit value occurs when every sample is multiplied by `scale`, rounded half to
+  /// even.
+  [[nodiscard]] Histogram EightBitCounts(float scale) const;
+
+ private:
+  /// Two tables, because neighbors are often equal: adding to one number twice in a row would wait
+  /// for the first sum.
+  static constexpr std::size_t kSamples = std::size_t{1} << 16;
+  std::vector<std::int32_t> first_;
+  std::vector<std::int32_t> second_;
 };
 
 /// Otsu's level (see image/binary.h): values above it are lit. The bits are those of cv::threshold,

@@ -1,12 +1,11 @@
 // The matrix library would make the 8-bit picture first: a product in single precision per sample,
-// rounded half to even. A larger sample never becomes a smaller 8-bit value, so a threshold of the
-// 8-bit picture is one of the samples, and only their histogram needs the 8-bit values, which live
-// for one row.
+// rounded half to even. Equal samples become equal values, so the histogram of the samples gives
+// that of the values. A larger sample never becomes a smaller value, so a threshold of the 8-bit
+// picture is one of the samples. No 8-bit picture is ever made.
 #include "kernels/sample_levels.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
 #include <limits>
 #include <mutex>
 #include <vector>
@@ -22,22 +21,6 @@ HWY_BEFORE_NAMESPACE();
 namespace dravix::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
-
-// Rows have whole vectors: PaddedRows sees to it.
-
-std::uint16_t LargestOfRow(const std::uint16_t* samples, std::size_t count) {
-  const hn::ScalableTag<std::uint16_t> shorts;
-  auto largest = hn::Zero(shorts);
-  std::size_t i = 0;
-  for (; i + hn::Lanes(shorts) <= count; i += hn::Lanes(shorts)) {
-    largest = hn::Max(largest, hn::LoadU(shorts, samples + i));
-  }
-  if (i < count) {
-    const auto inside = hn::FirstN(shorts, count - i);
-    largest = hn::Max(largest, hn::IfThenElseZero(inside, hn::LoadU(shorts, samples + i)));
-  }
-  return hn::GetLane(hn::MaxOfLanes(shorts, largest));
-}
 
 /// Sums of whole vectors fit 32 bits in each lane: up to 2^16 of them.
 std::uint64_t SumOfRow(const std::uint16_t* samples, std::size_t count) {
@@ -67,22 +50,7 @@ void AddRow(std::uint32_t* sums, const std::uint16_t* samples, std::size_t count
   for (; i < count; ++i) sums[i] += samples[i];
 }
 
-void ScaleRow(const std::uint16_t* samples, std::size_t count, float scale, std::uint8_t* values) {
-  constexpr int kWhite = 255;
-  const hn::ScalableTag<float> floats;
-  const hn::RebindToSigned<decltype(floats)> ints;
-  const hn::Rebind<std::uint16_t, decltype(floats)> shorts;
-  const hn::Rebind<std::uint8_t, decltype(floats)> bytes;
-  const auto factor = hn::Set(floats, scale);
-  const auto white = hn::Set(ints, kWhite);
-  for (std::size_t i = 0; i < count; i += hn::Lanes(floats)) {
-    const auto sample = hn::PromoteTo(ints, hn::LoadU(shorts, samples + i));
-    const auto value = hn::NearestInt(hn::Mul(hn::ConvertTo(floats, sample), factor));
-    hn::StoreU(hn::DemoteTo(bytes, hn::Min(value, white)), bytes, values + i);
-  }
-}
-
-/// Bit x is set where sample x is above `level`; `words` words of them.
+/// Bit x is set where sample x is above `level`; `words` words of them, of whole vectors.
 void CompareShorts(const std::uint16_t* samples, std::uint16_t level, std::size_t words,
                    std::uint64_t* bits) {
   constexpr std::size_t kBits = BitPicture::kWordBits;
@@ -115,31 +83,9 @@ namespace {
 
 HWY_EXPORT(AddRow);
 HWY_EXPORT(CompareShorts);
-HWY_EXPORT(LargestOfRow);
-HWY_EXPORT(ScaleRow);
 HWY_EXPORT(SumOfRow);
 
 }  // namespace
-
-int LargestSample(const cv::Mat& picture) {
-  std::mutex mutex;
-  int largest = 0;
-  ForEachStrip(picture.rows, [&](int begin, int end) {
-    PaddedRows row(picture);
-    int found = 0;
-    for (int y = begin; y < end; ++y) {
-      found =
-          std::max<int>(found, HWY_DYNAMIC_DISPATCH(LargestOfRow)(row.At(y), row.PaddedCount()));
-    }
-    const std::lock_guard<std::mutex> lock(mutex);
-    largest = std::max(largest, found);
-  });
-  return largest;
-}
-
-int LargestOf(const std::uint16_t* samples, int count) {
-  return HWY_DYNAMIC_DISPATCH(LargestOfRow)(samples, static_cast<std::size_t>(count));
-}
 
 std::uint64_t SumOf(const std::uint16_t* samples, int count) {
   return HWY_DYNAMIC_DISPATCH(SumOfRow)(samples, static_cast<std::size_t>(count));
@@ -152,24 +98,6 @@ void AddTo(std::uint32_t* sums, const std::uint16_t* samples, int count) {
 float ScaleToWhite(int largest) {
   constexpr double kWhite = 255;
   return largest > 0 ? static_cast<float>(kWhite / largest) : 0.0F;
-}
-
-Histogram EightBitCounts(const cv::Mat& picture, float scale) {
-  std::mutex mutex;
-  Histogram counts{};
-  ForEachStrip(picture.rows, [&](int begin, int end) {
-    PaddedRows row(picture);
-    std::vector<std::uint8_t> values(row.PaddedCount());
-    ValueCounter counter;
-    for (int y = begin; y < end; ++y) {
-      HWY_DYNAMIC_DISPATCH(ScaleRow)(row.At(y), row.PaddedCount(), scale, values.data());
-      counter.Add(values.data(), static_cast<std::size_t>(picture.cols));
-    }
-    const Histogram found = counter.Counts();
-    const std::lock_guard<std::mutex> lock(mutex);
-    std::transform(found.begin(), found.end(), counts.begin(), counts.begin(), std::plus<>());
-  });
-  return counts;
 }
 
 int LargestSampleUpTo(int level, float scale) {
@@ -191,14 +119,28 @@ BitPicture Above(const cv::Mat& picture, int level) {
     for (int y = begin; y < end; ++y) {
       HWY_DYNAMIC_DISPATCH(CompareShorts)
       (row.At(y), static_cast<std::uint16_t>(level), row.Words(), bits.Row(y));
+      bits.ClearBeyondWidth(y);
     }
   });
   return bits;
 }
 
-int OtsuSample(const cv::Mat& picture, int largest) {
-  const float scale = ScaleToWhite(largest);
-  return LargestSampleUpTo(OtsuLevel(EightBitCounts(picture, scale)), scale);
+int OtsuSample(const SampleCounter& counted) {
+  const float scale = ScaleToWhite(counted.Largest());
+  return LargestSampleUpTo(OtsuLevel(counted.EightBitCounts(scale)), scale);
+}
+
+int OtsuSample(const cv::Mat& picture) {
+  std::mutex mutex;
+  SampleCounter counted;
+  ForEachStrip(picture.rows, [&](int begin, int end) {
+    PaddedRows row(picture);
+    SampleCounter found;
+    for (int y = begin; y < end; ++y) found.Add(row.At(y), static_cast<std::size_t>(picture.cols));
+    const std::lock_guard<std::mutex> lock(mutex);
+    counted.Add(found);
+  });
+  return OtsuSample(counted);
 }
 
 }  // namespace dravix::kernels

@@ -11,10 +11,6 @@ namespace dravix::kernels {
 
 // `picture` is CV_8UC1 or CV_16UC1 and need not be continuous. Rows are divided among the threads.
 
-/// The largest sample; 0 of an empty picture.
-[[nodiscard]] int LargestSample(const cv::Mat& picture);
-/// The largest of some samples. Whole vectors are read, up to 31 samples more.
-[[nodiscard]] int LargestOf(const std::uint16_t* samples, int count);
 /// The sum of some samples.
 [[nodiscard]] std::uint64_t SumOf(const std::uint16_t* samples, int count);
 /// Adds samples to as many sums.
@@ -24,18 +20,14 @@ void AddTo(std::uint32_t* sums, const std::uint16_t* samples, int count);
 /// for 0.
 [[nodiscard]] float ScaleToWhite(int largest);
 
-/// How often each 8-bit value occurs when every sample is multiplied by `scale`, rounded half to
-/// even.
-[[nodiscard]] Histogram EightBitCounts(const cv::Mat& picture, float scale);
-
 /// The largest sample whose 8-bit value is at most `level`, which is 0 or more.
 [[nodiscard]] int LargestSampleUpTo(int level, float scale);
 
 /// White where a sample is above `level`.
 [[nodiscard]] BitPicture Above(const cv::Mat& picture, int level);
 
-/// Otsu's level of the picture in 8 bits, as a sample: white is what is above it. `largest` is the
-/// largest sample.
-[[nodiscard]] int OtsuSample(const cv::Mat& picture, int largest);
+/// Otsu's level of a picture in 8 bits, as a sample: white is what is above it.
+[[nodiscard]] int OtsuSample(const SampleCounter& counted);
+[[nodiscard]] int OtsuSample(const cv::Mat& picture);
 
 }  // namespace dravix::kernels

@@ -14,6 +14,12 @@ constexpr int kSide = 40;
 cv::Rect Block(int c, int r) { return {30 + kSide * c, 30 + kSide * r, kSide, kSide}; }
 bool Lit(int c, int r) { return (c + r) % 2 == 0; }
 
+cv::Mat As(int depth, const cv::Mat& picture, double scale) {
+  cv::Mat converted;
+  picture.convertTo(converted, depth, scale);
+  return converted;
+}
+
 /// A defocused checkerboard whose lit blocks differ, on a screen whose light falls off to the
 /// right.
 struct Board {
@@ -35,8 +41,7 @@ struct Board {
       for (int x = 0; x < m->cols; ++x) m->col(x) *= 1 - 0.001 * x;
       cv::blur(*m, *m, {13, 13});
     }
-    screen.convertTo(pictures.measured, CV_16U);
-    blocks.convertTo(pictures.board, CV_16U);
+    pictures = {As(CV_16U, blocks, 1), As(CV_16U, screen, 1)};
   }
   std::vector<cv::Rect> Placed() const {
     std::vector<cv::Rect> rects = found;
@@ -82,7 +87,7 @@ TEST(PlaceEdges, EdgesBesideADeadBlockFollowTheOthersOfTheirLine) {
 
 TEST(PlaceEdges, BlocksOfADarkBoardStayAsFound) {
   Board board;
-  board.pictures.board.setTo(0);
+  board.pictures.board.Whole().setTo(0);
   EXPECT_EQ(board.Placed(), board.found);
 }
 
@@ -94,8 +99,9 @@ TEST(PlaceEdges, BlocksBeyondThePictureStayAsFound) {
 
 TEST(PlaceEdges, WorksOnEightBitPicturesToo) {
   Board board;
-  board.pictures.board.convertTo(board.pictures.board, CV_8U, 1 / 40.0);
-  board.pictures.measured.convertTo(board.pictures.measured, CV_8U, 1 / 40.0);
+  for (PartialPicture* picture : {&board.pictures.board, &board.pictures.measured}) {
+    *picture = As(CV_8U, picture->Whole(), 1 / 40.0);
+  }
   Board::ExpectInner(board.Placed(), 1);
 }
 

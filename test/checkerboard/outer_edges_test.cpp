@@ -82,13 +82,13 @@ TEST(RaggedBlocks, OuterEdgesStayWhileInnerOnesMoveToWhereBlocksMeet) {
   RaggedGrid grid({5, 4});
   Rectified pictures;
   pictures.measured = cv::Mat(300, 350, CV_16UC1, cv::Scalar(8000));
-  pictures.board = cv::Mat::zeros(300, 350, CV_16UC1);
+  pictures.board = cv::Mat(300, 350, CV_16UC1, cv::Scalar(0));
   for (int r = 0; r < 4; ++r) {
     for (int c = 0; c < 5; ++c) {
       if ((r + c) % 2 == 0) pictures.board(cv::Rect(100 + 30 * c, 100 + 20 * r, 30, 20)) = 6000;
     }
   }
-  cv::blur(pictures.board, pictures.board, {5, 5});
+  cv::blur(pictures.board.Whole(), pictures.board.Whole(), {5, 5});
   std::vector<cv::Rect> placed = grid.rects;
   PlaceEdges(pictures, grid.size, grid.index, placed);
   for (int r = 0; r < 4; ++r) {

@@ -54,6 +54,12 @@ TEST_P(RandomBoards, AreDetectedAsThePlainDetectorDoesOnEveryTarget) {
     whole.byRows = false;
     EXPECT_EQ(whole.checkborderPrision(), code);
     ExpectSameDetection(whole, expected);
+    CheckerboardDetector unseen = board.Prepared();
+    unseen.keepsRectified = false;
+    EXPECT_EQ(unseen.checkborderPrision(), code);
+    EXPECT_TRUE(unseen.rectified.empty());
+    unseen.rectified = expected.rectified;
+    ExpectSameDetection(unseen, expected);
     OnEachTarget([&] {
       CheckerboardDetector actual = board.Prepared();
       actual.byRows = true;

@@ -7,6 +7,7 @@
 #include "checkerboard/even_screen.h"
 #include "image/binary.h"
 #include "kernels/each_target.h"
+#include "kernels/sample_levels.h"
 #include "support/mats.h"
 
 namespace dravix::checkerboard {
@@ -24,12 +25,17 @@ TEST_P(WarpOfPhotograph, IsBicubicWithAReplicatedBorderAndSmoothed) {
   cv::warpPerspective(photo, expected, params.transform, params.imageSize, cv::INTER_CUBIC,
                       cv::BORDER_REPLICATE);
   cv::GaussianBlur(expected, expected, {5, 5}, 10, 0);
-  double largest = 0;
-  cv::minMaxLoc(expected, nullptr, &largest);
+  const int level = kernels::OtsuSample(expected);
   test::OnEachTarget([&] {
     const WorkingPicture picture = WarpForDetection(photo, Samples::kKept, params);
-    EXPECT_TRUE(test::SameBytes(picture.samples, expected));
-    EXPECT_EQ(picture.largest, largest);
+    EXPECT_TRUE(test::SameBytes(picture.samples.Whole(), expected));
+    EXPECT_EQ(picture.level, level);
+    const WorkingPicture searched =
+        WarpForDetection(photo, Samples::kKept, params, Extent::kSearched);
+    const cv::Rect part = WithSurroundings(ExpectedArea(params), params);
+    EXPECT_TRUE(test::SameBytes(searched.samples(part), expected(part)));
+    EXPECT_EQ(searched.samples.Size(), expected.size());
+    EXPECT_EQ(searched.level, level);
   });
 }
 INSTANTIATE_TEST_SUITE_P(Ways, WarpOfPhotograph, testing::Bool());
@@ -41,11 +47,10 @@ TEST(WarpForDetection, TurnsOtherSamplesIntoEightBitsByTheLargest) {
   EXPECT_EQ(SamplesFor(wide, wide), Samples::kKept);
   ASSERT_EQ(SamplesFor(wide, color), Samples::kEightBits);
   const WorkingPicture made = WarpForDetection(wide, Samples::kEightBits, ParamsFor({60, 40}));
-  EXPECT_EQ(made.largest, 255);
-  const cv::Mat& warped = made.samples;
+  const cv::Mat warped = made.samples.Whole();
   EXPECT_EQ(warped.type(), CV_8UC1);
   EXPECT_EQ(warped.at<uchar>(20, 30), 255);
-  EXPECT_EQ(WarpForDetection(color, Samples::kEightBits, ParamsFor({60, 40})).samples.type(),
+  EXPECT_EQ(WarpForDetection(color, Samples::kEightBits, ParamsFor({60, 40})).samples.Type(),
             CV_8UC1);
 }
 

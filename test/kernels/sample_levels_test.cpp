@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "kernels/each_target.h"
+#include "kernels/histogram.h"
 #include "kernels/quotient.h"
 #include "support/mats.h"
 
@@ -26,25 +27,13 @@ struct SampleKind {
 
 class SamplesOfKind : public testing::TestWithParam<SampleKind> {};
 
-TEST_P(SamplesOfKind, LargestOneIsFound) {
-  for (std::uint64_t seed = 0; seed < 5; ++seed) {
-    const cv::Mat picture = RandomPart(seed, GetParam().type, GetParam().high);
-    double largest = 0;
-    cv::minMaxLoc(picture, nullptr, &largest);
-    OnEachTarget([&] { EXPECT_EQ(kernels::LargestSample(picture), largest); });
-  }
-}
-
 TEST(Samples, AreSummedUp) {
   for (const int count : {1, 7, 31, 64, 333}) {
     const cv::Mat row = RandomMat({count + 32, 1}, CV_16UC1, 9, 0, 65536);
     const cv::Mat part = row.colRange(0, count);
     const auto* samples = row.ptr<std::uint16_t>();
-    double largest = 0;
-    cv::minMaxLoc(part, nullptr, &largest);
     OnEachTarget([&] {
       EXPECT_EQ(kernels::SumOf(samples, count), cv::sum(part)[0]);
-      EXPECT_EQ(kernels::LargestOf(samples, count), largest);
       std::vector<std::uint32_t> sums(static_cast<std::size_t>(count), 5);
       kernels::AddTo(sums.data(), samples, count);
       kernels::AddTo(sums.data(), samples, count);
@@ -63,7 +52,7 @@ TEST_P(SamplesOfKind, OtsuSampleSplitsLikeTheEightBitPicture) {
     cv::normalize(picture, expected, 255, 0, cv::NORM_INF, CV_8U);
     cv::threshold(expected, expected, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
     OnEachTarget([&] {
-      const int level = kernels::OtsuSample(picture, kernels::LargestSample(picture));
+      const int level = kernels::OtsuSample(picture);
       EXPECT_TRUE(SameBytes(kernels::Above(picture, level).ToMat(), expected)) << level;
     });
   }
@@ -95,7 +84,14 @@ TEST(ScaleToWhite, MakesTheEightBitValuesOfTheMatrixLibrary) {
     const float scale = kernels::ScaleToWhite(largest);
     kernels::Histogram expected{};
     for (int i = 0; i <= largest; ++i) ++expected.at(values.at<std::uint8_t>(0, i));
-    OnEachTarget([&] { EXPECT_EQ(kernels::EightBitCounts(picture, scale), expected); });
+    kernels::SampleCounter first;
+    kernels::SampleCounter counter;
+    first.Add(picture.ptr<std::uint16_t>(), static_cast<std::size_t>(largest / 2));
+    counter.Add(picture.ptr<std::uint16_t>() + largest / 2,
+                static_cast<std::size_t>(largest + 1 - largest / 2));
+    counter.Add(first);
+    EXPECT_EQ(counter.Largest(), largest);
+    EXPECT_EQ(counter.EightBitCounts(scale), expected);
     for (const int level : {0, 1, 100, 254}) {
       const int sample = kernels::LargestSampleUpTo(level, scale);
       const int last = std::min(sample, largest);
