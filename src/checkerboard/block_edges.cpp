@@ -18,8 +18,8 @@
 #include "checkerboard/grid_view.h"
 #include "checkerboard/robust_line.h"
 #include "checkerboard/statistics.h"
+#include "kernels/padded_rows.h"
 #include "kernels/sample_levels.h"
-#include "kernels/strips.h"
 
 namespace dravix::checkerboard {
 namespace {

@@ -13,8 +13,9 @@
 
 #include "kernels/bit_parts.h"
 #include "kernels/histogram.h"
+#include "kernels/padded_rows.h"
+#include "kernels/parts.h"
 #include "kernels/quotient.h"
-#include "kernels/strips.h"
 
 namespace dravix::checkerboard {
 namespace {
@@ -63,7 +64,7 @@ void Quotient::ForEachRow(int begin, int end, Work&& work) const {
 
 cv::Mat Quotient::Picture() const {
   cv::Mat picture(mask_.Size(), CV_8UC1);
-  kernels::ForEachStrip(picture.rows, [&](int begin, int end) {
+  kernels::ForEachPartOfRows(picture.rows, [&](int begin, int end) {
     ForEachRow(begin, end, [&](int y, const std::uint8_t* quotients) {
       std::copy_n(quotients, picture.cols, picture.ptr<std::uint8_t>(y));
     });
@@ -75,7 +76,7 @@ int Quotient::OtsuLevel() const {
   const cv::Size size = mask_.Size();
   std::mutex mutex;
   kernels::Histogram counts{};
-  kernels::ForEachStrip(size.height, [&](int begin, int end) {
+  kernels::ForEachPartOfRows(size.height, [&](int begin, int end) {
     kernels::ValueCounter counter;
     ForEachRow(begin, end, [&](int, const std::uint8_t* quotients) {
       counter.Add(quotients, static_cast<std::size_t>(size.width));
@@ -90,7 +91,7 @@ int Quotient::OtsuLevel() const {
 kernels::BitPicture Quotient::AboveOtsu() const {
   kernels::BitPicture lit(mask_.Size());
   const int level = OtsuLevel();
-  kernels::ForEachStrip(mask_.Size().height, [&](int begin, int end) {
+  kernels::ForEachPartOfRows(mask_.Size().height, [&](int begin, int end) {
     ForEachRow(begin, end,
                [&](int y, const std::uint8_t* quotients) { lit.SetRowAbove(y, quotients, level); });
   });

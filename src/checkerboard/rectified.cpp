@@ -22,8 +22,9 @@
 #include "image/picture.h"
 #include "kernels/bit_parts.h"
 #include "kernels/cubic_warp.h"
+#include "kernels/parts.h"
 #include "kernels/sample_levels.h"
-#include "kernels/strips.h"
+#include "kernels/smoothed_rows.h"
 #include "kernels/wide_gaussian.h"
 
 namespace dravix::checkerboard {
@@ -44,59 +45,6 @@ constexpr double kClipMargin = 0.01;
 /// of a large picture need not be looked at.
 constexpr int kBand = 256;
 
-/// Makes rows of the warped and smoothed picture, one after the other. Only as many warped rows are
-/// kept as the smoothing reaches.
-class SmoothedRows {
- public:
-  /// The first row asked for will be `first`.
-  SmoothedRows(const CubicWarp& warp, const WideGaussian& blur, int first)
-      : warp_(warp),
-        blur_(blur),
-        next_(std::max(0, first - blur.Radius())),
-        stride_(StrideFor(warp.Size().width)),
-        warped_(stride_ * static_cast<std::size_t>(Side())),
-        sums_(stride_ + kMargin),
-        window_(static_cast<std::size_t>(Side())) {}
-
-  /// Samples that a row takes with what is written behind its last one.
-  static std::size_t StrideFor(int width) {
-    return static_cast<std::size_t>(CubicWarp::PaddedWidth(width)) + WideGaussian::kPadding;
-  }
-
-  /// Writes row y; rows come in ascending order.
-  void Row(int y, std::uint16_t* smoothed) {
-    const int radius = blur_.Radius();
-    const cv::Size size = warp_.Size();
-    for (; next_ <= std::min(y + radius, size.height - 1); ++next_) {
-      warp_.Row(next_, cv::Range(0, size.width), Warped(next_));
-    }
-    int row = y - radius;
-    for (const std::uint16_t*& warped : window_) {
-      warped = Warped(cv::borderInterpolate(row++, size.height, cv::BORDER_REFLECT_101));
-    }
-    std::uint32_t* sums = sums_.data() + kMargin;
-    blur_.Down(window_, size.width, sums);
-    blur_.Across(sums, size.width, smoothed);
-  }
-
- private:
-  /// Room before a row of sums for its reflection; the row stays aligned.
-  static constexpr std::size_t kMargin = 32;
-
-  [[nodiscard]] int Side() const { return 2 * blur_.Radius() + 1; }
-  [[nodiscard]] std::uint16_t* Warped(int y) {
-    return warped_.data() + static_cast<std::size_t>(y % Side()) * stride_;
-  }
-
-  const CubicWarp& warp_;
-  const WideGaussian& blur_;
-  int next_;
-  std::size_t stride_;
-  std::vector<std::uint16_t> warped_;  ///< a ring of rows
-  std::vector<std::uint32_t> sums_;
-  std::vector<const std::uint16_t*> window_;
-};
-
 /// The warped and smoothed photograph, or nothing where the kernels cannot do it.
 std::optional<WorkingPicture> MadeByRows(const cv::Mat& photo, const RectifyParams& params,
                                          const cv::Rect& stored) {
@@ -105,13 +53,16 @@ std::optional<WorkingPicture> MadeByRows(const cv::Mat& photo, const RectifyPara
       CubicWarp::Of(photo, params.transform, params.imageSize, kernels::Border::kRepeated);
   const auto blur = WideGaussian::Of(kSmoothing, static_cast<double>(params.blurSigma));
   if (!warp || !blur) return std::nullopt;
-  const auto width = static_cast<std::size_t>(params.imageSize.width);
+  const cv::Size size = params.imageSize;
+  const auto width = static_cast<std::size_t>(size.width);
   cv::Mat samples = image::LargeZeros(stored.size(), CV_16UC1);
   std::mutex mutex;
   kernels::SampleCounter counted;
-  kernels::ForEachStrip(params.imageSize.height, [&](int begin, int end) {
-    SmoothedRows rows(*warp, *blur, begin);
-    std::vector<std::uint16_t> row(SmoothedRows::StrideFor(params.imageSize.width));
+  kernels::ForEachPartOfRows(size.height, [&](int begin, int end) {
+    kernels::SmoothedRows rows(*blur, size, begin, [&](int y, std::uint16_t* warped) {
+      warp->Row(y, cv::Range(0, size.width), warped);
+    });
+    std::vector<std::uint16_t> row(width + WideGaussian::kPadding);
     kernels::SampleCounter found;
     for (int y = begin; y < end; ++y) {
       rows.Row(y, row.data());

@@ -10,7 +10,8 @@
 #include <mutex>
 #include <vector>
 
-#include "kernels/strips.h"
+#include "kernels/padded_rows.h"
+#include "kernels/parts.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/sample_levels.cpp"
@@ -114,7 +115,7 @@ int LargestSampleUpTo(int level, float scale) {
 BitPicture Above(const cv::Mat& picture, int level) {
   BitPicture bits(picture.size());
   if (level >= std::numeric_limits<std::uint16_t>::max()) return bits;
-  ForEachStrip(picture.rows, [&](int begin, int end) {
+  ForEachPartOfRows(picture.rows, [&](int begin, int end) {
     PaddedRows row(picture);
     for (int y = begin; y < end; ++y) {
       HWY_DYNAMIC_DISPATCH(CompareShorts)
@@ -133,7 +134,7 @@ int OtsuSample(const SampleCounter& counted) {
 int OtsuSample(const cv::Mat& picture) {
   std::mutex mutex;
   SampleCounter counted;
-  ForEachStrip(picture.rows, [&](int begin, int end) {
+  ForEachPartOfRows(picture.rows, [&](int begin, int end) {
     PaddedRows row(picture);
     SampleCounter found;
     for (int y = begin; y < end; ++y) found.Add(row.At(y), static_cast<std::size_t>(picture.cols));

@@ -13,6 +13,9 @@ namespace dravix::kernels {
 /// which no rounding has touched; these are then smoothed across.
 class WideGaussian {
  public:
+  using Sum = std::uint32_t;    ///< of a column
+  using Value = std::uint16_t;  ///< smoothed
+
   /// The most values that may be read or written after the last one of a row: all functions work on
   /// whole vectors.
   static constexpr int kPadding = 32;

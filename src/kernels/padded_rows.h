@@ -1,5 +1,4 @@
-/// What kernels that go through a picture row by row need: rows that end with whole vectors, and
-/// strips of rows for the threads.
+/// Rows that end with whole vectors.
 #pragma once
 
 #include <hwy/cache_control.h>
@@ -8,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
-#include <opencv2/core/utility.hpp>
 #include <vector>
 
 #include "kernels/bit_picture.h"
@@ -59,15 +57,5 @@ class PaddedRows {
   std::size_t words_;
   std::vector<std::uint16_t> copy_;
 };
-
-/// Calls work(first row, row behind the last) for strips that the threads share. They are high,
-/// because what strips do once, or twice at their borders, should not show.
-template <class Work>
-void ForEachStrip(int rows, Work&& work) {
-  constexpr int kRows = 256;
-  cv::parallel_for_(cv::Range(0, (rows + kRows - 1) / kRows), [&](const cv::Range& strips) {
-    work(strips.start * kRows, std::min(rows, strips.end * kRows));
-  });
-}
 
 }  // namespace dravix::kernels
