@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "kernels/parts.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/bit_picture.cpp"
 #include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
@@ -179,27 +181,33 @@ void BitPicture::SetRowAbove(int y, const std::uint8_t* gray, int level) {
 }
 
 void BitPicture::Invert() {
-  for (int y = 0; y < size_.height; ++y) {
-    std::transform(Row(y), Row(y) + words_, Row(y), std::bit_not<>());
-    ClearBeyondWidth(y);
-  }
+  ForEachPartOfRows(size_.height, [&](int begin, int end) {
+    for (int y = begin; y < end; ++y) {
+      std::transform(Row(y), Row(y) + words_, Row(y), std::bit_not<>());
+      ClearBeyondWidth(y);
+    }
+  });
 }
 
 void BitPicture::Dilate(int reach, BitPicture& scratch) {
   CV_Assert(scratch.size_ == size_);
-  AlongRows along(words_);
   for (; reach > 0; reach -= kMostReach) {
     const int step = std::min(reach, kMostReach);
-    for (int y = 0; y < size_.height; y += AlongRows::kRowsAtOnce) {
-      const int count = std::min(AlongRows::kRowsAtOnce, size_.height - y);
-      along.Dilate(Row(y), count, step);
-      for (int k = 0; k < count; ++k) ClearBeyondWidth(y + k);
-    }
-    for (int y = 0; y < size_.height; ++y) {
-      const int top = std::max(0, y - step);
-      const int bottom = std::min(size_.height - 1, y + step);
-      HWY_DYNAMIC_DISPATCH(JoinRows)(Row(top), bottom - top + 1, words_, scratch.Row(y));
-    }
+    ForEachPartOfRows(size_.height, [&](int begin, int end) {
+      AlongRows along(words_);
+      for (int y = begin; y < end; y += AlongRows::kRowsAtOnce) {
+        const int count = std::min(AlongRows::kRowsAtOnce, end - y);
+        along.Dilate(Row(y), count, step);
+        for (int k = 0; k < count; ++k) ClearBeyondWidth(y + k);
+      }
+    });
+    ForEachPartOfRows(size_.height, [&](int begin, int end) {
+      for (int y = begin; y < end; ++y) {
+        const int top = std::max(0, y - step);
+        const int bottom = std::min(size_.height - 1, y + step);
+        HWY_DYNAMIC_DISPATCH(JoinRows)(Row(top), bottom - top + 1, words_, scratch.Row(y));
+      }
+    });
     bits_.swap(scratch.bits_);
   }
 }

@@ -76,6 +76,21 @@ TEST_P(BitsOfBlobs, ClosingAndOpeningEqualTheMatrixLibrary) {
   }
 }
 
+TEST(BitPicture, IsClosedAndOpenedAlikeOnAnyNumberOfThreads) {
+  cv::Mat gray = RandomMat({150, 333}, CV_8UC1, 4, 0, 256);  // parts of 111 and of 84 rows
+  cv::GaussianBlur(gray, gray, {5, 5}, 0);
+  cv::Mat expected = gray > 128;
+  image::CloseThenOpen(expected, 11);
+  const int before = cv::getNumThreads();
+  for (int threads = 1; threads <= 4; ++threads) {
+    cv::setNumThreads(threads);
+    BitPicture bits = Above(gray, 128);
+    kernels::CloseThenOpen(bits, 11);
+    EXPECT_TRUE(SameBytes(bits.ToMat(), expected)) << threads;
+  }
+  cv::setNumThreads(before);
+}
+
 TEST_P(BitsOfBlobs, AreasAndHolesEqualTheOutlinesOfTheMatrixLibrary) {
   const BitPicture bits = Above(Blobs(static_cast<std::uint64_t>(GetParam())), 128);
   std::vector<std::vector<cv::Point>> outlines;
