@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <opencv2/imgproc.hpp>
 
+#include "image/large_mat.h"
+
 namespace dravix::extractor {
 
 cv::Size WorkingSize(cv::Size photo, double warpScale) {
@@ -35,7 +37,7 @@ bool AnyThreeOnALine(const std::vector<cv::Point>& corners) {
 }
 
 cv::Mat WarpToWorkingImage(const cv::Mat& photo, const cv::Mat& workingFromPhoto, cv::Size size) {
-  cv::Mat working;
+  cv::Mat working = image::LargeZeros(size, photo.type());
   cv::warpPerspective(photo, working, workingFromPhoto, size, cv::INTER_CUBIC, cv::BORDER_CONSTANT,
                       cv::Scalar::all(0));
   return working;

@@ -23,14 +23,33 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 using Words = hn::ScalableTag<std::uint64_t>;
 
+#if HWY_TARGET == HWY_SCALAR
+
+/// Bit i is set where byte i of eight is above `level`. Each byte gets 16 bits to which so much is
+/// added that it carries into the upper byte where it is above. A product collects the carries of
+/// four bytes, which lie 16 bits apart, into its uppermost bits.
+std::uint64_t EightAbove(const std::uint8_t* gray, int level) {
+  constexpr std::uint64_t kOnes = 0x0001000100010001;
+  std::uint64_t bytes = 0;
+  for (int i = 0; i < 8; ++i) bytes |= std::uint64_t{gray[i]} << (8 * i);
+  const std::uint64_t added = kOnes * static_cast<std::uint64_t>(255 - level);
+  const std::uint64_t even = (((bytes & (kOnes * 0xFF)) + added) >> 8) & kOnes;
+  const std::uint64_t odd = (((bytes >> 8 & (kOnes * 0xFF)) + added) >> 8) & kOnes;
+  // Bits 0, 16, 32, 48 of the even bytes and, one higher, of the odd ones.
+  const std::uint64_t pairs = even | odd << 1;
+  return (pairs * 0x0001000400100040) >> 48 & 0xFF;
+}
+
+#endif
+
 /// Bit x is set where byte x is above `level`; `words` words of them.
 void CompareBytes(const std::uint8_t* gray, int level, std::size_t words, std::uint64_t* bits) {
   constexpr std::size_t kBits = BitPicture::kWordBits;
 #if HWY_TARGET == HWY_SCALAR
   for (std::size_t word = 0; word < words; ++word) {
     std::uint64_t found = 0;
-    for (std::size_t i = 0; i < kBits; ++i) {
-      found |= static_cast<std::uint64_t>(gray[word * kBits + i] > level) << i;
+    for (std::size_t i = 0; i < kBits; i += sizeof(std::uint64_t)) {
+      found |= EightAbove(gray + word * kBits + i, level) << i;
     }
     bits[word] = found;
   }
