@@ -19,7 +19,7 @@
 #include "checkerboard/robust_line.h"
 #include "checkerboard/statistics.h"
 #include "kernels/padded_rows.h"
-#include "kernels/sample_levels.h"
+#include "kernels/row_sums.h"
 
 namespace dravix::checkerboard {
 namespace {

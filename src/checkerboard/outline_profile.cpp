@@ -22,7 +22,7 @@
 #include "checkerboard/span.h"
 #include "checkerboard/statistics.h"
 #include "kernels/bit_parts.h"
-#include "kernels/sample_levels.h"
+#include "kernels/row_sums.h"
 
 namespace dravix::checkerboard {
 namespace {

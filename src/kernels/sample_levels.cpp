@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <limits>
 #include <mutex>
-#include <vector>
 
 #include "kernels/padded_rows.h"
 #include "kernels/parts.h"
@@ -22,34 +21,6 @@ HWY_BEFORE_NAMESPACE();
 namespace dravix::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
-
-/// Sums of whole vectors fit 32 bits in each lane: up to 2^16 of them.
-std::uint64_t SumOfRow(const std::uint16_t* samples, std::size_t count) {
-  const hn::ScalableTag<std::uint32_t> ints;
-  const hn::Rebind<std::uint16_t, decltype(ints)> shorts;
-  auto sums = hn::Zero(ints);
-  std::size_t i = 0;
-  for (; i + hn::Lanes(ints) <= count; i += hn::Lanes(ints)) {
-    sums = hn::Add(sums, hn::PromoteTo(ints, hn::LoadU(shorts, samples + i)));
-  }
-  HWY_ALIGN std::uint32_t lanes[hn::MaxLanes(ints)];
-  hn::Store(sums, ints, lanes);
-  std::uint64_t sum = 0;
-  for (std::size_t lane = 0; lane < hn::Lanes(ints); ++lane) sum += lanes[lane];
-  for (; i < count; ++i) sum += samples[i];
-  return sum;
-}
-
-void AddRow(std::uint32_t* sums, const std::uint16_t* samples, std::size_t count) {
-  const hn::ScalableTag<std::uint32_t> ints;
-  const hn::Rebind<std::uint16_t, decltype(ints)> shorts;
-  std::size_t i = 0;
-  for (; i + hn::Lanes(ints) <= count; i += hn::Lanes(ints)) {
-    const auto sample = hn::PromoteTo(ints, hn::LoadU(shorts, samples + i));
-    hn::StoreU(hn::Add(hn::LoadU(ints, sums + i), sample), ints, sums + i);
-  }
-  for (; i < count; ++i) sums[i] += samples[i];
-}
 
 /// Bit x is set where sample x is above `level`; `words` words of them, of whole vectors.
 void CompareShorts(const std::uint16_t* samples, std::uint16_t level, std::size_t words,
@@ -82,19 +53,9 @@ HWY_AFTER_NAMESPACE();
 namespace dravix::kernels {
 namespace {
 
-HWY_EXPORT(AddRow);
 HWY_EXPORT(CompareShorts);
-HWY_EXPORT(SumOfRow);
 
 }  // namespace
-
-std::uint64_t SumOf(const std::uint16_t* samples, int count) {
-  return HWY_DYNAMIC_DISPATCH(SumOfRow)(samples, static_cast<std::size_t>(count));
-}
-
-void AddTo(std::uint32_t* sums, const std::uint16_t* samples, int count) {
-  HWY_DYNAMIC_DISPATCH(AddRow)(sums, samples, static_cast<std::size_t>(count));
-}
 
 float ScaleToWhite(int largest) {
   constexpr double kWhite = 255;

@@ -11,11 +11,6 @@ namespace dravix::kernels {
 
 // `picture` is CV_8UC1 or CV_16UC1 and need not be continuous. Rows are divided among the threads.
 
-/// The sum of some samples.
-[[nodiscard]] std::uint64_t SumOf(const std::uint16_t* samples, int count);
-/// Adds samples to as many sums.
-void AddTo(std::uint32_t* sums, const std::uint16_t* samples, int count);
-
 /// What the samples are multiplied by to make `largest` 255, as the matrix library computes it; 0
 /// for 0.
 [[nodiscard]] float ScaleToWhite(int largest);

@@ -10,7 +10,7 @@
 #include <numeric>
 #include <vector>
 
-#include "kernels/sample_levels.h"
+#include "kernels/row_sums.h"
 
 namespace dravix::kernels {
 namespace {

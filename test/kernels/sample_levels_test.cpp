@@ -6,7 +6,6 @@
 
 #include "kernels/each_target.h"
 #include "kernels/histogram.h"
-#include "kernels/quotient.h"
 #include "support/mats.h"
 
 namespace dravix::test {
@@ -26,23 +25,6 @@ struct SampleKind {
 };
 
 class SamplesOfKind : public testing::TestWithParam<SampleKind> {};
-
-TEST(Samples, AreSummedUp) {
-  for (const int count : {1, 7, 31, 64, 333}) {
-    const cv::Mat row = RandomMat({count + 32, 1}, CV_16UC1, 9, 0, 65536);
-    const cv::Mat part = row.colRange(0, count);
-    const auto* samples = row.ptr<std::uint16_t>();
-    OnEachTarget([&] {
-      EXPECT_EQ(kernels::SumOf(samples, count), cv::sum(part)[0]);
-      std::vector<std::uint32_t> sums(static_cast<std::size_t>(count), 5);
-      kernels::AddTo(sums.data(), samples, count);
-      kernels::AddTo(sums.data(), samples, count);
-      for (int i = 0; i < count; ++i) {
-        EXPECT_EQ(sums[static_cast<std::size_t>(i)], 5U + 2U * samples[i]);
-      }
-    });
-  }
-}
 
 TEST_P(SamplesOfKind, OtsuSampleSplitsLikeTheEightBitPicture) {
   for (std::uint64_t seed = 0; seed < 5; ++seed) {
@@ -99,31 +81,6 @@ TEST(ScaleToWhite, MakesTheEightBitValuesOfTheMatrixLibrary) {
       if (sample < largest) {
         EXPECT_GT(values.at<std::uint8_t>(0, sample + 1), level);
       }
-    }
-  }
-}
-
-TEST(Quotients, EqualTheMatrixLibraryAlsoWhereTheyAreTooLarge) {
-  cv::RNG random(5);
-  for (const int type : {CV_8UC1, CV_16UC1}) {
-    for (const double scale : {0.0, 1e-3, 0.7, 13.3, 80.0 * 4095, 5e6}) {
-      const double high = type == CV_8UC1 ? 256 : 65536;
-      const cv::Size size(192, 50);
-      const cv::Mat above = RandomMat(size, type, random.next(), 0, high);
-      cv::Mat below = RandomMat(size, type, random.next(), 0, scale > 1e4 ? high : high / 20);
-      below.setTo(0, RandomMat(size, CV_8UC1, random.next(), 0, 8) == 0);
-      cv::Mat expected;
-      cv::divide(above, below, expected, scale, CV_8U);
-      cv::Mat wideAbove;
-      cv::Mat wideBelow;
-      above.convertTo(wideAbove, CV_16U);
-      below.convertTo(wideBelow, CV_16U);
-      OnEachTarget([&] {
-        cv::Mat quotients(size, CV_8UC1);
-        kernels::Quotients(wideAbove.ptr<std::uint16_t>(), wideBelow.ptr<std::uint16_t>(),
-                           quotients.total(), static_cast<float>(scale), quotients.data);
-        EXPECT_TRUE(SameBytes(quotients, expected)) << type << ' ' << scale;
-      });
     }
   }
 }
