@@ -15,7 +15,7 @@
 #include "checkerboard/rectified.h"
 #include "extractor/extractor.h"
 #include "extractor/rectify.h"
-#include "kernels/cubic_warp.h"
+#include "kernels/warp/cubic_warp.h"
 #include "reference/plain_detector.h"
 #include "sim/render.h"
 

@@ -9,12 +9,12 @@
 
 #include "extractor/extractor.h"
 #include "extractor/rectify.h"
-#include "kernels/areas.h"
-#include "kernels/bit_picture.h"
-#include "kernels/cubic_warp.h"
+#include "kernels/bits/areas.h"
+#include "kernels/bits/bit_picture.h"
+#include "kernels/bits/histogram.h"
 #include "kernels/eight_bits.h"
-#include "kernels/gaussian.h"
-#include "kernels/histogram.h"
+#include "kernels/smoothing/gaussian.h"
+#include "kernels/warp/cubic_warp.h"
 #include "kernels/weighted_sums.h"
 #include "photographs.h"
 

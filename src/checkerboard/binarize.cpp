@@ -11,8 +11,8 @@
 #include <opencv2/imgproc.hpp>
 
 #include "checkerboard/shrink.h"
-#include "kernels/bit_parts.h"
-#include "kernels/sample_levels.h"
+#include "kernels/bits/bit_parts.h"
+#include "kernels/bits/sample_levels.h"
 
 namespace dravix::checkerboard {
 namespace {

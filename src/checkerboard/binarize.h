@@ -5,7 +5,7 @@
 
 #include "checkerboard/quotient.h"
 #include "checkerboard/rectified.h"
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {
 

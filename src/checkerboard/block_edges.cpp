@@ -18,7 +18,7 @@
 #include "checkerboard/grid_view.h"
 #include "checkerboard/robust_line.h"
 #include "checkerboard/statistics.h"
-#include "kernels/padded_rows.h"
+#include "kernels/bits/padded_rows.h"
 #include "kernels/row_sums.h"
 
 namespace dravix::checkerboard {

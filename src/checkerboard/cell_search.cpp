@@ -12,8 +12,8 @@
 #include <optional>
 
 #include "image/lit_area.h"
-#include "kernels/areas.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/areas.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {

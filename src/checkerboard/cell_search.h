@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "checkerboard/checkerboard.h"
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {
 

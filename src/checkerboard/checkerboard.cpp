@@ -26,7 +26,7 @@
 #include "checkerboard/quotient.h"
 #include "checkerboard/rectified.h"
 #include "image/large_mat.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace board = dravix::checkerboard;
 namespace kernels = dravix::kernels;

@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "checkerboard/grid_view.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {

@@ -17,8 +17,8 @@
 #include "image/large_mat.h"
 #include "image/lit_area.h"
 #include "image/picture.h"
-#include "kernels/areas.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/areas.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "checkerboard/rectified.h"
 #include "checkerboard/sides.h"
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {
 

@@ -14,7 +14,7 @@
 #include "checkerboard/rectified.h"
 #include "checkerboard/shrink.h"
 #include "image/large_mat.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 #include "kernels/shrink.h"
 
 namespace dravix::checkerboard {

@@ -21,7 +21,7 @@
 
 #include "checkerboard/span.h"
 #include "checkerboard/statistics.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 #include "kernels/row_sums.h"
 
 namespace dravix::checkerboard {

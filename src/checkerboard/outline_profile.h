@@ -5,7 +5,7 @@
 
 #include "checkerboard/local_level.h"
 #include "checkerboard/sides.h"
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {
 

@@ -11,9 +11,9 @@
 #include <mutex>
 #include <vector>
 
-#include "kernels/bit_parts.h"
-#include "kernels/histogram.h"
-#include "kernels/padded_rows.h"
+#include "kernels/bits/bit_parts.h"
+#include "kernels/bits/histogram.h"
+#include "kernels/bits/padded_rows.h"
 #include "kernels/parts.h"
 #include "kernels/quotient.h"
 

@@ -4,7 +4,7 @@
 #include <opencv2/core.hpp>
 
 #include "checkerboard/rectified.h"
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {
 

@@ -20,12 +20,12 @@
 
 #include "image/large_mat.h"
 #include "image/picture.h"
-#include "kernels/bit_parts.h"
-#include "kernels/cubic_warp.h"
+#include "kernels/bits/bit_parts.h"
+#include "kernels/bits/sample_levels.h"
 #include "kernels/parts.h"
-#include "kernels/sample_levels.h"
-#include "kernels/smoothed_rows.h"
-#include "kernels/wide_gaussian.h"
+#include "kernels/smoothing/smoothed_rows.h"
+#include "kernels/smoothing/wide_gaussian.h"
+#include "kernels/warp/cubic_warp.h"
 
 namespace dravix::checkerboard {
 namespace {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "checkerboard/partial_picture.h"
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {
 

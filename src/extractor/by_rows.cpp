@@ -8,10 +8,10 @@
 
 #include "base/large_buffer.h"
 #include "extractor/column_averages.h"
-#include "kernels/bit_picture.h"
-#include "kernels/histogram.h"
+#include "kernels/bits/bit_picture.h"
+#include "kernels/bits/histogram.h"
 #include "kernels/parts.h"
-#include "kernels/smoothed_rows.h"
+#include "kernels/smoothing/smoothed_rows.h"
 
 namespace dravix::extractor {
 namespace {

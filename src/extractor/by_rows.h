@@ -10,9 +10,9 @@
 #include <optional>
 
 #include "extractor/lit_columns.h"
-#include "kernels/cubic_warp.h"
-#include "kernels/eight_bit_scale.h"
-#include "kernels/gaussian.h"
+#include "kernels/smoothing/gaussian.h"
+#include "kernels/warp/cubic_warp.h"
+#include "kernels/warp/eight_bit_scale.h"
 
 namespace dravix::extractor {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "extractor/resample.h"
-#include "kernels/cubic_warp.h"
+#include "kernels/warp/cubic_warp.h"
 
 namespace dravix::extractor {
 

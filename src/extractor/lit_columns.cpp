@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "image/large_mat.h"
-#include "kernels/areas.h"
-#include "kernels/histogram.h"
+#include "kernels/bits/areas.h"
+#include "kernels/bits/histogram.h"
 #include "kernels/parts.h"
 
 namespace dravix::extractor {

@@ -10,7 +10,7 @@
 
 #include "extractor/locate.h"
 #include "extractor/resample.h"
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::extractor {
 

@@ -3,7 +3,7 @@
 
 #include <opencv2/core.hpp>
 
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::region {
 

@@ -4,7 +4,7 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <string>
 
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {

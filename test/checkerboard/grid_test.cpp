@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {

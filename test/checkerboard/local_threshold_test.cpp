@@ -6,7 +6,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "checkerboard/binarize.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {

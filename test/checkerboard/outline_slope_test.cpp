@@ -5,7 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "checkerboard/outline_profile.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {

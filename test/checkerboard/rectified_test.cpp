@@ -6,8 +6,8 @@
 
 #include "checkerboard/even_screen.h"
 #include "image/binary.h"
+#include "kernels/bits/sample_levels.h"
 #include "kernels/each_target.h"
-#include "kernels/sample_levels.h"
 #include "support/mats.h"
 
 namespace dravix::checkerboard {

@@ -12,7 +12,7 @@
 
 #include "checkerboard/cell_search.h"
 #include "checkerboard/checkerboard.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {
 namespace {

@@ -7,8 +7,8 @@
 #include "extractor/extractor.h"
 #include "extractor/rectify.h"
 #include "extractor/scenes.h"
-#include "kernels/cubic_warp.h"
 #include "kernels/each_target.h"
+#include "kernels/warp/cubic_warp.h"
 #include "support/log_capture.h"
 #include "support/mats.h"
 

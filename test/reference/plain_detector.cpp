@@ -16,7 +16,7 @@
 #include "checkerboard/shrink.h"
 #include "image/binary.h"
 #include "image/lit_area.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 namespace dravix::reference {
 namespace {

@@ -11,7 +11,7 @@
 #include "image/binary.h"
 #include "image/lit_area.h"
 #include "image/picture.h"
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 #include "reference/plain_detector.h"
 
 namespace dravix::reference {

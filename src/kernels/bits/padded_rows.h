@@ -9,7 +9,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::kernels {
 

@@ -6,21 +6,21 @@
 // work on several vectors at once. Output: a row of the working image. Each file says why its
 // results have the bits of cv::warpPerspective. The portable target does the same pixel by pixel,
 // with the plain functions that the vectors fall back to.
-#include "kernels/cubic_warp.h"
+#include "kernels/warp/cubic_warp.h"
 
 #include <algorithm>
 #include <limits>
 #include <opencv2/core/utility.hpp>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "kernels/cubic_warp.cpp"
+#define HWY_TARGET_INCLUDE "kernels/warp/cubic_warp.cpp"
 #include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
 #include <hwy/highway.h>
 
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-#include "kernels/cubic_eight_bits-inl.h"
-#include "kernels/cubic_filter-inl.h"
-#include "kernels/cubic_positions-inl.h"
+#include "kernels/warp/cubic_eight_bits-inl.h"
+#include "kernels/warp/cubic_filter-inl.h"
+#include "kernels/warp/cubic_positions-inl.h"
 #endif
 
 HWY_BEFORE_NAMESPACE();

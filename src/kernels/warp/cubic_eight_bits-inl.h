@@ -26,8 +26,8 @@
 #include <cstdint>
 #include <limits>
 
-#include "kernels/cubic_filter-inl.h"
-#include "kernels/eight_bit_scale.h"
+#include "kernels/warp/cubic_filter-inl.h"
+#include "kernels/warp/eight_bit_scale.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace dravix::kernels::HWY_NAMESPACE {

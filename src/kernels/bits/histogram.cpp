@@ -1,4 +1,4 @@
-#include "kernels/histogram.h"
+#include "kernels/bits/histogram.h"
 
 #include <algorithm>
 #include <cfloat>

@@ -1,5 +1,5 @@
 // Both Gaussians, for 8 and for 16 bits, and the rows that they are fed with.
-#include "kernels/gaussian.h"
+#include "kernels/smoothing/gaussian.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <opencv2/imgproc.hpp>
 
 #include "kernels/each_target.h"
-#include "kernels/smoothed_rows.h"
-#include "kernels/wide_gaussian.h"
+#include "kernels/smoothing/smoothed_rows.h"
+#include "kernels/smoothing/wide_gaussian.h"
 #include "support/mats.h"
 
 namespace dravix::test {

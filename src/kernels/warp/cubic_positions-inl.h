@@ -24,8 +24,8 @@
 #include <array>
 #include <cstdint>
 
-#include "kernels/cubic_sample.h"
-#include "kernels/perspective.h"
+#include "kernels/warp/cubic_sample.h"
+#include "kernels/warp/perspective.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace dravix::kernels::HWY_NAMESPACE {

@@ -1,4 +1,4 @@
-#include "kernels/areas.h"
+#include "kernels/bits/areas.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,11 +1,11 @@
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 #include <gtest/gtest.h>
 
 #include <opencv2/imgproc.hpp>
 
 #include "image/lit_area.h"
-#include "kernels/areas.h"
+#include "kernels/bits/areas.h"
 #include "support/mats.h"
 
 namespace dravix::test {

@@ -5,14 +5,14 @@
 // multiplies two neighbors by their weights and adds the products. Doing so from each even place
 // gives every second result, and from each odd place the others. The weights' sum of 256 makes 2^23
 // of the offset.
-#include "kernels/gaussian.h"
+#include "kernels/smoothing/gaussian.h"
 
 #include <cstddef>
 #include <numeric>
 #include <opencv2/imgproc.hpp>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "kernels/gaussian.cpp"
+#define HWY_TARGET_INCLUDE "kernels/smoothing/gaussian.cpp"
 #include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
 #include <hwy/highway.h>
 

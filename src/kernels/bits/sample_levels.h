@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <opencv2/core.hpp>
 
-#include "kernels/bit_picture.h"
-#include "kernels/histogram.h"
+#include "kernels/bits/bit_picture.h"
+#include "kernels/bits/histogram.h"
 
 namespace dravix::kernels {
 

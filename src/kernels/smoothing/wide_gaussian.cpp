@@ -6,14 +6,14 @@
 // is 2^16 * U' + L', and so the result is (U' + L' / 2^16 + 2^15) / 2^16, each quotient rounded
 // down. It does not overflow, because the largest sums of all, those of a white picture, have L' =
 // 0.
-#include "kernels/wide_gaussian.h"
+#include "kernels/smoothing/wide_gaussian.h"
 
 #include <cstddef>
 #include <numeric>
 #include <opencv2/imgproc.hpp>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "kernels/wide_gaussian.cpp"
+#define HWY_TARGET_INCLUDE "kernels/smoothing/wide_gaussian.cpp"
 #include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
 #include <hwy/highway.h>
 

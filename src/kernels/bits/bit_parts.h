@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <opencv2/core.hpp>
 
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::kernels {
 

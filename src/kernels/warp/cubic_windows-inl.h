@@ -16,8 +16,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "kernels/cubic_positions-inl.h"
-#include "kernels/cubic_sample.h"
+#include "kernels/warp/cubic_positions-inl.h"
+#include "kernels/warp/cubic_sample.h"
 
 /// Whether one window can serve a whole vector of sixteen lanes.
 #undef DRAVIX_WHOLE_WINDOWS

@@ -1,4 +1,4 @@
-#include "kernels/bit_parts.h"
+#include "kernels/bits/bit_parts.h"
 
 #include <algorithm>
 #include <bit>
@@ -6,7 +6,7 @@
 #include <numeric>
 #include <vector>
 
-#include "kernels/sample_levels.h"
+#include "kernels/bits/sample_levels.h"
 
 namespace dravix::kernels {
 namespace {

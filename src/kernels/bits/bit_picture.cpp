@@ -2,7 +2,7 @@
 // by up to r + 1 and joining it with itself doubles the reach, so that few steps suffice. Across,
 // each row of the result joins the rows within reach, which lie in the nearest cache. Bits have no
 // rounding: any order gives the same picture.
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 #include <algorithm>
 #include <functional>
@@ -12,7 +12,7 @@
 #include "kernels/parts.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "kernels/bit_picture.cpp"
+#define HWY_TARGET_INCLUDE "kernels/bits/bit_picture.cpp"
 #include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
 #include <hwy/highway.h>
 

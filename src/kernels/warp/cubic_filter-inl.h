@@ -24,9 +24,9 @@
 
 #include <cstdint>
 
-#include "kernels/cubic_positions-inl.h"
-#include "kernels/cubic_sample.h"
-#include "kernels/cubic_windows-inl.h"
+#include "kernels/warp/cubic_positions-inl.h"
+#include "kernels/warp/cubic_sample.h"
+#include "kernels/warp/cubic_windows-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace dravix::kernels::HWY_NAMESPACE {

@@ -1,4 +1,4 @@
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,9 @@
 
 #include "image/binary.h"
 #include "image/lit_area.h"
-#include "kernels/areas.h"
+#include "kernels/bits/areas.h"
+#include "kernels/bits/histogram.h"
 #include "kernels/each_target.h"
-#include "kernels/histogram.h"
 #include "support/mats.h"
 
 namespace dravix::test {

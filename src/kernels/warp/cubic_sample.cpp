@@ -1,4 +1,4 @@
-#include "kernels/cubic_sample.h"
+#include "kernels/warp/cubic_sample.h"
 
 #include <algorithm>
 #include <opencv2/core.hpp>

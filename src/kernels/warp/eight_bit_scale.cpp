@@ -1,4 +1,4 @@
-#include "kernels/eight_bit_scale.h"
+#include "kernels/warp/eight_bit_scale.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,11 +1,11 @@
-#include "kernels/sample_levels.h"
+#include "kernels/bits/sample_levels.h"
 
 #include <gtest/gtest.h>
 
 #include <opencv2/imgproc.hpp>
 
+#include "kernels/bits/histogram.h"
 #include "kernels/each_target.h"
-#include "kernels/histogram.h"
 #include "support/mats.h"
 
 namespace dravix::test {

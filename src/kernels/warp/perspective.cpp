@@ -1,10 +1,10 @@
-#include "kernels/perspective.h"
+#include "kernels/warp/perspective.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "kernels/cubic_sample.h"
+#include "kernels/warp/cubic_sample.h"
 
 namespace dravix::kernels {
 namespace {

@@ -1,4 +1,4 @@
-#include "kernels/cubic_warp.h"
+#include "kernels/warp/cubic_warp.h"
 
 #include <gtest/gtest.h>
 

@@ -12,9 +12,9 @@
 #include <opencv2/core.hpp>
 #include <optional>
 
-#include "kernels/cubic_sample.h"
-#include "kernels/eight_bit_scale.h"
-#include "kernels/perspective.h"
+#include "kernels/warp/cubic_sample.h"
+#include "kernels/warp/eight_bit_scale.h"
+#include "kernels/warp/perspective.h"
 
 namespace dravix::kernels {
 

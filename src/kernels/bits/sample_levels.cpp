@@ -2,18 +2,18 @@
 // rounded half to even. Equal samples become equal values, so the histogram of the samples gives
 // that of the values. A larger sample never becomes a smaller value, so a threshold of the 8-bit
 // picture is one of the samples. No 8-bit picture is ever made.
-#include "kernels/sample_levels.h"
+#include "kernels/bits/sample_levels.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <mutex>
 
-#include "kernels/padded_rows.h"
+#include "kernels/bits/padded_rows.h"
 #include "kernels/parts.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "kernels/sample_levels.cpp"
+#define HWY_TARGET_INCLUDE "kernels/bits/sample_levels.cpp"
 #include <hwy/foreach_target.h>  // before highway.h: compiles this file once for each target
 #include <hwy/highway.h>
 

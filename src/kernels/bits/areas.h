@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "kernels/bit_picture.h"
+#include "kernels/bits/bit_picture.h"
 
 namespace dravix::kernels {
 
