@@ -10,9 +10,9 @@
 
 #include "checkerboard/cell_search.h"
 #include "checkerboard/checkerboard.h"
-#include "checkerboard/led_area.h"
-#include "checkerboard/quotient.h"
-#include "checkerboard/rectified.h"
+#include "checkerboard/lit_area/led_area.h"
+#include "checkerboard/pictures/quotient.h"
+#include "checkerboard/pictures/rectified.h"
 #include "extractor/extractor.h"
 #include "extractor/rectify.h"
 #include "kernels/warp/cubic_warp.h"

@@ -15,9 +15,9 @@
 #include <optional>
 #include <utility>
 
+#include "checkerboard/geometry/robust_line.h"
+#include "checkerboard/geometry/statistics.h"
 #include "checkerboard/grid_view.h"
-#include "checkerboard/robust_line.h"
-#include "checkerboard/statistics.h"
 #include "kernels/bits/padded_rows.h"
 #include "kernels/row_sums.h"
 

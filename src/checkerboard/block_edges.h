@@ -5,7 +5,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "checkerboard/rectified.h"
+#include "checkerboard/pictures/rectified.h"
 
 namespace dravix::checkerboard {
 

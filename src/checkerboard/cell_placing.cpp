@@ -13,8 +13,8 @@
 #include <optional>
 #include <utility>
 
-#include "checkerboard/robust_line.h"
-#include "checkerboard/statistics.h"
+#include "checkerboard/geometry/robust_line.h"
+#include "checkerboard/geometry/statistics.h"
 
 namespace dravix::checkerboard {
 namespace {

@@ -4,8 +4,8 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "checkerboard/geometry/sides.h"
 #include "checkerboard/grid_view.h"
-#include "checkerboard/sides.h"
 
 namespace dravix::checkerboard {
 

@@ -16,15 +16,15 @@
 #include <optional>
 #include <utility>
 
-#include "checkerboard/binarize.h"
 #include "checkerboard/block_edges.h"
 #include "checkerboard/cell_placing.h"
 #include "checkerboard/cell_search.h"
 #include "checkerboard/grid.h"
 #include "checkerboard/grid_view.h"
-#include "checkerboard/led_area.h"
-#include "checkerboard/quotient.h"
-#include "checkerboard/rectified.h"
+#include "checkerboard/lit_area/led_area.h"
+#include "checkerboard/pictures/binarize.h"
+#include "checkerboard/pictures/quotient.h"
+#include "checkerboard/pictures/rectified.h"
 #include "image/large_mat.h"
 #include "kernels/bits/bit_parts.h"
 

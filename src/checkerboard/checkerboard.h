@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "checkerboard/lit_area_share.h"
-#include "checkerboard/sides.h"
+#include "checkerboard/geometry/lit_area_share.h"
+#include "checkerboard/geometry/sides.h"
 #include "kernels/targets.h"
 
 class Shot;

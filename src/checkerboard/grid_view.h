@@ -12,7 +12,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "checkerboard/span.h"
+#include "checkerboard/geometry/span.h"
 
 namespace dravix::checkerboard {
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "checkerboard/checkerboard.h"
-#include "checkerboard/rectified.h"
+#include "checkerboard/pictures/rectified.h"
 #include "image/picture_file.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "checkerboard/lit_area_share.h"
+#include "checkerboard/geometry/lit_area_share.h"
 
 class CheckerboardDetector;
 class RegionOI;

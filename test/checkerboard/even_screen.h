@@ -4,7 +4,7 @@
 #include <opencv2/core.hpp>
 
 #include "checkerboard/checkerboard.h"
-#include "checkerboard/rectified.h"
+#include "checkerboard/pictures/rectified.h"
 
 namespace dravix::checkerboard {
 

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "checkerboard/checkerboard.h"
-#include "checkerboard/lit_area_share.h"
+#include "checkerboard/geometry/lit_area_share.h"
 #include "extractor/extractor.h"
 #include "reference/plain_transcription.h"
 #include "sim/catalogue.h"

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "checkerboard/statistics.h"
+#include "checkerboard/geometry/statistics.h"
 #include "fidelity/detect.h"
 #include "fidelity/luminance.h"
 #include "sim/catalogue.h"

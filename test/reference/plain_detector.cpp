@@ -13,7 +13,7 @@
 #include "checkerboard/cell_placing.h"
 #include "checkerboard/grid.h"
 #include "checkerboard/grid_view.h"
-#include "checkerboard/shrink.h"
+#include "checkerboard/pictures/shrink.h"
 #include "image/binary.h"
 #include "image/lit_area.h"
 #include "kernels/bits/bit_parts.h"

@@ -8,11 +8,11 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "checkerboard/binarize.h"
 #include "checkerboard/cell_search.h"
 #include "checkerboard/checkerboard.h"
-#include "checkerboard/rectified.h"
-#include "checkerboard/sides.h"
+#include "checkerboard/geometry/sides.h"
+#include "checkerboard/pictures/binarize.h"
+#include "checkerboard/pictures/rectified.h"
 
 namespace dravix::reference {
 

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
-#include "checkerboard/local_level.h"
-#include "checkerboard/outline_profile.h"
-#include "checkerboard/shrink.h"
+#include "checkerboard/lit_area/local_level.h"
+#include "checkerboard/lit_area/outline_profile.h"
+#include "checkerboard/pictures/shrink.h"
 #include "image/binary.h"
 #include "image/lit_area.h"
 #include "image/picture.h"

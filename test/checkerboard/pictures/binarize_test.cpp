@@ -1,4 +1,4 @@
-#include "checkerboard/binarize.h"
+#include "checkerboard/pictures/binarize.h"
 
 #include <gtest/gtest.h>
 

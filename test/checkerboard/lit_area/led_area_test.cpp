@@ -1,4 +1,4 @@
-#include "checkerboard/led_area.h"
+#include "checkerboard/lit_area/led_area.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "checkerboard/local_level.h"
+#include "checkerboard/lit_area/local_level.h"
 
 #include <gtest/gtest.h>
 

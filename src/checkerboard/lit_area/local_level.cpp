@@ -5,14 +5,14 @@
 // outline, where only a part of the window is inside. The output is a map of the levels, several
 // times smaller than the picture. It is too coarse to show single LEDs, and more than half a block
 // outside the area it knows nothing.
-#include "checkerboard/local_level.h"
+#include "checkerboard/lit_area/local_level.h"
 
 #include <algorithm>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
-#include "checkerboard/rectified.h"
-#include "checkerboard/shrink.h"
+#include "checkerboard/pictures/rectified.h"
+#include "checkerboard/pictures/shrink.h"
 #include "image/large_mat.h"
 #include "kernels/bits/bit_parts.h"
 #include "kernels/shrink.h"

@@ -5,7 +5,7 @@
 // that lie clearly off the curve, because a dead LED shifted them, are replaced by the curve, and
 // so are the unseen ones; all others stay as measured. It cannot tell which points are wrong where
 // half of them are, and it does not follow a line that bends more often than a cubic.
-#include "checkerboard/robust_line.h"
+#include "checkerboard/geometry/robust_line.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +14,7 @@
 #include <iterator>
 #include <utility>
 
-#include "checkerboard/statistics.h"
+#include "checkerboard/geometry/statistics.h"
 
 namespace dravix::checkerboard {
 namespace {

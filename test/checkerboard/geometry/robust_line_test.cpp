@@ -1,4 +1,4 @@
-#include "checkerboard/robust_line.h"
+#include "checkerboard/geometry/robust_line.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -5,12 +5,12 @@
 // pixel of a window around it, as J. Bernsen does in "Dynamic thresholding of grey-level images",
 // ICPR 1986. The output is a black-and-white picture. It does not place edges: its outlines lie too
 // far out around bright blocks and too far in around dim ones, by a few pixels.
-#include "checkerboard/binarize.h"
+#include "checkerboard/pictures/binarize.h"
 
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
-#include "checkerboard/shrink.h"
+#include "checkerboard/pictures/shrink.h"
 #include "kernels/bits/bit_parts.h"
 #include "kernels/bits/sample_levels.h"
 

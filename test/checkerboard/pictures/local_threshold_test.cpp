@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
-#include "checkerboard/binarize.h"
+#include "checkerboard/pictures/binarize.h"
 #include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {

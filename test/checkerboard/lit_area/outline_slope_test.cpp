@@ -4,7 +4,7 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "checkerboard/outline_profile.h"
+#include "checkerboard/lit_area/outline_profile.h"
 #include "kernels/bits/bit_parts.h"
 
 namespace dravix::checkerboard {

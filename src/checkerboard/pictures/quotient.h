@@ -3,7 +3,7 @@
 
 #include <opencv2/core.hpp>
 
-#include "checkerboard/rectified.h"
+#include "checkerboard/pictures/rectified.h"
 #include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {

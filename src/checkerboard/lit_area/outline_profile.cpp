@@ -8,7 +8,7 @@
 // needs a dark surround and a level that changes steadily: light of another source beside the
 // screen counts as its own, and a side with too few pieces, or too close to the frame, says
 // nothing.
-#include "checkerboard/outline_profile.h"
+#include "checkerboard/lit_area/outline_profile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,8 +19,8 @@
 #include <utility>
 #include <vector>
 
-#include "checkerboard/span.h"
-#include "checkerboard/statistics.h"
+#include "checkerboard/geometry/span.h"
+#include "checkerboard/geometry/statistics.h"
 #include "kernels/bits/bit_parts.h"
 #include "kernels/row_sums.h"
 

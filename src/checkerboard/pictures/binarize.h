@@ -3,8 +3,8 @@
 
 #include <opencv2/core.hpp>
 
-#include "checkerboard/quotient.h"
-#include "checkerboard/rectified.h"
+#include "checkerboard/pictures/quotient.h"
+#include "checkerboard/pictures/rectified.h"
 #include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "checkerboard/span.h"
+#include "checkerboard/geometry/span.h"
 
 namespace dravix::checkerboard {
 

@@ -7,7 +7,7 @@
 //
 // 16-bit photographs are warped and smoothed row by row by the kernels, which give the bits of the
 // matrix library: the warped picture itself is never stored.
-#include "checkerboard/rectified.h"
+#include "checkerboard/pictures/rectified.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "checkerboard/rectified.h"
+#include "checkerboard/pictures/rectified.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 // where the mask is black. The output is the quotient itself, or what of it is above Otsu's level:
 // then its rows are made twice, once for the histogram and once for the bits, and nothing of 8 bits
 // is stored.
-#include "checkerboard/quotient.h"
+#include "checkerboard/pictures/quotient.h"
 
 #include <algorithm>
 #include <cstdint>

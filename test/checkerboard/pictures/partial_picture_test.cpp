@@ -1,4 +1,4 @@
-#include "checkerboard/partial_picture.h"
+#include "checkerboard/pictures/partial_picture.h"
 
 #include <gtest/gtest.h>
 

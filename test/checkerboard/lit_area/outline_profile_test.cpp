@@ -1,4 +1,4 @@
-#include "checkerboard/outline_profile.h"
+#include "checkerboard/lit_area/outline_profile.h"
 
 #include <gtest/gtest.h>
 

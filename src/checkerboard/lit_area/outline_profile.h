@@ -3,8 +3,8 @@
 
 #include <opencv2/core.hpp>
 
-#include "checkerboard/local_level.h"
-#include "checkerboard/sides.h"
+#include "checkerboard/geometry/sides.h"
+#include "checkerboard/lit_area/local_level.h"
 #include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {

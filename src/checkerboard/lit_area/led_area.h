@@ -4,8 +4,8 @@
 #include <opencv2/core.hpp>
 #include <optional>
 
-#include "checkerboard/rectified.h"
-#include "checkerboard/sides.h"
+#include "checkerboard/geometry/sides.h"
+#include "checkerboard/pictures/rectified.h"
 #include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {

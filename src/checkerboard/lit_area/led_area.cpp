@@ -5,14 +5,14 @@
 // filled, its bounding rectangle and how far its outline still lies too far out. Only the
 // surroundings of the first outline are looked at again: a part of the screen that is more than a
 // block away from it is not found, and neither is one outside the expected rectangle.
-#include "checkerboard/led_area.h"
+#include "checkerboard/lit_area/led_area.h"
 
 #include <array>
 #include <opencv2/imgproc.hpp>
 #include <utility>
 
-#include "checkerboard/local_level.h"
-#include "checkerboard/outline_profile.h"
+#include "checkerboard/lit_area/local_level.h"
+#include "checkerboard/lit_area/outline_profile.h"
 #include "image/binary.h"
 #include "image/large_mat.h"
 #include "image/lit_area.h"

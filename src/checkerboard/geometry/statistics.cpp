@@ -1,4 +1,4 @@
-#include "checkerboard/statistics.h"
+#include "checkerboard/geometry/statistics.h"
 
 #include <algorithm>
 #include <cstddef>

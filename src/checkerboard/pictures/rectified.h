@@ -4,7 +4,7 @@
 #include <opencv2/core.hpp>
 #include <utility>
 
-#include "checkerboard/partial_picture.h"
+#include "checkerboard/pictures/partial_picture.h"
 #include "kernels/bits/bit_picture.h"
 
 namespace dravix::checkerboard {
