@@ -1,50 +1,84 @@
 #include <dravix/lab/analysis.h>
 
 #include <cmath>
-#include <limits>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
+
+#include "lab/analysis/counted_rows.h"
+#include "lab/analysis/defects.h"
+#include "lab/analysis/level.h"
+#include "lab/analysis/modules.h"
+#include "lab/analysis/seams.h"
+#include "lab/analysis/uniformity.h"
 
 namespace dravix::lab {
 namespace {
 
-constexpr double kNotKnown = std::numeric_limits<double>::quiet_NaN();
-
-void CheckValues(const cv::Mat& values) {
-  if (values.dims == 2 && !values.empty() &&
-      (values.type() == CV_32FC1 || values.type() == CV_64FC1)) {
-    return;
-  }
-  throw std::invalid_argument("values: found " + std::to_string(values.cols) + " x " +
-                              std::to_string(values.rows) + " of " +
-                              cv::typeToString(values.type()) +
-                              ", expected at least 1 x 1 of CV_32FC1 or CV_64FC1");
+std::string SizeText(cv::Size size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height);
 }
 
-Level LevelOf(const cv::Mat& values, int edge) {
-  cv::Mat all;
-  values.convertTo(all, CV_64F);
-  const cv::Rect inner(edge, edge, all.cols - 2 * edge, all.rows - 2 * edge);
-  Level level;
-  cv::Scalar mean;
-  cv::Scalar deviation;
-  cv::meanStdDev(all(inner), mean, deviation);
-  cv::minMaxLoc(all(inner), &level.minimum, &level.maximum);
-  level.mean = mean[0];
-  level.standardDeviation = deviation[0];
-  level.cv = level.mean != 0 ? level.standardDeviation / level.mean : kNotKnown;
-  return level;
+std::invalid_argument Unexpected(const std::string& name, const std::string& found,
+                                 const std::string& expected) {
+  return std::invalid_argument(name + ": found " + found + ", expected " + expected);
+}
+
+void CheckValues(const cv::Mat& values) {
+  if (values.dims != 2 || values.empty()) {
+    throw Unexpected("values", "a matrix of " + SizeText(values.size()),
+                     "at least one row and column");
+  }
+  if (values.type() == CV_32FC1 || values.type() == CV_64FC1) return;
+  throw Unexpected("values", cv::typeToString(values.type()), "CV_32FC1 or CV_64FC1");
+}
+
+void CheckModule(const std::string& name, cv::Size module) {
+  if (module == cv::Size() || (module.width >= 1 && module.height >= 1)) return;
+  throw Unexpected(name, SizeText(module), "at least 1 x 1");
+}
+
+void CheckRatio(const std::string& name, double ratio) {
+  if (std::isfinite(ratio) && ratio >= 0) return;
+  throw Unexpected(name, std::to_string(ratio), "a number of 0 or more");
 }
 
 }  // namespace
 
+void Check(const AnalysisOptions& options) {
+  CheckModule("module", options.module);
+  CheckModule("cabinet", options.cabinet);
+  // Positions must not overflow; screens are far smaller.
+  constexpr int kFarthest = 1'000'000'000;
+  const cv::Point at = options.at;
+  if (at.x < -kFarthest || at.x > kFarthest || at.y < -kFarthest || at.y > kFarthest) {
+    throw Unexpected("at", std::to_string(at.x) + "," + std::to_string(at.y),
+                     "positions up to " + std::to_string(kFarthest));
+  }
+  if (options.edge < 0) throw Unexpected("edge", std::to_string(options.edge), "0 or more");
+  CheckRatio("dead", options.dead);
+  CheckRatio("dim", options.dim);
+  CheckRatio("bright", options.bright);
+}
+
 Analysis Analyze(const cv::Mat& values, const AnalysisOptions& options) {
   CheckValues(values);
+  Check(options);
+  const CountedRows rows(values, options.edge);
+  const CountedLevel level = LevelOf(rows);
   Analysis analysis;
   analysis.size = values.size();
   analysis.at = options.at;
-  analysis.level = LevelOf(values, options.edge);
-  analysis.counted = static_cast<std::int64_t>(values.total());
+  analysis.level = level.level;
+  analysis.uniformity = UniformityOf(rows, options.at);
+  if (!options.module.empty()) {
+    analysis.modules = ModulesOf(rows, options.at, options.module, level.level.mean);
+    analysis.seams = SeamsOf(rows, options.at, options.module);
+  }
+  analysis.seamRms = RmsOf(analysis.seams);
+  analysis.defects = DefectsOf(rows, options);
+  analysis.counts = CountsOf(analysis.defects);
+  analysis.counted = level.counted;
   analysis.copiedBorder = options.copiedBorder;
   return analysis;
 }

@@ -1,4 +1,5 @@
 #include <dravix/lab/analysis.h>
+#include <dravix/lab/copied_border.h>
 
 #include "lab/base/json.h"
 
@@ -109,7 +110,10 @@ std::string ToJson(const Analysis& analysis) {
                     {"dim", analysis.counts.dim},
                     {"bright", analysis.counts.bright}};
   json["counted"] = analysis.counted;
-  if (analysis.copiedBorder) json["copied_border"] = *analysis.copiedBorder;
+  if (analysis.copiedBorder) {
+    json["copied_border"] = *analysis.copiedBorder;
+    json["copied_leds"] = CopiedLeds(*analysis.copiedBorder, analysis.size);
+  }
   return Dumped(json);
 }
 

@@ -2,36 +2,54 @@
 #include <dravix/lab/copied_border.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
 #include <opencv2/imgproc.hpp>
+
+#include "lab/pictures/ticks.h"
 
 namespace dravix::lab {
 namespace {
 
 constexpr int kLongestSide = 1024;  // pixels; small matrices are enlarged up to this
+// Pixels of what stands around the values, at a zoom of 1.
 constexpr int kMargin = 14;
 constexpr int kTitleHeight = 34;
-constexpr int kFootHeight = 26;
+constexpr int kFootHeight = 32;
 constexpr int kBarWidth = 22;
 constexpr int kTickLength = 6;
-constexpr int kTextWidth = 76;
-constexpr int kFewestBarRows = 120;
+constexpr int kTickGap = 4;
+constexpr int kFewestBarRows = 160;
+constexpr int kRowsPerTick = 50;
 constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
-constexpr double kTitleSize = 0.55;  // of letters; 1 is a capital of 21 pixels
-constexpr double kTextSize = 0.45;
+constexpr double kTitleSize = 0.65;  // of letters; 1 is a capital of 21 pixels
+constexpr double kTextSize = 0.55;
 const cv::Scalar kPaper(255, 255, 255);
 const cv::Scalar kInk(30, 30, 30);
+const cv::Vec3b kNotMeasured(150, 150, 150);  // neither scale has a gray
 
-/// `zoom` enlarges all that stands around the values, so that it can be read when a picture of
-/// thousands of LEDs is fitted to a screen.
-int ZoomFor(cv::Size values) {
-  return std::max(1, (std::max(values.width, values.height) + kLongestSide / 2) / kLongestSide);
+/// Enlarges all that stands around the values in proportion to them, so that it can be read when a
+/// picture of thousands of LEDs is fitted to a screen.
+class Zoom {
+ public:
+  explicit Zoom(cv::Size values)
+      : factor_(std::max(1.0, std::max(values.width, values.height) / double{kLongestSide})) {}
+
+  [[nodiscard]] double Size(double size) const { return size * factor_; }
+  [[nodiscard]] int Pixels(int pixels) const {
+    return static_cast<int>(std::lround(pixels * factor_));
+  }
+  [[nodiscard]] int Thickness() const { return Pixels(1); }
+
+ private:
+  double factor_;
+};
+
+void Text(cv::Mat& picture, const std::string& text, cv::Point at, double size, const Zoom& zoom) {
+  cv::putText(picture, text, at, kFont, zoom.Size(size), kInk, zoom.Thickness(), cv::LINE_AA);
 }
 
-void Text(cv::Mat& picture, const std::string& text, cv::Point at, double size, int zoom = 1) {
-  cv::putText(picture, text, at, kFont, size * zoom, kInk, zoom, cv::LINE_AA);
+int TextWidth(const std::string& text, double size, const Zoom& zoom) {
+  return cv::getTextSize(text, kFont, zoom.Size(size), zoom.Thickness(), nullptr).width;
 }
 
 /// The 256 colors of a scale, CV_8UC3, one row.
@@ -57,43 +75,28 @@ cv::Mat Table(bool diverging) {
   return table;
 }
 
-/// The smallest step of 1, 2 or 5 times a power of ten that gives at most about `count` ticks.
-double NiceStep(double range, int count) {
-  const double rough = range / std::max(count, 1);
-  const double power = std::pow(10.0, std::floor(std::log10(rough)));
-  for (const double factor : {1.0, 2.0, 5.0}) {
-    if (factor * power >= rough) return factor * power;
-  }
-  return 10 * power;
-}
-
-std::string TickText(double value, double step) {
-  const int decimals = std::clamp(static_cast<int>(-std::floor(std::log10(step))), 0, 9);
-  std::array<char, 64> text{};
-  // What rounding left of a tick at 0 would be printed as "-0.00".
-  std::snprintf(text.data(), text.size(), "%.*f", decimals,
-                std::abs(value) < step / 1000 ? 0.0 : value);
-  return text.data();
+int WidestOf(const std::vector<Tick>& ticks, const std::string& unit, const Zoom& zoom) {
+  int widest = 0;
+  for (const Tick& tick : ticks)
+    widest = std::max(widest, TextWidth(tick.text + unit, kTextSize, zoom));
+  return widest;
 }
 
 /// Draws the scale: a bar of its colors with the low end at the bottom, ticks and numbers.
-void DrawScale(cv::Mat& picture, const cv::Rect& bar, const FalseColor& how, int zoom) {
+void DrawScale(cv::Mat& picture, const cv::Rect& bar, const std::vector<Tick>& ticks,
+               const FalseColor& how, const Zoom& zoom) {
   const cv::Mat table = Table(how.diverging);
   for (int y = 0; y < bar.height; ++y) {
     const int level = 255 - y * 255 / std::max(bar.height - 1, 1);
     picture.row(bar.y + y).colRange(bar.x, bar.x + bar.width).setTo(table.at<cv::Vec3b>(0, level));
   }
-  cv::rectangle(picture, bar, kInk, zoom);
-  const double range = how.high - how.low;
-  const double step = NiceStep(range, std::clamp(bar.height / (50 * zoom), 3, 10));
-  for (double value = std::ceil(how.low / step) * step; value <= how.high + step * 1e-6;
-       value += step) {
-    const double share = (value - how.low) / range;
-    const int y = bar.y + static_cast<int>(std::lround((1 - share) * (bar.height - 1)));
-    const int tick = bar.x + bar.width + kTickLength * zoom;
-    cv::line(picture, {bar.x + bar.width, y}, {tick, y}, kInk, zoom);
-    const int base = std::clamp(y + 5 * zoom, bar.y + 10 * zoom, bar.y + bar.height);
-    Text(picture, TickText(value, step) + how.unit, {tick + 4 * zoom, base}, kTextSize, zoom);
+  cv::rectangle(picture, bar, kInk, zoom.Thickness());
+  for (const Tick& tick : ticks) {
+    const int y = bar.y + static_cast<int>(std::lround((1 - tick.share) * (bar.height - 1)));
+    const int end = bar.br().x + zoom.Pixels(kTickLength);
+    cv::line(picture, {bar.br().x, y}, {end, y}, kInk, zoom.Thickness());
+    const int base = std::clamp(y + zoom.Pixels(6), bar.y + zoom.Pixels(12), bar.br().y);
+    Text(picture, tick.text + how.unit, {end + zoom.Pixels(kTickGap), base}, kTextSize, zoom);
   }
 }
 
@@ -124,12 +127,12 @@ void MarkCopied(cv::Mat& picture, int width) {
   }
 }
 
-std::string CopiedText(int copied) {
-  return "hatched: " + CopiedBorderText(copied) + ", not measured";
-}
-
-int TextWidth(const std::string& text, double size) {
-  return cv::getTextSize(text, kFont, size, 1, nullptr).width;
+/// What the marks in the picture mean; "" without any.
+std::string MarksText(const cv::Mat& values, int copied) {
+  std::string text;
+  if (copied > 0) text = "hatched: " + CopiedBorderText(copied) + ", not measured";
+  if (cv::checkRange(values)) return text;
+  return text + (text.empty() ? "" : "; ") + "gray: not measured";
 }
 
 /// The pictures one after another from the top left, in the direction of `step`: (1, 0) or (0, 1).
@@ -183,7 +186,9 @@ cv::Mat FalseColors(const cv::Mat& values, const FalseColor& how) {
   cv::Mat colors(values.size(), CV_8UC3);
   for (int y = 0; y < values.rows; ++y) {
     for (int x = 0; x < values.cols; ++x) {
-      colors.at<cv::Vec3b>(y, x) = table.at<cv::Vec3b>(0, levels.at<unsigned char>(y, x));
+      colors.at<cv::Vec3b>(y, x) = !std::isfinite(values.at<float>(y, x))
+                                       ? kNotMeasured
+                                       : table.at<cv::Vec3b>(0, levels.at<unsigned char>(y, x));
     }
   }
   return colors;
@@ -192,25 +197,31 @@ cv::Mat FalseColors(const cv::Mat& values, const FalseColor& how) {
 cv::Mat FalseColorPicture(const cv::Mat& values, const FalseColor& how) {
   cv::Mat colors = Enlarged(FalseColors(values, how));
   if (how.copied > 0) MarkCopied(colors, how.copied * colors.cols / values.cols);
-  const std::string foot = how.copied > 0 ? CopiedText(how.copied) : "";
+  const std::string foot = MarksText(values, how.copied);
 
-  const int zoom = ZoomFor(colors.size());
-  const int margin = kMargin * zoom;
-  const int barHeight = std::max(colors.rows, kFewestBarRows * zoom);
-  const int scaleWidth = (kBarWidth + kTickLength + kTextWidth) * zoom;
-  const int textWidth = std::max(TextWidth(how.title, kTitleSize), TextWidth(foot, kTextSize));
-  const cv::Size size(
-      std::max(2 * margin + colors.cols + scaleWidth, 2 * margin + textWidth * zoom),
-      (kTitleHeight + (foot.empty() ? kMargin : kFootHeight)) * zoom + barHeight);
+  const Zoom zoom(colors.size());
+  const int margin = zoom.Pixels(kMargin);
+  const int top = zoom.Pixels(kTitleHeight);
+  const int barHeight = std::max(colors.rows, zoom.Pixels(kFewestBarRows));
+  const int shownRows = static_cast<int>(barHeight / zoom.Size(1));
+  const std::vector<Tick> ticks =
+      TicksOf(how.low, how.high, std::clamp(shownRows / kRowsPerTick, 3, 10));
+  const int scaleWidth =
+      zoom.Pixels(kBarWidth + kTickLength + kTickGap) + WidestOf(ticks, how.unit, zoom);
+  const int textWidth =
+      std::max(TextWidth(how.title, kTitleSize, zoom), TextWidth(foot, kTextSize, zoom));
+  const cv::Size size(2 * margin + std::max(colors.cols + margin + scaleWidth, textWidth),
+                      top + barHeight + zoom.Pixels(foot.empty() ? kMargin : kFootHeight));
   cv::Mat picture(size, CV_8UC3, kPaper);
 
-  const cv::Rect place(margin, kTitleHeight * zoom, colors.cols, colors.rows);
+  const cv::Rect place(margin, top, colors.cols, colors.rows);
   colors.copyTo(picture(place));
   const cv::Rect frame(place.x - 1, place.y - 1, place.width + 2, place.height + 2);
   cv::rectangle(picture, frame, kInk, 1);
-  Text(picture, how.title, {margin, (kTitleHeight - 12) * zoom}, kTitleSize, zoom);
-  Text(picture, foot, {margin, size.height - 9 * zoom}, kTextSize, zoom);
-  DrawScale(picture, {place.br().x + margin, place.y, kBarWidth * zoom, barHeight}, how, zoom);
+  Text(picture, how.title, {margin, top - zoom.Pixels(11)}, kTitleSize, zoom);
+  Text(picture, foot, {margin, size.height - zoom.Pixels(11)}, kTextSize, zoom);
+  DrawScale(picture, {place.br().x + margin, top, zoom.Pixels(kBarWidth), barHeight}, ticks, how,
+            zoom);
   return picture;
 }
 
@@ -219,10 +230,13 @@ cv::Mat SideBySide(const std::vector<cv::Mat>& pictures) { return InALine(pictur
 cv::Mat OneAboveTheOther(const std::vector<cv::Mat>& pictures) { return InALine(pictures, {0, 1}); }
 
 cv::Mat Titled(const cv::Mat& picture, const std::string& title) {
-  cv::Mat titled(picture.rows + kTitleHeight + kMargin, picture.cols + 2 * kMargin, CV_8UC3,
-                 kPaper);
-  picture.copyTo(titled(cv::Rect(kMargin, kTitleHeight, picture.cols, picture.rows)));
-  Text(titled, title, {kMargin, kTitleHeight - 12}, kTitleSize);
+  const Zoom zoom(picture.size());
+  const int margin = zoom.Pixels(kMargin);
+  const int top = zoom.Pixels(kTitleHeight);
+  const int width = std::max(picture.cols, TextWidth(title, kTitleSize, zoom));
+  cv::Mat titled(picture.rows + top + margin, width + 2 * margin, CV_8UC3, kPaper);
+  picture.copyTo(titled(cv::Rect(margin, top, picture.cols, picture.rows)));
+  Text(titled, title, {margin, top - zoom.Pixels(11)}, kTitleSize, zoom);
   return titled;
 }
 

@@ -5,9 +5,11 @@
 #include <string>
 
 #include "support/temp_dir.h"
+#include "tools/npy_bytes.h"
 #include "tools/tool_runner.h"
 
 using dravix::test::IsOneLine;
+using dravix::test::NpyBytes;
 using dravix::test::Outcome;
 using dravix::test::RunTool;
 using dravix::test::Slurp;
@@ -16,16 +18,6 @@ using dravix::test::Spill;
 using dravix::test::TempDir;
 
 namespace {
-
-/// The bytes of a .npy file whose values are given row by row.
-std::string Npy(int rows, int columns, const std::vector<float>& values) {
-  std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (" +
-                       std::to_string(rows) + ", " + std::to_string(columns) + "), }";
-  header.append(117 - header.size(), ' ');
-  std::string bytes = std::string("\x93NUMPY\x01\x00\x76\x00", 10) + header + "\n";
-  for (const float value : values) bytes.append(reinterpret_cast<const char*>(&value), 4);
-  return bytes;
-}
 
 TEST(Compare, ResultDoesNotDifferFromItself) {
   const SmallScreen screen;
@@ -38,8 +30,8 @@ TEST(Compare, ResultDoesNotDifferFromItself) {
 
 TEST(Compare, RmsIsThatOfWhatOneGainLeaves) {
   const TempDir folder;
-  Spill(folder.File("a.npy"), Npy(1, 4, {1, 1, 1, 1}));
-  Spill(folder.File("b.npy"), Npy(1, 4, {1, 3, 1, 3}));
+  Spill(folder.File("a.npy"), NpyBytes<float>(1, 4, {1, 1, 1, 1}));
+  Spill(folder.File("b.npy"), NpyBytes<float>(1, 4, {1, 3, 1, 3}));
   const auto json =
       RunTool({"compare", folder.File("a.npy"), folder.File("b.npy"), "--edge", "0", "--json"})
           .Json();
@@ -53,8 +45,8 @@ TEST(Compare, OuterLedsAreLeftOut) {
   std::vector<float> even(9 * 9, 2.0F);
   std::vector<float> rim = even;
   for (std::size_t i = 0; i < 9; ++i) rim[i] = 100.0F;
-  Spill(folder.File("a.npy"), Npy(9, 9, rim));
-  Spill(folder.File("b.npy"), Npy(9, 9, even));
+  Spill(folder.File("a.npy"), NpyBytes<float>(9, 9, rim));
+  Spill(folder.File("b.npy"), NpyBytes<float>(9, 9, even));
   const auto without =
       RunTool({"compare", folder.File("a.npy"), folder.File("b.npy"), "--json"}).Json();
   EXPECT_DOUBLE_EQ(without["rms"], 0.0);
@@ -83,7 +75,7 @@ TEST(Compare, AboveTheLimitExitsWithOne) {
 
 TEST(Compare, DifferentSizesAreNamed) {
   const SmallScreen screen;
-  Spill(screen.File("b.npy"), Npy(1, 4, {1, 2, 1, 2}));
+  Spill(screen.File("b.npy"), NpyBytes<float>(1, 4, {1, 2, 1, 2}));
   const Outcome outcome = RunTool({"compare", screen.Measured(), screen.File("b.npy")});
   EXPECT_EQ(outcome.exit, 3);
   EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
@@ -120,7 +112,7 @@ TEST(Compare, PictureOverAnInputIsRefused) {
 
 TEST(Compare, PictureOverTheTruthsMatrixIsRefused) {
   const TempDir folder;
-  const std::string npy = Npy(1, 4, {1, 2, 1, 2});
+  const std::string npy = NpyBytes<float>(1, 4, {1, 2, 1, 2});
   Spill(folder.File("m.png"), npy);
   Spill(folder.File("t.json"),
         R"({"format": "dravix-truth", "version": 1, "luminances": "m.png",
@@ -173,7 +165,7 @@ TEST(Compare, LettersGrowWithTheMatrix) {
   const TempDir folder;
   std::vector<float> ramp(12 * 4800);
   for (std::size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<float>(i % 4800);
-  Spill(folder.File("a.npy"), Npy(12, 4800, ramp));
+  Spill(folder.File("a.npy"), NpyBytes<float>(12, 4800, ramp));
   const std::string picture = folder.File("c.png");
   ASSERT_EQ(
       RunTool({"compare", folder.File("a.npy"), folder.File("a.npy"), "--image", picture}).exit, 0);

@@ -58,6 +58,7 @@ void Assemble(CLI::App& program) {
       "print the version");
   AddSimulateCommand(program);
   AddMeasureCommand(program);
+  AddAnalyzeCommand(program);
   AddInfoCommand(program);
   AddExportCommand(program);
   AddCompareCommand(program);

@@ -116,8 +116,17 @@ struct Analysis {
 /// Throws std::invalid_argument for an empty matrix or another type, and for options out of range.
 [[nodiscard]] Analysis Analyze(const cv::Mat& values, const AnalysisOptions& options = {});
 
+/// Throws std::invalid_argument, as Analyze does, for options out of range: "edge: found -1,
+/// expected 0 or more". The name before the colon is that of the tool's option without its dashes.
+void Check(const AnalysisOptions& options);
+
 /// The object that `dravix analyze --json` prints, two spaces for each level.
 [[nodiscard]] std::string ToJson(const Analysis& analysis);
+
+/// The defects as a table with a header: one line each, ended by a line feed. A module or cabinet
+/// that is not known leaves its fields empty. Values read back to the same 32-bit float (the same
+/// double where CV_64FC1 held one), ratios to the same double.
+[[nodiscard]] std::string DefectsCsv(const Analysis& analysis);
 
 /// "dead", "dim" or "bright".
 [[nodiscard]] const char* NameOf(DefectKind kind);

@@ -25,10 +25,12 @@ struct FalseColor {
 /// The values in colors, with their title above and their scale on the right, CV_8UC3. Matrices of
 /// fewer than 1024 values a side are enlarged by a whole factor, so that every LED is a square.
 /// A copied border is faded and hatched, a line separates it from the measured LEDs, and a line of
-/// text below says what that means. No measured LED is covered.
+/// text below says what that means. No measured LED is covered. Values that are not finite are
+/// gray, and the line says so. What stands around the values grows with them, so that letters can
+/// be read when the picture is fitted to a screen, and numbers have the room that they need.
 [[nodiscard]] cv::Mat FalseColorPicture(const cv::Mat& values, const FalseColor& how);
 
-/// The values alone in the scale's colors, one pixel each, CV_8UC3.
+/// The CV_32FC1 values alone in the scale's colors, one pixel each, CV_8UC3; gray where not finite.
 [[nodiscard]] cv::Mat FalseColors(const cv::Mat& values, const FalseColor& how);
 
 /// One picture that shows all of them from left to right, on white.

@@ -6,6 +6,7 @@
 #ifndef DRAVIX_LAB_COPIED_BORDER_H_
 #define DRAVIX_LAB_COPIED_BORDER_H_
 
+#include <cstdint>
 #include <opencv2/core.hpp>
 #include <string>
 
@@ -22,8 +23,13 @@ inline constexpr int kCopiedBorderByBlocks = 2;
 /// can be seen there. Matrices that are no results may be even at their border without any copy.
 [[nodiscard]] int CopiedBorderOf(const cv::Mat& luminances);
 
+/// How many LEDs of a matrix of that size lie in a border of that width.
+[[nodiscard]] std::int64_t CopiedLeds(int width, cv::Size leds);
+
 /// "the outer 4 LEDs on each side are copies of inner ones", or "none" for 0.
 [[nodiscard]] std::string CopiedBorderText(int width);
+/// The same with how many LEDs of the matrix these are: "..., 384 of 1536 LEDs".
+[[nodiscard]] std::string CopiedBorderText(int width, cv::Size leds);
 
 }  // namespace dravix::lab
 

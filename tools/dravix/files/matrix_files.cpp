@@ -68,7 +68,7 @@ std::string EncodeNpy(const cv::Mat& values) {
   return bytes;
 }
 
-cv::Mat DecodeNpy(const std::string& name, const std::string& bytes) {
+cv::Mat DecodeNpyAsStored(const std::string& name, const std::string& bytes) {
   if (!bytes.starts_with(kMagic) || bytes.size() < kPrefix) {
     throw InputFailure(name, "is no .npy file of version 1.0");
   }
@@ -95,6 +95,12 @@ cv::Mat DecodeNpy(const std::string& name, const std::string& bytes) {
   }
   cv::Mat stored(*shape, isFloat ? CV_32FC1 : CV_64FC1);
   std::memcpy(stored.data, bytes.data() + kPrefix + length, stored.total() * stored.elemSize());
+  return stored;
+}
+
+cv::Mat DecodeNpy(const std::string& name, const std::string& bytes) {
+  cv::Mat stored = DecodeNpyAsStored(name, bytes);
+  if (stored.type() == CV_32FC1) return stored;
   cv::Mat floats;
   stored.convertTo(floats, CV_32F);
   return floats;

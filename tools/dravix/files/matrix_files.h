@@ -13,8 +13,10 @@ inline constexpr std::uintmax_t kMostOfNpy = 36000000 * 8 + (1 << 16);
 
 /// NumPy's .npy, version 1.0: 32-bit floats, little-endian, row by row.
 [[nodiscard]] std::string EncodeNpy(const cv::Mat& values);
-/// A matrix of 32-bit or 64-bit floats, as CV_32FC1. Fails with a message about the file `name` on
-/// anything else.
+/// A matrix of 32-bit or 64-bit floats as it is stored, CV_32FC1 or CV_64FC1. Fails with a message
+/// about the file `name` on anything else.
+[[nodiscard]] cv::Mat DecodeNpyAsStored(const std::string& name, const std::string& bytes);
+/// The same as CV_32FC1.
 [[nodiscard]] cv::Mat DecodeNpy(const std::string& name, const std::string& bytes);
 /// One line per row of the matrix. Each value has the fewest digits that read back to the same
 /// float.

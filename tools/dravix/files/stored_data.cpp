@@ -1,5 +1,7 @@
 #include "files/stored_data.h"
 
+#include <dravix/lab/copied_border.h>
+
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -180,6 +182,15 @@ cv::Mat LoadLuminances(const std::string& name) {
   if (extension == ".json") return LoadTruth(name).luminances;
   LoadResult(name);
   return Luminances();
+}
+
+StoredValues LoadValues(const std::string& name) {
+  const std::string extension = ExtensionOf(name);
+  if (extension == ".npy") return {DecodeNpyAsStored(name, ReadFile(name, kMostOfNpy)), {}};
+  StoredValues values{LoadLuminances(name), {}};
+  // Only results have copies; a truth may be even at its border.
+  if (extension != ".json") values.copiedBorder = lab::CopiedBorderOf(values.matrix);
+  return values;
 }
 
 void RequireMeasurable(const std::string& name, const Shot& shot) {

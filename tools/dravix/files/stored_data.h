@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 
 namespace dravix::tool {
@@ -28,6 +29,15 @@ void SaveResult(const std::string& name);
 
 /// Luminances from a .lum, a .npy or a truth file (.json).
 [[nodiscard]] cv::Mat LoadLuminances(const std::string& name);
+
+/// A matrix of luminances as a file holds it.
+struct StoredValues {
+  cv::Mat matrix;                   ///< CV_32FC1, or CV_64FC1 from a .npy of 64-bit floats
+  std::optional<int> copiedBorder;  ///< rows and columns on each side of a .lum that are copies
+};
+
+/// From a .lum, a .npy or a truth file (.json).
+[[nodiscard]] StoredValues LoadValues(const std::string& name);
 
 /// Fails unless the shot can be measured: it holds one plane that is no color mosaic, and a pattern
 /// with the counts of lit LEDs.

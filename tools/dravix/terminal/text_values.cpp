@@ -78,6 +78,17 @@ cv::Size ParseSize(const std::string& option, const std::string& text) {
   throw Unexpected(option, InQuotes(text), "a size such as 256x128");
 }
 
+cv::Point ParsePosition(const std::string& option, const std::string& text) {
+  const auto comma = text.find(',');
+  if (comma != std::string::npos) {
+    const std::string_view view = text;
+    const auto x = Number<int>(view.substr(0, comma));
+    const auto y = Number<int>(view.substr(comma + 1));
+    if (x && y) return {*x, *y};
+  }
+  throw Unexpected(option, InQuotes(text), "a place such as 1920,0");
+}
+
 std::vector<cv::Point> ParseCorners(const std::string& option,
                                     const std::vector<std::string>& texts) {
   if (texts.size() != 4) {

@@ -10,6 +10,8 @@ namespace dravix::tool {
 
 /// "256x128". Fails as wrong usage that names the option on anything else, and on a side below 1.
 [[nodiscard]] cv::Size ParseSize(const std::string& option, const std::string& text);
+/// "-3,16": a place in whole numbers. Fails as wrong usage that names the option on anything else.
+[[nodiscard]] cv::Point ParsePosition(const std::string& option, const std::string& text);
 /// Four points "x,y". Coordinates with decimals are rounded.
 [[nodiscard]] std::vector<cv::Point> ParseCorners(const std::string& option,
                                                   const std::vector<std::string>& texts);
