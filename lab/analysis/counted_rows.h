@@ -6,19 +6,21 @@
 
 namespace dravix::lab {
 
-/// Reads a matrix row by row in double precision. An LED that does not count, because its value is
-/// not finite or because it lies in the outer rows and columns, reads as NaN.
+/// Reads a matrix row by row, usually in double precision. An LED that does not count, because its
+/// value is not finite or because it lies in the outer rows and columns, reads as NaN.
 class CountedRows {
  public:
   /// The values, CV_32FC1 or CV_64FC1, are not copied and must outlive this.
   CountedRows(const cv::Mat& values, int edge);
 
   [[nodiscard]] cv::Size Size() const { return values_->size(); }
+  [[nodiscard]] bool AreFloats() const { return values_->type() == CV_32FC1; }
   /// The part of the matrix without its outer rows and columns; empty when nothing is left.
   [[nodiscard]] cv::Rect Inner() const { return inner_; }
 
-  /// Writes row `y` to `row`, Size().width values.
-  void Read(int y, double* row) const;
+  /// Writes row `y` to `row`, Size().width values of float or double.
+  template <class T>
+  void Read(int y, T* row) const;
   [[nodiscard]] double At(cv::Point place) const;
 
   /// Calls `use(y, row)` for every inner row from top to bottom.

@@ -1,17 +1,21 @@
 // Each LED is compared with the median of the 5 x 5 around it, which a gradient across the screen
-// does not disturb and few defects nearby neither. A median for every LED of a large screen would
-// take seconds, but most LEDs are plainly sound, which two cheaper looks can tell. The first one
-// compares the LED with the least and the largest value around it: the median lies between them.
-// The second one counts the neighbors that speak for it: where they are more than half, the median
-// is one of them. Only what is left, the defects and what is close to one, has its median computed.
+// does not disturb and few defects nearby neither. Most LEDs of a screen are plainly sound, and
+// that is cheaper to see than a median: where more than half of the neighbors lie within a sound
+// ratio of an LED, the median does. Several columns are looked at together (neighbor_lanes.h).
+// Where one of them is in doubt their medians are computed, also together, and only an LED with
+// neighbors that do not count, at the border for example, has its median computed alone. What is a
+// defect is decided by one quotient in double precision, whichever way its median was found.
 #include "lab/analysis/defects.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <limits>
 #include <optional>
 
 #include "lab/analysis/figures.h"
 #include "lab/analysis/modules.h"
+#include "lab/analysis/neighbor_lanes.h"
 #include "lab/analysis/surroundings.h"
 
 namespace dravix::lab {
@@ -24,38 +28,11 @@ std::optional<DefectKind> KindOf(double ratio, const AnalysisOptions& options) {
   return std::nullopt;
 }
 
-/// Ratios that are no defect. They lie a little further in than the options say: the cheaper looks
-/// round differently from the quotient that decides.
-struct Sound {
-  explicit Sound(const AnalysisOptions& options)
-      : low(std::max(options.dead, options.dim) * (1 + kRounding)),
-        high(options.bright * (1 - kRounding)) {}
-
-  static constexpr double kRounding = 1e-12;
-  double low;
-  double high;
-};
-
-/// Whether the least and the largest value around it show that an LED is sound.
-bool IsPlainlySound(double value, double lowest, double highest, const Sound& sound) {
-  // Denormal numbers round too coarsely for kRounding.
-  constexpr double kLeast = std::numeric_limits<double>::min() / Sound::kRounding;
-  return lowest >= kLeast && value >= sound.low * highest && value <= sound.high * lowest;
-}
-
-/// Whether more than half of its neighbors show that an LED is sound.
-bool IsSoundByCount(double value, const Surroundings::Neighbors& neighbors, const Sound& sound) {
-  const double most = value / sound.low;    // a median up to this makes it not too dark,
-  const double least = value / sound.high;  // and one from this on not too bright
-  int known = 0;
-  int notTooDark = 0;
-  int notTooBright = 0;
-  for (const double neighbor : neighbors) {
-    known += IsKnown(neighbor) ? 1 : 0;
-    notTooDark += neighbor <= most ? 1 : 0;
-    notTooBright += neighbor >= least ? 1 : 0;
-  }
-  return 2 * notTooDark > known && 2 * notTooBright > known;
+template <class T>
+SoundRatios<T> SoundRatiosOf(const AnalysisOptions& options) {
+  constexpr double kMargin = 10 * static_cast<double>(std::numeric_limits<T>::epsilon());
+  return {static_cast<T>(std::max(options.dead, options.dim) * (1 + kMargin)),
+          static_cast<T>(options.bright * (1 - kMargin))};
 }
 
 std::optional<cv::Point> PlaceIn(cv::Size modules, cv::Point position) {
@@ -63,11 +40,9 @@ std::optional<cv::Point> PlaceIn(cv::Size modules, cv::Point position) {
   return ModuleAt(position, modules);
 }
 
-/// The defect that the LED at column `x` of row `y` is, if it is one.
-std::optional<Defect> DefectAt(cv::Point place, double value,
-                               const Surroundings::Neighbors& neighbors,
+/// The defect that an LED of the matrix is, if it is one.
+std::optional<Defect> DefectAt(cv::Point place, double value, double median,
                                const AnalysisOptions& options) {
-  const double median = MedianOf(neighbors);
   if (!(median > 0)) return std::nullopt;
   const double ratio = value / median;
   const std::optional<DefectKind> kind = KindOf(ratio, options);
@@ -81,27 +56,36 @@ std::optional<Defect> DefectAt(cv::Point place, double value,
                 PlaceIn(options.cabinet, position)};
 }
 
-}  // namespace
-
-std::vector<Defect> DefectsOf(const CountedRows& rows, const AnalysisOptions& options) {
+template <class T>
+std::vector<Defect> DefectsIn(const CountedRows& rows, const AnalysisOptions& options) {
   std::vector<Defect> defects;
-  const Sound sound(options);
+  const SoundRatios<T> sound = SoundRatiosOf<T>(options);
   const cv::Rect inner = rows.Inner();
-  Surroundings around(rows);
+  Surroundings<T> around(rows);
   for (int y = inner.y; y < inner.br().y; ++y) {
     around.MoveTo(y);
-    for (int x = inner.x; x < inner.br().x; ++x) {
-      const double value = around.Value(x);
-      if (IsPlainlySound(value, around.Lowest(x), around.Highest(x), sound)) continue;
-      if (!IsKnown(value) || around.Highest(x) <= 0) continue;
-      const Surroundings::Neighbors neighbors = around.Around(x);
-      if (IsSoundByCount(value, neighbors, sound)) continue;
-      if (const auto defect = DefectAt({x, y}, value, neighbors, options)) {
-        defects.push_back(*defect);
+    for (int begin = inner.x; begin < inner.br().x; begin += kLanes<T>) {
+      if (AreSound(around, begin, sound)) continue;
+      const std::array<double, kLanes<T>> medians = Medians(around, begin);
+      const int end = std::min(begin + kLanes<T>, inner.br().x);
+      for (int x = begin; x < end; ++x) {
+        const auto value = static_cast<double>(around.Row(0)[x]);
+        if (!IsKnown(value)) continue;
+        double median = medians[static_cast<std::size_t>(x - begin)];
+        if (!IsKnown(median)) median = MedianOf(around.Around(x));
+        if (const auto defect = DefectAt({x, y}, value, median, options)) {
+          defects.push_back(*defect);
+        }
       }
     }
   }
   return defects;
+}
+
+}  // namespace
+
+std::vector<Defect> DefectsOf(const CountedRows& rows, const AnalysisOptions& options) {
+  return rows.AreFloats() ? DefectsIn<float>(rows, options) : DefectsIn<double>(rows, options);
 }
 
 DefectCounts CountsOf(const std::vector<Defect>& defects) {

@@ -22,9 +22,9 @@ struct Mean {
   std::int64_t count = 0;
 
   void Add(double value) {
-    if (!IsKnown(value)) return;
-    sum += value;
-    ++count;
+    // Without a branch: values that do not count may be anywhere.
+    sum += IsKnown(value) ? value : 0;
+    count += IsKnown(value) ? 1 : 0;
   }
   void Add(const Mean& other) {
     sum += other.sum;

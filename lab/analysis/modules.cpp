@@ -1,6 +1,8 @@
 #include "lab/analysis/modules.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "lab/analysis/figures.h"
@@ -8,22 +10,27 @@
 namespace dravix::lab {
 namespace {
 
-/// The means of all modules. Only one row of modules is summed at a time.
+/// The means of all modules. Only one row of modules is summed at a time, and only one module of a
+/// row of LEDs.
 cv::Mat1d MeansOf(const CountedRows& rows, cv::Point at, cv::Size module, const Modules& modules) {
   cv::Mat1d means(modules.count, kNotKnown);
-  const int width = rows.Size().width;
-  std::vector<int> columnOf(static_cast<std::size_t>(width));
-  for (int x = 0; x < width; ++x) {
-    columnOf[static_cast<std::size_t>(x)] = FloorDivide(x + at.x, module.width) - modules.first.x;
-  }
+  const cv::Point corner(modules.first.x * module.width - at.x,
+                         modules.first.y * module.height - at.y);
   std::vector<Mean> sums(static_cast<std::size_t>(modules.count.width));
   rows.ForEachRow([&](int y, const double* row) {
-    for (int x = 0; x < width; ++x) {
-      sums[static_cast<std::size_t>(columnOf[static_cast<std::size_t>(x)])].Add(row[x]);
+    for (int column = 0; column < modules.count.width; ++column) {
+      // In 64 bits: a module may be far larger than the matrix.
+      const std::int64_t first = corner.x + std::int64_t{column} * module.width;
+      const auto begin = static_cast<int>(std::max<std::int64_t>(first, 0));
+      const auto end =
+          static_cast<int>(std::min<std::int64_t>(first + module.width, rows.Size().width));
+      Mean part;
+      for (int x = begin; x < end; ++x) part.Add(row[x]);
+      sums[static_cast<std::size_t>(column)].Add(part);
     }
-    const int moduleRow = FloorDivide(y + at.y, module.height) - modules.first.y;
-    const bool isLast = y + 1 == rows.Inner().br().y ||
-                        FloorDivide(y + 1 + at.y, module.height) - modules.first.y != moduleRow;
+    const int moduleRow = (y - corner.y) / module.height;
+    const bool isLast =
+        y + 1 == rows.Inner().br().y || (y + 1 - corner.y) / module.height != moduleRow;
     if (!isLast) return;
     for (int column = 0; column < modules.count.width; ++column) {
       means(moduleRow, column) = sums[static_cast<std::size_t>(column)].Value();

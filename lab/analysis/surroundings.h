@@ -2,49 +2,49 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <vector>
 
 #include "lab/analysis/counted_rows.h"
 
 namespace dravix::lab {
 
+inline constexpr int kReach = 2;  ///< the window has 2 kReach + 1 LEDs a side
+inline constexpr int kSide = 2 * kReach + 1;
+inline constexpr int kNeighbors = kSide * kSide - 1;
+
+/// The 5 x 5 around an LED without the LED itself; NaN for LEDs that do not count and beyond the
+/// matrix.
+using Neighbors = std::array<double, kNeighbors>;
+
+/// The median of the neighbors that count, the mean of the middle two where their number is even;
+/// NaN without any.
+[[nodiscard]] double MedianOf(const Neighbors& neighbors);
+
+/// T is what the matrix holds, float or double.
+template <class T>
 class Surroundings {
  public:
-  static constexpr int kReach = 2;  ///< the window has 2 kReach + 1 LEDs a side
-  static constexpr int kSide = 2 * kReach + 1;
-  using Neighbors = std::array<double, kSide * kSide - 1>;
+  static constexpr int kPadding = 8;  ///< values after a row that may be read; they are NaN
 
   explicit Surroundings(const CountedRows& rows);
 
   /// Moves the window to row `y`; every call is for the next inner row, beginning with the first.
   void MoveTo(int y);
 
-  /// The value of column `x`; NaN where the LED does not count.
-  [[nodiscard]] double Value(int x) const { return Row(y_)[x]; }
-  /// Least and largest value of the 5 x 5, itself included; infinity and -infinity without any.
-  [[nodiscard]] double Lowest(int x) const { return lowest_[Index(x)]; }
-  [[nodiscard]] double Highest(int x) const { return highest_[Index(x)]; }
-  /// The 5 x 5 without the LED itself; NaN for LEDs that do not count and beyond the matrix.
+  /// Points to column 0 of the row `dy` rows below the window's middle one, -kReach to kReach.
+  /// NaN stands where an LED does not count, and kReach values before and kPadding behind the row.
+  [[nodiscard]] const T* Row(int dy) const { return rows_[IndexOf(y_ + dy)].data() + kReach; }
+  /// The neighbors of column `x` of the middle row.
   [[nodiscard]] Neighbors Around(int x) const;
 
  private:
-  using Rows = std::array<std::vector<double>, kSide>;
-
-  static std::size_t Index(int x) { return static_cast<std::size_t>(x); }
-  void ReadRow(int y);
-  void FindExtremes();
-  /// Points to column 0; `kReach` more values on both sides are NaN.
-  [[nodiscard]] const double* Row(int y) const;
+  static std::size_t IndexOf(int y) { return static_cast<std::size_t>((y + kSide) % kSide); }
+  void ReadRow(int y) { source_->Read(y, rows_[IndexOf(y)].data() + kReach); }
 
   const CountedRows* source_;
   int y_;
-  Rows rows_;  ///< row y is in place y modulo kSide
-  std::vector<double> columnLowest_, columnHighest_;
-  std::vector<double> lowest_, highest_;
+  std::array<std::vector<T>, kSide> rows_;  ///< row y is in place y modulo kSide
 };
-
-/// The median of the neighbors that count, the mean of the middle two where their number is even;
-/// NaN without any.
-[[nodiscard]] double MedianOf(const Surroundings::Neighbors& neighbors);
 
 }  // namespace dravix::lab

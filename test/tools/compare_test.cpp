@@ -149,6 +149,7 @@ TEST(Compare, SaysWhichSideHasACopiedBorder) {
   const std::string result = screen.Measured();
   const auto json = RunTool({"compare", result, screen.Truth(), "--json"}).Json();
   EXPECT_EQ(json["copied_border"]["measured"], 4);
+  EXPECT_EQ(json["copied_leds"]["measured"], 40 * 30 - 32 * 22);
   EXPECT_EQ(json["copied_border"]["reference"], 0);
   const std::string text = RunTool({"compare", result, screen.Truth()}).out;
   EXPECT_NE(text.find("outer 4 LEDs on each side are copies"), std::string::npos) << text;

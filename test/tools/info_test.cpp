@@ -169,6 +169,7 @@ TEST(Info, ResultSaysHowWideItsCopiedBorderIs) {
   const SmallScreen screen;
   const std::string result = screen.Measured();
   EXPECT_EQ(RunTool({"info", result, "--json"}).Json()["copied_border"], 4);
+  EXPECT_EQ(RunTool({"info", result, "--json"}).Json()["copied_leds"], 40 * 30 - 32 * 22);
   const std::string text = RunTool({"info", result}).out;
   EXPECT_NE(text.find("outer 4 LEDs on each side are copies"), std::string::npos) << text;
 }

@@ -390,6 +390,7 @@ TEST(Measure, RegionWithoutCornersIsNamedWithOrWithoutACheckerboard) {
 TEST(Measure, SaysThatTheBorderIsCopied) {
   const SmallScreen screen;
   EXPECT_EQ(RunTool(Measuring(screen, {"--json"})).Json()["copied_border"], 4);
+  EXPECT_EQ(RunTool(Measuring(screen, {"--json"})).Json()["copied_leds"], 40 * 30 - 32 * 22);
   const std::string text = RunTool(Measuring(screen, {})).out;
   EXPECT_NE(text.find("outer 4 LEDs on each side are copies"), std::string::npos) << text;
 }

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cmath>
+#include <limits>
 
 #include "lab/analysis/matrix.h"
 
@@ -45,6 +46,15 @@ TEST(Modules, BelowZeroAreCountedOn) {
   const Analysis analysis = Analyze(cv::Mat1f(1, 6, 1.0F), WithModules(4, 4, {-5, -1}));
   EXPECT_EQ(analysis.modules->first, cv::Point(-2, -1));
   EXPECT_EQ(analysis.modules->count, cv::Size(3, 1));
+}
+
+TEST(Modules, MayBeFarLargerThanTheMatrix) {
+  constexpr int kLargest = std::numeric_limits<int>::max();
+  const Analysis analysis =
+      Analyze(Matrix({{1, 2, 3, 6}}), WithModules(kLargest, kLargest, {-2, -1'000'000'000}));
+  EXPECT_EQ(analysis.modules->count, cv::Size(2, 1));
+  EXPECT_DOUBLE_EQ(analysis.modules->means(0, 0), 1.5);
+  EXPECT_DOUBLE_EQ(analysis.modules->means(0, 1), 4.5);
 }
 
 TEST(Modules, MeansAreOverTheLedsThatCount) {

@@ -129,13 +129,16 @@ void Report(const Options& o, const Side& measured, const Side& reference, const
     json["largest"] = {
         {"difference", d.largest}, {"column", d.largestAt.x}, {"row", d.largestAt.y}};
     json["copied_border"] = {{"measured", measured.copied}, {"reference", reference.copied}};
+    json["copied_leds"] = {{"measured", lab::CopiedLeds(measured.copied, leds)},
+                           {"reference", lab::CopiedLeds(reference.copied, leds)}};
     if (!o.image.empty()) json["image"] = o.image;
     PrintJson(json);
     return;
   }
   Print(ReportLine("LEDs", SizeText(leds) + ", outer " + std::to_string(o.edge) + " left out") +
-        ReportLine("copied border", "measured: " + lab::CopiedBorderText(measured.copied) +
-                                        "; reference: " + lab::CopiedBorderText(reference.copied)) +
+        ReportLine("copied border",
+                   "measured: " + lab::CopiedBorderText(measured.copied, leds) +
+                       "; reference: " + lab::CopiedBorderText(reference.copied, leds)) +
         ReportLine("gain", NumberText(d.gain)) + ReportLine("RMS error", PercentText(d.rms)) +
         ReportLine("largest", PercentText(d.largest) + " at column " +
                                   std::to_string(d.largestAt.x) + ", row " +

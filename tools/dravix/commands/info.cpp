@@ -54,7 +54,9 @@ Json LumInfo(const std::string& name) {
   Json json = {{"format", "lum"}};
   const cv::Mat luminances = Luminances();
   json.update(StatisticsJson(StatisticsOf(luminances)));
-  json[kCopiedBorderName] = lab::CopiedBorderOf(luminances);
+  const int copied = lab::CopiedBorderOf(luminances);
+  json[kCopiedBorderName] = copied;
+  json["copied_leds"] = lab::CopiedLeds(copied, luminances.size());
   return json;
 }
 

@@ -279,6 +279,7 @@ void Report(const Options& o, const Shot& shot, const Measurement& m) {
     json["photo"] = o.photo;
     json.update(StatisticsJson(statistics));
     json["copied_border"] = m.copied;
+    json["copied_leds"] = lab::CopiedLeds(m.copied, m.luminances.size());
     json["pixels_per_led"] = {pixels.width, pixels.height};
     json["warnings"] = warnings;
     json["seconds"] = m.seconds;
@@ -288,7 +289,8 @@ void Report(const Options& o, const Shot& shot, const Measurement& m) {
     PrintJson(json);
     return;
   }
-  Print(StatisticsText(statistics) + ReportLine("copied border", lab::CopiedBorderText(m.copied)) +
+  Print(StatisticsText(statistics) +
+        ReportLine("copied border", lab::CopiedBorderText(m.copied, m.luminances.size())) +
         ReportLine("pixels per LED", PixelsPerLedText(pixels)) +
         ReportLine("time", NumberText(m.seconds) + " s") +
         (o.output.empty() ? "" : ReportLine("result", o.output)) +
