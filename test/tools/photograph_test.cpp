@@ -128,6 +128,26 @@ TEST_F(DngFile, ChannelOfAFileWithoutAMosaicIsRefused) {
   EXPECT_EQ(made_.Converted("x.dng", {"--channel", "gray"}).type, CIE_Y);
 }
 
+// A correction by rows is beyond the tool's own reader; the file is otherwise the same.
+TEST_F(DngFile, LibRawKeepsTheSensorsNumbersToo) {
+  std::vector<std::string> tags = kRggb;
+  std::string deltas = "50716 24";
+  for (int y = 0; y < 24; ++y) deltas += " 0";
+  tags.insert(tags.end(), {"50713 2 2", "50714 4 100 200 300 400", deltas});
+  MakeDng(made_, "plain.tif", "x.dng", tags);
+  const Outcome outcome =
+      RunTool({"convert", made_.File("x.dng"), made_.File("x.shot"), "--type", "CIE_Y", "--json"});
+  if (outcome.exit == 3) {
+    EXPECT_NE(outcome.err.find("DRAVIX_LIBRAW"), std::string::npos) << outcome.err;
+    GTEST_SKIP() << "built without LibRaw";
+  }
+  const auto source = outcome.Json()["source"];
+  EXPECT_NE(source["decoder"].dump().find("LibRaw"), std::string::npos) << source;
+  EXPECT_EQ(source["black_level"]["values"], nlohmann::json({100, 200, 300, 400}));
+  EXPECT_EQ(source["mosaic"], "rggb");
+  EXPECT_TRUE(SameBytes(Loaded(made_.File("x.shot")).image, made_.samples));
+}
+
 // Compressed DNG files are for LibRaw, or refused with the option that would bring it.
 TEST_F(DngFile, CompressedIsUnpackedOrNamesTheOption) {
   DRAVIX_NEEDS("tiffcp");

@@ -189,6 +189,19 @@ std::string LabelOf(std::string name) {
   return name;
 }
 
+/// What a picture says beyond its pixels; the black level also where it says nothing.
+std::string SourceText(const Json& source) {
+  std::string text;
+  for (const auto& [name, value] : source.items()) {
+    const bool repeated =
+        name == "format" || name == "plane" || name == "stretched" || name == "demosaiced";
+    const bool named = !value.is_null() && !repeated;
+    if (named) text += ReportLine(LabelOf(name), ValueText(name, value));
+    if (!named && name == "black_level") text += ReportLine("black level", "not named by the file");
+  }
+  return text;
+}
+
 std::string TextOf(const Json& json) {
   std::string text;
   for (const auto& [name, value] : json.items()) {
@@ -196,6 +209,10 @@ std::string TextOf(const Json& json) {
       for (const auto& [group, fields] : value.items()) {
         text += ReportLine(group, ValueText(group, fields));
       }
+      continue;
+    }
+    if (name == "source") {
+      text += SourceText(value);
       continue;
     }
     const bool isBorder = name == kCopiedBorderName;

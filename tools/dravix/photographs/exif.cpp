@@ -24,13 +24,19 @@ std::optional<double> Positive(const TiffDirectory& directory, std::uint32_t tag
   return number && *number > 0 ? number : std::nullopt;
 }
 
+/// Cameras write dashes for a lens that does not say its name.
+std::string LensText(const TiffDirectory& directory) {
+  std::string text = directory.Text(kLensModel);
+  return text.find_first_not_of('-') == std::string::npos ? std::string() : text;
+}
+
 /// Fields that cameras write into the EXIF directory, and some programs into the first one.
 void AddExposure(const TiffDirectory& directory, ExposureData& data) {
   if (!data.seconds) data.seconds = Positive(directory, kExposureTime);
   if (!data.fNumber) data.fNumber = Positive(directory, kFNumber);
   if (!data.iso) data.iso = Positive(directory, kIso);
   if (data.taken.empty()) data.taken = TimeOfExif(directory.Text(kDateTimeOriginal));
-  if (data.lens.empty()) data.lens = directory.Text(kLensModel);
+  if (data.lens.empty()) data.lens = LensText(directory);
   if (data.serial.empty()) data.serial = directory.Text(kSerialNumber);
 }
 

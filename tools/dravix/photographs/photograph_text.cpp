@@ -46,12 +46,10 @@ std::string FormatText(const PhotographSource& source) {
   return text;
 }
 
+/// Models often repeat the maker's name.
 std::string CameraText(const ExposureData& data) {
-  std::string text;
-  for (const std::string& part : {data.maker, data.model}) {
-    if (!part.empty()) text += (text.empty() ? "" : " ") + part;
-  }
-  return text;
+  if (data.maker.empty() || data.model.starts_with(data.maker)) return data.model;
+  return data.maker + (data.model.empty() ? "" : " ") + data.model;
 }
 
 /// "1/60 s, ISO 100, f/2.8"
