@@ -10,6 +10,8 @@
 #include "files/metadata.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
+#include "photographs/photograph.h"
+#include "photographs/read_picture.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -79,10 +81,29 @@ Json RegionInfo(const std::string& name) {
   return json;
 }
 
+/// What a picture file says about itself, and the range of its samples as they are stored.
+Json PictureInfo(const std::string& name, const char* format) {
+  const CameraPicture picture = ReadCameraPicture(name, {});
+  PhotographSource source;
+  source.format = picture.format;
+  source.decoder = picture.decoder;
+  source.bits = picture.bits;
+  source.mosaic = picture.mosaic;
+  source.black = picture.black;
+  source.white = picture.white;
+  source.exposure = picture.exposure;
+  Json json = {{"format", format}};
+  json.update(PixelsJson(picture.samples));
+  json["source"] = SourceJson(source);
+  return json;
+}
+
+/// The directory of a TIFF or DNG, also of one whose samples cannot be read.
 Json TiffInfo(const std::string& name) {
   const auto tiff = SummaryOfTiff(ReadFile(name));
-  if (!tiff) throw InputFailure(name, "is no DNG or TIFF with a readable directory");
-  Json json = {{"format", tiff->isDng || ExtensionOf(name) == ".dng" ? "dng" : "tiff"}};
+  if (!tiff) return PictureInfo(name, "tiff");
+  const char* format = tiff->isDng || ExtensionOf(name) == ".dng" ? "dng" : "tiff";
+  Json json = {{"format", format}};
   json["size"] = {tiff->width, tiff->height};
   json["byte_order"] = tiff->littleEndian ? "little-endian" : "big-endian";
   json["bits_per_sample"] = tiff->bits;
@@ -90,8 +111,7 @@ Json TiffInfo(const std::string& name) {
   json["compression"] = tiff->compression;
   json["strips"] = tiff->strips;
   try {
-    json["range"] = RangeJson(ReadDng(name, DngOffsets::kAuto));
-    json["layout"] = tiff->strips > 1 ? "array" : "direct";
+    json.update(PictureInfo(name, format));
   } catch (const Failure& failure) {
     json["not_read_as_camera_file"] = failure.what();
   }
@@ -99,14 +119,8 @@ Json TiffInfo(const std::string& name) {
 }
 
 Json PgmInfo(const std::string& name) {
-  const auto pgm = SummaryOfPgm(name);
-  if (pgm && pgm->maximum > 255) {
-    Json json = {{"format", "pgm"}, {"declared_maximum", pgm->maximum}};
-    json.update(PixelsJson(ReadPgm(name)));
-    return json;
-  }
-  Json json = {{"format", "pgm"}};
-  json.update(PixelsJson(ReadPicture(name)));
+  Json json = PictureInfo(name, "pgm");
+  if (const auto pgm = SummaryOfPgm(name)) json["declared_maximum"] = pgm->maximum;
   return json;
 }
 
@@ -148,12 +162,12 @@ Json InfoOf(const Options& o) {
       return TiffInfo(o.file);
     case FileKind::kPgm:
       return PgmInfo(o.file);
+    case FileKind::kCameraRaw:
+      return PictureInfo(o.file, "camera-raw");
     case FileKind::kPicture:
       break;
   }
-  Json json = {{"format", "picture"}};
-  json.update(PixelsJson(ReadPicture(o.file)));
-  return json;
+  return PictureInfo(o.file, "picture");
 }
 
 /// A value on one line: numbers and texts as they are, pairs as "a x b", groups as "name value,
@@ -178,6 +192,19 @@ std::string LabelOf(std::string name) {
   return name;
 }
 
+/// What a picture says beyond its pixels; the black level also where it says nothing.
+std::string SourceText(const Json& source) {
+  std::string text;
+  for (const auto& [name, value] : source.items()) {
+    const bool repeated =
+        name == "format" || name == "plane" || name == "stretched" || name == "demosaiced";
+    const bool named = !value.is_null() && !repeated;
+    if (named) text += ReportLine(LabelOf(name), ValueText(name, value));
+    if (!named && name == "black_level") text += ReportLine("black level", "not named by the file");
+  }
+  return text;
+}
+
 std::string TextOf(const Json& json) {
   std::string text;
   for (const auto& [name, value] : json.items()) {
@@ -185,6 +212,10 @@ std::string TextOf(const Json& json) {
       for (const auto& [group, fields] : value.items()) {
         text += ReportLine(group, ValueText(group, fields));
       }
+      continue;
+    }
+    if (name == "source") {
+      text += SourceText(value);
       continue;
     }
     const bool isBorder = name == kCopiedBorderName;
@@ -212,9 +243,11 @@ void AddInfoCommand(CLI::App& program) {
   const auto o = std::make_shared<Options>();
   command
       .add_option("file", o->file,
-                  ".shot, .lum, .roi, .npy, truth .json, raw, DNG, TIFF, PGM or a picture")
+                  ".shot, .lum, .roi, .npy, truth .json, a camera's raw file, raw dump, DNG, TIFF, "
+                  "PGM or a picture")
       ->required();
-  command.add_option("--size", o->size, "pixels across and down of a raw dump")->type_name("WxH");
+  command.add_option("--size,--raw-size", o->size, "pixels across and down of a raw dump")
+      ->type_name("WxH");
   command.add_flag("--json", o->json, "print the answer as JSON");
   command.footer(std::string("Examples:\n"
                              "  dravix info photo.shot\n"

@@ -14,10 +14,12 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
+#include "files/metadata.h"
 #include "files/names.h"
 #include "files/photograph_inputs.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
+#include "photographs/photograph.h"
 #include "report/found_corners.h"
 #include "report/measurement_overlay.h"
 #include "report/result_report.h"
@@ -35,6 +37,7 @@ constexpr const char* kExamples =
     "Examples:\n"
     "  dravix measure photo.shot --corners 195,189 2772,96 2832,1819 244,1895 -o screen.lum\n"
     "  dravix measure photo.shot --region area.roi -o screen.lum --image screen.png\n"
+    "  dravix measure wall.dng --leds 384x256 --channel g --region area.roi -o screen.lum\n"
     "  dravix measure photo.shot --checkerboard board.shot --blocks 8x6 --region area.roi \\\n"
     "      -o screen.lum --debug-image check.png\n";
 
@@ -43,6 +46,8 @@ struct Options {
   std::vector<std::string> corners;
   std::optional<std::int32_t> topLeds, bottomLeds, rowGroup, lastWidth, lastHeight;
   bool json = false;
+  PhotographOptions photograph;
+  MetadataOptions metadata;
 };
 
 void RequirePositive(const char* option, const std::optional<std::int32_t>& count) {
@@ -51,8 +56,10 @@ void RequirePositive(const char* option, const std::optional<std::int32_t>& coun
 }
 
 void RequireFiles(const Options& o) {
-  std::vector<NamedFile> inputs = {
-      {"photo", o.photo}, {"--region", o.region}, {"--checkerboard", o.board}};
+  std::vector<NamedFile> inputs = {{"photo", o.photo},
+                                   {"--region", o.region},
+                                   {"--checkerboard", o.board},
+                                   {"--metadata", o.metadata.file}};
   if (!o.truth.empty()) {
     const std::vector<NamedFile> truth = FilesOfTruth("--truth", o.truth);
     inputs.insert(inputs.end(), truth.begin(), truth.end());
@@ -269,14 +276,32 @@ void WritePictures(const Options& o, const Shot& shot, const std::optional<Shot>
   }
 }
 
-void Report(const Options& o, const Shot& shot, const Measurement& m) {
+/// The photograph, from whatever file, with the groups that the command line adds.
+Photograph OpenForMeasuring(const Options& o) {
+  Photograph photograph = OpenPhotograph(o.photo, o.photograph);
+  o.metadata.Apply(photograph.shot);
+  RequireMeasurable(o.photo, photograph.shot);
+  return photograph;
+}
+
+Shot OpenCheckerboard(const Options& o, const Shot& shot) {
+  Shot board = OpenPhotograph(o.board, o.photograph).shot;
+  RequireCheckerboardOf(o.board, board, o.photo, shot);
+  return board;
+}
+
+void Report(const Options& o, const Photograph& photograph, const Measurement& m) {
+  const Shot& shot = photograph.shot;
   const Statistics statistics = StatisticsOf(m.luminances);
   const cv::Size2d pixels = PixelsPerLed(m.corners, m.luminances.size());
-  const std::vector<std::string> warnings = WarningsFor(o, shot, m, pixels);
+  std::vector<std::string> warnings = WarningsFor(o, shot, m, pixels);
+  const std::string turned = OrientationWarning(o.photo, photograph.source);
+  if (!turned.empty()) warnings.push_back(turned);
   for (const std::string& warning : warnings) PrintWarning(warning);
   if (o.json) {
     Json json;
     json["photo"] = o.photo;
+    json["source"] = SourceJson(photograph.source);
     json.update(StatisticsJson(statistics));
     json["copied_border"] = m.copied;
     json["copied_leds"] = lab::CopiedLeds(m.copied, m.luminances.size());
@@ -289,7 +314,11 @@ void Report(const Options& o, const Shot& shot, const Measurement& m) {
     PrintJson(json);
     return;
   }
-  Print(StatisticsText(statistics) +
+  std::string source;
+  for (const SourceLine& line : SourceLines(photograph.source)) {
+    source += ReportLine(line.label, line.value);
+  }
+  Print(source + StatisticsText(statistics) +
         ReportLine("copied border", lab::CopiedBorderText(m.copied, m.luminances.size())) +
         ReportLine("pixels per LED", PixelsPerLedText(pixels)) +
         ReportLine("time", NumberText(m.seconds) + " s") +
@@ -300,14 +329,14 @@ void Report(const Options& o, const Shot& shot, const Measurement& m) {
 
 void Run(const Options& o) {
   CheckUsage(o);
-  const Shot shot = LoadShot(o.photo);
-  RequireMeasurable(o.photo, shot);
+  const Photograph photograph = OpenForMeasuring(o);
+  const Shot& shot = photograph.shot;
   std::optional<Shot> board;
-  if (!o.board.empty()) board = LoadCheckerboardOf(o.board, o.photo, shot);
+  if (!o.board.empty()) board = OpenCheckerboard(o, shot);
   const Measurement measurement = Measured(o, shot, board);
   if (!o.output.empty()) SaveResult(o.output);
   WritePictures(o, shot, board, measurement);
-  Report(o, shot, measurement);
+  Report(o, photograph, measurement);
 }
 
 }  // namespace
@@ -316,7 +345,8 @@ void AddMeasureCommand(CLI::App& program) {
   CLI::App& command =
       *program.add_subcommand("measure", "Measure a photograph: one luminance per LED.");
   const auto o = std::make_shared<Options>();
-  command.add_option("photo", o->photo, "photograph, .shot with one plane and a pattern")
+  command
+      .add_option("photo", o->photo, "photograph: .shot, or any picture or raw file with --leds")
       ->required();
   command
       .add_option("--corners", o->corners, "the lit area's four corners, x,y each, in any order")
@@ -332,7 +362,7 @@ void AddMeasureCommand(CLI::App& program) {
   command.add_option("--row-group", o->rowGroup,
                      "neighboring rows that have the same number of LEDs (default 1)");
   command.add_option("--checkerboard", o->board,
-                     "second photograph from the same place, .shot, that shows a checkerboard: "
+                     "second photograph from the same place that shows a checkerboard: "
                      "measure block by block");
   command.add_option("--blocks", o->blocks, "blocks of the checkerboard across and down")
       ->type_name("WxH");
@@ -343,6 +373,8 @@ void AddMeasureCommand(CLI::App& program) {
   command.add_option("--debug-image", o->debugImage,
                      "picture for finding faults: outline and block grid over the photograph (and "
                      "the checkerboard), and the luminances warped into the same pose");
+  o->photograph.AddTo(command);
+  o->metadata.AddTo(command);
   command.add_flag("--json", o->json, "print the answer as JSON");
   command.footer(std::string(kExamples) + "\n" + kUniformityHelp + "\n" + kExitCodeHelp);
   command.callback([o] { Run(*o); });

@@ -9,7 +9,18 @@
 
 namespace dravix::tool {
 
-enum class FileKind { kShot, kLum, kRegion, kNpy, kTruth, kRaw, kTiff, kPgm, kPicture };
+enum class FileKind {
+  kShot,
+  kLum,
+  kRegion,
+  kNpy,
+  kTruth,
+  kRaw,        ///< a dump of samples
+  kCameraRaw,  ///< a camera's own format
+  kTiff,
+  kPgm,
+  kPicture
+};
 
 /// The kind of a file. The library's formats and truth files go by their extension, pictures by
 /// their first bytes where these are known.

@@ -206,14 +206,15 @@ void WritePicture(const std::string& name, const cv::Mat& picture) {
   WriteFile(name, std::string(bytes.begin(), bytes.end()));
 }
 
-cv::Mat ReadPicture(const std::string& name) {
-  std::string bytes = ReadFile(name);
+cv::Mat DecodePicture(const std::string& name, std::string_view bytes) {
   cv::Mat picture;
   if (!bytes.empty() && bytes.size() <= static_cast<std::size_t>(INT32_MAX)) {
     try {
       const Hushed hushed;
-      picture = cv::imdecode(cv::Mat(1, static_cast<int>(bytes.size()), CV_8UC1, bytes.data()),
-                             cv::IMREAD_UNCHANGED);
+      // OpenCV wants a matrix of its own kind; the decoder only reads it.
+      cv::Mat stored(1, static_cast<int>(bytes.size()), CV_8UC1);
+      std::memcpy(stored.data, bytes.data(), bytes.size());
+      picture = cv::imdecode(stored, cv::IMREAD_UNCHANGED);
     } catch (const cv::Exception&) {
       picture.release();
     }

@@ -50,7 +50,8 @@ void WriteByName(const std::string& name, const std::function<bool(const std::st
 void RequirePictureFormat(ExitCode exit, const std::string& name);
 /// An 8-bit, 16-bit or float picture in the format that the name's extension says.
 void WritePicture(const std::string& name, const cv::Mat& picture);
-/// A picture as it is stored, without conversion. Fails when the file is none.
-[[nodiscard]] cv::Mat ReadPicture(const std::string& name);
+/// A picture as it is stored, without conversion, from the bytes of the file `name`. Fails when
+/// they are none.
+[[nodiscard]] cv::Mat DecodePicture(const std::string& name, std::string_view bytes);
 
 }  // namespace dravix::tool

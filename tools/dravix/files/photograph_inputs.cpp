@@ -29,11 +29,10 @@ RegionOI LoadRegionOf(const std::string& name, const std::string& photoName, con
   return region;
 }
 
-Shot LoadCheckerboardOf(const std::string& name, const std::string& photoName, const Shot& photo) {
-  Shot board = LoadShot(name);
+void RequireCheckerboardOf(const std::string& name, const Shot& board, const std::string& photoName,
+                           const Shot& photo) {
   RequireSizeOf(photoName, photo, name, board.image.size(), "is a photograph of",
                 "both must be taken by one camera from one place");
-  return board;
 }
 
 }  // namespace dravix::tool

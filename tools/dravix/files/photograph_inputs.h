@@ -17,8 +17,8 @@ inline constexpr double kMostPixels = 250e6;
 [[nodiscard]] RegionOI LoadRegionOf(const std::string& name, const std::string& photoName,
                                     const Shot& photo);
 
-/// Loads a checkerboard photograph (.shot), with the same condition.
-[[nodiscard]] Shot LoadCheckerboardOf(const std::string& name, const std::string& photoName,
-                                      const Shot& photo);
+/// The same condition for a checkerboard photograph, which was loaded from `name`.
+void RequireCheckerboardOf(const std::string& name, const Shot& board, const std::string& photoName,
+                           const Shot& photo);
 
 }  // namespace dravix::tool

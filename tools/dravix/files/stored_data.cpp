@@ -197,15 +197,17 @@ void RequireMeasurable(const std::string& name, const Shot& shot) {
   if (shot.image.channels() == 1 && shot.type == CAM_RGB) {
     throw InputFailure(name,
                        "is a color mosaic (one plane of the type CAM_RGB), expected one plane of "
-                       "one color: see `dravix shot demosaic`");
+                       "one color: give --channel, or see `dravix shot demosaic`");
   }
   if (shot.image.channels() != 1) {
     throw InputFailure(name, "holds " + std::to_string(shot.image.channels()) + " planes (" +
                                  TypeName(shot.type) +
-                                 "), expected one: see `dravix shot split` and `dravix shot xyz`");
+                                 "), expected one: give --channel, or see `dravix shot split` and "
+                                 "`dravix shot xyz`");
   }
   if (!shot.pattern) {
-    throw InputFailure(name, "has no pattern, expected one that says how many LEDs are lit");
+    throw InputFailure(name,
+                       "has no pattern, expected one that says how many LEDs are lit (--leds)");
   }
   // The measurement replaces the outer four LEDs of every side by the fifth, which must exist.
   constexpr int kFewest = 5;
