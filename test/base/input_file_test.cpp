@@ -115,6 +115,21 @@ TEST_F(InputFileTest, AFileOfProcIsReadThoughItSaysItIsEmpty) {
   EXPECT_THAT(TextOf(ReadFile("/proc/self/status")), testing::HasSubstr("Name:"));
 }
 
+TEST_F(InputFileTest, BytesOfAFileOfProcCanBeSkipped) {
+  if (!fs::exists("/proc/version")) GTEST_SKIP() << "no /proc";
+  const std::string whole = TextOf(ReadFile("/proc/version"));
+  for (const Access access : {Access::kForward, Access::kAnyOrder}) {
+    const auto file = InputFile::Open("/proc/version", access);
+    ASSERT_NE(file, nullptr);
+    file->Skip(6);
+    Bytes some(5);
+    some.resize(file->Fetch(some));
+    EXPECT_EQ(TextOf(some), whole.substr(6, 5));
+    file->Skip(1 << 20);
+    EXPECT_EQ(file->Fetch(some), 0U);
+  }
+}
+
 TEST_F(InputFileTest, AFailureWhileReadingIsNoticed) {
   if (!fs::exists("/proc/self/mem")) GTEST_SKIP() << "no /proc";
   EXPECT_EQ(ReadFile("/proc/self/mem"), std::nullopt);  // its first bytes cannot be read

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -14,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "base/files.h"
 #include "faults/methods.h"
 #include "support/failing_calls.h"
 #include "support/log_capture.h"
@@ -228,6 +230,29 @@ TEST(Saving, FlushesTheFileAndInTheEndItsFolder) {
       EXPECT_TRUE(wasFolder) << saver.name;
     }
   }
+}
+
+/// Some network file systems have no locks. A folder of ours that is an hour old is left over then.
+TEST(FailingLocks, LetOnlyOldFoldersBeTakenForLeftOvers) {
+  const TempDir dir;
+  const fs::path leftOver = dir.Path() / ".dravix-0";
+  fs::create_directory(leftOver);
+  Spill((leftOver / "new").string(), "half a fi");
+  const auto save = [&] {
+    const FailingCall failing(Call::kLock, 1, ENOLCK);
+    EXPECT_EQ(dravix::base::WriteFile(dir.File("a"), {dravix::base::ViewOf("x")}).result,
+              dravix::base::WriteResult::kWritten);
+    EXPECT_TRUE(failing.Happened());
+  };
+  save();
+  EXPECT_TRUE(fs::exists(leftOver / "new"));
+  fs::last_write_time(leftOver, fs::file_time_type::clock::now() - std::chrono::minutes(59));
+  save();
+  EXPECT_TRUE(fs::exists(leftOver / "new"));
+  fs::last_write_time(leftOver, fs::file_time_type::clock::now() - std::chrono::minutes(61));
+  save();
+  EXPECT_FALSE(fs::exists(leftOver));
+  EXPECT_EQ(EntriesOf(dir.Path()), 1U);
 }
 
 TEST(HaltingWrites, AreGoneOnWith) {

@@ -181,7 +181,7 @@ TEST_F(Bio, FilesThatCannotBeOpenedAreReported) {
 
 #ifdef __linux__
 TEST_F(Bio, AFullDeviceIsReported) {
-  EXPECT_FALSE(BIO::SaveMatToBin("/dev/full", cv::Mat(1, 1, CV_8UC1)));
+  EXPECT_FALSE(BIO::SaveMatToBin("/dev/full", cv::Mat::zeros(1, 1, CV_8UC1)));
   EXPECT_THAT(log_.Errors(),
               ElementsAre("BIO::SaveMatToBin -- Failed to write file. fullname = /dev/full"));
 }

@@ -190,6 +190,15 @@ INSTANTIATE_TEST_SUITE_P(ReadMat, EveryType,
                                                           CV_32F, CV_64F, CV_16F),
                                           testing::Values(1, 2, 3, 4, 5, 512)));
 
+TEST(MatHeader, OfAnEmptyMatrixHasNoBytes) {
+  using dravix::image::MatHeader;
+  for (const MatHeader& header :
+       {MatHeader{}, MatHeader{0, 5, CV_8UC1, 1}, MatHeader{5, -1, CV_8UC1, 999}}) {
+    EXPECT_EQ(header.PlaneBytes(), 0U);
+    EXPECT_EQ(header.AllPlanesBytes(), 0U);
+  }
+}
+
 TEST(ReadMat, AnEmptyRecordEndsAfterItsHeader) {
   std::istringstream in(std::string(16, '\0') + "rest");
   cv::Mat m = cv::Mat::ones(2, 2, CV_8UC1);
