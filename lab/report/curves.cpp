@@ -18,10 +18,11 @@ cv::Rect Inner(const ReportInput& input) {
 template <class Use>
 void ForEachThatCounts(const ReportInput& input, const Use& use) {
   const cv::Rect inner = Inner(input);
+  cv::Mat1d row;
   for (int y = inner.y; y < inner.br().y; ++y) {
-    const auto* row = input.values.ptr<float>(y);
+    input.values.row(y).convertTo(row, CV_64F);
     for (int x = inner.x; x < inner.br().x; ++x) {
-      if (std::isfinite(row[x])) use(x, y, static_cast<double>(row[x]));
+      if (std::isfinite(row(0, x))) use(x, y, row(0, x));
     }
   }
 }
@@ -49,7 +50,7 @@ std::vector<float> ValuesOf(const std::vector<Mean>& means) {
 }
 
 /// What all histograms share.
-Histogram EmptyHistogram(std::span<const ReportInput> inputs) {
+Histogram EmptyHistogram(const std::vector<ReportInput>& inputs) {
   double lowest = std::numeric_limits<double>::infinity();
   double highest = -lowest;
   for (const ReportInput& input : inputs) {
@@ -81,7 +82,7 @@ Profiles ProfilesOf(const ReportInput& input) {
   return {ValuesOf(rows), ValuesOf(columns)};
 }
 
-std::vector<Histogram> HistogramsOf(std::span<const ReportInput> inputs) {
+std::vector<Histogram> HistogramsOf(const std::vector<ReportInput>& inputs) {
   std::vector<Histogram> all(inputs.size(), EmptyHistogram(inputs));
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     Histogram& histogram = all[i];
@@ -100,7 +101,7 @@ std::vector<Histogram> HistogramsOf(std::span<const ReportInput> inputs) {
   return all;
 }
 
-ReportScale PercentileScale(std::span<const ReportInput> inputs) {
+ReportScale PercentileScale(const std::vector<ReportInput>& inputs) {
   ReportScale scale{std::numeric_limits<double>::infinity(),
                     -std::numeric_limits<double>::infinity()};
   for (const ReportInput& input : inputs) {

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <opencv2/core.hpp>
-#include <span>
 #include <vector>
 
 namespace dravix::lab {
@@ -32,10 +31,10 @@ struct Histogram {
 /// The histograms of all inputs over the same bins. These reach from the 1st percentile to the 99th
 /// and half as far again on both sides, but not beyond the smallest and the largest value: single
 /// dead or bright LEDs shall not press all others into one bin.
-[[nodiscard]] std::vector<Histogram> HistogramsOf(std::span<const ReportInput> inputs);
+[[nodiscard]] std::vector<Histogram> HistogramsOf(const std::vector<ReportInput>& inputs);
 
 /// The smallest 1st percentile and the largest 99th of the inputs, with some room where they are
 /// equal.
-[[nodiscard]] ReportScale PercentileScale(std::span<const ReportInput> inputs);
+[[nodiscard]] ReportScale PercentileScale(const std::vector<ReportInput>& inputs);
 
 }  // namespace dravix::lab

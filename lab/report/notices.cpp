@@ -43,18 +43,19 @@ class Notices {
   std::vector<Notice> all_;
 };
 
-std::int64_t CountOf(const cv::Mat& values, bool (*fits)(float, float), float reference = 0) {
+template <class Fits>
+std::int64_t CountOf(const cv::Mat& values, const Fits& fits) {
   std::int64_t count = 0;
+  cv::Mat1d row;
   for (int y = 0; y < values.rows; ++y) {
-    const auto* row = values.ptr<float>(y);
-    count += std::count_if(row, row + values.cols, [&](float v) { return fits(v, reference); });
+    values.row(y).convertTo(row, CV_64F);
+    count += std::count_if(row.begin(), row.end(), fits);
   }
   return count;
 }
 
 void AddNotMeasured(const ReportInput& input, Notices& notices) {
-  const std::int64_t missing =
-      CountOf(input.values, [](float v, float) { return !std::isfinite(v); });
+  const std::int64_t missing = CountOf(input.values, [](double v) { return !std::isfinite(v); });
   if (missing == 0) return;
   notices.Warn(LedText(missing) + " of " +
                LedText(static_cast<std::int64_t>(input.values.total())) +
@@ -80,9 +81,8 @@ void AddDefects(const ReportInput& input, Notices& notices) {
 /// Light that a sensor cannot take any more gives many LEDs one and the same value.
 void AddSameMaximum(const ReportInput& input, Notices& notices) {
   constexpr double kNoticedShare = 0.01;
-  const auto maximum = static_cast<float>(input.analysis.level.maximum);
-  const std::int64_t equal = CountOf(
-      input.values, [](float v, float top) { return v >= top; }, maximum);
+  const double maximum = input.analysis.level.maximum;
+  const std::int64_t equal = CountOf(input.values, [&](double v) { return v == maximum; });
   const double share = static_cast<double>(equal) / static_cast<double>(input.values.total());
   // The copied border repeats values, the largest among them, a few times.
   constexpr std::int64_t kFewRepetitions = 100;
@@ -92,7 +92,7 @@ void AddSameMaximum(const ReportInput& input, Notices& notices) {
 }
 
 void AddCopiedBorder(const ReportInput& input, Notices& notices) {
-  const int width = input.copiedBorder;
+  const int width = input.analysis.copiedBorder.value_or(0);
   if (width <= 0) return;
   const cv::Size size = input.values.size();
   const std::int64_t inner =
@@ -131,7 +131,7 @@ void AddCoarseMap(int block, Notices& notices) {
                  "matrix.");
 }
 
-void AddDifferentSizes(std::span<const ReportInput> inputs, Notices& notices) {
+void AddDifferentSizes(const std::vector<ReportInput>& inputs, Notices& notices) {
   for (const ReportInput& input : inputs) {
     if (input.values.size() == inputs[0].values.size()) continue;
     notices.Warn("The results differ in size: " + inputs[0].file + " has " +
@@ -143,8 +143,8 @@ void AddDifferentSizes(std::span<const ReportInput> inputs, Notices& notices) {
 
 }  // namespace
 
-std::vector<Notice> NoticesOf(std::span<const ReportInput> inputs, std::span<const int> blocks,
-                              const ReportOptions& options) {
+std::vector<Notice> NoticesOf(const std::vector<ReportInput>& inputs,
+                              const std::vector<int>& blocks, const ReportOptions& options) {
   Notices notices;
   AddDifferentSizes(inputs, notices);
   for (std::size_t i = 0; i < inputs.size(); ++i) {

@@ -3,7 +3,6 @@
 
 #include <dravix/lab/report.h>
 
-#include <span>
 #include <string>
 #include <vector>
 
@@ -16,8 +15,8 @@ struct Notice {
 };
 
 /// Warnings first, in the order of the inputs. `blocks` are the LEDs across each cell of the maps.
-[[nodiscard]] std::vector<Notice> NoticesOf(std::span<const ReportInput> inputs,
-                                            std::span<const int> blocks,
+[[nodiscard]] std::vector<Notice> NoticesOf(const std::vector<ReportInput>& inputs,
+                                            const std::vector<int>& blocks,
                                             const ReportOptions& options);
 
 }  // namespace dravix::lab

@@ -2,6 +2,7 @@
 // gets, as a second block of JSON, what it draws: maps, curves, colors, photograph. What the maps
 // may take is what all the rest leaves of the page's size.
 #include <dravix/dravix.h>
+#include <dravix/lab/color_scale.h>
 #include <dravix/lab/report.h>
 
 #include <algorithm>
@@ -54,15 +55,15 @@ void Require(bool holds, const std::string& message) {
 
 void CheckInput(const ReportInput& input) {
   const cv::Mat& values = input.values;
-  Require(!values.empty() && values.type() == CV_32FC1,
-          input.file + ": expected a matrix of 32-bit floats with at least one value");
+  Require(!values.empty() && (values.type() == CV_32FC1 || values.type() == CV_64FC1),
+          input.file + ": expected a matrix of floats with at least one value");
   Require(input.analysis.size == values.size(),
           input.file + ": the analysis is of " + SizeText(input.analysis.size) +
               " LEDs, the matrix has " + SizeText(values.size()));
   Require(input.analysis.counted > 0, input.file + ": no LED counts");
 }
 
-void Check(std::span<const ReportInput> inputs, const ReportOptions& options) {
+void Check(const std::vector<ReportInput>& inputs, const ReportOptions& options) {
   Require(!inputs.empty(), "a report needs at least one result");
   for (const ReportInput& input : inputs) CheckInput(input);
   if (const auto& scale = options.scale) {
@@ -85,7 +86,7 @@ std::string Compact(const Json& json) {
 }
 
 /// The analyses as the tool prints them, each with its file.
-std::string AnalysesJson(std::span<const ReportInput> inputs) {
+std::string AnalysesJson(const std::vector<ReportInput>& inputs) {
   Json all = Json::array();
   for (const ReportInput& input : inputs) {
     Json one = {{"file", input.file}};
@@ -119,12 +120,14 @@ std::vector<ReportFact> ParametersOf(const AnalysisOptions& options) {
 
 /// The 256 colors of the scale as base64 of red, green, blue.
 std::string ColorsText() {
-  cv::Mat levels(1, 256, CV_8UC1);
-  for (int i = 0; i < 256; ++i) levels.at<unsigned char>(0, i) = static_cast<unsigned char>(i);
-  cv::Mat table;
-  cv::applyColorMap(levels, table, cv::COLORMAP_VIRIDIS);
-  cv::cvtColor(table, table, cv::COLOR_BGR2RGB);
-  return Base64({table.ptr<std::uint8_t>(), 3 * table.total()});
+  cv::Mat1f levels(1, 256);
+  for (int i = 0; i < levels.cols; ++i) levels(0, i) = static_cast<float>(i);
+  FalseColor how;
+  how.low = 0;
+  how.high = levels.cols - 1;
+  cv::Mat colors;
+  cv::cvtColor(FalseColors(levels, how), colors, cv::COLOR_BGR2RGB);
+  return Base64({colors.ptr<std::uint8_t>(), 3 * colors.total()});
 }
 
 Json ScaleJson(const ReportScale& scale) { return Json::array({scale.low, scale.high}); }
@@ -148,7 +151,7 @@ std::string DefectValues(const Analysis& analysis) {
 Json ResultJson(const ReportInput& input, const Histogram& histogram) {
   const Profiles profiles = ProfilesOf(input);
   Json json;
-  json["copied_border"] = input.copiedBorder;
+  json["copied_border"] = input.analysis.copiedBorder.value_or(0);
   json["edge"] = input.options.edge;
   json["module"] = ToPair(input.options.module);
   json["cabinet"] = ToPair(input.options.cabinet);
@@ -197,7 +200,7 @@ Json NoticesJson(const std::vector<Notice>& notices) {
 }
 
 /// All that the page draws, but for maps and notices.
-Json DrawnJson(std::span<const ReportInput> inputs, const ReportOptions& options,
+Json DrawnJson(const std::vector<ReportInput>& inputs, const ReportOptions& options,
                const std::string& title) {
   Json json;
   json["title"] = title;
@@ -217,7 +220,7 @@ Json DrawnJson(std::span<const ReportInput> inputs, const ReportOptions& options
 
 /// The maps of all inputs in at most `most` bytes of the page. Each gets its share by its LEDs;
 /// what one leaves over goes to those that follow.
-std::vector<CompressedMap> MapsOf(std::span<const ReportInput> inputs, std::size_t most) {
+std::vector<CompressedMap> MapsOf(const std::vector<ReportInput>& inputs, std::size_t most) {
   std::size_t ledsLeft = 0;
   for (const ReportInput& input : inputs) ledsLeft += input.values.total();
   auto bytesLeft = static_cast<double>(most) * 3 / 4;  // base64 makes four of three
@@ -226,7 +229,9 @@ std::vector<CompressedMap> MapsOf(std::span<const ReportInput> inputs, std::size
     const auto leds = static_cast<double>(input.values.total());
     const double share = bytesLeft * leds / static_cast<double>(ledsLeft);
     const Level& level = input.analysis.level;
-    maps.push_back(Compress(input.values, level.p99 - level.p01, static_cast<std::size_t>(share)));
+    cv::Mat values;
+    input.values.convertTo(values, CV_32F);
+    maps.push_back(Compress(values, level.p99 - level.p01, static_cast<std::size_t>(share)));
     bytesLeft = std::max(0.0, bytesLeft - static_cast<double>(maps.back().bytes.size()));
     ledsLeft -= input.values.total();
   }
@@ -253,7 +258,7 @@ std::string Filled(std::string_view page, const std::string& title, const std::s
 
 }  // namespace
 
-std::string ReportPage(std::span<const ReportInput> inputs, const ReportOptions& options) {
+std::string ReportPage(const std::vector<ReportInput>& inputs, const ReportOptions& options) {
   Check(inputs, options);
   const std::string title = options.title.empty() ? "Measurement report" : options.title;
   const std::string analyses = AnalysesJson(inputs);

@@ -7,11 +7,9 @@
 
 #include <dravix/lab/analysis.h>
 
-#include <array>
 #include <cstddef>
 #include <opencv2/core.hpp>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -59,10 +57,11 @@ struct ReportOptions {
   std::size_t mostBytes = 2000000;
 };
 
-/// The page, in UTF-8. Throws std::invalid_argument for no inputs, a matrix that is empty, not
-/// CV_32FC1 or not of the analysis' size, an analysis in which no LED counts, a scale whose ends
-/// are not finite or not in order, and an empty photograph or one of another type.
-[[nodiscard]] std::string ReportPage(std::span<const ReportInput> inputs,
+/// The page, in UTF-8. Its map has 32-bit floats at best. Throws std::invalid_argument for no
+/// inputs, a matrix that Analyze does not take or whose size is not the analysis', an analysis in
+/// which no LED counts, a scale whose ends are not finite or not in order, and an empty photograph
+/// or one of another type.
+[[nodiscard]] std::string ReportPage(const std::vector<ReportInput>& inputs,
                                      const ReportOptions& options = {});
 
 }  // namespace dravix::lab

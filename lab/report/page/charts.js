@@ -30,6 +30,7 @@ class Chart {
       font: '12px system-ui, sans-serif',
       labelFont: '12px system-ui, sans-serif',
       labelSize: 20,
+      labelGap: 2,
       values: (plot, values) => values.map((value) => (value === null ? '' : text(value))),
     });
     const style = (index) => ({
@@ -43,8 +44,8 @@ class Chart {
     });
     const options = {
       ...this.size(),
-      scales: { x: { time: false }, y: isStepped ? { range: (plot, low, high) => [0, high > 0 ? high * 1.05 : 1] } : {} },
-      axes: [axis(xLabel, xText), { ...axis(yLabel, yText), size: 62 }],
+      scales: { x: { time: false }, y: isStepped ? { range: fromZero } : {} },
+      axes: [{ ...axis(xLabel, xText), size: 34 }, { ...axis(yLabel, yText), size: 62 }],
       series: [
         { label: xLabel, value: (plot, value) => (value === null ? NOT_KNOWN : xText(value)) },
         ...curves.map((curve, index) => ({
@@ -60,6 +61,7 @@ class Chart {
   }
 }
 
+const fromZero = (plot, low, high) => [0, high > 0 ? high * 1.05 : 1];
 const shortText = (value) => numberText(value, 5);
 
 function histogramSettings(results) {
@@ -68,13 +70,14 @@ function histogramSettings(results) {
   const positions = counts.map((count, bin) => low + bin * width);
   positions.push(high);
   const curves = results.map(({ file, drawn, analysis }) => ({
-    label: results.length > 1 ? file : 'LEDs',
+    label: results.length > 1 ? file : 'Share',
     // A last value, so that the last step has its width.
     values: [...drawn.histogram.counts, drawn.histogram.counts.at(-1)].map((count) => count / analysis.counted),
   }));
   const outside = results.map(({ file, drawn }) => {
     const name = results.length > 1 ? `${file}: ` : '';
-    return `${name}${countText(drawn.histogram.below)} LEDs lie below and ${countText(drawn.histogram.above)} above.`;
+    const { below, above } = drawn.histogram;
+    return `${name}${countText(below)} LEDs lie below what is shown, ${countText(above)} above.`;
   });
   return {
     title: 'Histogram',

@@ -1,7 +1,8 @@
 // The photograph, and what is known of files and parameters.
 
 function factList(facts) {
-  return make('dl', { class: 'facts' }, facts.flatMap(([name, value]) => [make('dt', {}, name), make('dd', {}, value)]));
+  const items = facts.flatMap(([name, value]) => [make('dt', {}, name), make('dd', {}, value)]);
+  return make('dl', { class: 'facts' }, items);
 }
 
 function outlineOver(photograph) {
@@ -23,15 +24,16 @@ function showPhotograph({ data }) {
   if (!photograph) return;
   byId('photograph').hidden = false;
   const hasOutline = photograph.outline.length > 0;
-  const description = `Photograph ${photograph.file}, ${photograph.size[0]} by ${photograph.size[1]} pixels` +
-    (hasOutline ? `, with the outline of the screen at ${photograph.outline.map(pairText).join('; ')}.` : ', without an outline.');
-  const image = make('img', { src: `data:image/jpeg;base64,${photograph.jpeg}`, alt: description, width: photograph.size[0], height: photograph.size[1] });
+  const [width, height] = photograph.size;
+  const outline = hasOutline ? photograph.outline.map(pairText).join('; ') : 'none';
+  const alt = `Photograph ${photograph.file}, ${width} by ${height} pixels. Outline of the screen: ${outline}.`;
+  const image = make('img', { src: `data:image/jpeg;base64,${photograph.jpeg}`, alt, width, height });
   byId('photograph-body').append(
       make('div', { class: 'photograph' }, image, hasOutline ? outlineOver(photograph) : null),
       factList([
         ['File', photograph.file],
         ['Pixels', sizeText(photograph.size)],
-        ['Outline', hasOutline ? photograph.outline.map(pairText).join('; ') : 'none'],
+        ['Outline', outline],
         ['Source of the outline', photograph.outline_source],
         ...photograph.facts,
       ]));
@@ -52,5 +54,6 @@ function showDetails(report) {
       ...drawn.parameters,
     ])];
   });
-  byId('made-by').textContent = `Made by dravix ${data.version}. This page is complete in itself and asks nothing of any network.`;
+  byId('made-by').textContent =
+    `Made by dravix ${data.version}. This page is complete in itself and asks nothing of any network.`;
 }

@@ -22,18 +22,20 @@ async function readReport() {
 
 function showHead({ data, results }) {
   byId('title').textContent = data.title;
-  byId('subtitle').textContent = results.map(({ file, analysis }) => `${file} (${sizeText(analysis.size)} LEDs)`).join(' \u00b7 ');
+  const names = results.map(({ file, analysis }) => `${file} (${sizeText(analysis.size)} LEDs)`);
+  byId('subtitle').textContent = names.join(' \u00b7 ');
 }
 
 async function main() {
   const report = await readReport();
+  chooseLuminanceDecimals(report.results);
   showHead(report);
   showNotices(report);
   showOverview(report);
   const panel = new MapPanel(report);
   showCurves(report);
   showUniformity(report, panel);
-  showModules(report);
+  showModules(report, panel);
   showDefects(report, panel);
   showPhotograph(report);
   showDetails(report);

@@ -22,6 +22,10 @@ class MapPanel {
     this.addTools(has);
     this.bar = new ScaleBar(byId('map-scale'), this.scale);
     this.addLegend();
+    const rounded = report.data.percentile_scale.map((value) => Number(value.toPrecision(4)));
+    const [low, high] = report.data.given_scale ?? rounded;
+    this.lowEnd.value = String(low);
+    this.highEnd.value = String(high);
     this.setScale(report.data.given_scale ? 'fixed' : 'percentile');
     onColorsChanged(() => this.draw());
   }
@@ -39,10 +43,7 @@ class MapPanel {
       byId('map-figures').append(make('figure', { class: 'map-figure' }, caption, view.canvas, view.readout));
       this.listen(view);
       this.showReadout(view);
-      new ResizeObserver(() => {
-        view.resize();
-        view.limitViewport();
-      }).observe(view.canvas.parentElement);
+      new ResizeObserver(() => view.resize()).observe(view.canvas.parentElement);
     }
   }
 
@@ -66,7 +67,8 @@ class MapPanel {
     byId('map-tools').append(
         make('fieldset', {}, make('legend', {}, 'Scale'),
             radio('percentile', '1st to 99th percentile'), radio('full', 'Minimum to maximum'), radio('fixed', 'Fixed'),
-            make('span', {}, end('lowEnd', 'Low end of the fixed scale'), ' \u2013 ', end('highEnd', 'High end of the fixed scale'))),
+            make('span', {}, end('lowEnd', 'Low end of the fixed scale'), ' \u2013 ',
+                end('highEnd', 'High end of the fixed scale'))),
         make('fieldset', {}, make('legend', {}, 'Show'),
             has('module') ? layer('modules', 'Modules') : null,
             has('cabinet') ? layer('cabinets', 'Cabinets') : null,
@@ -134,11 +136,6 @@ class MapPanel {
   setScale(mode) {
     document.querySelector(`input[name="scale"][value="${mode}"]`).checked = true;
     this.lowEnd.disabled = this.highEnd.disabled = mode !== 'fixed';
-    if (mode === 'fixed' && this.lowEnd.value === '') {
-      const [low, high] = this.report.data.given_scale ?? this.report.data.percentile_scale.map((v) => Number(v.toPrecision(4)));
-      this.lowEnd.value = String(low);
-      this.highEnd.value = String(high);
-    }
     const ends = this.endsOf(mode);
     if (!ends) return;
     [this.scale.low, this.scale.high] = ends;
@@ -191,7 +188,8 @@ class MapPanel {
       readout.replaceChildren(make('span', { class: 'muted' }, 'Point at an LED to see its value.'));
       return;
     }
-    const part = (name, value, key) => make('span', { 'data-part': key }, make('span', { class: 'name' }, name), make('strong', {}, value));
+    const part = (name, value, key) =>
+      make('span', { 'data-part': key }, make('span', { class: 'name' }, name), make('strong', {}, value));
     const place = { x: mark.x + view.at[0], y: mark.y + view.at[1] };
     const defect = result.defectAt.get(`${place.x},${place.y}`);
     const { block, exact, step } = result.matrix;
@@ -202,7 +200,9 @@ class MapPanel {
         Number.isNaN(value) ? 'not measured' : number(value, (v) => numberText(v, 7)), 'value'));
     if (!exact && !defect && !Number.isNaN(value)) parts.push(part('\u00b1', numberText(step / 2, 2), 'step'));
     for (const [name, unit] of [['Module', result.drawn.module], ['Cabinet', result.drawn.cabinet]]) {
-      if (unit[0] > 0) parts.push(part(name, `${Math.floor(place.x / unit[0])}, ${Math.floor(place.y / unit[1])}`, name.toLowerCase()));
+      if (!(unit[0] > 0)) continue;
+      const index = [Math.floor(place.x / unit[0]), Math.floor(place.y / unit[1])];
+      parts.push(part(name, pairText(index), name.toLowerCase()));
     }
     if (defect) parts.push(part('Defect', `${defect.kind}, ratio ${numberText(defect.ratio, 4)}`, 'defect'));
     if (this.isCopied(view, mark)) parts.push(part('Copy', 'of an LED inside', 'copy'));

@@ -53,13 +53,17 @@ class MapView {
   /** Fits the canvas to the width it has; to be called when that changes. */
   resize() {
     const width = Math.max(1, this.canvas.clientWidth);
-    const highest = Math.max(240, Math.min(900, 0.78 * window.innerHeight));
+    const highest = Math.max(240, Math.min(1000, 0.82 * window.innerHeight));
     const height = Math.round(Math.min(highest, Math.max(90, (width * this.leds[1]) / this.leds[0])));
     const ratio = window.devicePixelRatio || 1;
+    const { size } = this;
+    if (size && size.width === width && size.height === height && size.ratio === ratio) return;
     this.size = { width, height, ratio };
+    this.limitViewport();
+    // A new size empties the canvas, so it is filled at once and not before the next frame.
     this.canvas.width = Math.round(width * ratio);
     this.canvas.height = Math.round(height * ratio);
-    this.draw();
+    this.drawNow();
   }
 
   /** Colors all cells anew; to be called when the scale has changed. */
@@ -115,7 +119,8 @@ class MapView {
   limitViewport() {
     const view = this.viewport;
     view.zoom = Math.min(Math.max(view.zoom, 1), this.largestZoom());
-    const limit = (center, shown) => (shown >= 1 ? 0.5 : Math.min(Math.max(center, shown / 2), 1 - shown / 2));
+    const limit = (center, shown) =>
+      (shown >= 1 ? 0.5 : Math.min(Math.max(center, shown / 2), 1 - shown / 2));
     const side = this.pixelsPerLed();
     view.x = limit(view.x, this.size.width / (side * this.leds[0]));
     view.y = limit(view.y, this.size.height / (side * this.leds[1]));
@@ -239,14 +244,16 @@ class MapView {
   }
 
   drawDefects(context, origin, side) {
-    const radius = Math.max(4.5, 0.5 * side + 3);
+    const margin = side + 5;
+    const inView = this.result.analysis.defects
+        .map((defect) => [defect.kind, ...this.centerOfScreenLed(defect, origin, side)])
+        .filter(([, x, y]) => x > -margin && y > -margin && x < this.size.width + margin && y < this.size.height + margin);
+    // Many marks are small, so that something of the map remains to be seen.
+    const isCrowded = inView.length > 250;
+    const radius = Math.max(isCrowded ? 2.5 : 4.5, 0.5 * side + 3 - (isCrowded ? 2 : 0));
     context.beginPath();
-    for (const defect of this.result.analysis.defects) {
-      const [x, y] = this.centerOfScreenLed(defect, origin, side);
-      if (x < -radius || y < -radius || x > this.size.width + radius || y > this.size.height + radius) continue;
-      drawShape(context, defect.kind, x, y, radius);
-    }
-    strokeWithHalo(context);
+    for (const [kind, x, y] of inView) drawShape(context, kind, x, y, radius);
+    strokeWithHalo(context, isCrowded ? 1 : 1.5);
   }
 
   drawPoints(context, origin, side) {
@@ -292,11 +299,11 @@ function drawShape(context, kind, x, y, radius) {
   }
 }
 
-function strokeWithHalo(context) {
-  context.lineWidth = 3.5;
+function strokeWithHalo(context, width = 1.5) {
+  context.lineWidth = 2.4 * width;
   context.strokeStyle = 'rgba(0, 0, 0, 0.75)';
   context.stroke();
-  context.lineWidth = 1.5;
+  context.lineWidth = width;
   context.strokeStyle = '#ffffff';
   context.stroke();
 }

@@ -17,14 +17,14 @@ function showNotices(report) {
 function figuresOf(analysis) {
   const { level, counts } = analysis;
   const figures = [
-    ['Mean', level.mean, numberText],
-    ['Median', level.median, numberText],
-    ['Minimum', level.minimum, numberText],
-    ['Maximum', level.maximum, numberText],
-    ['Standard deviation', level.standard_deviation, numberText],
+    ['Mean', level.mean, luminanceText],
+    ['Median', level.median, luminanceText],
+    ['Minimum', level.minimum, luminanceText],
+    ['Maximum', level.maximum, luminanceText],
+    ['Standard deviation', level.standard_deviation, luminanceText],
     ['Variation (CV)', level.cv, percentText, 'standard deviation / mean'],
-    ['1st percentile', level.p01, numberText],
-    ['99th percentile', level.p99, numberText],
+    ['1st percentile', level.p01, luminanceText],
+    ['99th percentile', level.p99, luminanceText],
     ['Uniformity, 9 points', analysis.uniformity['9'].min_over_max, percentText, 'smallest / largest'],
     ['Nonuniformity, 9 points', analysis.uniformity['9'].nonuniformity, percentText, '1 \u2212 smallest / largest'],
   ];
@@ -57,11 +57,12 @@ function figureTable(results) {
         const figure = figures.find(([name]) => name === label);
         return make('td', {}, figure ? number(figure[1], figure[2]) : NOT_KNOWN);
       })));
-  return make('div', { class: 'table-box', tabindex: 0, role: 'region', 'aria-label': 'Figures of all results' },
-      make('table', { class: 'list' }, make('thead', {}, head), make('tbody', {}, rows)));
+  const table = make('table', { class: 'list' }, make('thead', {}, head), make('tbody', {}, rows));
+  return tableBox('Figures of all results', table, 'is-whole');
 }
 
 function showOverview(report) {
   const { results } = report;
-  byId('overview-body').append(results.length === 1 ? figureTiles(figuresOf(results[0].analysis)) : figureTable(results));
+  const isSingle = results.length === 1;
+  byId('overview-body').append(isSingle ? figureTiles(figuresOf(results[0].analysis)) : figureTable(results));
 }

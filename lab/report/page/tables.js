@@ -2,6 +2,11 @@
 
 const ROWS_AT_FIRST = 200;  // more are shown when asked for: a page of 100,000 rows would not scroll smoothly
 
+/** A table in a box of its own that scrolls, so that the page never has to sideways; the keyboard reaches it. */
+function tableBox(label, table, kind = '') {
+  return make('div', { class: `table-box ${kind}`, tabindex: 0, role: 'region', 'aria-label': label }, table);
+}
+
 /**
  * A table that is sorted by a click on a column's head. A column is `{label, value(item), cell(item), isText}`: `value`
  * is what is sorted by, `cell` what is shown. A column without `value` is not sorted by.
@@ -18,7 +23,7 @@ class SortableTable {
     const table = make('table', { class: 'list', 'aria-label': label },
         make('thead', {}, make('tr', {}, this.heads)), this.body);
     this.node = make('div', { class: 'stack' },
-        make('div', { class: 'table-box', tabindex: 0, role: 'region', 'aria-label': label }, table), this.more);
+        tableBox(label, table), this.more);
     this.fill();
   }
 
@@ -26,7 +31,8 @@ class SortableTable {
     const inside = column.value
       ? make('button', { type: 'button', class: 'sort', onclick: () => this.sortBy(index) }, column.label)
       : column.label;
-    return make('th', { scope: 'col', class: column.isText ? 'text' : false, 'aria-sort': column.value ? 'none' : false }, inside);
+    const sorting = column.value ? 'none' : false;
+    return make('th', { scope: 'col', class: column.isText ? 'text' : false, 'aria-sort': sorting }, inside);
   }
 
   sortBy(index) {
@@ -68,9 +74,12 @@ function numberColumn(label, value, format = numberText) {
 /** One block for each result, with its name where there are several. */
 function forEachResult(report, bodyId, content) {
   for (const result of report.results) {
-    const block = make('div', { class: 'stack' });
-    if (report.results.length > 1) block.append(make('h3', {}, result.file));
-    block.append(...content(result));
+    const isSingle = report.results.length === 1;
+    const parts = content(result);
+    // A single result has the whole width, so that its parts can stand beside each other.
+    const block = make('div', { class: isSingle && parts.length > 1 ? 'parts' : 'stack' });
+    if (!isSingle) block.append(make('h3', {}, result.file));
+    block.append(...parts);
     byId(bodyId).append(block);
   }
 }
@@ -90,20 +99,41 @@ function uniformityTable({ analysis }) {
       columns.map(([label]) => make('th', { scope: 'col' }, label)));
   const rows = POINT_COUNTS.map((count) => make('tr', {}, make('th', { scope: 'row', class: 'text' }, count),
       columns.map(([, key, format]) => make('td', {}, number(analysis.uniformity[count][key], format)))));
-  return make('div', { class: 'table-box', tabindex: 0, role: 'region', 'aria-label': 'Uniformity by number of points' },
-      make('table', { class: 'list' }, make('thead', {}, head), make('tbody', {}, rows)));
+  const table = make('table', { class: 'list' }, make('thead', {}, head), make('tbody', {}, rows));
+  return tableBox('Uniformity by number of points', table, 'is-whole');
+}
+
+/** Where the points lie on the screen, each with its share of the largest one. The list has the numbers. */
+function pointPlan({ analysis }, count) {
+  const { points } = analysis.uniformity[count];
+  const largest = largestOf(points);
+  const plan = make('div', { class: 'plan', 'aria-hidden': 'true' });
+  plan.style.aspectRatio = `${analysis.size[0]} / ${analysis.size[1]}`;
+  for (const point of points) {
+    const share = point.value === null ? NOT_KNOWN : `${((100 * point.value) / largest).toFixed(1)} %`;
+    const label = make('span', {}, share);
+    label.style.left = `${(100 * (point.x - analysis.at[0] + 0.5)) / analysis.size[0]}%`;
+    label.style.top = `${(100 * (point.y - analysis.at[1] + 0.5)) / analysis.size[1]}%`;
+    plan.append(label);
+  }
+  return plan;
+}
+
+function largestOf(points) {
+  return points.reduce((most, { value }) => (value !== null && value > most ? value : most), -Infinity);
 }
 
 function pointTable({ analysis }, count) {
   const { points } = analysis.uniformity[count];
-  const largest = points.reduce((most, { value }) => (value !== null && value > most ? value : most), -Infinity);
+  const largest = largestOf(points);
+  const shareOfLargest = ({ value }) => (value === null || !(largest > 0) ? null : value / largest);
   return new SortableTable({
     label: `Means at ${count} points`,
     columns: [
       numberColumn('Column', (point) => point.x, String),
       numberColumn('Row', (point) => point.y, String),
-      numberColumn('Mean', (point) => point.value),
-      numberColumn('Of the largest', (point) => (point.value === null || !(largest > 0) ? null : point.value / largest), percentText),
+      numberColumn('Mean', (point) => point.value, luminanceText),
+      numberColumn('Of the largest', shareOfLargest, percentText),
     ],
     items: points,
   }).node;
@@ -112,18 +142,23 @@ function pointTable({ analysis }, count) {
 function showUniformity(report, panel) {
   const places = [];
   forEachResult(report, 'uniformity-body', (result) => {
-    const place = make('div');
-    places.push({ result, place });
-    return [uniformityTable(result), place];
+    const list = make('div');
+    const plan = make('div');
+    places.push({ result, list, plan });
+    return [make('div', { class: 'stack' }, uniformityTable(result), plan), list];
   });
   const choose = (count) => {
-    for (const { result, place } of places) place.replaceChildren(pointTable(result, count));
+    for (const { result, list, plan } of places) {
+      list.replaceChildren(pointTable(result, count));
+      plan.replaceChildren(pointPlan(result, count));
+    }
     panel.pointsChanged();
   };
   const radios = POINT_COUNTS.map((count) => make('label', {}, make('input', {
     type: 'radio', name: 'points', value: count, checked: count === '9', onchange: () => choose(count),
   }), count));
-  byId('uniformity-body').before(make('fieldset', { class: 'choice' }, make('legend', {}, 'Points in list and map'), radios));
+  const legend = make('legend', {}, 'Points in list and map');
+  byId('uniformity-body').before(make('fieldset', { class: 'choice' }, legend, radios));
   choose('9');
 }
 
@@ -131,7 +166,8 @@ function showUniformity(report, panel) {
 
 function moduleTiles({ analysis }) {
   const { modules } = analysis;
-  const between = modules.between ? `between ${pairText(modules.between[0])} and ${pairText(modules.between[1])}` : null;
+  const [one, other] = modules.between ?? [];
+  const between = one ? `between ${pairText(one)} and ${pairText(other)}` : null;
   return make('dl', { class: 'tiles' }, [
     ['Modules', sizeText(modules.count), `from ${pairText(modules.first)}`],
     ['Variation of means', number(modules.cv, percentText), 'CV'],
@@ -139,6 +175,22 @@ function moduleTiles({ analysis }) {
     ['Seams, RMS', number(analysis.seam_rms, percentText), `${analysis.seams.length} seams`],
   ].map(([label, value, remark]) => make('div', {}, make('dt', {}, label),
       make('dd', {}, value, remark ? make('small', {}, remark) : null))));
+}
+
+/** The means of the modules in colors, on a scale of their own. */
+function moduleMeans({ analysis }, panel) {
+  const { means, count } = analysis.modules;
+  const known = means.flat().filter((mean) => mean !== null);
+  const scale = new ColorScale(panel.scale.table);
+  [scale.low, scale.high] = [known.reduce((a, b) => Math.min(a, b)), known.reduce((a, b) => Math.max(a, b))];
+  if (!(scale.low < scale.high)) scale.high = scale.low + 1;
+  const text = `Means of the modules, from ${luminanceText(scale.low)}, dark, to ${luminanceText(scale.high)}, bright`;
+  const canvas = make('canvas', { class: 'module-means', width: count[0], height: count[1], role: 'img', 'aria-label': text });
+  const image = new ImageData(count[0], count[1]);
+  scale.paint(means.flat().map((mean) => mean ?? NaN), new Uint32Array(image.data.buffer));
+  canvas.getContext('2d').putImageData(image, 0, 0);
+  canvas.style.aspectRatio = `${analysis.size[0]} / ${analysis.size[1]}`;
+  return make('figure', { class: 'map-figure' }, canvas, make('figcaption', { class: 'muted small' }, text));
 }
 
 function seamTable({ analysis }) {
@@ -154,13 +206,15 @@ function seamTable({ analysis }) {
   }).node;
 }
 
-function showModules(report) {
+function showModules(report, panel) {
   if (!report.results.some(({ analysis }) => analysis.modules)) return;
   byId('modules').hidden = false;
   forEachResult(report, 'modules-body', (result) => {
     if (!result.analysis.modules) return [make('p', { class: 'muted' }, 'No modules were given.')];
-    if (result.analysis.seams.length === 0) return [moduleTiles(result), make('p', { class: 'muted' }, 'There is no seam inside this result.')];
-    return [moduleTiles(result), seamTable(result)];
+    const hasSeams = result.analysis.seams.length > 0;
+    const noSeams = () => make('p', { class: 'muted' }, 'There is no seam inside this result.');
+    const left = make('div', { class: 'stack' }, moduleTiles(result), moduleMeans(result, panel));
+    return [left, hasSeams ? seamTable(result) : noSeams()];
   });
 }
 
@@ -175,8 +229,8 @@ function defectTable(result, panel) {
     numberColumn('Column', (defect) => defect.x, String),
     numberColumn('Row', (defect) => defect.y, String),
     { label: 'Kind', value: (defect) => KIND_ORDER[defect.kind], cell: (defect) => defect.kind, isText: true },
-    numberColumn('Value', (defect) => defect.value),
-    numberColumn('Ratio', (defect) => defect.ratio, (ratio) => numberText(ratio, 4)),
+    numberColumn('Value', (defect) => defect.value, luminanceText),
+    numberColumn('Ratio', (defect) => defect.ratio, (ratio) => withMinus(ratio.toFixed(3))),
   ];
   for (const [label, key] of [['Module', 'module'], ['Cabinet', 'cabinet']]) {
     if (defects.some((defect) => defect[key])) {
@@ -199,6 +253,6 @@ function showDefects(report, panel) {
     const text = `${countText(counts.dead)} dead, ${countText(counts.dim)} dim, ${countText(counts.bright)} bright. ` +
       'The ratio is an LED\u2019s value over the median of the LEDs around it.';
     if (defects.length === 0) return [make('p', { class: 'muted' }, 'No defects were found.')];
-    return [make('p', { class: 'muted' }, text), defectTable(result, panel)];
+    return [make('div', { class: 'stack' }, make('p', { class: 'muted' }, text), defectTable(result, panel))];
   });
 }

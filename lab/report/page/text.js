@@ -29,15 +29,36 @@ function make(tag, attributes = {}, ...children) {
 function numberText(value, digits = 6) {
   if (value === null || value === undefined || !Number.isFinite(value)) return NOT_KNOWN;
   const size = Math.abs(value);
-  if (size !== 0 && (size >= 1e9 || size < 1e-4)) return value.toExponential(digits - 1).replace(/\.?0+e/, 'e');
+  if (size !== 0 && (size >= 1e9 || size < 1e-4)) {
+    return withMinus(value.toExponential(digits - 1).replace(/\.?0+e/, 'e'));
+  }
   const text = value.toPrecision(digits);
-  if (text.includes('e')) return String(Number(text));
-  return text.includes('.') ? text.replace(/\.?0+$/, '') : text;
+  if (text.includes('e')) return withMinus(String(Number(text)));
+  return withMinus(text.includes('.') ? text.replace(/\.?0+$/, '') : text);
+}
+
+/** A minus sign as wide as the digits in place of the hyphen. */
+function withMinus(text) {
+  return text.replaceAll('-', '\u2212');
+}
+
+let luminanceDecimals = null;  // null: as many as each number needs
+
+/** Gives all luminances of the page the number of decimals that the typical one has with six digits. */
+function chooseLuminanceDecimals(results) {
+  const typical = Math.min(...results.map(({ analysis }) => Math.abs(analysis.level.median)));
+  if (typical >= 1e-3 && typical < 1e9) luminanceDecimals = Math.max(0, 5 - Math.floor(Math.log10(typical)));
+}
+
+/** A luminance, so that the points of numbers below each other are in line. */
+function luminanceText(value) {
+  if (luminanceDecimals === null || value === null || !Number.isFinite(value)) return numberText(value);
+  return withMinus(value.toFixed(luminanceDecimals));
 }
 
 /** A share as percent, with two places behind the point. */
 function percentText(share) {
-  return share === null || !Number.isFinite(share) ? NOT_KNOWN : `${(100 * share).toFixed(2)} %`;
+  return share === null || !Number.isFinite(share) ? NOT_KNOWN : `${withMinus((100 * share).toFixed(2))} %`;
 }
 
 function countText(count) {
@@ -54,8 +75,9 @@ function sizeText(size) {
 
 /** A number as the page shows it, with all its digits in the `value` attribute. */
 function number(value, format = numberText) {
-  const known = value !== null && value !== undefined && Number.isFinite(value);
-  return known ? make('data', { value: String(value) }, format(value)) : make('span', { 'aria-label': 'not known' }, NOT_KNOWN);
+  const isKnown = value !== null && value !== undefined && Number.isFinite(value);
+  if (!isKnown) return make('span', { role: 'img', 'aria-label': 'not known' }, NOT_KNOWN);
+  return make('data', { value: String(value) }, format(value));
 }
 
 function bytesOf(base64) {
