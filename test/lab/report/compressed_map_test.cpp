@@ -46,8 +46,7 @@ cv::Mat1i Codes(const CompressedMap& map) {
         const std::int64_t w = x > 0 ? codes(y, x - 1) : n;
         const std::int64_t nw = x > 0 ? codes(y - 1, x - 1) : n;
         const std::int64_t ne = x + 1 < width ? codes(y - 1, x + 1) : n;
-        predicted = static_cast<std::int64_t>(
-            std::floor(static_cast<double>(w + nw + n + ne) / 4));
+        predicted = static_cast<std::int64_t>(std::floor(static_cast<double>(w + nw + n + ne) / 4));
       }
       const std::int64_t difference =
           zigzag % 2 == 0 ? std::int64_t{zigzag / 2} : -(std::int64_t{zigzag} + 1) / 2;

@@ -1,8 +1,5 @@
-#include <dravix/lab/copied_border.h>
 #include <dravix/lab/report.h>
 
-#include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <memory>
@@ -11,10 +8,10 @@
 #include <vector>
 
 #include "commands/commands.h"
+#include "commands/reported_photograph.h"
 #include "files/files.h"
 #include "files/names.h"
 #include "files/stored_data.h"
-#include "report/reported_photograph.h"
 #include "report/result_report.h"
 #include "terminal/analysis_arguments.h"
 #include "terminal/console.h"
@@ -64,23 +61,12 @@ void RequireFiles(const Options& o) {
   RequireDistinctFiles(inputs, {{"-o", o.output}});
 }
 
-/// The options that the analysis of this result was made with.
-lab::AnalysisOptions UsedOptions(const Options& o, const StoredValues& values) {
-  lab::AnalysisOptions options = OptionsOf(o.analysis);
-  options.copiedBorder = values.copiedBorder;
-  if (o.analysis.withoutCopies) {
-    if (!options.copiedBorder) options.copiedBorder = lab::CopiedBorderOf(values.matrix);
-    options.edge = std::max(options.edge, *options.copiedBorder);
-  }
-  return options;
-}
-
 lab::ReportInput InputOf(const Options& o, const std::string& name) {
   const StoredValues values = LoadValues(name);
   lab::ReportInput input;
   input.file = name;
   input.values = values.matrix;
-  input.options = UsedOptions(o, values);
+  input.options = OptionsFor(o.analysis, values.matrix, values.copiedBorder);
   input.analysis = lab::Analyze(values.matrix, input.options);
   input.facts = {{"Numbers", PixelText(values.matrix.type())},
                  {"Bytes of the file", std::to_string(ReadHead(name, 1).size)}};

@@ -1,4 +1,4 @@
-#include "report/reported_photograph.h"
+#include "commands/reported_photograph.h"
 
 #include <dravix/dravix.h>
 #include <dravix/region.h>
