@@ -5,11 +5,12 @@
 #include <dravix/shot.h>
 
 #include <cstdint>
+#include <opencv2/imgproc.hpp>
 
 #include "files/metadata.h"
 #include "files/photograph_inputs.h"
-#include "files/stored_data.h"
 #include "files/truth_file.h"
+#include "photographs/photograph.h"
 #include "report/found_corners.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -78,7 +79,7 @@ std::vector<lab::ReportFact> FactsOf(const Shot& shot) {
 
 void AddPhotographArguments(CLI::App& command, PhotographArguments& arguments) {
   command.add_option("--photo", arguments.photo,
-                     "photograph to show with the outline of the screen, .shot");
+                     "photograph to show with the outline of the screen: .shot or a picture");
   command
       .add_option("--corners", arguments.corners, "the outline's corners, x,y each, in any order")
       ->expected(4)
@@ -109,11 +110,14 @@ std::vector<NamedFile> FilesOf(const PhotographArguments& a) {
 
 std::optional<lab::ReportPhotograph> PhotographFor(const PhotographArguments& a) {
   if (a.photo.empty()) return std::nullopt;
-  const Shot shot = LoadShot(a.photo);
+  const Shot shot = OpenPhotograph(a.photo, {}).shot;
   Outline outline = OutlineFor(a, shot);
   lab::ReportPhotograph photograph;
   photograph.file = a.photo;
   photograph.image = shot.image;
+  if (shot.image.channels() == 3) {  // a shot has red first
+    cv::cvtColor(shot.image, photograph.image, cv::COLOR_RGB2BGR);
+  }
   photograph.outline = std::move(outline.corners);
   photograph.outlineSource = std::move(outline.source);
   photograph.facts = FactsOf(shot);
