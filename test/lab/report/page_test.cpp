@@ -103,7 +103,7 @@ cv::Mat1f LargeScreen(double noise) {
 }
 
 TEST(Page, OfALargeScreenIsSmall) {
-  for (const double noise : {0.0, 0.005, 0.04}) {
+  for (const double noise : {0.0, 0.005, 0.03}) {
     AnalysisOptions options;
     options.module = {32, 32};
     options.cabinet = {160, 160};
