@@ -5,10 +5,12 @@ install(TARGETS dravix EXPORT dravixTargets
   RUNTIME COMPONENT runtime LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
   ARCHIVE COMPONENT development INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 set(headers_left_out PATTERN lab EXCLUDE)
+set(DRAVIX_HAS_LAB OFF)
 if(TARGET dravix_lab)
   install(TARGETS dravix_lab EXPORT dravixTargets ARCHIVE COMPONENT development
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
   set(headers_left_out "")
+  set(DRAVIX_HAS_LAB ON)
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/dravix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   COMPONENT development FILES_MATCHING PATTERN "*.h" ${headers_left_out})
@@ -43,12 +45,14 @@ endif()
 # Windows archive brings its own OpenCV, whose libraries have its version in their names.
 set(DRAVIX_PC_OPENCV_CORE opencv_core)
 set(DRAVIX_PC_OPENCV_IMGPROC opencv_imgproc)
+set(DRAVIX_PC_OPENCV_IMGCODECS opencv_imgcodecs)
 if(DRAVIX_WINDOWS_DEPS)
   set(DRAVIX_PC_OPENCV_CFLAGS "-I\${includedir}/opencv4")
   file(GLOB opencv_core_library ${DRAVIX_WINDOWS_DEPS}/lib/libopencv_core*.dll.a)
   if(opencv_core_library)
     string(REGEX REPLACE "^.*/lib(opencv_core[0-9]*)\\.dll\\.a$" "\\1" DRAVIX_PC_OPENCV_CORE "${opencv_core_library}")
     string(REPLACE core imgproc DRAVIX_PC_OPENCV_IMGPROC ${DRAVIX_PC_OPENCV_CORE})
+    string(REPLACE core imgcodecs DRAVIX_PC_OPENCV_IMGCODECS ${DRAVIX_PC_OPENCV_CORE})
   endif()
 else()
   get_target_property(opencv_include_dirs opencv_core INTERFACE_INCLUDE_DIRECTORIES)

@@ -38,7 +38,8 @@ void Run(const Options& o) {
   static_cast<void>(OptionsOf(o.analysis));
   RequireDistinctFiles({{"result", o.result}}, {{"--defects", o.defects}});
   const StoredValues values = LoadValues(o.result);
-  const lab::Analysis analysis = AnalyzeAs(o.analysis, values.matrix, values.copiedBorder);
+  const lab::Analysis analysis =
+      lab::Analyze(values.matrix, OptionsFor(o.analysis, values.matrix, values.copiedBorder));
   if (analysis.counted == 0) {
     throw MeasurementFailure(o.result,
                              "found no LED that counts among " + SizeText(analysis.size) +

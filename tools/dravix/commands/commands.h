@@ -15,5 +15,6 @@ void AddCompareCommand(CLI::App& program);
 void AddConvertCommand(CLI::App& program);
 void AddShotCommand(CLI::App& program);
 void AddRegionCommand(CLI::App& program);
+void AddReportCommand(CLI::App& program);
 
 }  // namespace dravix::tool

@@ -46,15 +46,15 @@ lab::AnalysisOptions OptionsOf(const AnalysisArguments& arguments) {
   return options;
 }
 
-lab::Analysis AnalyzeAs(const AnalysisArguments& arguments, const cv::Mat& values,
-                        std::optional<int> copiedBorder) {
+lab::AnalysisOptions OptionsFor(const AnalysisArguments& arguments, const cv::Mat& values,
+                                std::optional<int> copiedBorder) {
   lab::AnalysisOptions options = OptionsOf(arguments);
   options.copiedBorder = copiedBorder;
   if (arguments.withoutCopies) {
     if (!copiedBorder) options.copiedBorder = lab::CopiedBorderOf(values);
     options.edge = std::max(options.edge, *options.copiedBorder);
   }
-  return lab::Analyze(values, options);
+  return options;
 }
 
 }  // namespace dravix::tool

@@ -21,9 +21,10 @@ void AddAnalysisArguments(CLI::App& command, AnalysisArguments& arguments);
 /// The options that the words stand for. Fails as wrong usage that names the option.
 [[nodiscard]] lab::AnalysisOptions OptionsOf(const AnalysisArguments& arguments);
 
-/// Analyzes one result. `copiedBorder` is what is known of it; --without-copies leaves as many rows
-/// and columns out, where --edge does not leave out more.
-[[nodiscard]] lab::Analysis AnalyzeAs(const AnalysisArguments& arguments, const cv::Mat& values,
-                                      std::optional<int> copiedBorder);
+/// The same for one result. `copiedBorder` is what is known of it; --without-copies leaves as many
+/// rows and columns out, where --edge does not leave out more.
+[[nodiscard]] lab::AnalysisOptions OptionsFor(const AnalysisArguments& arguments,
+                                              const cv::Mat& values,
+                                              std::optional<int> copiedBorder);
 
 }  // namespace dravix::tool

@@ -1,0 +1,96 @@
+# Fetches packages of the npm registry without npm, which would bring hundreds of packages of its own.
+#
+# A package is what package-lock.json names: one archive at one address with one SHA-512 sum. It is kept in a folder
+# outside the tree, so that only the first configuration on a machine needs a network.
+set(DRAVIX_NPM_ARCHIVES "" CACHE PATH
+    "Folder with archives of npm packages (such as uplot-1.6.32.tgz), for machines without a network")
+
+# dravix_npm_cache(<variable>): the folder that keeps archives between builds, chosen as scripts/windows-deps does.
+function(dravix_npm_cache variable)
+  if(DEFINED ENV{DRAVIX_CACHE})
+    set(cache $ENV{DRAVIX_CACHE})
+  elseif(DEFINED ENV{XDG_CACHE_HOME})
+    set(cache $ENV{XDG_CACHE_HOME}/dravix)
+  elseif(DEFINED ENV{HOME})
+    set(cache $ENV{HOME}/.cache/dravix)
+  elseif(DEFINED ENV{LOCALAPPDATA})
+    set(cache $ENV{LOCALAPPDATA}/dravix)
+  else()
+    set(cache ${PROJECT_BINARY_DIR})
+  endif()
+  file(TO_CMAKE_PATH "${cache}/npm" cache)
+  set(${variable} ${cache} PARENT_SCOPE)
+endfunction()
+
+# dravix_hex_of_base64(<variable> <text>): lock files have sums in base64, CMake computes them in hexadecimal digits.
+function(dravix_hex_of_base64 variable text)
+  set(digits "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/")
+  string(REGEX MATCH "=*$" padding "${text}")
+  string(LENGTH "${padding}" padding)
+  string(REPLACE "=" "A" text "${text}")
+  string(LENGTH "${text}" length)
+  set(hex "")
+  set(place 0)
+  while(place LESS length)
+    set(bits 1)  # in front of 24 bits, so that leading zeros are kept
+    foreach(offset RANGE 3)
+      math(EXPR at "${place} + ${offset}")
+      string(SUBSTRING "${text}" ${at} 1 digit)
+      string(FIND "${digits}" "${digit}" value)
+      math(EXPR bits "${bits} * 64 + ${value}")
+    endforeach()
+    math(EXPR bits "${bits}" OUTPUT_FORMAT HEXADECIMAL)
+    string(SUBSTRING "${bits}" 3 6 bits)
+    string(APPEND hex "${bits}")
+    math(EXPR place "${place} + 4")
+  endwhile()
+  string(LENGTH "${hex}" length)
+  math(EXPR length "${length} - 2 * ${padding}")
+  string(SUBSTRING "${hex}" 0 ${length} hex)
+  set(${variable} ${hex} PARENT_SCOPE)
+endfunction()
+
+# dravix_npm_package(<variable> <name> <lock file>): the folder with the files of the package that the lock file names.
+function(dravix_npm_package variable name lock_file)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${lock_file})
+  file(READ ${lock_file} lock)
+  string(JSON address GET "${lock}" packages node_modules/${name} resolved)
+  string(JSON integrity GET "${lock}" packages node_modules/${name} integrity)
+  string(REGEX REPLACE "^sha512-" "" integrity "${integrity}")
+  dravix_hex_of_base64(expected "${integrity}")
+  get_filename_component(archive_name ${address} NAME)
+
+  dravix_npm_cache(cache)
+  set(archive ${cache}/${archive_name})
+  if(DRAVIX_NPM_ARCHIVES)
+    set(archive ${DRAVIX_NPM_ARCHIVES}/${archive_name})
+  elseif(NOT EXISTS ${archive})
+    # Builds may run side by side: each downloads under its own name, and the last one stays.
+    string(RANDOM LENGTH 12 suffix)
+    message(STATUS "Downloading ${address}")
+    file(DOWNLOAD ${address} ${archive}.${suffix} STATUS status TLS_VERIFY ON INACTIVITY_TIMEOUT 30)
+    list(POP_FRONT status code)
+    if(NOT code EQUAL 0)
+      file(REMOVE ${archive}.${suffix})
+      message(FATAL_ERROR "${address} cannot be downloaded (${status}). The page of `dravix report` needs it. Where there "
+                          "is no network, put ${archive_name} into a folder and name that in DRAVIX_NPM_ARCHIVES, or "
+                          "put it into ${cache}.")
+    endif()
+    file(RENAME ${archive}.${suffix} ${archive})
+  endif()
+  if(NOT EXISTS ${archive})
+    message(FATAL_ERROR "${archive} does not exist; DRAVIX_NPM_ARCHIVES has to name a folder with ${address}.")
+  endif()
+  file(SHA512 ${archive} found)
+  if(NOT found STREQUAL expected)
+    message(FATAL_ERROR "${archive} is not the file that ${lock_file} names: its SHA-512 is ${found}, expected "
+                        "${expected}. Remove it to download it again.")
+  endif()
+
+  string(SUBSTRING ${expected} 0 16 short)
+  set(folder ${PROJECT_BINARY_DIR}/npm/${name}-${short})
+  if(NOT EXISTS ${folder}/package/package.json)
+    file(ARCHIVE_EXTRACT INPUT ${archive} DESTINATION ${folder})
+  endif()
+  set(${variable} ${folder}/package PARENT_SCOPE)
+endfunction()

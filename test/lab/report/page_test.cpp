@@ -1,0 +1,169 @@
+#include <dravix/lab/report.h>
+#include <gmock/gmock.h>
+
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+
+#include "test/lab/report/screens.h"
+
+namespace dravix::lab {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t kMostBytes = 2000000;
+
+/// The text between the first `begin` and the `end` that follows.
+std::string Between(const std::string& page, const std::string& begin, const std::string& end) {
+  const std::size_t from = page.find(begin) + begin.size();
+  return page.substr(from, page.find(end, from) - from);
+}
+
+Json JsonOf(const std::string& page, const std::string& id) {
+  return Json::parse(
+      Between(page, "<script type=\"application/json\" id=\"" + id + "\">", "</script>"));
+}
+
+std::size_t CountOf(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+AnalysisOptions WithModules() {
+  AnalysisOptions options;
+  options.module = {16, 8};
+  options.cabinet = {32, 16};
+  return options;
+}
+
+TEST(Page, HoldsTheAnalysesAsTheToolPrintsThem) {
+  cv::Mat1f values = Noise({64, 48}, 1000, 20);
+  values(5, 6) = 0;
+  const std::vector<ReportInput> inputs = {InputOf(values, "a.lum", WithModules()),
+                                           InputOf(Noise({64, 48}, 900, 20), "b.npy")};
+  const Json analyses = JsonOf(ReportPage(inputs), "analysis");
+  ASSERT_EQ(analyses.size(), 2U);
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    Json expected = Json::parse(ToJson(inputs[i].analysis));
+    EXPECT_EQ(analyses[i]["file"], inputs[i].file);
+    Json found = analyses[i];
+    found.erase("file");
+    EXPECT_EQ(found, expected);
+  }
+}
+
+TEST(Page, TextsStayTextsWhateverTheyHold) {
+  const std::string wild = "</script><!--<script>alert(1)</script> & \"'\xE2\x80\xA8 \xFF.lum";
+  ReportOptions options;
+  options.title = "</title>" + wild;
+  const std::string plain = ReportPage({InputOf(Noise({30, 20}, 10, 1), "a.lum")});
+  const std::string page = ReportPage({InputOf(Noise({30, 20}, 10, 1), wild)}, options);
+  for (const char* tag : {"<script", "</script", "<!--", "</title", "alert(1)</"}) {
+    EXPECT_EQ(CountOf(page, tag), CountOf(plain, tag)) << tag;
+  }
+  // Bytes that are no UTF-8 become replacement characters; all else is kept.
+  const std::string readable = wild.substr(0, wild.size() - 5) + "\xEF\xBF\xBD.lum";
+  EXPECT_EQ(JsonOf(page, "analysis")[0]["file"], readable);
+  EXPECT_EQ(JsonOf(page, "report-data")["title"], "</title>" + readable);
+  EXPECT_THAT(page, HasSubstr("<title>&lt;/title&gt;&lt;/script&gt;"));
+}
+
+TEST(Page, AsksNothingOfANetwork) {
+  const std::string page = ReportPage({InputOf(Noise({30, 20}, 10, 1))});
+  EXPECT_THAT(page, HasSubstr("default-src 'none'"));
+  for (const char* part : {"src=\"http", "href=\"http", "url(http", "@import", "fetch("}) {
+    EXPECT_THAT(page, Not(HasSubstr(part)));
+  }
+  EXPECT_THAT(page, HasSubstr("The MIT License"));
+  EXPECT_THAT(page, HasSubstr("Leon Sorokin"));
+}
+
+TEST(Page, EveryMarkOfTheTemplateIsFilledIn) {
+  const std::string page = ReportPage({InputOf(Noise({30, 20}, 10, 1))});
+  for (const char* mark : {"@TITLE@", "@ANALYSIS@", "@DATA@", "@STYLE@", "@SCRIPT@", "@UPLOT_"}) {
+    EXPECT_THAT(page, Not(HasSubstr(mark)));
+  }
+}
+
+TEST(Page, MarksInTextsAreLeftAlone) {
+  const std::string page = ReportPage({InputOf(Noise({30, 20}, 10, 1), "@DATA@@ANALYSIS@.lum")});
+  EXPECT_EQ(JsonOf(page, "analysis")[0]["file"], "@DATA@@ANALYSIS@.lum");
+}
+
+/// A 3840 x 2160 screen with noise of that share of the level, and 1000 defects.
+cv::Mat1f LargeScreen(double noise) {
+  cv::Mat1f values = Noise({3840, 2160}, 1000, 1000 * noise);
+  for (int i = 0; i < 1000; ++i) values(7 + 61 * (i / 40), 11 + 95 * (i % 40)) = 0;
+  return values;
+}
+
+TEST(Page, OfALargeScreenIsSmall) {
+  for (const double noise : {0.0, 0.005, 0.03}) {
+    AnalysisOptions options;
+    options.module = {32, 32};
+    options.cabinet = {160, 160};
+    const ReportInput input = InputOf(LargeScreen(noise), "wall.lum", options);
+    EXPECT_EQ(input.analysis.defects.size(), 1000U);
+    const std::string page = ReportPage({input});
+    EXPECT_LE(page.size(), kMostBytes);
+    const Json map = JsonOf(page, "report-data")["results"][0]["map"];
+    // One that is coarser than it must be would be small as well.
+    EXPECT_LE(map["block"].get<int>(), 4);
+    EXPECT_GE(page.size(), noise > 0 ? kMostBytes / 2 : 0);
+  }
+}
+
+TEST(Page, OfALargeScreenWithAPhotographIsSmall) {
+  ReportOptions options;
+  ReportPhotograph photograph;
+  photograph.file = "wall.shot";
+  photograph.image.create(4000, 6000, CV_16UC1);
+  cv::RNG(3).fill(photograph.image, cv::RNG::UNIFORM, 0, 65536);
+  photograph.outline = {{10, 10}, {5990, 10}, {5990, 3990}, {10, 3990}};
+  options.photograph = photograph;
+  const std::vector<ReportInput> inputs = {InputOf(LargeScreen(0.04), "a.lum"),
+                                           InputOf(LargeScreen(0.04), "b.lum")};
+  EXPECT_LE(ReportPage(inputs, options).size(), kMostBytes);
+}
+
+TEST(Page, NamesTheScaleThatWasGiven) {
+  ReportOptions options;
+  EXPECT_EQ(JsonOf(ReportPage({InputOf(Noise({30, 20}, 10, 1))}), "report-data")["given_scale"],
+            nullptr);
+  options.scale = ReportScale{2.5, 17};
+  const std::string page = ReportPage({InputOf(Noise({30, 20}, 10, 1))}, options);
+  EXPECT_EQ(JsonOf(page, "report-data")["given_scale"], Json::array({2.5, 17.0}));
+}
+
+TEST(Page, IsTheSameEveryTime) {
+  const std::vector<ReportInput> inputs = {InputOf(Noise({30, 20}, 10, 1))};
+  EXPECT_EQ(ReportPage(inputs), ReportPage(inputs));
+}
+
+TEST(Page, RefusesWhatIsNoReport) {
+  EXPECT_THROW(static_cast<void>(ReportPage({})), std::invalid_argument);
+
+  ReportInput input = InputOf(Noise({30, 20}, 10, 1));
+  ReportOptions options;
+  options.scale = ReportScale{2, 2};
+  EXPECT_THROW(static_cast<void>(ReportPage({input}, options)), std::invalid_argument);
+  options.scale = ReportScale{std::numeric_limits<double>::quiet_NaN(), 2};
+  EXPECT_THROW(static_cast<void>(ReportPage({input}, options)), std::invalid_argument);
+  options.scale.reset();
+  options.photograph.emplace();
+  EXPECT_THROW(static_cast<void>(ReportPage({input}, options)), std::invalid_argument);
+
+  input.values = Noise({31, 20}, 10, 1);
+  EXPECT_THROW(static_cast<void>(ReportPage({input})), std::invalid_argument);
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  EXPECT_THROW(static_cast<void>(ReportPage({InputOf(cv::Mat1f(3, 3, nan))})),
+               std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace dravix::lab

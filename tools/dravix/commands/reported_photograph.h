@@ -1,0 +1,36 @@
+/// The photograph of a report with the outline of the screen.
+#pragma once
+
+#include <dravix/lab/report.h>
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "files/names.h"
+
+namespace dravix::tool {
+
+/// What was written on the command line.
+struct PhotographArguments {
+  std::string photo, region, truth;
+  std::vector<std::string> corners;
+};
+
+/// Adds the options to a command; `arguments` must live as long as the command does.
+void AddPhotographArguments(CLI::App& command, PhotographArguments& arguments);
+
+/// Refuses an outline without a photograph, and more than one outline.
+void CheckUsage(const PhotographArguments& arguments);
+
+/// All files that are read.
+[[nodiscard]] std::vector<NamedFile> FilesOf(const PhotographArguments& arguments);
+
+/// The photograph with the outline that was given. Without one it is searched for as `region blur`
+/// does; where nothing is found, the photograph has no outline and says why. Nothing without
+/// --photo.
+[[nodiscard]] std::optional<lab::ReportPhotograph> PhotographFor(
+    const PhotographArguments& arguments);
+
+}  // namespace dravix::tool
