@@ -57,7 +57,7 @@ class CameraRaw : public testing::Test {
     made_.Run("tiffcp -c " + compression + " plain.tif x.dng");
     for (const char* tag :
          {"50706 1 4 0 0", "50708 'Camera X'", "262 32803", "33421 2 2", "33422 4 1 0 2 1",
-          "50713 2 2", "50714 4 100 200 300 400", "50717 1 4095", "50829 4 2 2 22 34"}) {
+          "50713 2 2", "50714 4 100 200 300 400", "50717 1 4095", "50829 2 2 22 34"}) {
       made_.Run(std::string("tiffset -s ") + tag + " x.dng");
     }
   }

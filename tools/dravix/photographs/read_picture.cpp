@@ -58,7 +58,7 @@ CameraPicture ReadRawDump(const std::string& name, const PictureLayout& layout) 
   const std::int32_t code = sensor.CreateFromRaw(name, layout.camType.value_or(0), CIE_Y);
   if (code == DRAVIX_UNKNOWN_CAMERA) {
     throw UsageFailure("--cam-type " + std::to_string(layout.camType.value_or(0)) + ": " +
-                       Explained(code) + "; give --raw-size instead");
+                       Explained(code) + "; give --size instead (measure: --raw-size)");
   }
   if (code != DRAVIX_OK) {
     throw InputFailure(name, "found " + std::to_string(ReadHead(name, 1).size) +

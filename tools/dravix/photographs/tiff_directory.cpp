@@ -203,6 +203,17 @@ std::string_view TiffDirectory::Raw(std::uint32_t tag) const {
   return bytes_.Piece(field->at, field->count);
 }
 
+std::uint64_t TiffDirectory::End() const {
+  std::uint64_t end = 0;
+  for (const Field& field : fields_) {
+    // A claim beyond these bounds lies beyond any file.
+    constexpr std::uint64_t kMost = std::uint64_t{1} << 40U;
+    const std::uint64_t size = SizeOf(field.type) * std::min(field.count, kMost);
+    end = std::max(end, std::min(field.at, kMost) + size);
+  }
+  return end;
+}
+
 std::string TiffDirectory::Text(std::uint32_t tag) const { return PlainText(Raw(tag)); }
 
 std::string PlainText(std::string_view raw) {

@@ -58,6 +58,8 @@ class TiffDirectory {
   /// A text, cut at its zero and with blanks trimmed; signs that are not printable ASCII are '?'.
   [[nodiscard]] std::string Text(std::uint32_t tag) const;
   [[nodiscard]] std::string_view Raw(std::uint32_t tag) const;
+  /// The place behind the last byte of all its values, wherever the fields point.
+  [[nodiscard]] std::uint64_t End() const;
   [[nodiscard]] std::uint64_t Next() const { return next_; }
   [[nodiscard]] const TiffBytes& Bytes() const { return bytes_; }
 

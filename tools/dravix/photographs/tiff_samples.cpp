@@ -169,6 +169,11 @@ void UnpackRow(std::string_view row, std::uint64_t bits, bool little, std::size_
 
 void RequireWholeTiff(const std::string& name, const TiffPicture& picture) {
   RequireSize(name, picture);
+  if (picture.main.End() > picture.main.Bytes().Size()) {
+    throw InputFailure(name, "is cut short: found " + std::to_string(picture.main.Bytes().Size()) +
+                                 " bytes, expected at least " + std::to_string(picture.main.End()) +
+                                 ", where the values of its directory end");
+  }
   const Segments segments = SegmentsOf(name, picture);
   std::uint64_t stored = 0;
   for (std::uint64_t i = 0; i < segments.Count(); ++i) {
