@@ -59,6 +59,7 @@ void Assemble(CLI::App& program) {
   AddSimulateCommand(program);
   AddMeasureCommand(program);
   AddAnalyzeCommand(program);
+  AddCheckCommand(program);
   AddInfoCommand(program);
   AddExportCommand(program);
   AddCompareCommand(program);
