@@ -16,15 +16,15 @@
 namespace dravix::lab {
 namespace {
 
-constexpr double kMostMiscount = 0.02;  // of the pattern's count
-constexpr double kLeastMiscount = 0.5;  // LEDs; counts are whole
-constexpr double kApart = 1.1;          // modulation of LEDs that stand apart as dots
-constexpr double kMostBeat = 0.01;      // RMS that sampling alone would add, over the mean
-constexpr double kSeen = 5;             // times the noise, for a wave to count
-constexpr double kSeenBeat = 0.02;      // amplitude of slow bands in the photograph, over the mean
-constexpr double kWidestSpot = 0.8;     // pitches
-constexpr double kSlow = 0.7;           // waves per LED: bands that are wider than LEDs
-constexpr double kMostClipped = 0.4;    // of the samples; sharp LEDs may clip up to their own area
+constexpr double kMostMiscount = 0.02;   // of the pattern's count
+constexpr double kLeastMiscount = 0.75;  // LEDs: counts are whole, and a soft outline is a bit wide
+constexpr double kApart = 1.1;           // modulation of LEDs that stand apart as dots
+constexpr double kMostBeat = 0.01;       // RMS that sampling alone would add, over the mean
+constexpr double kSeen = 5;              // times the noise, for a wave to count
+constexpr double kSeenBeat = 0.02;       // amplitude of slow bands in the photograph, over the mean
+constexpr double kWidestSpot = 0.8;      // pitches
+constexpr double kSlow = 0.7;            // waves per LED: bands that are wider than LEDs
+constexpr double kMostClipped = 0.4;     // of the samples; sharp LEDs may clip up to their own area
 // A spot that wide leaves less modulation than this, whether it is a Gaussian or a disk.
 constexpr double kModulationOfWide = 0.06;
 

@@ -168,6 +168,9 @@ class Measured {
     constexpr int kNear = 4;  // waves of the grid that are looked at in each direction
     for (int i = -kNear; i <= kNear; ++i) {
       for (int j = -kNear; j <= kNear; ++j) {
+        // A wave of two pixels meets its own mirror image, which is the same wave.
+        const bool isMirror = axis == 0 ? (i == -k && j == 0) : (i == 0 && j == -k);
+        if (isMirror) continue;
         cv::Point2d least(1e9, 1e9);
         cv::Point2d most = -least;
         for (const auto& g : grid) {

@@ -17,6 +17,7 @@ constexpr double kLargestTile = 400;  // pixels
 constexpr int kSmallestTile = 24;     // pixels
 constexpr int kMostTiles = 3;         // along each axis
 constexpr int kPadding = 2;           // bins of the spectrum for one wave across a tile
+constexpr double kFewestWaves = 7;    // across a tile: fewer may be LEDs or modules that differ
 
 struct Spectrum {
   cv::Mat1d power;  ///< squared half amplitudes over the mean; frequency 0 at the top left
@@ -175,7 +176,7 @@ SeenPeriod SeeAlong(const cv::Mat1d& power, double side, int tile, int leds, dou
   };
   // Without a pattern: any period from 1.5 to 40 pixels.
   const double expected = leds * binsPerWave;
-  const double least = std::max(6 * unit, leds > 0 ? 0.3 * expected : power.cols / 40.0);
+  const double least = std::max(kFewestWaves * unit, leds > 0 ? 0.3 * expected : power.cols / 40.0);
   const double most = leds > 0 ? 3.4 * expected : power.cols / 1.5;
   const Peak strongest = HighestPeak(axis, least, most, unit);
   if (leds < 1) {
@@ -216,6 +217,22 @@ SeenPeriod SeeAlong(const cv::Mat1d& power, double side, int tile, int leds, dou
   return seen;
 }
 
+/// The other direction of a grid of which one has been seen: LEDs lie on squares, so that its place
+/// is known to what tilt may change, and less of a peak is enough.
+SeenPeriod SeeBeside(const cv::Mat1d& power, double side, int tile, double pitch,
+                     double amplitude) {
+  constexpr double kTilted = 1.2;
+  constexpr double kLikelyPeak = 30;
+  const double place = power.cols / pitch;
+  const double unit = static_cast<double>(power.cols) / tile;
+  const Peak peak = HighestPeak(Line(power, 0), place / kTilted, place * kTilted, unit);
+  constexpr double kAlike = 3;  // times weaker or stronger: the same spot blurs both ways
+  const double strength = 2 * std::sqrt(peak.power) / amplitude;
+  const bool isLike = strength > 1 / kAlike && strength < kAlike;
+  if (peak.stands <= kLikelyPeak || !isLike || peak.place < kFewestWaves * unit) return {};
+  return {true, peak.place * side / power.cols, 2 * std::sqrt(peak.power)};
+}
+
 }  // namespace
 
 std::array<SeenPeriod, 2> SeePeriods(const cv::Mat& plane, const Outline& outline, cv::Size leds,
@@ -228,8 +245,16 @@ std::array<SeenPeriod, 2> SeePeriods(const cv::Mat& plane, const Outline& outlin
   cv::transpose(power, turned);
   const double binX = leds.width * power.cols / sides.width;
   const double binY = leds.height * power.rows / sides.height;
-  return {SeeAlong(power, sides.width, tile.width, leds.width, binY),
-          SeeAlong(turned, sides.height, tile.height, leds.height, binX)};
+  std::array<SeenPeriod, 2> seen = {SeeAlong(power, sides.width, tile.width, leds.width, binY),
+                                    SeeAlong(turned, sides.height, tile.height, leds.height, binX)};
+  if (seen[0].isSeen && !seen[1].isSeen) {
+    seen[1] = SeeBeside(turned, sides.height, tile.height, sides.width / seen[0].count,
+                        seen[0].amplitude);
+  } else if (seen[1].isSeen && !seen[0].isSeen) {
+    seen[0] =
+        SeeBeside(power, sides.width, tile.width, sides.height / seen[1].count, seen[1].amplitude);
+  }
+  return seen;
 }
 
 }  // namespace dravix::lab

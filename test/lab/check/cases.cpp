@@ -279,13 +279,14 @@ CheckCase TooSharp(Dice& dice, Scene scene, int /*index*/) {
 }
 
 CheckCase Moire(Dice& dice, Scene scene, int /*index*/) {
-  scene.pose.pitch = dice.Log(1.1, 3.6);
+  scene.pose.pitch = dice.Log(1.3, 3.6);
   SetLeds(dice, scene);
   scene.optics.blur =
       scene.optics.defocus == Defocus::kGaussian ? dice.Real(0, 0.08) : dice.Real(0.02, 0.12);
   scene.screen.luminance.hotShare = 0;
   scene.screen.luminance.scatter = std::min(scene.screen.luminance.scatter, 0.03);
-  scene.sensor.exposure = 0.12;
+  const double fill = scene.screen.emitterFill;
+  scene.sensor.exposure = std::max(0.07, 0.5 * fill * fill);
   return Photographed(scene);
 }
 
