@@ -2,6 +2,7 @@
 #include <dravix/lab/check.h>
 #include <dravix/lab/color_scale.h>
 #include <dravix/lab/copied_border.h>
+#include <dravix/lab/used_area.h>
 
 #include <algorithm>
 #include <chrono>
@@ -304,6 +305,16 @@ BlockGrid GridFor(const Options& o, const Measurement& m) {
   return grid;
 }
 
+/// The corners of the area that was divided into LEDs, for the debug picture. Block by block these
+/// are the region's; without a checkerboard the measurement searches once more.
+std::vector<cv::Point> UsedCorners(const Shot& shot, const std::optional<Shot>& board,
+                                   const Measurement& m) {
+  if (board) return m.corners;
+  const auto used = lab::UsedArea(shot, m.corners);
+  if (!used) return m.corners;
+  return {used->begin(), used->end()};
+}
+
 void WritePictures(const Options& o, const Shot& shot, const std::optional<Shot>& board,
                    const Measurement& m) {
   if (!o.image.empty()) {
@@ -312,8 +323,9 @@ void WritePictures(const Options& o, const Shot& shot, const std::optional<Shot>
     WritePicture(o.image, lab::FalseColorPicture(m.luminances, how));
   }
   if (!o.debugImage.empty()) {
-    WritePicture(o.debugImage, MeasurementOverlay(shot.image, board ? board->image : cv::Mat(),
-                                                  m.corners, m.luminances, GridFor(o, m)));
+    WritePicture(o.debugImage,
+                 MeasurementOverlay(shot.image, board ? board->image : cv::Mat(),
+                                    UsedCorners(shot, board, m), m.luminances, GridFor(o, m)));
   }
 }
 
