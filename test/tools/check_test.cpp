@@ -21,7 +21,8 @@ namespace {
 
 std::vector<std::string> CornersOf(const SmallScreen& screen) {
   std::vector<std::string> corners;
-  for (const auto& point : nlohmann::json::parse(Slurp(screen.Truth()))["corner_pixels"]) {
+  const auto truth = nlohmann::json::parse(Slurp(screen.Truth()));
+  for (const auto& point : truth["corner_pixels"]) {
     corners.push_back(point[0].dump() + "," + point[1].dump());
   }
   return corners;
@@ -115,7 +116,7 @@ TEST_P(SimulatedMistakes, AreFound) {
 INSTANTIATE_TEST_SUITE_P(CheckCommand, SimulatedMistakes,
                          testing::Values(SimulatedMistake{"saturated", {"--exposure", "1.5"}},
                                          SimulatedMistake{"too-dark", {"--exposure", "0.02"}},
-                                         SimulatedMistake{"no-area", {"--exposure", "0"}},
+                                         SimulatedMistake{"no-area", {"--exposure", "0.000001"}},
                                          SimulatedMistake{"area-cut", {"--size", "300x250"}},
                                          SimulatedMistake{"too-sharp",
                                                           {"--blur", "0.03", "--exposure", "0.1"}},
