@@ -294,9 +294,11 @@ INSTANTIATE_TEST_SUITE_P(
                     WrongCount{"--top-leds", "0"}, WrongCount{"--bottom-leds", "0"},
                     WrongCount{"--last-width", "0"}, WrongCount{"--last-height", "-2"}));
 
-/// A gray photograph of 240 x 200 pixels that says it shows so many LEDs.
+/// A photograph of 240 x 200 pixels with an even gray square, which says that it shows so many
+/// LEDs.
 std::string GrayPhoto(const SmallScreen& screen, const std::string& leds) {
-  const cv::Mat gray(200, 240, CV_8UC1, cv::Scalar(90));
+  cv::Mat gray(200, 240, CV_8UC1, cv::Scalar(2));
+  gray(cv::Rect(20, 20, 160, 160)) = 90;
   EXPECT_TRUE(cv::imwrite(screen.File("g.png"), gray));
   EXPECT_EQ(RunTool({"convert", screen.File("g.png"), screen.File("g.shot"), "--leds", leds}).exit,
             0);
@@ -343,7 +345,7 @@ TEST(Measure, CornersOnThePhotographsEdgeAreNotWarnedAbout) {
   const Outcome outcome = RunTool({"measure", screen.Photo(), "--corners", "0,0", right + ",0",
                                    right + "," + bottom, "0," + bottom});
   EXPECT_EQ(outcome.exit, 0) << outcome.err;
-  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.err.find("outside"), std::string::npos) << outcome.err;
 }
 
 TEST(Measure, UnknownPictureFormatIsRefusedBeforeAnythingIsRead) {
@@ -414,6 +416,28 @@ TEST(Measure, CheckerboardCopiesANarrowerBorder) {
       RunTool(Measuring(screen, {"--checkerboard", screen.Board(), "--blocks", "8x6", "--json"}))
           .Json();
   EXPECT_EQ(json["copied_border"], 2);
+}
+
+TEST(Measure, SaysWhatCheckFindsAndKeepsItsExitCode) {
+  const SmallScreen screen({"--exposure", "0.01"});
+  const Outcome outcome = RunTool(Measuring(screen, {"--json"}));
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  const auto findings = outcome.Json()["findings"];
+  ASSERT_EQ(findings.size(), 2U);
+  EXPECT_EQ(findings[0]["id"], "too-dark");
+  EXPECT_NE(outcome.err.find("warning too-dark: "), std::string::npos) << outcome.err;
+  ASSERT_EQ(outcome.Json()["warnings"].size(), 1U);
+}
+
+TEST(Measure, CountsTheLedsThatAreCopies) {
+  const SmallScreen screen;
+  const Outcome outcome = RunTool(Measuring(screen, {"--json"}));
+  EXPECT_EQ(outcome.err, "");
+  const auto findings = outcome.Json()["findings"];
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_EQ(findings[0]["id"], "edge-copied");
+  EXPECT_EQ(findings[0]["severity"], "warning");
+  EXPECT_EQ(findings[0]["values"]["copied"], 40 * 30 - 32 * 22);
 }
 
 }  // namespace

@@ -60,6 +60,7 @@ void Assemble(CLI::App& program) {
   AddMeasureCommand(program);
   AddAnalyzeCommand(program);
   AddReportCommand(program);
+  AddCheckCommand(program);
   AddInfoCommand(program);
   AddExportCommand(program);
   AddCompareCommand(program);

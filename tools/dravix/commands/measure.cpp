@@ -1,6 +1,8 @@
 #include <dravix/dravix.h>
+#include <dravix/lab/check.h>
 #include <dravix/lab/color_scale.h>
 #include <dravix/lab/copied_border.h>
+#include <dravix/lab/used_area.h>
 
 #include <algorithm>
 #include <chrono>
@@ -20,6 +22,7 @@
 #include "files/stored_data.h"
 #include "files/truth_file.h"
 #include "photographs/photograph.h"
+#include "report/findings_text.h"
 #include "report/found_corners.h"
 #include "report/measurement_overlay.h"
 #include "report/result_report.h"
@@ -238,16 +241,55 @@ std::string NarrowWarning(const Options& o, cv::Size2d pixels) {
          "screen";
 }
 
+/// What `dravix check` says of the photograph, and how many LEDs are copies.
+std::vector<lab::Finding> FindingsOn(const Options& o, const Shot& shot,
+                                     const std::optional<Shot>& board, const Measurement& m) {
+  const Progress progress("checking " + o.photo);
+  lab::CheckOptions given;
+  // The measurement's own corners, whether they were given or found in a region.
+  given.corners = m.corners;
+  given.checkerboard = board ? &*board : nullptr;
+  if (board) {
+    given.blocks = BlocksFor(o);
+    given.last = LastFor(o);
+  }
+  std::vector<lab::Finding> findings = lab::Check(shot, given);
+  findings.push_back(lab::EdgeCopied(m.luminances.size(), m.copied));
+  return findings;
+}
+
+/// One line for each finding but those in `said` and the copies, which every measurement has and
+/// the answer names.
+std::vector<std::string> LinesOf(const Options& o, const std::vector<lab::Finding>& findings,
+                                 const std::vector<std::string>& said) {
+  std::vector<std::string> lines;
+  for (const lab::Finding& finding : findings) {
+    const bool isSaid = std::find(said.begin(), said.end(), finding.id) != said.end();
+    if (isSaid || finding.id == "edge-copied") continue;
+    lines.push_back(o.photo + ": " + FindingLine(finding));
+  }
+  return lines;
+}
+
 std::vector<std::string> WarningsFor(const Options& o, const Shot& shot, const Measurement& m,
-                                     cv::Size2d pixels) {
+                                     cv::Size2d pixels, const std::vector<lab::Finding>& findings) {
   std::vector<std::string> warnings;
+  std::vector<std::string> said;  // ids of findings that a warning here says with file and option
   const std::vector<cv::Point> outside = Outside(m.corners, shot.image.size());
-  if (!outside.empty()) warnings.push_back(OutsideWarning(o, outside, shot.image.size()));
+  if (!outside.empty()) {
+    warnings.push_back(OutsideWarning(o, outside, shot.image.size()));
+    said.emplace_back("area-cut");
+  }
   // Below this a soft spot of light covers several LEDs, and their luminances mix.
   constexpr double kFewestPixels = 4;
   const bool enough =
       Rounded(pixels.width) >= kFewestPixels && Rounded(pixels.height) >= kFewestPixels;
-  if (!enough) warnings.push_back(NarrowWarning(o, pixels));
+  if (!enough) {
+    warnings.push_back(NarrowWarning(o, pixels));
+    said.emplace_back("resolution");
+  }
+  const std::vector<std::string> lines = LinesOf(o, findings, said);
+  warnings.insert(warnings.end(), lines.begin(), lines.end());
   return warnings;
 }
 
@@ -263,6 +305,16 @@ BlockGrid GridFor(const Options& o, const Measurement& m) {
   return grid;
 }
 
+/// The corners of the area that was divided into LEDs, for the debug picture. Block by block these
+/// are the region's; without a checkerboard the measurement searches once more.
+std::vector<cv::Point> UsedCorners(const Shot& shot, const std::optional<Shot>& board,
+                                   const Measurement& m) {
+  if (board) return m.corners;
+  const auto used = lab::UsedArea(shot, m.corners);
+  if (!used) return m.corners;
+  return {used->begin(), used->end()};
+}
+
 void WritePictures(const Options& o, const Shot& shot, const std::optional<Shot>& board,
                    const Measurement& m) {
   if (!o.image.empty()) {
@@ -271,8 +323,9 @@ void WritePictures(const Options& o, const Shot& shot, const std::optional<Shot>
     WritePicture(o.image, lab::FalseColorPicture(m.luminances, how));
   }
   if (!o.debugImage.empty()) {
-    WritePicture(o.debugImage, MeasurementOverlay(shot.image, board ? board->image : cv::Mat(),
-                                                  m.corners, m.luminances, GridFor(o, m)));
+    WritePicture(o.debugImage,
+                 MeasurementOverlay(shot.image, board ? board->image : cv::Mat(),
+                                    UsedCorners(shot, board, m), m.luminances, GridFor(o, m)));
   }
 }
 
@@ -297,6 +350,11 @@ void Report(const Options& o, const Photograph& photograph, const Measurement& m
   std::vector<std::string> warnings = WarningsFor(o, shot, m, pixels);
   const std::string turned = OrientationWarning(o.photo, photograph.source);
   if (!turned.empty()) warnings.push_back(turned);
+void Report(const Options& o, const Shot& shot, const Measurement& m,
+            const std::vector<lab::Finding>& findings) {
+  const Statistics statistics = StatisticsOf(m.luminances);
+  const cv::Size2d pixels = PixelsPerLed(m.corners, m.luminances.size());
+  const std::vector<std::string> warnings = WarningsFor(o, shot, m, pixels, findings);
   for (const std::string& warning : warnings) PrintWarning(warning);
   if (o.json) {
     Json json;
@@ -307,6 +365,7 @@ void Report(const Options& o, const Photograph& photograph, const Measurement& m
     json["copied_leds"] = lab::CopiedLeds(m.copied, m.luminances.size());
     json["pixels_per_led"] = {pixels.width, pixels.height};
     json["warnings"] = warnings;
+    json["findings"] = FindingsJson(findings);
     json["seconds"] = m.seconds;
     if (!o.output.empty()) json["result"] = o.output;
     if (!o.image.empty()) json["image"] = o.image;
@@ -337,6 +396,7 @@ void Run(const Options& o) {
   if (!o.output.empty()) SaveResult(o.output);
   WritePictures(o, shot, board, measurement);
   Report(o, photograph, measurement);
+  Report(o, shot, measurement, FindingsOn(o, shot, board, measurement));
 }
 
 }  // namespace
