@@ -58,6 +58,7 @@ class Chart {
     };
     this.plot?.destroy();
     this.plot = new uPlot(options, this.data, this.box);
+    this.plot.ctx.canvas.setAttribute('aria-hidden', 'true');  // the box around it has the name
   }
 }
 

@@ -5,7 +5,7 @@
 const LARGEST_LED = 48;  // pixels of an LED at the closest zoom
 const NARROWEST_GRID = 6;  // pixels between lines of a grid; closer ones would hide the map
 
-/** What part of the screen all maps show: `zoom` 1 is the whole one, `x` and `y` are shares of width and height. */
+/** What part of the screen all maps show: `zoom` 1 is the whole one, `x` and `y` are the center's shares. */
 class Viewport {
   constructor() {
     this.showAll();
@@ -245,9 +245,11 @@ class MapView {
 
   drawDefects(context, origin, side) {
     const margin = side + 5;
+    const isInView = ([, x, y]) =>
+      x > -margin && y > -margin && x < this.size.width + margin && y < this.size.height + margin;
     const inView = this.result.analysis.defects
         .map((defect) => [defect.kind, ...this.centerOfScreenLed(defect, origin, side)])
-        .filter(([, x, y]) => x > -margin && y > -margin && x < this.size.width + margin && y < this.size.height + margin);
+        .filter(isInView);
     // Many marks are small, so that something of the map remains to be seen.
     const isCrowded = inView.length > 250;
     const radius = Math.max(isCrowded ? 2.5 : 4.5, 0.5 * side + 3 - (isCrowded ? 2 : 0));

@@ -178,18 +178,19 @@ function moduleTiles({ analysis }) {
 }
 
 /** The means of the modules in colors, on a scale of their own. */
-function moduleMeans({ analysis }, panel) {
+function moduleMeans({ analysis, drawn }, panel) {
   const { means, count } = analysis.modules;
   const known = means.flat().filter((mean) => mean !== null);
   const scale = new ColorScale(panel.scale.table);
   [scale.low, scale.high] = [known.reduce((a, b) => Math.min(a, b)), known.reduce((a, b) => Math.max(a, b))];
   if (!(scale.low < scale.high)) scale.high = scale.low + 1;
   const text = `Means of the modules, from ${luminanceText(scale.low)}, dark, to ${luminanceText(scale.high)}, bright`;
-  const canvas = make('canvas', { class: 'module-means', width: count[0], height: count[1], role: 'img', 'aria-label': text });
-  const image = new ImageData(count[0], count[1]);
+  const [width, height] = count;
+  const canvas = make('canvas', { class: 'module-means', width, height, role: 'img', 'aria-label': text });
+  const image = new ImageData(width, height);
   scale.paint(means.flat().map((mean) => mean ?? NaN), new Uint32Array(image.data.buffer));
   canvas.getContext('2d').putImageData(image, 0, 0);
-  canvas.style.aspectRatio = `${analysis.size[0]} / ${analysis.size[1]}`;
+  canvas.style.aspectRatio = `${width * drawn.module[0]} / ${height * drawn.module[1]}`;
   return make('figure', { class: 'map-figure' }, canvas, make('figcaption', { class: 'muted small' }, text));
 }
 

@@ -69,7 +69,8 @@ std::string GroupText(const Json& group) {
 std::vector<lab::ReportFact> FactsOf(const Shot& shot) {
   std::vector<lab::ReportFact> facts = {{"type", TypeName(shot.type)},
                                         {"samples", PixelText(shot.image.type())}};
-  for (const auto& [name, group] : MetadataJson(shot).items()) {
+  const Json metadata = MetadataJson(shot);
+  for (const auto& [name, group] : metadata.items()) {
     facts.push_back({name, GroupText(group)});
   }
   return facts;
