@@ -343,18 +343,14 @@ Shot OpenCheckerboard(const Options& o, const Shot& shot) {
   return board;
 }
 
-void Report(const Options& o, const Photograph& photograph, const Measurement& m) {
+void Report(const Options& o, const Photograph& photograph, const Measurement& m,
+            const std::vector<lab::Finding>& findings) {
   const Shot& shot = photograph.shot;
   const Statistics statistics = StatisticsOf(m.luminances);
   const cv::Size2d pixels = PixelsPerLed(m.corners, m.luminances.size());
-  std::vector<std::string> warnings = WarningsFor(o, shot, m, pixels);
+  std::vector<std::string> warnings = WarningsFor(o, shot, m, pixels, findings);
   const std::string turned = OrientationWarning(o.photo, photograph.source);
   if (!turned.empty()) warnings.push_back(turned);
-void Report(const Options& o, const Shot& shot, const Measurement& m,
-            const std::vector<lab::Finding>& findings) {
-  const Statistics statistics = StatisticsOf(m.luminances);
-  const cv::Size2d pixels = PixelsPerLed(m.corners, m.luminances.size());
-  const std::vector<std::string> warnings = WarningsFor(o, shot, m, pixels, findings);
   for (const std::string& warning : warnings) PrintWarning(warning);
   if (o.json) {
     Json json;
@@ -395,8 +391,7 @@ void Run(const Options& o) {
   const Measurement measurement = Measured(o, shot, board);
   if (!o.output.empty()) SaveResult(o.output);
   WritePictures(o, shot, board, measurement);
-  Report(o, photograph, measurement);
-  Report(o, shot, measurement, FindingsOn(o, shot, board, measurement));
+  Report(o, photograph, measurement, FindingsOn(o, shot, board, measurement));
 }
 
 }  // namespace
