@@ -9,7 +9,9 @@
 
 #include "base/one_line.h"
 #include "commands/commands.h"
+#include "files/metadata.h"
 #include "files/stored_data.h"
+#include "photographs/photograph.h"
 #include "report/findings_text.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -23,6 +25,8 @@ struct Options {
   std::vector<std::string> photos, corners;
   std::string region, board, blocks;
   std::optional<std::int32_t> lastWidth, lastHeight;
+  PhotographOptions photograph;
+  MetadataOptions metadata;
   bool json = false;
 };
 
@@ -66,7 +70,7 @@ Given GivenBy(const Options& o) {
   if (!o.blocks.empty()) given.blocks = ParseSize("--blocks", o.blocks);
   given.last = {o.lastWidth.value_or(-1), o.lastHeight.value_or(-1)};
   if (!o.region.empty()) given.region = LoadRegion(o.region);
-  if (!o.board.empty()) given.board = LoadShot(o.board);
+  if (!o.board.empty()) given.board = OpenPhotograph(o.board, o.photograph).shot;
   return given;
 }
 
@@ -87,6 +91,13 @@ Json Unreadable(const std::string& photo, const char* why) {
   return json;
 }
 
+/// The photograph, from whatever file, with the groups that the command line adds.
+Shot Opened(const std::string& photo, const Options& o) {
+  Shot shot = OpenPhotograph(photo, o.photograph).shot;
+  o.metadata.Apply(shot);
+  return shot;
+}
+
 /// Checks all photographs, those behind an unreadable one too.
 void Run(const Options& o) {
   CheckUsage(o);
@@ -98,7 +109,7 @@ void Run(const Options& o) {
   for (const std::string& photo : o.photos) {
     const Progress progress("checking " + photo);
     try {
-      const std::vector<lab::Finding> findings = lab::Check(LoadShot(photo), given.ForCheck());
+      const std::vector<lab::Finding> findings = lab::Check(Opened(photo, o), given.ForCheck());
       if (!lab::IsOk(findings)) ++wrong;
       text += TextOf(photo, findings);
       list.push_back(Json::parse(lab::ToJson(photo, findings)));
@@ -126,7 +137,9 @@ void AddCheckCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "check", "Say what is wrong with photographs before they are measured.");
   const auto o = std::make_shared<Options>();
-  command.add_option("photo", o->photos, "photographs, .shot")->required();
+  command
+      .add_option("photo", o->photos, "photographs: .shot, or any picture or raw file with --leds")
+      ->required();
   command
       .add_option("--corners", o->corners, "the lit area's four corners, x,y each, in any order")
       ->expected(4)
@@ -141,11 +154,14 @@ void AddCheckCommand(CLI::App& program) {
   command.add_option("--last-height", o->lastHeight,
                      "LEDs down one block of the last row, where it is lower");
   command.add_flag("--json", o->json, "print the answer as JSON");
+  o->photograph.AddTo(command);
+  o->metadata.AddTo(command);
   command.footer(
       std::string("Without --corners and --region the lit area is searched for. Errors mean that a "
                   "result would be wrong, warnings that it would be worth less.\n\n"
                   "Examples:\n"
                   "  dravix check photo.shot\n"
+                  "  dravix check wall.jpg --leds 384x256 --channel g --linearize srgb\n"
                   "  dravix check monday/*.shot --json\n"
                   "  dravix check photo.shot --checkerboard board.shot --blocks 8x6\n\n") +
       kExitCodeHelp + " check ends with 5 when there is an error.");

@@ -345,9 +345,10 @@ Shot OpenCheckerboard(const Options& o, const Shot& shot) {
 
 void Report(const Options& o, const Photograph& photograph, const Measurement& m,
             const std::vector<lab::Finding>& findings) {
+  const Shot& shot = photograph.shot;
   const Statistics statistics = StatisticsOf(m.luminances);
   const cv::Size2d pixels = PixelsPerLed(m.corners, m.luminances.size());
-  std::vector<std::string> warnings = WarningsFor(o, photograph.shot, m, pixels, findings);
+  std::vector<std::string> warnings = WarningsFor(o, shot, m, pixels, findings);
   const std::string turned = OrientationWarning(o.photo, photograph.source);
   if (!turned.empty()) warnings.push_back(turned);
   for (const std::string& warning : warnings) PrintWarning(warning);
