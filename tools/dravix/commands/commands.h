@@ -14,5 +14,6 @@ void AddCompareCommand(CLI::App& program);
 void AddConvertCommand(CLI::App& program);
 void AddShotCommand(CLI::App& program);
 void AddRegionCommand(CLI::App& program);
+void AddUnmixCommand(CLI::App& program);
 
 }  // namespace dravix::tool

@@ -13,6 +13,8 @@ inline constexpr std::uintmax_t kMostOfNpy = 36000000 * 8 + (1 << 16);
 
 /// NumPy's .npy, version 1.0: 32-bit floats, little-endian, row by row.
 [[nodiscard]] std::string EncodeNpy(const cv::Mat& values);
+/// The library's own .lum, as a measurement writes it: marks and luminances.
+[[nodiscard]] std::string EncodeLum(const cv::Mat& values);
 /// A matrix of 32-bit or 64-bit floats, as CV_32FC1. Fails with a message about the file `name` on
 /// anything else.
 [[nodiscard]] cv::Mat DecodeNpy(const std::string& name, const std::string& bytes);
