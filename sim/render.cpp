@@ -6,6 +6,7 @@
 #include <cstring>
 #include <opencv2/imgproc.hpp>
 
+#include "sim/fine_spots.h"
 #include "sim/kernel.h"
 #include "sim/luminance.h"
 #include "sim/projection.h"
@@ -56,12 +57,12 @@ std::vector<cv::Point2d> FieldCorners(const Projection& projection, int columns,
   return corners;
 }
 
-/// Adds the spots of all LEDs. An LED's light is its luminance times the area that its field covers
-/// on the sensor, so that an even screen looks evenly bright however it is tilted, as real ones do.
-void AddScreen(const Scene& scene, const cv::Mat& luminances, cv::Mat& light) {
-  const Projection projection(scene, light.size());
-  const SpotKernel kernel(scene.screen.emitterFill * scene.pose.pitch, scene.optics.defocus,
-                          scene.optics.blur * scene.pose.pitch);
+/// Gives the place and the light of each lit LED to `add`. An LED's light is its luminance times
+/// the area that its field covers on the sensor, so that an even screen looks evenly bright however
+/// it is tilted, as real ones do.
+template <class Add>
+void ForEachSpot(const Scene& scene, const cv::Mat& luminances, cv::Size photo, Add add) {
+  const Projection projection(scene, photo);
   auto above = FieldCorners(projection, luminances.cols, 0);
   for (int y = 0; y < luminances.rows; ++y) {
     auto below = FieldCorners(projection, luminances.cols, y + 1);
@@ -70,11 +71,25 @@ void AddScreen(const Scene& scene, const cv::Mat& luminances, cv::Mat& light) {
       if (luminance <= 0) continue;
       const auto i = static_cast<std::size_t>(x);
       const double area = AreaOf(above[i], above[i + 1], below[i + 1], below[i]);
-      Splat(kernel, projection.ToPhoto(cv::Point2d(x + 0.5, y + 0.5)),
-            static_cast<float>(luminance * area), light);
+      add(projection.ToPhoto(cv::Point2d(x + 0.5, y + 0.5)), luminance * area);
     }
     above.swap(below);
   }
+}
+
+/// Adds the spots of all LEDs.
+void AddScreen(const Scene& scene, const cv::Mat& luminances, cv::Mat& light) {
+  if (scene.optics.fineSpots || scene.optics.cornerBlur != 0) {
+    FineSpots spots(scene, light.size());
+    ForEachSpot(scene, luminances, light.size(),
+                [&](cv::Point2d at, double flux) { spots.Add(at, flux, light); });
+    return;
+  }
+  const SpotKernel kernel(scene.screen.emitterFill * scene.pose.pitch, scene.optics.defocus,
+                          scene.optics.blur * scene.pose.pitch);
+  ForEachSpot(scene, luminances, light.size(), [&](cv::Point2d at, double flux) {
+    Splat(kernel, at, static_cast<float>(flux), light);
+  });
 }
 
 void AddReflection(const Reflection& reflection, cv::Mat& light) {

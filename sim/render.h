@@ -4,6 +4,7 @@
 /// with the blur of the lens. Reflections, vignetting, stray light, color filters and noise are
 /// applied to the sum of all spots, which is then rounded to samples. All spots have the same
 /// shape: perspective changes their places and their light, but neither widens nor tilts them.
+/// Optics::fineSpots puts them at their exact places and lets their blur vary (fine_spots.h).
 ///
 /// Every compiler gives the same bytes. Random numbers, exponentials and angles are computed by
 /// this library (random.h, fixed_math.h) from additions, multiplications, divisions and square

@@ -26,8 +26,9 @@ cv::Size LastBlockOf(const Scene& scene) {
 }
 
 int SpotReachOf(const Scene& scene) {
-  return ReachOf(scene.screen.emitterFill * scene.pose.pitch, scene.optics.defocus,
-                 scene.optics.blur * scene.pose.pitch);
+  return ReachOf(
+      scene.screen.emitterFill * scene.pose.pitch, scene.optics.defocus,
+      scene.optics.blur * scene.pose.pitch * (1.0 + std::max(0.0, scene.optics.cornerBlur)));
 }
 
 cv::Size PhotoSizeOf(const Scene& scene) {

@@ -56,6 +56,9 @@ struct Optics {
                             ///< pincushion, -0.01 is 1 % barrel
   double vignetting = 0.0;  ///< share of the light that is lost at the photograph's corner, 0..1
   double strayLight = 0.0;  ///< light that lies evenly over the photograph, in units of luminance
+  bool fineSpots = false;   ///< spots at their exact places, not at the nearest 1/16 pixel
+  double cornerBlur = 0.0;  ///< how much larger the blur is at the photograph's corner, relative;
+                            ///< it grows with the square of the distance. Implies fineSpots
 };
 
 /// The order of the color filters on the sensor: its first two rows, two pixels each.

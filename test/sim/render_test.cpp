@@ -80,6 +80,52 @@ TEST(Render, TheLightOfAnLedIsCenteredAtItsTruePlace) {
   }
 }
 
+TEST(Render, FineSpotsAreCenteredTenTimesAsWell) {
+  for (const cv::Point led : {cv::Point(0, 0), cv::Point(23, 3), cv::Point(11, 15)}) {
+    Scene scene = QuietScene();
+    scene.optics.fineSpots = true;
+    scene.pose.tiltX = 8;
+    scene.pose.tiltY = -10;
+    scene.pose.roll = 4;
+    scene.pose.offset = {3.3, -2.7};
+    LightOnly(led, scene);
+    const cv::Point2d truth = LedCenterOf(scene, led);
+    const cv::Point2d found = CentroidOf(Render(scene).shot.image);
+    EXPECT_NEAR(found.x, truth.x, 0.004);
+    EXPECT_NEAR(found.y, truth.y, 0.004);
+  }
+}
+
+TEST(Render, BlurMayGrowTowardTheCorner) {
+  const auto varianceOf = [](const cv::Mat& image) {
+    const cv::Point2d middle = CentroidOf(image);
+    double sum = 0, light = 0;
+    for (int y = 0; y < image.rows; ++y) {
+      for (int x = 0; x < image.cols; ++x) {
+        const double v = image.at<std::uint16_t>(y, x);
+        light += v;
+        sum += v * (x - middle.x) * (x - middle.x);
+      }
+    }
+    return sum / light;
+  };
+  Scene scene = QuietScene();
+  scene.optics.blur = 0.4;
+  scene.optics.cornerBlur = 0.5;
+  scene.screen.emitterFill = 0.3;
+  // Without blur, the spot of an emitter of 2.4 pixels has this variance on sensor pixels.
+  const double emitterAndPixel = (2.4 * 2.4 + 1.0) / 12.0;
+  for (const cv::Point led : {cv::Point(12, 8), cv::Point(0, 0)}) {
+    LightOnly(led, scene);
+    const cv::Size size = PhotoSizeOf(scene);
+    const cv::Point2d middle(0.5 * (size.width - 1), 0.5 * (size.height - 1));
+    const cv::Point2d off = LedCenterOf(scene, led) - middle;
+    const double sigma = 0.4 * 8 * (1.0 + 0.5 * off.dot(off) / middle.dot(middle));
+    const double expected = sigma * sigma + emitterAndPixel;
+    EXPECT_NEAR(varianceOf(Render(scene).shot.image) / expected, 1.0, 0.01);
+  }
+}
+
 TEST(Render, DefocusKeepsTheTotalLight) {
   Scene scene = QuietScene();
   LightOnly({12, 8}, scene);

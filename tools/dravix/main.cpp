@@ -67,6 +67,7 @@ void Assemble(CLI::App& program) {
   AddConvertCommand(program);
   AddShotCommand(program);
   AddRegionCommand(program);
+  AddUnmixCommand(program);
 }
 
 std::vector<const CLI::App*> CommandsOf(const CLI::App& group) {

@@ -17,5 +17,6 @@ void AddConvertCommand(CLI::App& program);
 void AddShotCommand(CLI::App& program);
 void AddRegionCommand(CLI::App& program);
 void AddReportCommand(CLI::App& program);
+void AddUnmixCommand(CLI::App& program);
 
 }  // namespace dravix::tool

@@ -50,6 +50,27 @@ std::optional<cv::Size> ShapeOf(std::string_view text) {
 
 }  // namespace
 
+std::string EncodeLum(const cv::Mat& values) {
+  CV_Assert(values.type() == CV_32FC1);
+  std::string bytes = "L";
+  const auto number = [&bytes](std::int32_t n) {
+    for (int byte = 0; byte < 4; ++byte) bytes += static_cast<char>((n >> (8 * byte)) & 0xFF);
+  };
+  const auto record = [&](const cv::Mat& matrix) {
+    number(matrix.rows), number(matrix.cols), number(matrix.type()), number(matrix.channels());
+    for (int y = 0; y < matrix.rows; ++y) {
+      const std::size_t size = static_cast<std::size_t>(matrix.cols) * matrix.elemSize();
+      bytes.append(size, '\0');
+      std::memcpy(bytes.data() + bytes.size() - size, matrix.ptr(y), size);
+    }
+  };
+  number(1);                  // the version
+  constexpr int kMarked = 2;  // what stands beside every luminance after a measurement
+  record(cv::Mat(values.size(), CV_8UC1, cv::Scalar(kMarked)));
+  record(values);
+  return bytes;
+}
+
 std::string EncodeNpy(const cv::Mat& values) {
   CV_Assert(values.type() == CV_32FC1);
   std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (" +

@@ -55,7 +55,8 @@ template <class V>
 void Visit(sim::Optics& o, V& v) {
   v("defocus", o.defocus, kDefocusNames), v("blur", o.blur, Range{0, 20});
   v("distortion", o.distortion, Range{-0.1, 0.1}), v("vignetting", o.vignetting, kShare);
-  v("stray_light", o.strayLight, kLevel);
+  v("stray_light", o.strayLight, kLevel), v("fine_spots", o.fineSpots);
+  v("corner_blur", o.cornerBlur, Range{-0.9, 4});
 }
 template <class V>
 void Visit(sim::Sensor& s, V& v) {

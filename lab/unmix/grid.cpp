@@ -1,0 +1,84 @@
+#include "lab/unmix/grid.h"
+
+#include <cmath>
+#include <opencv2/core/utility.hpp>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+namespace dravix::lab::unmix {
+namespace {
+
+/// Legendre polynomials of degree 0 to 3, which are orthogonal from -1 to 1.
+std::array<double, 4> Legendre(double t) {
+  return {1.0, t, 1.5 * t * t - 0.5, 2.5 * t * t * t - 1.5 * t};
+}
+
+cv::Matx33d Homography(const std::array<cv::Point2d, 4>& corners, cv::Size leds) {
+  const auto w = static_cast<float>(leds.width);
+  const auto h = static_cast<float>(leds.height);
+  const std::vector<cv::Point2f> from = {{0, 0}, {w, 0}, {w, h}, {0, h}};
+  std::vector<cv::Point2f> to;
+  for (const cv::Point2d& corner : corners) to.emplace_back(corner);
+  return cv::getPerspectiveTransform(from, to);
+}
+
+}  // namespace
+
+Grid::Grid(const std::array<cv::Point2d, 4>& corners, cv::Size leds)
+    : leds_(leds), photoFromLed_(Homography(corners, leds)) {}
+
+const std::array<int, Grid::kTerms>& Grid::Degrees() {
+  static constexpr std::array<int, kTerms> kDegrees = {0, 1, 2, 3, 1, 2, 3, 2, 3, 3};
+  return kDegrees;
+}
+
+Grid::Terms Grid::TermsAt(double u, double v) const {
+  const auto across = Legendre(2.0 * u / leds_.width - 1.0);
+  const auto down = Legendre(2.0 * v / leds_.height - 1.0);
+  Terms terms{};
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < 4; ++i) {
+    for (std::size_t j = 0; i + j < 4; ++j) terms.at(next++) = across.at(i) * down.at(j);
+  }
+  return terms;
+}
+
+cv::Point2d Grid::Moved(double u, double v) const {
+  const Terms terms = TermsAt(u, v);
+  cv::Point2d moved;
+  for (std::size_t i = 0; i < kTerms; ++i) moved += cv::Point2d(x_[i], y_[i]) * terms[i];
+  return moved;
+}
+
+cv::Point2d Grid::At(double u, double v) const {
+  const cv::Vec3d p = photoFromLed_ * cv::Vec3d(u, v, 1.0);
+  return cv::Point2d(p[0] / p[2], p[1] / p[2]) + Moved(u, v);
+}
+
+double Grid::CellArea(double u, double v) const {
+  const cv::Point2d across = At(u + 0.5, v) - At(u - 0.5, v);
+  const cv::Point2d down = At(u, v + 0.5) - At(u, v - 0.5);
+  return std::abs(across.cross(down));
+}
+
+double Grid::Pitch() const { return std::sqrt(CellArea(0.5 * leds_.width, 0.5 * leds_.height)); }
+
+Centers CentersOf(const Grid& grid) {
+  Centers centers;
+  centers.x.create(grid.Leds());
+  centers.y.create(grid.Leds());
+  centers.area.create(grid.Leds());
+  cv::parallel_for_(cv::Range(0, grid.Leds().height), [&](const cv::Range& rows) {
+    for (int row = rows.start; row < rows.end; ++row) {
+      for (int column = 0; column < grid.Leds().width; ++column) {
+        const cv::Point2d at = grid.At(column + 0.5, row + 0.5);
+        centers.x(row, column) = at.x;
+        centers.y(row, column) = at.y;
+        centers.area(row, column) = static_cast<float>(grid.CellArea(column + 0.5, row + 0.5));
+      }
+    }
+  });
+  return centers;
+}
+
+}  // namespace dravix::lab::unmix

@@ -1,0 +1,56 @@
+/// Where the LEDs lie in the photograph.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <opencv2/core.hpp>
+
+namespace dravix::lab::unmix {
+
+/// From LED units to photograph pixels: the homography of four corners plus a cubic polynomial,
+/// which takes in the lens's distortion and small errors of the corners.
+///
+/// In LED units the center of LED (column, row) is at (column + 0.5, row + 0.5), and the screen
+/// spans 0 to width and 0 to height. Pixel centers are at integers.
+class Grid {
+ public:
+  static constexpr std::size_t kTerms = 10;  ///< of a polynomial of degree 3 in two variables
+  using Terms = std::array<double, kTerms>;
+
+  /// `corners`: top-left, top-right, bottom-right, bottom-left of the screen, half a pitch outside
+  /// the outer LEDs' centers.
+  Grid(const std::array<cv::Point2d, 4>& corners, cv::Size leds);
+
+  cv::Size Leds() const { return leds_; }
+  [[nodiscard]] cv::Point2d At(double u, double v) const;
+  /// Pixels that the cell of an LED with its center at (u, v) covers.
+  [[nodiscard]] double CellArea(double u, double v) const;
+  /// Root of the middle cell's area, pixels.
+  [[nodiscard]] double Pitch() const;
+  /// Products of Legendre polynomials over the screen: the terms of the polynomial at (u, v).
+  [[nodiscard]] Terms TermsAt(double u, double v) const;
+  /// The degree of each term, 0 to 3.
+  [[nodiscard]] static const std::array<int, kTerms>& Degrees();
+
+  /// Coefficients of the polynomial, pixels.
+  Terms& X() { return x_; }
+  Terms& Y() { return y_; }
+  const Terms& X() const { return x_; }
+  const Terms& Y() const { return y_; }
+  /// How far the polynomial moves the point (u, v), pixels.
+  [[nodiscard]] cv::Point2d Moved(double u, double v) const;
+
+ private:
+  cv::Size leds_;
+  cv::Matx33d photoFromLed_;
+  Terms x_{}, y_{};
+};
+
+/// Centers and cell areas of all LEDs.
+struct Centers {
+  cv::Mat1d x, y;  ///< photograph pixels
+  cv::Mat1f area;  ///< pixels
+};
+[[nodiscard]] Centers CentersOf(const Grid& grid);
+
+}  // namespace dravix::lab::unmix

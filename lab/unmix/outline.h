@@ -1,0 +1,17 @@
+/// Where the screen really ends in the photograph.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include "lab/unmix/grid.h"
+
+namespace dravix::lab::unmix {
+
+/// Moves the grid's polynomial so that its outline lies where the light ends.
+///
+/// LEDs look alike, so the grid inside the screen only fixes places up to whole LEDs; a search that
+/// starts half a pitch off may end one LED off. The outline has no such ambiguity, and it can be
+/// found when the corners are off by up to one and a half pitches.
+void AlignOutline(const cv::Mat1f& photo, double background, Grid& grid);
+
+}  // namespace dravix::lab::unmix

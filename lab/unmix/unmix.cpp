@@ -1,0 +1,197 @@
+// Un-mixing in three steps: spot and grid are estimated on a few blocks of the photograph, all
+// luminances are solved for at once, and the numbers that came up decide whether they may be given.
+#include "dravix/lab/unmix.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "lab/unmix/cell_means.h"
+#include "lab/unmix/estimate.h"
+#include "lab/unmix/refusals.h"
+#include "lab/unmix/solve.h"
+
+namespace dravix::lab {
+namespace {
+
+constexpr int kFewestLeds = 8;
+constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
+
+std::string SizeText(cv::Size size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
+/// Twice the signed area; positive when the corners go around clockwise, y pointing down.
+double TwiceArea(const std::array<cv::Point2d, 4>& c) { return (c[2] - c[0]).cross(c[3] - c[1]); }
+
+void CheckArguments(const cv::Mat& photo, const UnmixOptions& options) {
+  const int type = photo.type();
+  if (photo.empty() || photo.dims != 2 ||
+      (type != CV_8UC1 && type != CV_16UC1 && type != CV_32FC1)) {
+    throw std::invalid_argument(
+        "Unmix: expected a photograph of one plane of 8-bit, 16-bit or float samples");
+  }
+  if (options.leds.width < kFewestLeds || options.leds.height < kFewestLeds) {
+    throw std::invalid_argument("Unmix: found " + SizeText(options.leds) +
+                                " LEDs, expected at least " + SizeText({kFewestLeds, kFewestLeds}));
+  }
+  const double area = TwiceArea(options.corners);
+  const double smallest = 2.0 * options.leds.width * options.leds.height;  // a pixel per LED
+  if (!std::isfinite(area) || area < smallest) {
+    throw std::invalid_argument(
+        "Unmix: expected corners top-left, top-right, bottom-right, bottom-left around an area of "
+        "at least one pixel per LED");
+  }
+  for (const cv::Point2d& corner : options.corners) {
+    if (corner.x >= 0 && corner.y >= 0 && corner.x <= photo.cols - 1 &&
+        corner.y <= photo.rows - 1) {
+      return;
+    }
+  }
+  throw std::invalid_argument("Unmix: all corners lie outside the photograph of " +
+                              SizeText(photo.size()) + " pixels");
+}
+
+/// Whether the photograph shows the whole cell of an LED, and no sample of it is saturated.
+bool IsShown(const cv::Mat1f& photo, cv::Point2d center, double side, double top) {
+  const int left = cvFloor(center.x - 0.5 * side + 0.5);
+  const int right = cvCeil(center.x + 0.5 * side - 0.5);
+  const int above = cvFloor(center.y - 0.5 * side + 0.5);
+  const int below = cvCeil(center.y + 0.5 * side - 0.5);
+  if (left < 0 || above < 0 || right >= photo.cols || below >= photo.rows) return false;
+  for (int y = above; y <= below; ++y) {
+    const float* row = photo[y];
+    if (std::any_of(row + left, row + right + 1,
+                    [&](float v) { return static_cast<double>(v) >= top; })) {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// Blanks the LEDs that cannot be known, in both matrices.
+void BlankUnknown(const cv::Mat1f& photo, const unmix::Grid& grid, double top, Unmixed& result) {
+  for (int y = 0; y < result.leds.height; ++y) {
+    for (int x = 0; x < result.leds.width; ++x) {
+      const double side = std::sqrt(grid.CellArea(x + 0.5, y + 0.5));
+      if (IsShown(photo, grid.At(x + 0.5, y + 0.5), side, top)) continue;
+      result.luminances(y, x) = result.deviations(y, x) = std::numeric_limits<float>::quiet_NaN();
+    }
+  }
+}
+
+/// What the model's faults add to the deviation: the part of the residual that is no noise, which
+/// un-mixing amplifies as it does noise. It does not average out over a spot as noise does; about a
+/// tenth of it reaches a luminance.
+double ModelDeviation(const unmix::Estimate& estimate, double noiseGain) {
+  constexpr double kReaching = 0.1;
+  const double squares = estimate.residual * estimate.residual - estimate.noise * estimate.noise;
+  return kReaching * noiseGain * std::sqrt(std::max(squares, 0.0));
+}
+
+/// Deviations by LED: a smaller cell collects less light.
+cv::Mat1f DeviationsOf(const unmix::Grid& grid, double deviation) {
+  cv::Mat1f deviations(grid.Leds());
+  const double pitch = grid.Pitch();
+  for (int y = 0; y < deviations.rows; ++y) {
+    for (int x = 0; x < deviations.cols; ++x) {
+      const double side = std::sqrt(grid.CellArea(x + 0.5, y + 0.5));
+      deviations(y, x) = static_cast<float>(deviation * pitch / side);
+    }
+  }
+  return deviations;
+}
+
+cv::Point2d MeanShift(const unmix::Grid& given, const unmix::Grid& found) {
+  cv::Point2d sum;
+  double count = 0;
+  for (const unmix::Block& block : unmix::SpreadBlocks(given.Leds())) {
+    const cv::Point2d middle = block.Middle();
+    sum += found.At(middle.x, middle.y) - given.At(middle.x, middle.y);
+    count += 1;
+  }
+  return sum / (count * given.Pitch());
+}
+
+/// The answer before it is asked whether it may be given.
+Unmixed AnswerOf(const cv::Mat1f& photo, const unmix::Grid& given,
+                 const unmix::Estimate& estimate) {
+  const unmix::Solution solution = unmix::SolutionOf(photo, estimate);
+  const double pitch = given.Pitch();
+  const double deviation =
+      std::hypot(solution.deviation, ModelDeviation(estimate, solution.noiseGain));
+  Unmixed answer;
+  answer.leds = given.Leds();
+  answer.luminances = solution.luminances;
+  answer.deviations = DeviationsOf(estimate.grid, deviation);
+  answer.mean = solution.mean;
+  answer.spotSigma = estimate.spot.Sigma() / pitch;
+  answer.spotDisk = estimate.spot.Radius() / pitch;
+  answer.shift = MeanShift(given, estimate.grid);
+  answer.noiseGain = solution.noiseGain;
+  answer.contrastSeen = solution.contrastSeen;
+  answer.plainError = solution.plainError / solution.mean;
+  answer.sigma = cv::norm(answer.deviations) / std::sqrt(answer.deviations.total()) / solution.mean;
+  return answer;
+}
+
+/// Nothing is known of a photograph that is saturated or dark.
+Unmixed UnknownAnswer(const UnmixOptions& options, const unmix::Saturation& saturation) {
+  Unmixed answer;
+  answer.leds = options.leds;
+  answer.mean = answer.spotSigma = answer.spotDisk = kUnknown;
+  answer.shift = {kUnknown, kUnknown};
+  answer.noiseGain = answer.contrastSeen = answer.plainError = answer.sigma = kUnknown;
+  if (unmix::IsTooMuch(saturation)) {
+    answer.refused = unmix::RefusalOf(answer, {}, saturation, 0);
+  } else {
+    answer.refused = UnmixRefused{UnmixRefusal::kNoGain,
+                                  "the lit area is no brighter than its surroundings, expected "
+                                  "light above the noise: expose more, or give other corners",
+                                  {}};
+  }
+  return answer;
+}
+
+}  // namespace
+
+const char* NameOf(UnmixRefusal refusal) {
+  switch (refusal) {
+    case UnmixRefusal::kNoiseGain:
+      return "noise-gain";
+    case UnmixRefusal::kResidual:
+      return "residual";
+    case UnmixRefusal::kGrid:
+      return "grid";
+    case UnmixRefusal::kSaturated:
+      return "saturated";
+    case UnmixRefusal::kNoGain:
+      return "no-gain";
+  }
+  return "";
+}
+
+Unmixed Unmix(const cv::Mat& photo, const UnmixOptions& options) {
+  CheckArguments(photo, options);
+  cv::Mat1f samples;
+  photo.convertTo(samples, CV_32F);
+  const unmix::Saturation saturation = unmix::SaturationOf(samples, options);
+  if (unmix::IsTooMuch(saturation)) return UnknownAnswer(options, saturation);
+
+  const unmix::Grid given(options.corners, options.leds);
+  const std::optional<unmix::Estimate> estimate = unmix::EstimateOf(samples, given);
+  if (!estimate) return UnknownAnswer(options, saturation);
+  Unmixed answer = AnswerOf(samples, given, *estimate);
+  answer.refused = unmix::RefusalOf(answer, {estimate->residual, estimate->noise}, saturation,
+                                    unmix::FarthestMove(given, estimate->grid));
+  if (answer.refused) {
+    answer.luminances.release();
+    answer.deviations.release();
+  } else {
+    BlankUnknown(samples, estimate->grid, saturation.top, answer);
+  }
+  return answer;
+}
+
+}  // namespace dravix::lab

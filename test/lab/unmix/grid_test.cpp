@@ -1,0 +1,55 @@
+#include "lab/unmix/grid.h"
+
+#include <gtest/gtest.h>
+
+#include "lab/unmix/cell_means.h"
+#include "lab/unmix/outline.h"
+#include "lab/unmix/simulated.h"
+#include "sim/render.h"
+
+namespace dravix::lab::unmix {
+namespace {
+
+double FarthestOff(const Grid& grid, const sim::Scene& scene) {
+  double farthest = 0;
+  for (int y = 0; y < scene.screen.ledHeight; ++y) {
+    for (int x = 0; x < scene.screen.ledWidth; ++x) {
+      const cv::Point2d off = grid.At(x + 0.5, y + 0.5) - sim::LedCenterOf(scene, {x, y});
+      farthest = std::max(farthest, cv::norm(off));
+    }
+  }
+  return farthest;
+}
+
+TEST(UnmixGrid, TrueCornersPutTheLedsInTheirPlaces) {
+  const sim::Scene scene = test::BlurredScene();
+  const Grid grid(sim::TruthOf(scene).corners, {32, 26});
+  EXPECT_LT(FarthestOff(grid, scene), 0.01);
+  EXPECT_NEAR(grid.Pitch(), scene.pose.pitch, 0.05);
+}
+
+TEST(UnmixGrid, ThePolynomialAddsToTheHomography) {
+  Grid grid({cv::Point2d(0, 0), {80, 0}, {80, 40}, {0, 40}}, {10, 5});
+  const cv::Point2d before = grid.At(2.5, 2.5);
+  grid.X()[0] = 3.0;  // the term of degree 0
+  grid.Y()[4] = 1.0;  // grows across from -1 to 1
+  const cv::Point2d after = grid.At(2.5, 2.5);
+  EXPECT_NEAR(after.x - before.x, 3.0, 1e-9);
+  EXPECT_NEAR(after.y - before.y, -0.5, 1e-9);
+}
+
+TEST(UnmixGrid, TheOutlineMendsCornersThatAreOneLedOff) {
+  const sim::Scene scene = test::BlurredScene();
+  const sim::Photograph photograph = sim::Render(scene);
+  cv::Mat1f photo;
+  photograph.shot.image.convertTo(photo, CV_32F);
+  std::array<cv::Point2d, 4> corners = photograph.truth.corners;
+  for (cv::Point2d& corner : corners) corner += cv::Point2d(8, -6);
+  Grid grid(corners, {32, 26});
+  ASSERT_GT(FarthestOff(grid, scene), 9.0);
+  AlignOutline(photo, BackgroundOf(photo, grid), grid);
+  EXPECT_LT(FarthestOff(grid, scene), 2.0);
+}
+
+}  // namespace
+}  // namespace dravix::lab::unmix
