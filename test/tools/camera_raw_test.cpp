@@ -43,7 +43,9 @@ void ExpectSameAsLibRaw(const std::string& name, bool black) {
   const CameraPicture other = dravix::tool::ReadCameraRaw(name, bytes);
   EXPECT_TRUE(SameBytes(own, other.samples));
   EXPECT_EQ(MosaicOf(tiff), other.mosaic);
-  if (black) EXPECT_EQ(LevelsOf(BlackLevelOf(tiff)), LevelsOf(other.black));
+  if (black) {
+    EXPECT_EQ(LevelsOf(BlackLevelOf(tiff)), LevelsOf(other.black));
+  }
 }
 
 class CameraRaw : public testing::Test {
