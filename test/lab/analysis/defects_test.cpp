@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <vector>
 
@@ -158,7 +159,8 @@ TEST(Defects, ShortcutsMissNoneAndAddNone) {
     cv::RNG rng(static_cast<std::uint64_t>(seed));
     cv::Mat1f values(rng.uniform(1, 30), rng.uniform(1, 30));
     // From quiet screens, on which nearly all LEDs are plainly sound, to noise.
-    rng.fill(values, cv::RNG::NORMAL, 10.0, std::vector<double>{0.1, 1.0, 2.0, 8.0}[seed % 4]);
+    rng.fill(values, cv::RNG::NORMAL, 10.0,
+             std::array{0.1, 1.0, 2.0, 8.0}.at(static_cast<std::size_t>(seed % 4)));
     for (float& value : values) {
       if (rng.uniform(0, 12) == 0) value = rng.uniform(0, 2) == 0 ? kNaN : 0.0F;
     }

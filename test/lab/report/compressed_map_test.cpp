@@ -17,7 +17,7 @@ constexpr std::size_t kMuch = 1 << 26;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 std::vector<std::uint8_t> Inflated(const CompressedMap& map) {
-  std::vector<std::uint8_t> bytes(map.cells.area() * static_cast<std::size_t>(map.planes));
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(map.cells.area() * map.planes));
   uLongf size = bytes.size();
   EXPECT_EQ(uncompress(bytes.data(), &size, map.bytes.data(), map.bytes.size()), Z_OK);
   EXPECT_EQ(size, bytes.size());
