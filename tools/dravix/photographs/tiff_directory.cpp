@@ -54,6 +54,10 @@ unsigned SizeOf(std::uint32_t type) {
   }
 }
 
+constexpr std::uint64_t kMostFields = 4096;  // maker's directories have some hundreds
+
+unsigned FieldSize(const TiffBytes& bytes) { return bytes.Wide() ? 20 : 12; }
+
 bool IsWholeType(std::uint32_t type) {
   return type == kByte || type == kUndefined || type == kShort || type == kLong ||
          type == kDirectory || type == kLong8 || type == kDirectory8;
@@ -97,16 +101,21 @@ std::string_view TiffBytes::Piece(std::uint64_t at, std::uint64_t count) const {
   return Holds(at, count) ? bytes_.substr(at, count) : std::string_view();
 }
 
-std::optional<TiffDirectory> TiffDirectory::At(const TiffBytes& bytes, std::uint64_t at) {
+std::uint64_t TiffDirectory::EndOf(const TiffBytes& bytes, std::uint64_t at) {
   const unsigned countSize = bytes.Wide() ? 8 : 2;
-  const unsigned fieldSize = bytes.Wide() ? 20 : 12;
-  constexpr std::uint64_t kMostFields = 4096;  // maker's directories have some hundreds
-  if (at == 0 || !bytes.Holds(at, countSize)) return std::nullopt;
+  const std::uint64_t first = at + countSize;
+  if (!bytes.Holds(at, countSize)) return first;
+  const std::uint64_t count = bytes.Value(at, countSize);
+  return count == 0 || count > kMostFields ? 0 : first + count * FieldSize(bytes);
+}
+
+std::optional<TiffDirectory> TiffDirectory::At(const TiffBytes& bytes, std::uint64_t at) {
+  const std::uint64_t end = at == 0 ? 0 : EndOf(bytes, at);
+  if (end == 0 || !bytes.Holds(at, end - at)) return std::nullopt;
+  const unsigned countSize = bytes.Wide() ? 8 : 2;
+  const unsigned fieldSize = FieldSize(bytes);
   const std::uint64_t count = bytes.Value(at, countSize);
   const std::uint64_t first = at + countSize;
-  if (count == 0 || count > kMostFields || !bytes.Holds(first, count * fieldSize)) {
-    return std::nullopt;
-  }
   TiffDirectory directory(bytes);
   for (std::uint64_t i = 0; i < count; ++i) {
     const std::uint64_t place = first + i * fieldSize;

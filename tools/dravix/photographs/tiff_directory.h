@@ -41,6 +41,8 @@ class TiffBytes {
 
 class TiffDirectory {
  public:
+  /// The first place behind the fields of a directory that begins at `at`; 0 where none can.
+  [[nodiscard]] static std::uint64_t EndOf(const TiffBytes& bytes, std::uint64_t at);
   /// Empty when there is no whole directory at that place.
   [[nodiscard]] static std::optional<TiffDirectory> At(const TiffBytes& bytes, std::uint64_t at);
 

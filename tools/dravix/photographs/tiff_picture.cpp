@@ -60,10 +60,17 @@ TiffDirectory MainOf(const TiffDirectory& first, bool isDng) {
 
 Failure NoDirectory(const std::string& name, std::string_view bytes) {
   const auto tiff = TiffBytes::Of(bytes);
-  if (tiff && tiff->FirstDirectory() >= bytes.size()) {
-    return InputFailure(name, "is cut short: found " + std::to_string(bytes.size()) +
-                                  " bytes, expected its directory at byte " +
-                                  std::to_string(tiff->FirstDirectory()));
+  if (tiff) {
+    const std::uint64_t at = tiff->FirstDirectory();
+    const std::string found = "is cut short: found " + std::to_string(bytes.size()) + " bytes, ";
+    if (at >= bytes.size()) {
+      return InputFailure(name, found + "expected its directory at byte " + std::to_string(at));
+    }
+    const std::uint64_t end = TiffDirectory::EndOf(*tiff, at);
+    if (end > bytes.size()) {
+      return InputFailure(name,
+                          found + "expected " + std::to_string(end) + ", where its directory ends");
+    }
   }
   return InputFailure(name, "is no DNG or TIFF with a readable directory");
 }
