@@ -18,8 +18,9 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 std::vector<std::uint8_t> Inflated(const CompressedMap& map) {
   std::vector<std::uint8_t> bytes(static_cast<std::size_t>(map.cells.area() * map.planes));
-  uLongf size = bytes.size();
-  EXPECT_EQ(uncompress(bytes.data(), &size, map.bytes.data(), map.bytes.size()), Z_OK);
+  auto size = static_cast<uLongf>(bytes.size());
+  EXPECT_EQ(uncompress(bytes.data(), &size, map.bytes.data(), static_cast<uLong>(map.bytes.size())),
+            Z_OK);
   EXPECT_EQ(size, bytes.size());
   return bytes;
 }
