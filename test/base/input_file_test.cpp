@@ -9,6 +9,7 @@
 #include "base/file_texts.h"
 #include "support/limit.h"
 #include "support/pipe_writer.h"
+#include "support/sanitized.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -190,15 +191,7 @@ TEST_F(InputFileTest, APipeCanBeReadInAnyOrder) {
   }
 }
 
-// The sanitizers end the process where the system's own allocator throws. g++ and clang tell of
-// them in different ways.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define DRAVIX_TEST_SANITIZED 1
-#elif defined(__has_feature)
-#define DRAVIX_TEST_SANITIZED (__has_feature(address_sanitizer) || __has_feature(thread_sanitizer))
-#else
-#define DRAVIX_TEST_SANITIZED 0
-#endif
+// The sanitizers end the process where the system's own allocator throws.
 #if !DRAVIX_TEST_SANITIZED
 TEST_F(InputFileTest, AFileLargerThanTheMemoryIsNotRead) {
   if (!dravix::test::SpillWithHoles(name_, "x")) GTEST_SKIP() << "no files of this size here";
