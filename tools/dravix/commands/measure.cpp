@@ -14,13 +14,13 @@
 #include <string>
 #include <vector>
 
+#include "commands/area_arguments.h"
 #include "commands/commands.h"
 #include "files/files.h"
 #include "files/metadata.h"
 #include "files/names.h"
 #include "files/photograph_inputs.h"
 #include "files/stored_data.h"
-#include "files/truth_file.h"
 #include "photographs/photograph.h"
 #include "report/findings_text.h"
 #include "report/found_corners.h"
@@ -45,8 +45,8 @@ constexpr const char* kExamples =
     "      -o screen.lum --debug-image check.png\n";
 
 struct Options {
-  std::string photo, output, image, debugImage, region, truth, board, blocks;
-  std::vector<std::string> corners;
+  std::string photo, output, image, debugImage, board, blocks;
+  AreaArguments area;
   std::optional<std::int32_t> topLeds, bottomLeds, rowGroup, lastWidth, lastHeight;
   bool json = false;
   PhotographOptions photograph;
@@ -59,26 +59,16 @@ void RequirePositive(const char* option, const std::optional<std::int32_t>& coun
 }
 
 void RequireFiles(const Options& o) {
-  std::vector<NamedFile> inputs = {{"photo", o.photo},
-                                   {"--region", o.region},
-                                   {"--checkerboard", o.board},
-                                   {"--metadata", o.metadata.file}};
-  if (!o.truth.empty()) {
-    const std::vector<NamedFile> truth = FilesOfTruth("--truth", o.truth);
-    inputs.insert(inputs.end(), truth.begin(), truth.end());
-  }
+  std::vector<NamedFile> inputs = FilesOf(o.area);
+  inputs.insert(inputs.end(),
+                {{"photo", o.photo}, {"--checkerboard", o.board}, {"--metadata", o.metadata.file}});
   RequireDistinctFiles(inputs,
                        {{"-o", o.output}, {"--image", o.image}, {"--debug-image", o.debugImage}});
 }
 
 /// Refuses what the command line alone shows to be wrong, before any work is done.
 void CheckUsage(const Options& o) {
-  const int sources =
-      (o.corners.empty() ? 0 : 1) + (o.region.empty() ? 0 : 1) + (o.truth.empty() ? 0 : 1);
-  if (sources != 1) {
-    throw UsageFailure(
-        "measure: give one of --corners, --region and --truth; it says where the lit area is");
-  }
+  RequireOneArea("measure", o.area);
   if (o.board.empty() != o.blocks.empty()) {
     throw UsageFailure(
         "measure: --checkerboard and --blocks belong together, but only one is given");
@@ -101,23 +91,14 @@ void CheckUsage(const Options& o) {
   RequirePictureFormat(ExitCode::kUsage, o.debugImage);
 }
 
-/// The four corners that --corners or --truth gives.
-std::vector<cv::Point> GivenCorners(const Options& o) {
-  return o.truth.empty() ? ParseCorners("--corners", o.corners) : LoadTruth(o.truth).corners;
-}
-
-std::string CornersSource(const Options& o) {
-  return o.truth.empty() ? std::string("--corners") : o.truth + ": its corners";
-}
-
 RegionOI RegionFor(const Options& o, const Shot& shot) {
-  if (!o.region.empty()) return LoadRegionOf(o.region, o.photo, shot);
+  if (!o.area.region.empty()) return LoadRegionOf(o.area.region, o.photo, shot);
   RegionOI region;
-  const std::vector<cv::Point> corners = GivenCorners(o);
+  const std::vector<cv::Point> corners = GivenCorners(o.area);
   const std::int32_t code = region.ManualSet(shot.image.size(), corners);
   if (code != DRAVIX_OK) {
-    throw UsageFailure(CornersSource(o) + " " + CornersText(corners) + " in " + o.photo + " of " +
-                       SizeText(shot.image.size()) + " pixels: " + Explained(code));
+    throw UsageFailure(CornersSource(o.area) + " " + CornersText(corners) + " in " + o.photo +
+                       " of " + SizeText(shot.image.size()) + " pixels: " + Explained(code));
   }
   return region;
 }
@@ -126,22 +107,10 @@ RegionOI RegionFor(const Options& o, const Shot& shot) {
 std::vector<cv::Point> CornersOf(const Options& o, const RegionOI& region) {
   const FoundCorners found = FindCorners(region);
   if (found.corners.empty()) {
-    throw MeasurementFailure(o.region.empty() ? CornersSource(o) : o.region, found.whyNot);
+    throw MeasurementFailure(o.area.region.empty() ? CornersSource(o.area) : o.area.region,
+                             found.whyNot);
   }
   return found.corners;
-}
-
-/// The four corners that the measurement starts from, top-left first and clockwise. Corners given
-/// by hand are taken as they are; those of a region are searched for in its mask.
-std::vector<cv::Point> CornersFor(const Options& o, const Shot& shot) {
-  if (!o.region.empty()) return CornersOf(o, LoadRegionOf(o.region, o.photo, shot));
-  const std::vector<cv::Point> corners = GivenCorners(o);
-  std::vector<cv::Point> ordered = OrderCorners(corners);
-  if (ordered.size() != 4) {
-    throw UsageFailure(CornersSource(o) + " " + CornersText(corners) +
-                       ": expected two above and two at or below their mean height");
-  }
-  return ordered;
 }
 
 void Measure(const Options& o, const Shot& shot, const std::vector<cv::Point>& corners) {
@@ -193,7 +162,7 @@ Measurement Measured(const Options& o, const Shot& shot, const std::optional<Sho
     MeasureByBlocks(o, shot, *board, region);
     m.copied = lab::kCopiedBorderByBlocks;
   } else {
-    m.corners = CornersFor(o, shot);
+    m.corners = OrderedCorners(o.area, o.photo, shot);
     Measure(o, shot, m.corners);
     m.copied = lab::kCopiedBorder;
   }
@@ -229,7 +198,7 @@ std::vector<cv::Point> Outside(const std::vector<cv::Point>& corners, cv::Size p
 
 std::string OutsideWarning(const Options& o, const std::vector<cv::Point>& outside,
                            cv::Size photo) {
-  return CornersSource(o) + " " + CornersText(outside) + ": outside " + o.photo + " of " +
+  return CornersSource(o.area) + " " + CornersText(outside) + ": outside " + o.photo + " of " +
          SizeText(photo) +
          " pixels: no light was seen there, and LEDs that lie there are measured too low";
 }
@@ -403,12 +372,7 @@ void AddMeasureCommand(CLI::App& program) {
   command
       .add_option("photo", o->photo, "photograph: .shot, or any picture or raw file with --leds")
       ->required();
-  command
-      .add_option("--corners", o->corners, "the lit area's four corners, x,y each, in any order")
-      ->expected(4)
-      ->type_name("X,Y");
-  command.add_option("--region", o->region, "the lit area as `dravix region` found it, .roi");
-  command.add_option("--truth", o->truth, "take the corners from a simulation's truth file, .json");
+  AddAreaArguments(command, o->area);
   command.add_option("-o,--output", o->output, "where to save the result, .lum");
   command.add_option("--image", o->image, "false-color picture of the result, with a scale");
   command.add_option("--top-leds", o->topLeds, "LEDs in the top row, where rows differ in length");

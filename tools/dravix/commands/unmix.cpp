@@ -7,14 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "commands/area_arguments.h"
 #include "commands/commands.h"
 #include "files/files.h"
 #include "files/matrix_files.h"
 #include "files/names.h"
 #include "files/photograph_inputs.h"
 #include "files/stored_data.h"
-#include "files/truth_file.h"
-#include "report/found_corners.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
@@ -30,48 +29,24 @@ constexpr const char* kExamples =
     "  dravix unmix photo.shot --region area.roi -o screen.lum --sigma screen.sigma.npy --json\n";
 
 struct Options {
-  std::string photo, output, sigma, region, truth;
-  std::vector<std::string> corners;
+  std::string photo, output, sigma;
+  AreaArguments area;
   bool json = false;
 };
 
 /// Refuses what the command line alone shows to be wrong, before any work is done.
 void CheckUsage(const Options& o) {
-  const int sources =
-      (o.corners.empty() ? 0 : 1) + (o.region.empty() ? 0 : 1) + (o.truth.empty() ? 0 : 1);
-  if (sources != 1) {
-    throw UsageFailure(
-        "unmix: give one of --corners, --region and --truth; it says where the lit area is");
-  }
+  RequireOneArea("unmix", o.area);
   RequireExtension("-o", o.output, ".lum");
   if (!o.sigma.empty()) RequireExtension("--sigma", o.sigma, ".npy");
-  std::vector<NamedFile> inputs = {{"photo", o.photo}, {"--region", o.region}};
-  if (!o.truth.empty()) {
-    const std::vector<NamedFile> truth = FilesOfTruth("--truth", o.truth);
-    inputs.insert(inputs.end(), truth.begin(), truth.end());
-  }
+  std::vector<NamedFile> inputs = FilesOf(o.area);
+  inputs.push_back({"photo", o.photo});
   RequireDistinctFiles(inputs, {{"-o", o.output}, {"--sigma", o.sigma}});
-}
-
-std::vector<cv::Point> CornersOfRegion(const Options& o, const Shot& shot) {
-  const FoundCorners found = FindCorners(LoadRegionOf(o.region, o.photo, shot));
-  if (found.corners.empty()) throw MeasurementFailure(o.region, found.whyNot);
-  return found.corners;
 }
 
 /// The four corners, top-left first and clockwise.
 std::array<cv::Point2d, 4> CornersFor(const Options& o, const Shot& shot) {
-  std::vector<cv::Point> corners;
-  if (!o.region.empty()) {
-    corners = CornersOfRegion(o, shot);
-  } else {
-    corners = OrderCorners(o.truth.empty() ? ParseCorners("--corners", o.corners)
-                                           : LoadTruth(o.truth).corners);
-  }
-  if (corners.size() != 4) {
-    throw UsageFailure((o.truth.empty() ? std::string("--corners") : o.truth + ": its corners") +
-                       ": expected two above and two at or below their mean height");
-  }
+  const std::vector<cv::Point> corners = OrderedCorners(o.area, o.photo, shot);
   std::array<cv::Point2d, 4> ordered;
   std::copy(corners.begin(), corners.end(), ordered.begin());
   return ordered;
@@ -137,12 +112,7 @@ void AddUnmixCommand(CLI::App& program) {
   const auto o = std::make_shared<Options>();
   command.add_option("photo", o->photo, "photograph, .shot with one plane and a pattern")
       ->required();
-  command
-      .add_option("--corners", o->corners, "the lit area's four corners, x,y each, in any order")
-      ->expected(4)
-      ->type_name("X,Y");
-  command.add_option("--region", o->region, "the lit area as `dravix region` found it, .roi");
-  command.add_option("--truth", o->truth, "take the corners from a simulation's truth file, .json");
+  AddAreaArguments(command, o->area);
   command.add_option("-o,--output", o->output, "where to save the result, .lum")->required();
   command.add_option("--sigma", o->sigma,
                      "where to save the standard deviation of each LED, .npy of 32-bit floats");
