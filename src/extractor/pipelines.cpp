@@ -99,18 +99,19 @@ std::int32_t Dravix::Extract(const Shot* newShot, const std::vector<cv::Point>& 
     const cv::Mat workingFromPhoto =
         dravix::extractor::WorkingFromPhoto(ordered, TargetRectangle(size));
     const std::optional<SearchSettings> search = SearchByRows(*this);
+    const std::optional<CubicWarp> rows = extractBy == ExtractBy::kWholeImage
+                                              ? std::nullopt
+                                              : CubicWarp::Of(shot->image, workingFromPhoto, size);
     // Where LED rows outnumber rows of pixels, a value for each LED row and column of pixels, which
     // that way makes, could take far more memory than the photograph and the result.
-    const std::optional<CubicWarp> rows = search && ledHeight <= size.height
-                                              ? CubicWarp::Of(shot->image, workingFromPhoto, size)
-                                              : std::nullopt;
-    // Without an area CalLum gets an empty one, and says that it cannot measure it.
-    if (rows) {
+    if (rows && search && ledHeight <= size.height) {
+      // Without an area CalLum gets an empty one, and says that it cannot measure it.
       const auto area = dravix::extractor::Locate(*rows, *search);
       return area ? MeasureByRows(*rows, *area) : CalLum(cv::Mat(), cv::Mat(), cv::Rect());
     }
     const cv::Mat working =
-        dravix::extractor::WarpToWorkingImage(shot->image, workingFromPhoto, size);
+        rows ? dravix::extractor::WholeWorkingImage(*rows)
+             : dravix::extractor::WarpToWorkingImage(shot->image, workingFromPhoto, size);
     const std::int32_t fullScale = dravix::shot::FullScale(*shot);
     const dravix::extractor::Melting melting{blurKernelSize, blurSigma};
     // Without a square to clean with, the matrix library says what is wrong.

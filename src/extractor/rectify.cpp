@@ -4,6 +4,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "image/large_mat.h"
+#include "kernels/parts.h"
 
 namespace dravix::extractor {
 
@@ -41,6 +42,18 @@ cv::Mat WarpToWorkingImage(const cv::Mat& photo, const cv::Mat& workingFromPhoto
   cv::warpPerspective(photo, working, workingFromPhoto, size, cv::INTER_CUBIC, cv::BORDER_CONSTANT,
                       cv::Scalar::all(0));
   return working;
+}
+
+cv::Mat WholeWorkingImage(const kernels::CubicWarp& rows) {
+  using kernels::CubicWarp;
+  const cv::Size size = rows.Size();
+  cv::Mat padded = image::LargeZeros({CubicWarp::PaddedWidth(size.width), size.height}, CV_16UC1);
+  kernels::ForEachPartOfRows(size.height, [&](int begin, int end) {
+    for (int y = begin; y < end; ++y) {
+      rows.Row(y, cv::Range(0, size.width), padded.ptr<std::uint16_t>(y));
+    }
+  });
+  return padded.colRange(0, size.width);
 }
 
 }  // namespace dravix::extractor

@@ -147,10 +147,12 @@ void CompareAll(std::uint64_t seed) {
   const int threads = cv::getNumThreads();
   OnEachTarget([&] {
     cv::setNumThreads(static_cast<int>(seed % 4) + 1);
-    const Outcome rows = Measured(scene, shot, ExtractBy::kRows);
-    EXPECT_EQ(rows.code, whole.code);
-    EXPECT_TRUE(SameBytes(rows.lum, whole.lum));
-    EXPECT_EQ(rows.errors, whole.errors);
+    for (const ExtractBy by : {ExtractBy::kRows, ExtractBy::kWhatIsFaster}) {
+      const Outcome outcome = Measured(scene, shot, by);
+      EXPECT_EQ(outcome.code, whole.code);
+      EXPECT_TRUE(SameBytes(outcome.lum, whole.lum));
+      EXPECT_EQ(outcome.errors, whole.errors);
+    }
   });
   cv::setNumThreads(threads);
 }

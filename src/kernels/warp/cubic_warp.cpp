@@ -4,13 +4,15 @@
 // their taps is found (cubic_windows-inl.h), then all are filtered (cubic_filter-inl.h, or for
 // 8-bit values cubic_eight_bits-inl.h): each of these loops is short enough for the processor to
 // work on several vectors at once. Output: a row of the working image. Each file says why its
-// results have the bits of cv::warpPerspective. The portable target does the same pixel by pixel,
-// with the plain functions that the vectors fall back to.
+// results have the bits of cv::warpPerspective. The portable target takes four pixels at a time
+// (cubic_fours.cpp).
 #include "kernels/warp/cubic_warp.h"
 
 #include <algorithm>
 #include <limits>
 #include <opencv2/core/utility.hpp>
+
+#include "kernels/warp/cubic_fours.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/warp/cubic_warp.cpp"
@@ -30,17 +32,7 @@ namespace dravix::kernels::HWY_NAMESPACE {
 
 void WarpRow(const Samples16& photo, const Perspective& p, int y, int begin, int end,
              std::uint16_t* samples) {
-  for (int block = begin; block < end; block += Perspective::kBlock) {
-    const double originX = p.m[0] * block + p.m[1] * y + p.m[2];
-    const double originY = p.m[3] * block + p.m[4] * y + p.m[5];
-    const double originW = p.m[6] * block + p.m[7] * y + p.m[8];
-    for (int i = 0; i < std::min(Perspective::kBlock, end - block); ++i) {
-      const auto column = static_cast<std::size_t>(i);
-      const double scale = kPhases / (originW + p.stepsW[column]);
-      *samples++ = CubicSample(photo, cvRound((originX + p.stepsX[column]) * scale),
-                               cvRound((originY + p.stepsY[column]) * scale));
-    }
-  }
+  WarpRowByFours(photo, p, y, begin, end, samples);
 }
 
 void WarpEightBitRow(const Samples16& photo, const Perspective& p, int y, int width,
