@@ -11,8 +11,10 @@ if(DRAVIX_LIBRAW_LIBRARY_FOUND)
   # The library brings OpenMP's run-time itself. Linking with -fopenmp would ask for the compiler's own, which clang has
   # in a package of its own.
   get_target_property(libraw_link_options PkgConfig::DRAVIX_LIBRAW_LIBRARY INTERFACE_LINK_OPTIONS)
-  list(REMOVE_ITEM libraw_link_options -fopenmp)
-  set_target_properties(PkgConfig::DRAVIX_LIBRAW_LIBRARY PROPERTIES INTERFACE_LINK_OPTIONS "${libraw_link_options}")
+  if(libraw_link_options)
+    list(REMOVE_ITEM libraw_link_options -fopenmp)
+    set_target_properties(PkgConfig::DRAVIX_LIBRAW_LIBRARY PROPERTIES INTERFACE_LINK_OPTIONS "${libraw_link_options}")
+  endif()
 else()
   set(libraw_there OFF)
 endif()
