@@ -1,6 +1,7 @@
 #include <dravix/lab/assembly.h>
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <random>
