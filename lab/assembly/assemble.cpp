@@ -1,6 +1,7 @@
 #include <dravix/lab/assembly.h>
 
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "lab/assembly/gains.h"
@@ -14,18 +15,21 @@ namespace {
 
 constexpr std::size_t kMostGaps = 1000;
 
+std::string Text(cv::Size size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
 void CheckValues(const std::vector<PlacedResult>& results) {
   for (const PlacedResult& result : results) {
     const int type = result.values.type();
     if (type != CV_32FC1 && type != CV_64FC1) {
-      throw std::invalid_argument(result.name +
-                                  ": found a matrix of another type, expected "
-                                  "32-bit or 64-bit floats");
+      throw std::invalid_argument(result.name + ": found " + cv::typeToString(type) +
+                                  ", expected CV_32FC1 or CV_64FC1");
     }
-    if (result.values.size() != LitLeds(result.placement)) {
-      throw std::invalid_argument(result.name +
-                                  ": found a matrix of another size than its "
-                                  "placement says");
+    const cv::Size expected = LitLeds(result.placement);
+    if (result.values.dims != 2 || result.values.size() != expected) {
+      throw std::invalid_argument(result.name + ": found " + Text(result.values.size()) +
+                                  " values, expected " + Text(expected) + " by the placement");
     }
   }
 }

@@ -152,8 +152,10 @@ void Check(const CorrectionOptions& options) {
 
 Correction Correct(const cv::Mat& values, const CorrectionOptions& options) {
   Check(options);
-  if (values.empty() || (values.type() != CV_32FC1 && values.type() != CV_64FC1)) {
-    throw std::invalid_argument("values: expected a matrix of 32-bit or 64-bit floats");
+  if (values.dims != 2 || values.empty() ||
+      (values.type() != CV_32FC1 && values.type() != CV_64FC1)) {
+    throw std::invalid_argument("values: found " + cv::typeToString(values.type()) +
+                                ", expected a matrix of CV_32FC1 or CV_64FC1");
   }
   GoodLeds good = GoodLedsOf(values);
   const CountedRows rows(good.values, 0);
