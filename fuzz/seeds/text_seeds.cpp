@@ -122,12 +122,80 @@ void AddMatrices(Seeds& seeds) {
   truth("numbers", front + R"(t.truth.npy", "corner_pixels": [[1e99, 2], [9, 2], [9, 8], 7]})");
 }
 
+/// The bytes of a photograph that says where it belongs.
+base::Bytes ShotOf(std::int32_t type) {
+  base::ByteWriter out;
+  out.Append(base::ViewOf("L"));
+  for (const std::int32_t number : {1, type, 1, 1, 2, 1}) out.Write(number);  // one 16-bit sample
+  out.Write(std::uint16_t{7});
+  for (const std::int32_t number : {4, 0, 4, 6, 5, 12, 9}) out.Write(number);
+  for (const std::int32_t number : {32, 0, 2, 2, 1, 0, 3, 3}) out.Write(number);
+  out.Write(std::int32_t{-1});
+  return std::move(out).Data();
+}
+
+void AddManifests(Seeds& seeds) {
+  const base::Bytes shot = ShotOf(2);
+  const base::Bytes colors = ShotOf(0x70);
+  const auto manifest = [&](const char* name, const std::string& lines) {
+    base::ByteWriter out;
+    PutPiece(shot, out);
+    PutPiece(colors, out);
+    out.Append(base::ViewOf(lines));
+    seeds.Add("assembly_manifest", name, out.Data());
+  };
+  const auto entry = [](const std::string& partition, const std::string& pattern,
+                        const std::string& plane) {
+    return R"({"result": "r.lum", "partition": )" + partition + R"(, "pattern": )" + pattern +
+           R"(, "plane": ")" + plane + "\"}\n";
+  };
+  const std::string partition =
+      R"({"x": 0, "y": 4, "w": 6, "h": 5, "screen_w": 12, "screen_h": 9})";
+  const std::string pattern = R"({"interval_x": 2, "interval_y": 2, "loc_x": 1, "loc_y": 0})";
+  const std::string byShot = R"({"result": "r.lum", "shot": "a.shot"})";
+  manifest("shot", byShot + "\n");
+  manifest("colors", R"({"result": "r.lum", "shot": "b.shot"})");
+  manifest("no-shot", R"({"result": "r.lum", "shot": "c.shot"})");
+  manifest("both", "\r\n" + entry(partition, pattern, "CIE_Y") + "\n" + byShot);
+  manifest("other-screen",
+           byShot + "\n" +
+               entry(R"({"x": 0, "y": 0, "w": 1, "h": 1, "screen_w": 13, "screen_h": 9})", pattern,
+                     "p"));
+  manifest(
+      "huge",
+      entry(
+          R"({"x": 0, "y": 0, "w": 2147483647, "h": 2147483647, "screen_w": 2147483647, "screen_h": 2147483647})",
+          pattern, "p"));
+  manifest(
+      "huge-on-a-line",
+      entry(R"({"x": 0, "y": 0, "w": 2147483647, "h": 1, "screen_w": 2147483647, "screen_h": 1})",
+            R"({"interval_x": 2147483647, "interval_y": 1, "loc_x": 2147483646, "loc_y": 0})",
+            "p"));
+  manifest("negative",
+           entry(partition, R"({"interval_x": 2, "interval_y": 2, "loc_x": -1, "loc_y": 0})", "p"));
+  manifest(
+      "counts",
+      entry(
+          partition,
+          R"({"interval_x": 2, "interval_y": 2, "loc_x": 1, "loc_y": 0, "lighted_led_w": 3, "lighted_led_h": 4})",
+          "p"));
+  manifest("path", entry(partition, pattern, "../p"));
+  manifest("device", entry(partition, pattern, "nul.a"));
+  manifest("fraction", entry(partition, R"({"interval_x": 2.5, "interval_y": 1e99})", "p"));
+  manifest("missing", R"({"result": "r.lum"})");
+  manifest("list", "[]");
+  manifest("cut", R"({"result": "r.lum)");
+  manifest("deep", std::string(600, '[') + std::string(600, ']'));
+  manifest("none", "\n\n");
+}
+
 }  // namespace
 
 void AddTextSeeds(Seeds& seeds) {
   AddTables(seeds);
   AddJson(seeds);
   AddMatrices(seeds);
+  AddManifests(seeds);
 }
 
 }  // namespace dravix::fuzz

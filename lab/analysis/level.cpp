@@ -45,30 +45,15 @@ double VarianceOf(const CountedRows& rows, double center) {
   return all.Value();
 }
 
-/// A place between two order statistics and how far it lies from the lower one to the upper one.
-struct Between {
-  std::int64_t lower, upper;
-  double share;
-};
-
-Between PlaceOf(double quantile, std::int64_t count) {
-  const double place = quantile * static_cast<double>(count - 1);
-  const auto lower = static_cast<std::int64_t>(std::floor(place));
-  return {lower, std::min(lower + 1, count - 1), place - std::floor(place)};
-}
-
 void SetOrderStatistics(const CountedRows& rows, std::int64_t count, Level& level) {
   const Between low = PlaceOf(0.01, count);
   const Between high = PlaceOf(0.99, count);
   const std::vector<double> values = OrderStatistics(
       rows, {low.lower, low.upper, (count - 1) / 2, count / 2, high.lower, high.upper});
-  const auto blend = [](double lower, double upper, double share) {
-    return lower + (upper - lower) * share;
-  };
-  level.p01 = blend(values[0], values[1], low.share);
+  level.p01 = low.Blend(values[0], values[1]);
   // Halves are added, since the sum of two large values could be infinite.
   level.median = values[2] / 2 + values[3] / 2;
-  level.p99 = blend(values[4], values[5], high.share);
+  level.p99 = high.Blend(values[4], values[5]);
 }
 
 }  // namespace

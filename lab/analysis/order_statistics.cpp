@@ -7,6 +7,7 @@
 #include "lab/analysis/order_statistics.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 
@@ -92,6 +93,12 @@ std::vector<double> OrderStatistics(const CountedRows& rows,
   found.reserve(ranks.size());
   for (const std::int64_t rank : ranks) found.push_back(ValueAt(rank, wanted));
   return found;
+}
+
+Between PlaceOf(double quantile, std::int64_t count) {
+  const double place = quantile * static_cast<double>(count - 1);
+  const auto lower = static_cast<std::int64_t>(std::floor(place));
+  return {lower, std::min(lower + 1, count - 1), place - std::floor(place)};
 }
 
 }  // namespace dravix::lab

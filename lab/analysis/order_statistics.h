@@ -13,4 +13,18 @@ namespace dravix::lab {
 [[nodiscard]] std::vector<double> OrderStatistics(const CountedRows& rows,
                                                   const std::vector<std::int64_t>& ranks);
 
+/// A place between two order statistics and how far it lies from the lower one to the upper one.
+struct Between {
+  std::int64_t lower = 0;
+  std::int64_t upper = 0;
+  double share = 0;
+
+  [[nodiscard]] double Blend(double atLower, double atUpper) const {
+    return atLower + (atUpper - atLower) * share;
+  }
+};
+
+/// The position quantile x (count - 1); the quantile is 0 to 1 and the count 1 or more.
+[[nodiscard]] Between PlaceOf(double quantile, std::int64_t count);
+
 }  // namespace dravix::lab

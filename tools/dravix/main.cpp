@@ -60,6 +60,8 @@ void Assemble(CLI::App& program) {
   AddMeasureCommand(program);
   AddAnalyzeCommand(program);
   AddReportCommand(program);
+  AddAssembleCommand(program);
+  AddCorrectCommand(program);
   AddCheckCommand(program);
   AddInfoCommand(program);
   AddExportCommand(program);

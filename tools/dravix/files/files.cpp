@@ -167,6 +167,22 @@ void WriteFile(const std::string& name, std::string_view content) {
   if (outcome.result != base::WriteResult::kWritten) throw WriteFailure(name, outcome.reason);
 }
 
+void WriteFile(const std::string& name, const base::Content& content) {
+  const base::WriteOutcome outcome = base::WriteFile(name, content);
+  if (outcome.result != base::WriteResult::kWritten) throw WriteFailure(name, outcome.reason);
+}
+
+void MakeFolder(const std::string& name) {
+  std::error_code reason;
+  fs::create_directories(PathOf(name), reason);
+  std::error_code ignored;
+  if (!reason && fs::is_directory(PathOf(name), ignored)) return;
+  if (fs::exists(PathOf(name), ignored) && !fs::is_directory(PathOf(name), ignored)) {
+    throw OutputFailure(name, "is a file, expected a folder");
+  }
+  throw OutputFailure(name, "cannot be made" + (reason ? ": " + reason.message() : std::string()));
+}
+
 void WriteByName(const std::string& name, const std::function<bool(const std::string&)>& write) {
   std::error_code reason;
   const base::WriteOutcome outcome = base::WriteByName(name, [&](const std::string& temporary) {

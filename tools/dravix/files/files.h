@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/bytes.h"
 #include "terminal/exit_codes.h"
 
 namespace dravix::tool {
@@ -41,6 +42,10 @@ struct FileHead {
 
 /// Writes the whole file. When it fails, what was under the name is untouched.
 void WriteFile(const std::string& name, std::string_view content);
+/// The same for content that is made piece by piece, so that a large file needs no memory.
+void WriteFile(const std::string& name, const base::Content& content);
+/// Makes the folder, and those above it, unless it is there. Fails as an output.
+void MakeFolder(const std::string& name);
 /// Lets `write` make a picture file under the name it is given, which has the extension of `name`,
 /// and gives that file its own name when it is complete. `write` answers whether it succeeded.
 void WriteByName(const std::string& name, const std::function<bool(const std::string&)>& write);

@@ -6,10 +6,14 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <optional>
 #include <string_view>
+#include <utility>
 
+#include "base/bytes.h"
 #include "base/checked.h"
+#include "files/files.h"
 #include "terminal/failure.h"
 #include "terminal/text_values.h"
 
@@ -48,45 +52,76 @@ std::optional<cv::Size> ShapeOf(std::string_view text) {
   return cv::Size(columns, rows);
 }
 
-}  // namespace
+/// Collects bytes in a text.
+class TextSink final : public base::ByteSink {
+ public:
+  void Append(base::ByteView bytes) override {
+    text_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  }
+  [[nodiscard]] std::string Text() && { return std::move(text_); }
 
-std::string EncodeLum(const cv::Mat& values) {
-  CV_Assert(values.type() == CV_32FC1);
-  std::string bytes = "L";
-  const auto number = [&bytes](std::int32_t n) {
-    for (int byte = 0; byte < 4; ++byte) bytes += static_cast<char>((n >> (8 * byte)) & 0xFF);
-  };
-  const auto record = [&](const cv::Mat& matrix) {
-    number(matrix.rows), number(matrix.cols), number(matrix.type()), number(matrix.channels());
-    for (int y = 0; y < matrix.rows; ++y) {
-      const std::size_t size = static_cast<std::size_t>(matrix.cols) * matrix.elemSize();
-      bytes.append(size, '\0');
-      std::memcpy(bytes.data() + bytes.size() - size, matrix.ptr(y), size);
-    }
-  };
-  number(1);                  // the version
-  constexpr int kMarked = 2;  // what stands beside every luminance after a measurement
-  record(cv::Mat(values.size(), CV_8UC1, cv::Scalar(kMarked)));
-  record(values);
-  return bytes;
+ private:
+  std::string text_;
+};
+
+void PutRow(const cv::Mat& values, int y, base::ByteSink& out) {
+  out.Append(
+      base::ViewOf(values.ptr<char>(y), static_cast<std::size_t>(values.cols) * values.elemSize()));
 }
 
-std::string EncodeNpy(const cv::Mat& values) {
+void PutRecord(const cv::Mat& like, int type, const std::function<void(int)>& putRow,
+               base::ByteSink& out) {
+  for (const std::int32_t number : {like.rows, like.cols, type, 1}) out.Write(number);
+  for (int y = 0; y < like.rows; ++y) putRow(y);
+}
+
+void PutLum(const cv::Mat& values, base::ByteSink& out) {
   CV_Assert(values.type() == CV_32FC1);
-  std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (" +
-                       std::to_string(values.rows) + ", " + std::to_string(values.cols) + "), }";
+  constexpr std::int32_t kVersion = 1;
+  constexpr char kMarked = 2;  // what stands beside every luminance after a measurement
+  out.Append(base::ViewOf("L"));
+  out.Write(kVersion);
+  const std::string marks(static_cast<std::size_t>(values.cols), kMarked);
+  PutRecord(
+      values, CV_8UC1, [&](int) { out.Append(base::ViewOf(marks)); }, out);
+  PutRecord(
+      values, CV_32FC1, [&](int y) { PutRow(values, y, out); }, out);
+}
+
+void PutNpy(const cv::Mat& values, base::ByteSink& out) {
+  CV_Assert(values.type() == CV_32FC1 || values.type() == CV_8UC1);
+  std::string header = std::string("{'descr': '") + (values.depth() == CV_8U ? "|u1" : "<f4") +
+                       "', 'fortran_order': False, 'shape': (" + std::to_string(values.rows) +
+                       ", " + std::to_string(values.cols) + "), }";
   const std::size_t used = kPrefix + header.size() + 1;
   header.append((kAlignment - used % kAlignment) % kAlignment, ' ');
   header += '\n';
-  std::string bytes(kMagic);
-  bytes += static_cast<char>(header.size() & 0xFFU);
-  bytes += static_cast<char>(header.size() >> 8U);
-  bytes += header;
-  for (int y = 0; y < values.rows; ++y) {
-    const std::size_t length = static_cast<std::size_t>(values.cols) * sizeof(float);
-    bytes.append(values.ptr<char>(y), length);
-  }
-  return bytes;
+  out.Append(base::ViewOf(kMagic));
+  out.Write(static_cast<std::uint16_t>(header.size()));
+  out.Append(base::ViewOf(header));
+  for (int y = 0; y < values.rows; ++y) PutRow(values, y, out);
+}
+
+}  // namespace
+
+std::string EncodeLum(const cv::Mat& values) {
+  TextSink text;
+  PutLum(values, text);
+  return std::move(text).Text();
+}
+
+std::string EncodeNpy(const cv::Mat& values) {
+  TextSink text;
+  PutNpy(values, text);
+  return std::move(text).Text();
+}
+
+void WriteNpy(const std::string& name, const cv::Mat& values) {
+  WriteFile(name, [&](base::ByteSink& out) { PutNpy(values, out); });
+}
+
+void WriteLum(const std::string& name, const cv::Mat& values) {
+  WriteFile(name, [&](base::ByteSink& out) { PutLum(values, out); });
 }
 
 cv::Mat DecodeNpyAsStored(const std::string& name, const std::string& bytes) {

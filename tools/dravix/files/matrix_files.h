@@ -20,6 +20,11 @@ inline constexpr std::uintmax_t kMostOfNpy = 36000000 * 8 + (1 << 16);
 [[nodiscard]] cv::Mat DecodeNpy(const std::string& name, const std::string& bytes);
 /// The library's own .lum, as a measurement writes it: marks and luminances.
 [[nodiscard]] std::string EncodeLum(const cv::Mat& values);
+/// Writes a matrix as EncodeNpy has it, row by row, so that a large one needs no memory. Also 8-bit
+/// unsigned matrices.
+void WriteNpy(const std::string& name, const cv::Mat& values);
+/// Writes a matrix as EncodeLum has it, likewise.
+void WriteLum(const std::string& name, const cv::Mat& values);
 /// One line per row of the matrix. Each value has the fewest digits that read back to the same
 /// float.
 [[nodiscard]] std::string EncodeCsv(const cv::Mat& values);

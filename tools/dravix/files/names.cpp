@@ -45,9 +45,22 @@ bool SameSpelling(const fs::path& a, const fs::path& b) {
 #endif
 }
 
-bool IsSameFile(const std::string& a, const std::string& b) {
-  const fs::path one = Resolved(PathOf(a));
-  const fs::path two = Resolved(PathOf(b));
+/// A file with the name that is left when all links are followed. Names are followed once each: a
+/// manifest may list thousands of inputs.
+struct FollowedFile {
+  const NamedFile* file;
+  fs::path path;
+};
+
+std::vector<FollowedFile> Followed(const std::vector<NamedFile>& files) {
+  std::vector<FollowedFile> followed;
+  for (const NamedFile& file : files) {
+    if (!file.name.empty()) followed.push_back({&file, Resolved(PathOf(file.name))});
+  }
+  return followed;
+}
+
+bool IsSameFile(const fs::path& one, const fs::path& two) {
   std::error_code error;
   const fs::file_status status = fs::status(one, error);
   if (fs::exists(status) && fs::is_other(status)) return false;
@@ -64,18 +77,19 @@ std::string Shown(const NamedFile& file) { return file.option + " " + InQuotes(f
 
 void RequireDistinctFiles(const std::vector<NamedFile>& inputs,
                           const std::vector<NamedFile>& outputs) {
-  for (std::size_t i = 0; i < outputs.size(); ++i) {
-    const NamedFile& output = outputs[i];
-    if (output.name.empty()) continue;
-    for (const NamedFile& input : inputs) {
-      if (input.name.empty() || !IsSameFile(input.name, output.name)) continue;
-      throw UsageFailure(Shown(output) + ": would overwrite the input " + Shown(input) +
+  const std::vector<FollowedFile> read = Followed(inputs);
+  const std::vector<FollowedFile> written = Followed(outputs);
+  for (std::size_t i = 0; i < written.size(); ++i) {
+    const FollowedFile& output = written[i];
+    for (const FollowedFile& input : read) {
+      if (!IsSameFile(input.path, output.path)) continue;
+      throw UsageFailure(Shown(*output.file) + ": would overwrite the input " + Shown(*input.file) +
                          "; give the output another name");
     }
     for (std::size_t j = 0; j < i; ++j) {
-      if (outputs[j].name.empty() || !IsSameFile(outputs[j].name, output.name)) continue;
-      throw UsageFailure(Shown(output) + ": would overwrite the output " + Shown(outputs[j]) +
-                         "; give each output a name of its own");
+      if (!IsSameFile(written[j].path, output.path)) continue;
+      throw UsageFailure(Shown(*output.file) + ": would overwrite the output " +
+                         Shown(*written[j].file) + "; give each output a name of its own");
     }
   }
 }

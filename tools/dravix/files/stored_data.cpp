@@ -184,12 +184,17 @@ cv::Mat LoadLuminances(const std::string& name) {
   return Luminances();
 }
 
+cv::Mat LoadMatrix(const std::string& name) {
+  if (ExtensionOf(name) != ".npy") return LoadLuminances(name);
+  return DecodeNpyAsStored(name, ReadFile(name, kMostOfNpy));
+}
+
 StoredValues LoadValues(const std::string& name) {
+  StoredValues values{LoadMatrix(name), {}};
   const std::string extension = ExtensionOf(name);
-  if (extension == ".npy") return {DecodeNpyAsStored(name, ReadFile(name, kMostOfNpy)), {}};
-  StoredValues values{LoadLuminances(name), {}};
   // Only results have copies; a truth may be even at its border.
-  if (extension != ".json") values.copiedBorder = lab::CopiedBorderOf(values.matrix);
+  if (extension != ".json" && extension != ".npy")
+    values.copiedBorder = lab::CopiedBorderOf(values.matrix);
   return values;
 }
 

@@ -36,6 +36,8 @@ struct StoredValues {
   std::optional<int> copiedBorder;  ///< rows and columns on each side of a .lum that are copies
 };
 
+/// The matrix alone, from a .lum, a .npy or a truth file (.json).
+[[nodiscard]] cv::Mat LoadMatrix(const std::string& name);
 /// From a .lum, a .npy or a truth file (.json).
 [[nodiscard]] StoredValues LoadValues(const std::string& name);
 
