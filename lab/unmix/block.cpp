@@ -68,6 +68,7 @@ struct Mixing {
 struct Placed {
   Phase x, y;
   double area;
+  cv::Point2d fromMiddle;  ///< of the block, LEDs
 };
 
 std::vector<Placed> PlacedLeds(const Trial& trial, const Block& block) {
@@ -77,7 +78,8 @@ std::vector<Placed> PlacedLeds(const Trial& trial, const Block& block) {
     for (int column = block.leds.x; column < block.leds.br().x; ++column) {
       const cv::Point2d at = trial.grid.At(column + 0.5, row + 0.5);
       placed.push_back({PhaseOf(at.x, steps), PhaseOf(at.y, steps),
-                        trial.grid.CellArea(column + 0.5, row + 0.5)});
+                        trial.grid.CellArea(column + 0.5, row + 0.5),
+                        cv::Point2d(column + 0.5, row + 0.5) - block.Middle()});
     }
   }
   return placed;
@@ -226,7 +228,7 @@ Fit BestFit(const Trial& trial, const Block& block) {
   std::vector<Placed> leds = PlacedLeds(trial, block);
   Mixing mixing = MixingOf(trial, leds, view);
   const auto count = static_cast<int>(leds.size());
-  const cv::Mat1d expected = trial.levels(block.leds).clone().reshape(1, 1);
+  const cv::Mat1d expected = trial.levels.clone().reshape(1, 1);
 
   std::vector<double> residual = PictureOf(trial, view);
   Subtract(mixing, expected, residual);
@@ -256,16 +258,25 @@ std::array<std::vector<double>, BlockEquations::kUnknowns> Changes(const Trial& 
     const std::array<const float*, 5> values = {
         Nearest(d.variance, led), Nearest(d.diskSquared, led), Nearest(d.emitter, led),
         Nearest(d.x, led), Nearest(d.y, led)};
+    const cv::Point2d off = led.fromMiddle;
     ForEachPixel(d.variance, led, fit.view, [&](int pixel, std::ptrdiff_t at) {
-      for (std::size_t i = 0; i < values.size(); ++i) {
-        changes[i][static_cast<std::size_t>(pixel)] += light * static_cast<double>(values[i][at]);
-      }
+      const auto to = static_cast<std::size_t>(pixel);
+      const auto value = [&](std::size_t i) { return light * static_cast<double>(values[i][at]); };
+      for (std::size_t i = 0; i < 3; ++i) changes[i][to] += value(i);
+      const double x = value(3);
+      const double y = value(4);
+      changes[3][to] += x;
+      changes[4][to] += y;
+      changes[5][to] += x * off.x;
+      changes[6][to] += x * off.y;
+      changes[7][to] += y * off.x;
+      changes[8][to] += y * off.y;
     });
   }
   for (int y = 0; y < fit.view.frame.height; ++y) {
     for (int x = 0; x < fit.view.frame.width; ++x) {
       const auto pixel = static_cast<std::size_t>(y * fit.view.frame.width + x);
-      changes[5][pixel] = fit.view.mask(y, x) != 0 ? 1.0 : 0.0;
+      changes.back()[pixel] = fit.view.mask(y, x) != 0 ? 1.0 : 0.0;
     }
   }
   return changes;
