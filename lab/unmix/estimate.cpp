@@ -207,13 +207,8 @@ std::optional<Estimate> EstimateOf(const cv::Mat1f& photo, const Grid& given) {
            0.01 * level,
            0.01 * level};
   FindSpot(noise, s);
-  return Estimate{s.grid,
-                  s.spot,
-                  s.emitter,
-                  background,
-                  s.noise,
-                  s.litNoise,
-                  SensorNoise(photo, s.grid, s.blocks)};
+  return Estimate{s.grid,     grid,    s.spot,     s.emitter,
+                  background, s.noise, s.litNoise, SensorNoise(photo, s.grid, s.blocks)};
 }
 
 }  // namespace dravix::lab::unmix
