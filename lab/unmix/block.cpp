@@ -68,6 +68,7 @@ struct Mixing {
 struct Placed {
   Phase x, y;
   double area;
+  cv::Point2d fromMiddle;  ///< of the block, LEDs
 };
 
 std::vector<Placed> PlacedLeds(const Trial& trial, const Block& block) {
@@ -77,7 +78,8 @@ std::vector<Placed> PlacedLeds(const Trial& trial, const Block& block) {
     for (int column = block.leds.x; column < block.leds.br().x; ++column) {
       const cv::Point2d at = trial.grid.At(column + 0.5, row + 0.5);
       placed.push_back({PhaseOf(at.x, steps), PhaseOf(at.y, steps),
-                        trial.grid.CellArea(column + 0.5, row + 0.5)});
+                        trial.grid.CellArea(column + 0.5, row + 0.5),
+                        cv::Point2d(column + 0.5, row + 0.5) - block.Middle()});
     }
   }
   return placed;
@@ -226,7 +228,7 @@ Fit BestFit(const Trial& trial, const Block& block) {
   std::vector<Placed> leds = PlacedLeds(trial, block);
   Mixing mixing = MixingOf(trial, leds, view);
   const auto count = static_cast<int>(leds.size());
-  const cv::Mat1d expected = trial.levels(block.leds).clone().reshape(1, 1);
+  const cv::Mat1d expected = trial.levels.clone().reshape(1, 1);
 
   std::vector<double> residual = PictureOf(trial, view);
   Subtract(mixing, expected, residual);
@@ -244,11 +246,16 @@ Fit BestFit(const Trial& trial, const Block& block) {
           std::move(factor)};
 }
 
-/// How the fitted picture changes with each unknown.
-std::array<std::vector<double>, BlockEquations::kUnknowns> Changes(const Trial& trial,
-                                                                   const Fit& fit) {
-  std::array<std::vector<double>, BlockEquations::kUnknowns> changes;
-  for (auto& change : changes) change.assign(fit.residual.size(), 0.0);
+/// How a pixel of the fitted picture changes with each unknown. Kept together by pixel, so that
+/// what is done for one unknown is done for all at once.
+using Change = std::array<double, BlockEquations::kUnknowns>;
+
+void AddScaled(double factor, const Change& from, Change& to) {
+  for (std::size_t i = 0; i < from.size(); ++i) to[i] += factor * from[i];
+}
+
+std::vector<Change> ChangesOf(const Trial& trial, const Fit& fit) {
+  std::vector<Change> changes(fit.residual.size(), Change{});
   const SpotModel::Derivatives& d = trial.spot.derivatives;
   for (std::size_t k = 0; k < fit.leds.size(); ++k) {
     const Placed& led = fit.leds[k];
@@ -256,25 +263,41 @@ std::array<std::vector<double>, BlockEquations::kUnknowns> Changes(const Trial& 
     const std::array<const float*, 5> values = {
         Nearest(d.variance, led), Nearest(d.diskSquared, led), Nearest(d.emitter, led),
         Nearest(d.x, led), Nearest(d.y, led)};
+    const cv::Point2d off = led.fromMiddle;
     ForEachPixel(d.variance, led, fit.view, [&](int pixel, std::ptrdiff_t at) {
-      for (std::size_t i = 0; i < values.size(); ++i) {
-        changes[i][static_cast<std::size_t>(pixel)] += light * static_cast<double>(values[i][at]);
-      }
+      const auto value = [&](std::size_t i) { return static_cast<double>(values[i][at]); };
+      const double x = value(3);
+      const double y = value(4);
+      AddScaled(light,
+                {value(0), value(1), value(2), x, y, x * off.x, x * off.y, y * off.x, y * off.y, 0},
+                changes[static_cast<std::size_t>(pixel)]);
     });
   }
   for (int y = 0; y < fit.view.frame.height; ++y) {
     for (int x = 0; x < fit.view.frame.width; ++x) {
       const auto pixel = static_cast<std::size_t>(y * fit.view.frame.width + x);
-      changes[5][pixel] = fit.view.mask(y, x) != 0 ? 1.0 : 0.0;
+      changes[pixel].back() = fit.view.mask(y, x) != 0 ? 1.0 : 0.0;
     }
   }
   return changes;
 }
 
-double Dot(const std::vector<double>& a, const std::vector<double>& b) {
-  double sum = 0;
-  for (std::size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
-  return sum;
+/// For each unknown, one row: for each LED, the sum of its spot times the change.
+cv::Mat1d Correlated(const Mixing& mixing, const std::vector<Change>& changes, int leds) {
+  std::vector<Change> sums(static_cast<std::size_t>(leds), Change{});
+  for (std::size_t pixel = 0; pixel < changes.size(); ++pixel) {
+    for (const Share& share : SharesOf(mixing, pixel)) {
+      AddScaled(static_cast<double>(share.spot), changes[pixel],
+                sums[static_cast<std::size_t>(share.led)]);
+    }
+  }
+  cv::Mat1d rows(BlockEquations::kUnknowns, leds);
+  for (int k = 0; k < leds; ++k) {
+    for (int i = 0; i < rows.rows; ++i) {
+      rows(i, k) = sums[static_cast<std::size_t>(k)][static_cast<std::size_t>(i)];
+    }
+  }
+  return rows;
 }
 
 }  // namespace
@@ -309,20 +332,23 @@ BlockEquations FitOf(const Trial& trial, const Block& block) { return BestFit(tr
 
 BlockEquations EquationsOf(const Trial& trial, const Block& block) {
   const Fit fit = BestFit(trial, block);
-  const auto changes = Changes(trial, fit);
-  const auto leds = static_cast<int>(fit.leds.size());
-  cv::Mat1d correlated(BlockEquations::kUnknowns, leds);
-  for (int i = 0; i < BlockEquations::kUnknowns; ++i) {
-    Correlated(fit.mixing, changes.at(static_cast<std::size_t>(i)), leds).copyTo(correlated.row(i));
+  const std::vector<Change> changes = ChangesOf(trial, fit);
+  std::array<Change, BlockEquations::kUnknowns> products{};
+  Change gradient{};
+  for (std::size_t pixel = 0; pixel < changes.size(); ++pixel) {
+    const Change& change = changes[pixel];
+    AddScaled(fit.residual[pixel], change, gradient);
+    for (std::size_t i = 0; i < products.size(); ++i) AddScaled(change[i], change, products[i]);
   }
+  const cv::Mat1d correlated = Correlated(fit.mixing, changes, static_cast<int>(fit.leds.size()));
   const cv::Mat1d solved = fit.factor.SolveRows(correlated);
   BlockEquations equations = fit.sums;
   for (int i = 0; i < BlockEquations::kUnknowns; ++i) {
-    const auto& change = changes.at(static_cast<std::size_t>(i));
-    equations.gradient[i] = Dot(change, fit.residual);
+    const auto row = static_cast<std::size_t>(i);
+    equations.gradient[i] = gradient[row];
     for (int j = 0; j < BlockEquations::kUnknowns; ++j) {
-      equations.normal(i, j) = Dot(change, changes.at(static_cast<std::size_t>(j))) -
-                               correlated.row(i).dot(solved.row(j));
+      equations.normal(i, j) =
+          products[row][static_cast<std::size_t>(j)] - correlated.row(i).dot(solved.row(j));
     }
   }
   return equations;

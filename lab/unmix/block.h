@@ -27,21 +27,22 @@ struct TriedSpot {
   SpotModel::Derivatives derivatives;  ///< empty where only the fit's quality is asked for
 };
 
-/// What is common to all blocks of one trial.
+/// A spot and a grid that are tried on a block.
 struct Trial {
   const cv::Mat1f& photo;
   const Grid& grid;
   const TriedSpot& spot;
   double background;        ///< level of the photograph without light
   double lambda;            ///< noise^2 / variance of LEDs about `levels`
-  const cv::Mat1d& levels;  ///< what LEDs are expected to be, over the background
+  const cv::Mat1d& levels;  ///< what the block's LEDs are expected to be, over the background
 };
 
-/// Normal equations of a block for six unknowns: SpotShape::variance, SpotShape::diskSquared, the
-/// emitter's side, a move of the grid along x and y in pixels, and a change of the background. The
-/// LEDs' luminances are eliminated: for each value of the six, they are those that fit best.
+/// Normal equations of a block for ten unknowns: SpotShape::variance, SpotShape::diskSquared, the
+/// emitter's side, a move of the grid along x and y in pixels, how the move along x changes from
+/// LED to LED across and down, the same for the move along y, and a change of the background. The
+/// LEDs' luminances are eliminated: for each value of the ten, they are those that fit best.
 struct BlockEquations {
-  static constexpr int kUnknowns = 6;
+  static constexpr int kUnknowns = 10;
   cv::Matx<double, kUnknowns, kUnknowns> normal;
   cv::Vec<double, kUnknowns> gradient;
   double cost = 0;     ///< sum of squares of residuals and of weighted departures from `levels`

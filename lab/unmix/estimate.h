@@ -13,6 +13,7 @@ namespace dravix::lab::unmix {
 
 struct Estimate {
   Grid grid;
+  Grid outlined;  ///< where the outline put the grid before the LEDs were looked at
   SpotShape spot;
   double emitter = 0;     ///< side of the emitter, pixels
   double background = 0;  ///< level of the photograph without light

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -113,9 +114,9 @@ Parabola WeightedFit(const std::vector<SidePoint>& points, const std::vector<dou
 }
 
 /// A parabola through the points; those far from it count less (weights of Cauchy), so that a few
-/// dead LEDs at the border do not bend it. Zero where the side was not found.
-Parabola SideFit(const std::vector<SidePoint>& points, double expectedPoints) {
-  if (static_cast<double>(points.size()) < 0.5 * expectedPoints) return {};
+/// dead LEDs at the border do not bend it. Empty where the side was not found.
+std::optional<Parabola> SideFit(const std::vector<SidePoint>& points, double expectedPoints) {
+  if (static_cast<double>(points.size()) < 0.5 * expectedPoints) return std::nullopt;
   std::vector<double> weights(points.size(), 1.0);
   Parabola fit;
   for (int round = 0; round < 5; ++round) {
@@ -129,27 +130,76 @@ Parabola SideFit(const std::vector<SidePoint>& points, double expectedPoints) {
   return fit;
 }
 
-/// Where the sides say that the LED place (u, v) really is.
-cv::Point2d Corrected(const std::array<Parabola, 4>& sides, cv::Size leds, double u, double v) {
-  const double across = u / leds.width;
-  const double down = v / leds.height;
-  const double left = -ValueOf(sides[0], 2 * down - 1);
-  const double right = ValueOf(sides[1], 2 * down - 1);
-  const double top = -ValueOf(sides[2], 2 * across - 1);
-  const double bottom = ValueOf(sides[3], 2 * across - 1);
-  return {u + left + (right - left) * across, v + top + (bottom - top) * down};
-}
+using Fits = std::array<std::optional<Parabola>, 4>;
 
-}  // namespace
-
-void AlignOutline(const cv::Mat1f& photo, double background, Grid& grid) {
-  const cv::Size leds = grid.Leds();
-  std::array<Parabola, 4> fits;
-  const std::array<Side, 4> sides = SidesOf(leds);
+Fits FitsOf(const cv::Mat1f& photo, double background, const Grid& grid) {
+  Fits fits;
+  const std::array<Side, 4> sides = SidesOf(grid.Leds());
   for (std::size_t i = 0; i < sides.size(); ++i) {
     const auto points = PointsOf(photo, background, grid, sides[i]);
     fits[i] = SideFit(points, std::clamp(sides[i].length / kGroup, 1, kMostGroups));
   }
+  return fits;
+}
+
+/// What the sides say about the screen in the photograph.
+struct Sides {
+  std::array<Parabola, 4> outward;
+  double distortion;  ///< of the lens: a point at r LEDs from the middle moves outward by this r^3
+};
+
+/// A lens with distortion bends all four sides, each the more the longer it is and the farther from
+/// the middle. The distortion that explains these bends best tells what happens between the sides.
+double DistortionOf(const Fits& fits, cv::Size leds) {
+  const double w = 0.5 * leds.width;
+  const double h = 0.5 * leds.height;
+  double products = 0;
+  double squares = 0;
+  for (std::size_t i = 0; i < fits.size(); ++i) {
+    if (!fits[i]) continue;
+    const double bend = i < 2 ? w * h * h : h * w * w;  // of a side by a distortion of 1
+    products += bend * (*fits[i])[2];
+    squares += bend * bend;
+  }
+  return squares > 0 ? products / squares : 0.0;
+}
+
+/// Where the sides say that the LED place (u, v) really is.
+cv::Point2d Corrected(const Sides& sides, cv::Size leds, double u, double v) {
+  const double across = u / leds.width;
+  const double down = v / leds.height;
+  const double left = -ValueOf(sides.outward[0], 2 * down - 1);
+  const double right = ValueOf(sides.outward[1], 2 * down - 1);
+  const double top = -ValueOf(sides.outward[2], 2 * across - 1);
+  const double bottom = ValueOf(sides.outward[3], 2 * across - 1);
+  // Between two sides the move changes evenly, but for what the lens adds, which is 0 at the sides.
+  const auto lens = [&](double at, double length) {
+    const double x = at - 0.5 * length;
+    return sides.distortion * x * (x * x - 0.25 * length * length);
+  };
+  return {u + left + (right - left) * across + lens(u, leds.width),
+          v + top + (bottom - top) * down + lens(v, leds.height)};
+}
+
+}  // namespace
+
+double OutlineMiss(const cv::Mat1f& photo, double background, const Grid& grid) {
+  const Fits fits = FitsOf(photo, background, grid);
+  if ((!fits[0] && !fits[1]) || (!fits[2] && !fits[3])) {
+    return std::numeric_limits<double>::quiet_NaN();
+  }
+  double miss = 0;
+  for (const auto& fit : fits) {
+    if (fit) miss = std::max(miss, std::abs(ValueOf(*fit, 0)));
+  }
+  return miss;
+}
+
+void AlignOutline(const cv::Mat1f& photo, double background, Grid& grid) {
+  const cv::Size leds = grid.Leds();
+  const Fits fits = FitsOf(photo, background, grid);
+  Sides sides{{}, DistortionOf(fits, leds)};
+  for (std::size_t i = 0; i < fits.size(); ++i) sides.outward[i] = fits[i].value_or(Parabola{});
   constexpr int kSamples = 9;  // along either axis, to fit the polynomial's ten terms to
   constexpr auto kTerms = static_cast<int>(Grid::kTerms);
   cv::Mat1d normal(kTerms, kTerms, 0.0);
@@ -158,7 +208,7 @@ void AlignOutline(const cv::Mat1f& photo, double background, Grid& grid) {
     for (int x = 0; x < kSamples; ++x) {
       const double u = leds.width * static_cast<double>(x) / (kSamples - 1);
       const double v = leds.height * static_cast<double>(y) / (kSamples - 1);
-      const cv::Point2d to = Corrected(fits, leds, u, v);
+      const cv::Point2d to = Corrected(sides, leds, u, v);
       const cv::Point2d move = grid.At(to.x, to.y) - grid.At(u, v);
       const Grid::Terms terms = grid.TermsAt(u, v);
       for (int i = 0; i < kTerms; ++i) {

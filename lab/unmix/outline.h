@@ -14,4 +14,8 @@ namespace dravix::lab::unmix {
 /// found when the corners are off by up to one and a half pitches.
 void AlignOutline(const cv::Mat1f& photo, double background, Grid& grid);
 
+/// How far the light ends from the grid's sides: the largest mean distance of a side that the
+/// photograph shows, in LEDs. NaN where it shows neither of two opposite sides.
+[[nodiscard]] double OutlineMiss(const cv::Mat1f& photo, double background, const Grid& grid);
+
 }  // namespace dravix::lab::unmix

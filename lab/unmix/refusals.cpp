@@ -6,6 +6,8 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "lab/unmix/outline.h"
+
 namespace dravix::lab::unmix {
 namespace {
 
@@ -29,6 +31,44 @@ cv::Mat1b LitMask(cv::Size photo, const UnmixOptions& options) {
   return mask;
 }
 
+/// How far a place on the screen lies from where another grid puts it, pitches along an axis.
+double MoveOf(const Grid& from, const Grid& to, cv::Point2d place) {
+  const cv::Point2d move = to.At(place.x, place.y) - from.At(place.x, place.y);
+  return std::max(std::abs(move.x), std::abs(move.y)) / std::sqrt(from.CellArea(place.x, place.y));
+}
+
+/// The refusal of LEDs that are not where they should be. A screen's LEDs look alike, so one that
+/// is not where several signs put it may be its neighbor.
+std::optional<UnmixRefused> GridRefusal(const Moves& moves) {
+  const auto refused = [](const std::string& found, double move, const std::string& advice) {
+    return UnmixRefused{UnmixRefusal::kGrid,
+                        "found " + found + ", expected at most " + Text(kFarthestMove) + advice,
+                        {{"move", move}}};
+  };
+  if (!(moves.corners <= kFarthestMove)) {
+    return refused("LEDs " + Text(moves.corners) + " pitches from where the corners put them",
+                   moves.corners, ": give better corners");
+  }
+  if (!(moves.blocks <= kFarthestMove)) {
+    return refused(
+        "LEDs " + Text(moves.blocks) + " pitches from where the lit area's sides put them",
+        moves.blocks, ": they cannot be told from their neighbors");
+  }
+  if (std::isnan(moves.outline)) {
+    return UnmixRefused{
+        UnmixRefusal::kGrid,
+        "found two opposite sides of the lit area without dark beside them, expected "
+        "at least one of them to show where the LEDs end",
+        {}};
+  }
+  if (!(moves.outline <= kFarthestMove)) {
+    return refused(
+        "a side of the lit area " + Text(moves.outline) + " pitches from where its LEDs were found",
+        moves.outline, ": they cannot be told from their neighbors");
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 Saturation SaturationOf(const cv::Mat1f& photo, const UnmixOptions& options) {
@@ -44,19 +84,23 @@ Saturation SaturationOf(const cv::Mat1f& photo, const UnmixOptions& options) {
 
 bool IsTooMuch(const Saturation& saturation) { return !(saturation.share <= kMostSaturated); }
 
-double FarthestMove(const Grid& given, const Grid& found) {
-  double farthest = 0;
-  for (const Block& block : SpreadBlocks(given.Leds())) {
-    const cv::Point2d middle = block.Middle();
-    const cv::Point2d move = found.At(middle.x, middle.y) - given.At(middle.x, middle.y);
-    const double pitch = std::sqrt(given.CellArea(middle.x, middle.y));
-    farthest = std::max({farthest, std::abs(move.x) / pitch, std::abs(move.y) / pitch});
+Moves MovesOf(const cv::Mat1f& photo, const Grid& given, const Estimate& estimate) {
+  Moves moves;
+  const double w = given.Leds().width;
+  const double h = given.Leds().height;
+  for (const cv::Point2d corner :
+       {cv::Point2d(0, 0), cv::Point2d(w, 0), cv::Point2d(w, h), cv::Point2d(0, h)}) {
+    moves.corners = std::max(moves.corners, MoveOf(given, estimate.grid, corner));
   }
-  return farthest;
+  for (const Block& block : SpreadBlocks(given.Leds())) {
+    moves.blocks = std::max(moves.blocks, MoveOf(estimate.outlined, estimate.grid, block.Middle()));
+  }
+  moves.outline = OutlineMiss(photo, estimate.background, estimate.grid);
+  return moves;
 }
 
 std::optional<UnmixRefused> RefusalOf(const Unmixed& unmixed, const Misfit& misfit,
-                                      const Saturation& saturation, double farthestMove) {
+                                      const Saturation& saturation, const Moves& moves) {
   const double ratio = misfit.residual / misfit.noise;
   // Conditions are written so that a number that is NaN is refused as well.
   if (IsTooMuch(saturation)) {
@@ -66,13 +110,7 @@ std::optional<UnmixRefused> RefusalOf(const Unmixed& unmixed, const Misfit& misf
                             Percent(kMostSaturated) + ": expose less",
                         {{"share", saturation.share}, {"top", saturation.top}}};
   }
-  if (!(farthestMove <= kFarthestMove)) {
-    return UnmixRefused{UnmixRefusal::kGrid,
-                        "found LEDs " + Text(farthestMove) +
-                            " pitches from where the corners put them, expected at most " +
-                            Text(kFarthestMove) + ": give better corners",
-                        {{"move", farthestMove}}};
-  }
+  if (std::optional<UnmixRefused> refused = GridRefusal(moves)) return refused;
   if (!(ratio <= kMostResidual)) {
     return UnmixRefused{
         UnmixRefusal::kResidual,

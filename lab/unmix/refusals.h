@@ -18,8 +18,13 @@ struct Saturation {
 [[nodiscard]] Saturation SaturationOf(const cv::Mat1f& photo, const UnmixOptions& options);
 [[nodiscard]] bool IsTooMuch(const Saturation& saturation);
 
-/// The farthest move of a block's middle from where the corners put it, along an axis; pitches.
-[[nodiscard]] double FarthestMove(const Grid& given, const Grid& found);
+/// How far the LEDs lie from other signs of where they should be, pitches along an axis.
+struct Moves {
+  double corners = 0;  ///< the screen's corners from the given ones
+  double blocks = 0;   ///< a block's middle from where the outline put it
+  double outline = 0;  ///< where the light ends from a side of the grid; NaN where that is not seen
+};
+[[nodiscard]] Moves MovesOf(const cv::Mat1f& photo, const Grid& given, const Estimate& estimate);
 
 /// What the fit leaves over and what the sensor's noise explains of it: standard deviations of a
 /// pixel.
@@ -31,6 +36,6 @@ struct Misfit {
 /// The first reason against the answer, or none.
 [[nodiscard]] std::optional<UnmixRefused> RefusalOf(const Unmixed& unmixed, const Misfit& misfit,
                                                     const Saturation& saturation,
-                                                    double farthestMove);
+                                                    const Moves& moves);
 
 }  // namespace dravix::lab::unmix

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <opencv2/core/utility.hpp>
 #include <stdexcept>
 
 #include "lab/unmix/cell_means.h"
@@ -72,13 +73,15 @@ bool IsShown(const cv::Mat1f& photo, cv::Point2d center, double side, double top
 
 /// Blanks the LEDs that cannot be known, in both matrices.
 void BlankUnknown(const cv::Mat1f& photo, const unmix::Grid& grid, double top, Unmixed& result) {
-  for (int y = 0; y < result.leds.height; ++y) {
-    for (int x = 0; x < result.leds.width; ++x) {
-      const double side = std::sqrt(grid.CellArea(x + 0.5, y + 0.5));
-      if (IsShown(photo, grid.At(x + 0.5, y + 0.5), side, top)) continue;
-      result.luminances(y, x) = result.deviations(y, x) = std::numeric_limits<float>::quiet_NaN();
+  cv::parallel_for_(cv::Range(0, result.leds.height), [&](const cv::Range& rows) {
+    for (int y = rows.start; y < rows.end; ++y) {
+      for (int x = 0; x < result.leds.width; ++x) {
+        const double side = std::sqrt(grid.CellArea(x + 0.5, y + 0.5));
+        if (IsShown(photo, grid.At(x + 0.5, y + 0.5), side, top)) continue;
+        result.luminances(y, x) = result.deviations(y, x) = std::numeric_limits<float>::quiet_NaN();
+      }
     }
-  }
+  });
 }
 
 /// What the model's faults add to the deviation: the part of the residual that is no noise, which
@@ -144,7 +147,7 @@ Unmixed UnknownAnswer(const UnmixOptions& options, const unmix::Saturation& satu
   answer.shift = {kUnknown, kUnknown};
   answer.noiseGain = answer.contrastSeen = answer.plainError = answer.sigma = kUnknown;
   if (unmix::IsTooMuch(saturation)) {
-    answer.refused = unmix::RefusalOf(answer, {}, saturation, 0);
+    answer.refused = unmix::RefusalOf(answer, {}, saturation, {});
   } else {
     answer.refused = UnmixRefused{UnmixRefusal::kNoGain,
                                   "the lit area is no brighter than its surroundings, expected "
@@ -184,7 +187,7 @@ Unmixed Unmix(const cv::Mat& photo, const UnmixOptions& options) {
   if (!estimate) return UnknownAnswer(options, saturation);
   Unmixed answer = AnswerOf(samples, given, *estimate);
   answer.refused = unmix::RefusalOf(answer, {estimate->residual, estimate->noise}, saturation,
-                                    unmix::FarthestMove(given, estimate->grid));
+                                    unmix::MovesOf(samples, given, *estimate));
   if (answer.refused) {
     answer.luminances.release();
     answer.deviations.release();

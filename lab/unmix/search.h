@@ -1,0 +1,73 @@
+/// The state of the search for spot and grid, and where to go from it.
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "lab/unmix/block.h"
+#include "lab/unmix/grid.h"
+#include "lab/unmix/spot.h"
+
+namespace dravix::lab::unmix {
+
+/// No spot is narrower: its Gaussian part has at least this variance, pixels^2.
+constexpr double kSmallestVariance = 0.05;
+/// What is expected of the emitter's side, over the pitch. Behind a Gaussian it can hardly be seen
+/// and need not be known, because the Gaussian's variance makes up for it; at the sharp edges of a
+/// disk it matters and shows.
+constexpr double kEmitter = 0.3;
+
+struct Search {
+  const cv::Mat1f& photo;
+  std::vector<Block> blocks;
+  cv::Mat1d cells;  ///< cell means where the LEDs were before the search
+  Grid grid;
+  SpotShape spot;
+  double emitter;  ///< side, pixels
+  /// How far the emitter's side may lie from what is expected: standard deviation, pixels.
+  double emitterSpread;
+  double pitch;  ///< pixels
+  double background;
+  double level;     ///< median of the cells over the background
+  double noise;     ///< standard deviation of a pixel
+  double litNoise;  ///< the same inside the screen, where light brings its own noise
+
+  /// Takes over what the search changes.
+  void Restore(const Search& other) {
+    grid = other.grid;
+    spot = other.spot;
+    emitter = other.emitter;
+    noise = other.noise;
+    litNoise = other.litNoise;
+  }
+};
+
+/// The most that SpotShape::diskSquared can be.
+[[nodiscard]] double LargestDiskSquared(double variance);
+
+/// Normal equations for all unknowns: variance, diskSquared, emitter, and the grid's terms along x
+/// and y.
+struct System {
+  cv::Mat1d normal;
+  cv::Mat1d gradient;  ///< one row
+};
+
+/// The equations of all blocks together, with what is expected of emitter and grid.
+[[nodiscard]] System SystemOf(const std::vector<BlockEquations>& equations, const Search& s);
+
+/// The step of the equations, one row. `damping` adds this share of the diagonal to it (Marquardt),
+/// which makes the step shorter and turns it toward the steepest descent. Where the step would
+/// leave the spots that exist, which lie between none and all of the variance in the disk, it is a
+/// step along that border.
+[[nodiscard]] cv::Mat1d StepOf(const System& system, const SpotShape& spot, double damping);
+
+/// The farthest that a step moves a block's middle along an axis, pixels.
+[[nodiscard]] double FarthestMove(const Search& s, const cv::Mat1d& step);
+
+/// Takes the step, or the part of it over which the equations can be trusted.
+void Take(const cv::Mat1d& step, Search& s);
+
+/// Whether a step changes nothing that matters.
+[[nodiscard]] bool IsNegligible(const cv::Mat1d& step, const System& system, const Search& s);
+
+}  // namespace dravix::lab::unmix
