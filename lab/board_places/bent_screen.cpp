@@ -39,7 +39,8 @@ double Fit(const Grid& grid, const std::vector<Displacement>& displacements,
       const double off = left[k] / kEdgeDeviation;
       const double weight = round == 0 ? 1.0 : 1.0 / (1.0 + off * off);
       const Grid::Terms terms = grid.TermsAt(displacements[k].led.x, displacements[k].led.y);
-      const cv::Mat1d row(1, kTerms, const_cast<double*>(terms.data()));
+      cv::Mat1d row(1, kTerms);
+      std::copy(terms.begin(), terms.end(), row.begin());
       normal += row.t() * row * weight;
       right += row * (weight * displacements[k].by);
     }

@@ -2,6 +2,7 @@
 // the sensor clip it, is there light enough, and does it show only what a lens does?
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 #include <vector>
@@ -94,9 +95,9 @@ double BrightestOf(const std::vector<Place>& places) {
 
 FlatFieldRefused DarkRefusal(double share, double least) {
   return {FlatFieldRefusal::kDark,
-          "too dark in " + Percent(share) + " of the area, where less than " +
-              flat_field::Text(least) + " samples of light are left, expected at most " +
-              Percent(kMostShare) + " of it: light it evenly and expose more",
+          "in " + Percent(share) + " of the area less than " + flat_field::Text(least) +
+              " samples of light are left, expected in at most " + Percent(kMostShare) +
+              " of it: light it evenly and expose more",
           {{"share", share}, {"least", least}}};
 }
 
@@ -171,16 +172,16 @@ std::optional<FlatFieldRefused> StructureIn(const std::vector<Place>& places) {
   if (share > kMostStructured) {
     return FlatFieldRefused{
         FlatFieldRefusal::kStructured,
-        "structured: " + Percent(share) + " of the area departs by more than " +
-            Percent(kMostDeparture) + " from what a lens does, expected at most " +
-            Percent(kMostStructured) + ": photograph an even surface, and no LEDs",
+        Percent(share) + " of the area departs by more than " + Percent(kMostDeparture) +
+            " from what a lens does, expected at most " + Percent(kMostStructured) +
+            ": photograph an even surface, and no LEDs",
         {{"share", share}, {"departure", kMostDeparture}}};
   }
   const double gradient = GradientOf(fit, places);
   if (gradient <= kMostGradient) return std::nullopt;
   return FlatFieldRefused{
       FlatFieldRefusal::kStructured,
-      "structured: its light changes by " + Percent(gradient) +
+      "its light changes by " + Percent(gradient) +
           " from one end of the area to the other, expected at most " + Percent(kMostGradient) +
           ": light it evenly, or turn the camera by 180 degrees to see whether it is the light",
       {{"gradient", gradient}}};
@@ -189,7 +190,7 @@ std::optional<FlatFieldRefused> StructureIn(const std::vector<Place>& places) {
 std::optional<FlatFieldRefused> ClippedIn(const unmix::Saturation& clipped) {
   if (!unmix::IsTooMuch(clipped)) return std::nullopt;
   return FlatFieldRefused{FlatFieldRefusal::kClipped,
-                          "clipped: " + Percent(clipped.share) +
+                          Percent(clipped.share) +
                               " of the area's samples are at the sensor's top of " +
                               flat_field::Text(clipped.top) + ", expected at most " +
                               Percent(kMostShare) + ": expose less",

@@ -285,15 +285,14 @@ FlatField FlatFieldFromShifted(const Shot& first, const Shot& second, const Flat
     field.refused = NoArea("first");
     return field;
   }
-  const LensFit fit = LensFitOf(groups);
   const std::vector<double> radii = SquaredRadii(grid, field.photo);
+  field.refused =
+      TooFarOut(std::sqrt(*std::max_element(radii.begin(), radii.end())),
+                std::max(FarthestOf(seenA, field.photo), FarthestOf(seenB, field.photo)));
+  if (field.refused) return field;
+  const LensFit fit = LensFitOf(groups);
   const double deviation = DeviationOf(fit, radii);
   field.refused = DoubtAbout(fit, deviation, ShiftOf(seenA, seenB, field.photo));
-  if (!field.refused) {
-    field.refused =
-        TooFarOut(std::sqrt(*std::max_element(radii.begin(), radii.end())),
-                  std::max(FarthestOf(seenA, field.photo), FarthestOf(seenB, field.photo)));
-  }
   if (field.refused) return field;
   field.gains = GainsOf(fit, field.photo);
   field.deviation = deviation;

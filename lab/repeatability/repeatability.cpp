@@ -1,5 +1,6 @@
 #include "dravix/lab/repeatability.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <stdexcept>

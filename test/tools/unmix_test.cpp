@@ -154,14 +154,14 @@ class DarkCorners {
         RunTool({"compare", File(result), File("left.json"), "--edge", "0", "--json"}).Json();
     return json["rms"];
   }
-  /// A blank: as good as one LED, which shines on the whole picture.
+  /// A blank: stray light alone, beside a dark LED.
   void TakeBlank(const std::string& name, const std::string& exposure) const {
     Spill(File("blank.scene"),
           R"({"screen": {"led_width": 1, "led_height": 1, "emitter_fill": 1},
               "pose": {"pitch": 64}, "optics": {"stray_light": 1, "vignetting": 0},
               "sensor": {"width": 640, "height": 500}})");
-    const Outcome made =
-        RunTool({"simulate", File(name), "--scene", File("blank.scene"), "--exposure", exposure});
+    const Outcome made = RunTool({"simulate", File(name), "--scene", File("blank.scene"),
+                                  "--exposure", exposure, "--dead", "1"});
     EXPECT_EQ(made.exit, 0) << made.err;
   }
 
