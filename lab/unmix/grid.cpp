@@ -22,6 +22,12 @@ cv::Matx33d Homography(const std::array<cv::Point2d, 4>& corners, cv::Size leds)
   return cv::getPerspectiveTransform(from, to);
 }
 
+cv::Point2d Sum(const Grid::Terms& terms, const Grid::Terms& x, const Grid::Terms& y) {
+  cv::Point2d sum;
+  for (std::size_t i = 0; i < Grid::kTerms; ++i) sum += cv::Point2d(x.at(i), y.at(i)) * terms.at(i);
+  return sum;
+}
+
 }  // namespace
 
 Grid::Grid(const std::array<cv::Point2d, 4>& corners, cv::Size leds)
@@ -43,16 +49,39 @@ Grid::Terms Grid::TermsAt(double u, double v) const {
   return terms;
 }
 
-cv::Point2d Grid::Moved(double u, double v) const {
-  const Terms terms = TermsAt(u, v);
-  cv::Point2d moved;
-  for (std::size_t i = 0; i < kTerms; ++i) moved += cv::Point2d(x_[i], y_[i]) * terms[i];
-  return moved;
-}
+cv::Point2d Grid::Moved(double u, double v) const { return Sum(TermsAt(u, v), x_, y_); }
 
 cv::Point2d Grid::At(double u, double v) const {
   const cv::Vec3d p = photoFromLed_ * cv::Vec3d(u, v, 1.0);
-  return cv::Point2d(p[0] / p[2], p[1] / p[2]) + Moved(u, v);
+  const Terms terms = TermsAt(u, v);
+  return cv::Point2d(p[0] / p[2], p[1] / p[2]) + Sum(terms, bendX_, bendY_) + Sum(terms, x_, y_);
+}
+
+bool Grid::Bend(const std::vector<KnownPlace>& places) {
+  constexpr auto kCount = static_cast<int>(kTerms);
+  cv::Mat1d terms(static_cast<int>(places.size()), kCount);
+  cv::Mat1d moves(static_cast<int>(places.size()), 2);
+  for (int k = 0; k < terms.rows; ++k) {
+    const KnownPlace& place = places[static_cast<std::size_t>(k)];
+    const Terms at = TermsAt(place.led.x, place.led.y);
+    const cv::Point2d move = place.photo - At(place.led.x, place.led.y);
+    for (int i = 0; i < kCount; ++i) terms(k, i) = at.at(static_cast<std::size_t>(i));
+    moves(k, 0) = move.x;
+    moves(k, 1) = move.y;
+  }
+  // Places along a line, say, leave terms open; their singular values show it.
+  constexpr double kSmallest = 1e-3;  // of the largest
+  const cv::SVD svd(terms);
+  if (svd.w.rows < kCount || !(svd.w.at<double>(kCount - 1) > kSmallest * svd.w.at<double>(0))) {
+    return false;
+  }
+  cv::Mat1d found;
+  svd.backSubst(moves, found);
+  for (int i = 0; i < kCount; ++i) {
+    bendX_.at(static_cast<std::size_t>(i)) += found(i, 0);
+    bendY_.at(static_cast<std::size_t>(i)) += found(i, 1);
+  }
+  return true;
 }
 
 double Grid::CellArea(double u, double v) const {

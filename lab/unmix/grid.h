@@ -1,9 +1,12 @@
 /// Where the LEDs lie in the photograph.
 #pragma once
 
+#include <dravix/lab/unmix.h>
+
 #include <array>
 #include <cstddef>
 #include <opencv2/core.hpp>
+#include <vector>
 
 namespace dravix::lab::unmix {
 
@@ -21,6 +24,10 @@ class Grid {
   /// the outer LEDs' centers.
   Grid(const std::array<cv::Point2d, 4>& corners, cv::Size leds);
 
+  /// Makes a polynomial that fits the places part of the grid, beside the one that X and Y hold:
+  /// what is found later is counted from there. False when the places do not determine it.
+  [[nodiscard]] bool Bend(const std::vector<KnownPlace>& places);
+
   cv::Size Leds() const { return leds_; }
   [[nodiscard]] cv::Point2d At(double u, double v) const;
   /// Pixels that the cell of an LED with its center at (u, v) covers.
@@ -37,12 +44,13 @@ class Grid {
   Terms& Y() { return y_; }
   const Terms& X() const { return x_; }
   const Terms& Y() const { return y_; }
-  /// How far the polynomial moves the point (u, v), pixels.
+  /// How far the polynomial of X and Y moves the point (u, v), pixels.
   [[nodiscard]] cv::Point2d Moved(double u, double v) const;
 
  private:
   cv::Size leds_;
   cv::Matx33d photoFromLed_;
+  Terms bendX_{}, bendY_{};
   Terms x_{}, y_{};
 };
 

@@ -17,6 +17,7 @@ namespace dravix::lab {
 namespace {
 
 constexpr int kFewestLeds = 8;
+constexpr std::size_t kFewestPlaces = 16;
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 
 std::string SizeText(cv::Size size) {
@@ -52,6 +53,21 @@ void CheckArguments(const cv::Mat& photo, const UnmixOptions& options) {
   }
   throw std::invalid_argument("Unmix: all corners lie outside the photograph of " +
                               SizeText(photo.size()) + " pixels");
+}
+
+/// Where the LEDs are expected: by the corners, and by the known places where there are any.
+unmix::Grid ExpectedGrid(const unmix::Grid& byCorners, const std::vector<KnownPlace>& places) {
+  unmix::Grid grid = byCorners;
+  if (places.empty()) return grid;
+  const bool finite = std::all_of(places.begin(), places.end(), [](const KnownPlace& p) {
+    return std::isfinite(p.led.x + p.led.y + p.photo.x + p.photo.y);
+  });
+  if (places.size() < kFewestPlaces || !finite || !grid.Bend(places)) {
+    throw std::invalid_argument("Unmix: found " + std::to_string(places.size()) +
+                                " known places, expected at least " +
+                                std::to_string(kFewestPlaces) + " that are spread over the screen");
+  }
+  return grid;
 }
 
 /// Whether the photograph shows the whole cell of an LED, and no sample of it is saturated.
@@ -106,6 +122,15 @@ cv::Mat1f DeviationsOf(const unmix::Grid& grid, double deviation) {
   return deviations;
 }
 
+cv::Mat2f PlacesOf(const unmix::Grid& grid) {
+  const unmix::Centers centers = unmix::CentersOf(grid);
+  cv::Mat merged;
+  cv::merge(std::vector<cv::Mat>{centers.x, centers.y}, merged);
+  cv::Mat2f places;
+  merged.convertTo(places, CV_32F);
+  return places;
+}
+
 cv::Point2d MeanShift(const unmix::Grid& given, const unmix::Grid& found) {
   cv::Point2d sum;
   double count = 0;
@@ -118,20 +143,21 @@ cv::Point2d MeanShift(const unmix::Grid& given, const unmix::Grid& found) {
 }
 
 /// The answer before it is asked whether it may be given.
-Unmixed AnswerOf(const cv::Mat1f& photo, const unmix::Grid& given,
+Unmixed AnswerOf(const cv::Mat1f& photo, const unmix::Grid& byCorners,
                  const unmix::Estimate& estimate) {
   const unmix::Solution solution = unmix::SolutionOf(photo, estimate);
-  const double pitch = given.Pitch();
+  const double pitch = byCorners.Pitch();
   const double deviation =
       std::hypot(solution.deviation, ModelDeviation(estimate, solution.noiseGain));
   Unmixed answer;
-  answer.leds = given.Leds();
+  answer.leds = byCorners.Leds();
   answer.luminances = solution.luminances;
   answer.deviations = DeviationsOf(estimate.grid, deviation);
+  answer.places = PlacesOf(estimate.grid);
   answer.mean = solution.mean;
   answer.spotSigma = estimate.spot.Sigma() / pitch;
   answer.spotDisk = estimate.spot.Radius() / pitch;
-  answer.shift = MeanShift(given, estimate.grid);
+  answer.shift = MeanShift(byCorners, estimate.grid);
   answer.noiseGain = solution.noiseGain;
   answer.contrastSeen = solution.contrastSeen;
   answer.plainError = solution.plainError / solution.mean;
@@ -177,20 +203,22 @@ const char* NameOf(UnmixRefusal refusal) {
 
 Unmixed Unmix(const cv::Mat& photo, const UnmixOptions& options) {
   CheckArguments(photo, options);
+  const unmix::Grid byCorners(options.corners, options.leds);
+  const unmix::Grid given = ExpectedGrid(byCorners, options.places);
   cv::Mat1f samples;
   photo.convertTo(samples, CV_32F);
   const unmix::Saturation saturation = unmix::SaturationOf(samples, options);
   if (unmix::IsTooMuch(saturation)) return UnknownAnswer(options, saturation);
 
-  const unmix::Grid given(options.corners, options.leds);
   const std::optional<unmix::Estimate> estimate = unmix::EstimateOf(samples, given);
   if (!estimate) return UnknownAnswer(options, saturation);
-  Unmixed answer = AnswerOf(samples, given, *estimate);
+  Unmixed answer = AnswerOf(samples, byCorners, *estimate);
   answer.refused = unmix::RefusalOf(answer, {estimate->residual, estimate->noise}, saturation,
                                     unmix::MovesOf(samples, given, *estimate));
   if (answer.refused) {
     answer.luminances.release();
     answer.deviations.release();
+    answer.places.release();
   } else {
     BlankUnknown(samples, estimate->grid, saturation.top, answer);
   }

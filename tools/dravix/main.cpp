@@ -70,6 +70,7 @@ void Assemble(CLI::App& program) {
   AddShotCommand(program);
   AddRegionCommand(program);
   AddUnmixCommand(program);
+  AddRepeatCommand(program);
 }
 
 std::vector<const CLI::App*> CommandsOf(const CLI::App& group) {

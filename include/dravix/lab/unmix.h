@@ -34,19 +34,29 @@ struct UnmixRefused {
   std::vector<std::pair<std::string, double>> values;  ///< the numbers of the message, by name
 };
 
+/// Where a place of the screen lies in the photograph.
+struct KnownPlace {
+  cv::Point2d led;    ///< in LEDs; the center of LED (column, row) is at (column + 0.5, row + 0.5)
+  cv::Point2d photo;  ///< photograph pixels, whose centers are at integers
+};
+
 /// What is known of the photograph beside its samples.
 struct UnmixOptions {
   /// Corners of the lit LEDs' area in photograph pixels, whose centers are at integers: top-left,
   /// top-right, bottom-right, bottom-left, half a pitch outside the outer LEDs' centers. They may
-  /// be off by up to 0.3 pitches.
+  /// be off by up to 0.3 pitches, unless `places` are given.
   std::array<cv::Point2d, 4> corners;
   cv::Size leds;  ///< lit LEDs across and down; at least 8 x 8
   /// The sensor's largest sample; 0 where it is unknown: then many samples at the photograph's
   /// maximum count as saturated.
   double sensorTop = 0;
+  /// Places that are known from elsewhere, such as the corners of a checkerboard's blocks: none, or
+  /// at least 16 that are spread over the screen. The search for the LEDs begins there instead of
+  /// where the corners alone put them, so that a lens may bend the screen by many pitches.
+  std::vector<KnownPlace> places;
 };
 
-/// The answer. Where it was refused, both matrices are empty, and numbers that are not known are
+/// The answer. Where it was refused, all matrices are empty, and numbers that are not known are
 /// NaN. All lengths are in pitches, the root of the area of the LED cell in the screen's middle.
 struct Unmixed {
   cv::Size leds;
@@ -55,6 +65,7 @@ struct Unmixed {
   /// cell or shows it saturated.
   cv::Mat1f luminances;
   cv::Mat1f deviations;  ///< standard deviation of each luminance, in the same units
+  cv::Mat2f places;      ///< center of each LED, photograph pixels
   double mean = 0;       ///< of all cells over the dark level, in units of the photograph's samples
   double spotSigma = 0;  ///< of the spot's Gaussian part, pitches
   double spotDisk = 0;   ///< radius of the spot's disk, pitches
@@ -69,7 +80,8 @@ struct Unmixed {
 /// Un-mixes a photograph of one plane, CV_8UC1, CV_16UC1 or CV_32FC1.
 ///
 /// The result is the same for any number of threads. Throws std::invalid_argument for another
-/// image, for fewer LEDs, and for corners that are not finite or do not go around clockwise.
+/// image, for fewer LEDs, and for corners that are not finite or do not go around clockwise,
+/// or too few or unusable places.
 [[nodiscard]] Unmixed Unmix(const cv::Mat& photo, const UnmixOptions& options);
 
 /// The object that `dravix unmix --json` prints, two spaces for each level.

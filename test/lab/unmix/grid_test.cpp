@@ -52,4 +52,36 @@ TEST(UnmixGrid, TheOutlineMendsCornersThatAreOneLedOff) {
 }
 
 }  // namespace
+TEST(Grid, BendsToKnownPlacesAndCountsMovesFromThere) {
+  const std::array<cv::Point2d, 4> corners = {cv::Point2d(50, 40), cv::Point2d(470, 40),
+                                              cv::Point2d(470, 340), cv::Point2d(50, 340)};
+  const cv::Size leds(42, 30);
+  const Grid straight(corners, leds);
+  // A barrel of several pitches about the screen's middle.
+  const auto bent = [&](cv::Point2d led) {
+    const cv::Point2d r = straight.At(led.x, led.y) - cv::Point2d(260, 190);
+    return r + cv::Point2d(260, 190) - r * (r.dot(r) / (200.0 * 200.0) * 0.1);
+  };
+  std::vector<KnownPlace> places;
+  for (int y = 0; y <= 30; y += 6) {
+    for (int x = 0; x <= 42; x += 6) places.push_back({cv::Point(x, y), bent(cv::Point(x, y))});
+  }
+  Grid grid = straight;
+  ASSERT_TRUE(grid.Bend(places));
+  EXPECT_GT(cv::norm(grid.At(1, 1) - straight.At(1, 1)), 20);
+  for (const cv::Point2d led : {cv::Point2d(1, 1), cv::Point2d(20.5, 3.5), cv::Point2d(41, 29)}) {
+    EXPECT_LT(cv::norm(grid.At(led.x, led.y) - bent(led)), 1e-6);
+    EXPECT_EQ(grid.Moved(led.x, led.y), cv::Point2d(0, 0));
+  }
+}
+
+TEST(Grid, IsNotBentByPlacesOnALine) {
+  Grid grid({cv::Point2d(0, 0), cv::Point2d(100, 0), cv::Point2d(100, 80), cv::Point2d(0, 80)},
+            {10, 8});
+  std::vector<KnownPlace> places;
+  for (int i = 0; i < 20; ++i) places.push_back({{0.5 * i, 4}, {5.0 * i, 41}});
+  EXPECT_FALSE(grid.Bend(places));
+  EXPECT_EQ(grid.At(5, 4), cv::Point2d(50, 40));
+}
+
 }  // namespace dravix::lab::unmix

@@ -20,5 +20,6 @@ void AddShotCommand(CLI::App& program);
 void AddRegionCommand(CLI::App& program);
 void AddReportCommand(CLI::App& program);
 void AddUnmixCommand(CLI::App& program);
+void AddRepeatCommand(CLI::App& program);
 
 }  // namespace dravix::tool

@@ -1,24 +1,36 @@
+#include <dravix/lab/board_places.h>
+#include <dravix/lab/flat_field.h>
 #include <dravix/lab/unmix.h>
-#include <dravix/region.h>
 #include <dravix/shot.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <filesystem>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "commands/area_arguments.h"
 #include "commands/commands.h"
+#include "commands/flat_field_arguments.h"
 #include "files/files.h"
 #include "files/matrix_files.h"
+#include "files/metadata.h"
 #include "files/names.h"
 #include "files/photograph_inputs.h"
 #include "files/stored_data.h"
+#include "photographs/photograph.h"
 #include "report/result_report.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
 #include "terminal/progress.h"
 #include "terminal/text_values.h"
+#include "terminal/warning.h"
 
 namespace dravix::tool {
 namespace {
@@ -26,22 +38,47 @@ namespace {
 constexpr const char* kExamples =
     "Examples:\n"
     "  dravix unmix photo.shot --corners 195,189 2772,96 2832,1819 244,1895 -o screen.lum\n"
-    "  dravix unmix photo.shot --region area.roi -o screen.lum --sigma screen.sigma.npy --json\n";
+    "  dravix unmix photo.shot --region area.roi -o screen.lum --sigma screen.sigma.npy --json\n"
+    "  dravix unmix photo.shot --region area.roi --checkerboard board.shot --blocks 8x6 \\\n"
+    "      --flat blank.shot -o screen.lum\n"
+    "  dravix unmix wall.dng --leds 384x256 --channel g --region area.roi \\\n"
+    "      --flat-from left.dng right.dng -o screen.lum\n";
 
 struct Options {
-  std::string photo, output, sigma;
+  std::string photo, output, sigma, board, blocks;
   AreaArguments area;
+  FlatFieldArguments flat;
+  std::optional<std::int32_t> lastWidth, lastHeight;
   bool json = false;
+  PhotographOptions photograph;
+  MetadataOptions metadata;
 };
 
 /// Refuses what the command line alone shows to be wrong, before any work is done.
 void CheckUsage(const Options& o) {
   RequireOneArea("unmix", o.area);
+  CheckUsage("unmix", o.flat);
+  if (o.board.empty() != o.blocks.empty()) {
+    throw UsageFailure("unmix: --checkerboard and --blocks belong together, but only one is given");
+  }
+  for (const auto& [option, count] :
+       {std::pair("--last-width", o.lastWidth), std::pair("--last-height", o.lastHeight)}) {
+    if (count && *count < 1) throw Unexpected(option, std::to_string(*count), "1 or more");
+  }
   RequireExtension("-o", o.output, ".lum");
   if (!o.sigma.empty()) RequireExtension("--sigma", o.sigma, ".npy");
   std::vector<NamedFile> inputs = FilesOf(o.area);
-  inputs.push_back({"photo", o.photo});
+  for (const NamedFile& file : FilesOf(o.flat)) inputs.push_back(file);
+  inputs.insert(inputs.end(),
+                {{"photo", o.photo}, {"--checkerboard", o.board}, {"--metadata", o.metadata.file}});
   RequireDistinctFiles(inputs, {{"-o", o.output}, {"--sigma", o.sigma}});
+}
+
+/// The photograph, from whatever file, with the groups that the command line adds.
+Photograph Opened(const Options& o, const std::string& name) {
+  Photograph photograph = OpenPhotograph(name, o.photograph);
+  o.metadata.Apply(photograph.shot);
+  return photograph;
 }
 
 /// The four corners, top-left first and clockwise.
@@ -58,50 +95,102 @@ double SensorTop(const Shot& shot) {
   return bits >= 1 && bits <= 16 ? (1 << bits) - 1 : 0;
 }
 
-lab::Unmixed Unmixed(const Options& o, const Shot& shot) {
+/// Where the checkerboard's blocks lie; nothing without one.
+std::vector<lab::KnownPlace> PlacesFor(const Options& o, const Shot& shot,
+                                       const lab::UnmixOptions& options) {
+  if (o.board.empty()) return {};
+  const Shot board = Opened(o, o.board).shot;
+  RequireCheckerboardOf(o.board, board, o.photo, shot);
+  const lab::BoardGrid grid = {options.corners,
+                               options.leds,
+                               ParseSize("--blocks", o.blocks),
+                               {o.lastWidth.value_or(-1), o.lastHeight.value_or(-1)}};
+  try {
+    lab::BoardPlaces found = lab::BoardPlacesOf(board, grid);
+    if (found.refused.empty()) return std::move(found.places);
+    throw MeasurementFailure(o.board, found.refused);
+  } catch (const std::invalid_argument& error) {
+    throw MeasurementFailure(o.board, error.what());
+  }
+}
+
+struct Answer {
+  lab::Unmixed unmixed;
+  std::optional<lab::FlatField> flat;
+};
+
+Answer AnswerFor(const Options& o, const Shot& shot) {
   const Progress progress("un-mixing " + o.photo);
   lab::UnmixOptions options;
   options.corners = CornersFor(o, shot);
   options.leds = {shot.pattern->lighted_led_w, shot.pattern->lighted_led_h};
   options.sensorTop = SensorTop(shot);
+  Answer answer;
+  answer.flat = FlatFieldFor(o.flat, [&](const std::string& name) { return Opened(o, name).shot; },
+                             o.photo, shot, {options.corners, options.leds});
+  options.places = PlacesFor(o, shot, options);
   try {
-    return lab::Unmix(shot.image, options);
+    answer.unmixed = lab::Unmix(shot.image, options);
   } catch (const std::invalid_argument& error) {
     throw InputFailure(o.photo, error.what());
   }
+  if (answer.flat) answer.unmixed = lab::Flattened(answer.unmixed, *answer.flat);
+  return answer;
 }
 
-std::string Percent(double share) { return NumberText(100 * share) + " %"; }
-
-void Report(const Options& o, const lab::Unmixed& u) {
+void Report(const Options& o, const Photograph& photograph, const Answer& answer) {
+  const lab::Unmixed& u = answer.unmixed;
+  const std::string turned = OrientationWarning(o.photo, photograph.source);
+  if (!turned.empty()) PrintWarning(turned);
   if (o.json) {
-    Print(lab::ToJson(u) + "\n");
+    Json json = Json::parse(lab::ToJson(u));
+    json["photo"] = o.photo;
+    json["source"] = SourceJson(photograph.source);
+    if (answer.flat) json["flat"] = Json::parse(lab::ToJson(*answer.flat));
+    if (!u.refused) json["result"] = o.output;
+    PrintJson(json);
     return;
   }
   if (u.refused) return;
-  Print(ReportLine("LEDs", SizeText(u.leds)) +
-        ReportLine("spot", "sigma " + NumberText(u.spotSigma) + ", disk " + NumberText(u.spotDisk) +
-                               " pitches") +
-        ReportLine("noise gain", NumberText(u.noiseGain)) +
-        ReportLine("expected error", Percent(u.sigma)) +
-        ReportLine("of the plain method", Percent(u.plainError)) + ReportLine("result", o.output) +
-        (o.sigma.empty() ? "" : ReportLine("sigma", o.sigma)));
+  std::string text;
+  for (const SourceLine& line : SourceLines(photograph.source)) {
+    text += ReportLine(line.label, line.value);
+  }
+  text += ReportLine("LEDs", SizeText(u.leds)) +
+          ReportLine("spot", "sigma " + NumberText(u.spotSigma) + ", disk " +
+                                 NumberText(u.spotDisk) + " pitches") +
+          ReportLine("noise gain", NumberText(u.noiseGain));
+  if (answer.flat) text += ReportLine("light lost", PercentText(answer.flat->lost));
+  Print(text + ReportLine("expected error", PercentText(u.sigma)) +
+        ReportLine("of the plain method", PercentText(u.plainError)) +
+        ReportLine("result", o.output) + (o.sigma.empty() ? "" : ReportLine("sigma", o.sigma)));
+}
+
+/// What is left under the names of the outputs. It stays, but must not be taken for the answer.
+std::string OlderFiles(const Options& o) {
+  std::string older;
+  for (const std::string& name : {o.output, o.sigma}) {
+    std::error_code none;
+    if (name.empty() || !std::filesystem::is_regular_file(PathOf(name), none)) continue;
+    older += (older.empty() ? "" : " and ") + name;
+  }
+  return older.empty() ? "" : "; " + older + " stays as it was, from before";
 }
 
 void Run(const Options& o) {
   CheckUsage(o);
-  const Shot shot = LoadShot(o.photo);
-  RequireMeasurable(o.photo, shot);
-  const lab::Unmixed unmixed = Unmixed(o, shot);
+  const Photograph photograph = Opened(o, o.photo);
+  RequireMeasurable(o.photo, photograph.shot);
+  const Answer answer = AnswerFor(o, photograph.shot);
+  const lab::Unmixed& unmixed = answer.unmixed;
   if (!unmixed.refused) {
     WriteFile(o.output, EncodeLum(unmixed.luminances));
     if (!o.sigma.empty()) WriteFile(o.sigma, EncodeNpy(unmixed.deviations));
   }
-  Report(o, unmixed);
-  if (unmixed.refused) {
-    throw MeasurementFailure(
-        o.photo, std::string(lab::NameOf(unmixed.refused->id)) + ": " + unmixed.refused->message);
-  }
+  Report(o, photograph, answer);
+  if (!unmixed.refused) return;
+  throw MeasurementFailure(o.photo, std::string(lab::NameOf(unmixed.refused->id)) + ": " +
+                                        unmixed.refused->message + OlderFiles(o));
 }
 
 }  // namespace
@@ -110,12 +199,25 @@ void AddUnmixCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "unmix", "Measure each LED's own light, without that of its neighbors.");
   const auto o = std::make_shared<Options>();
-  command.add_option("photo", o->photo, "photograph, .shot with one plane and a pattern")
+  command
+      .add_option("photo", o->photo, "photograph: .shot, or any picture or raw file with --leds")
       ->required();
   AddAreaArguments(command, o->area);
   command.add_option("-o,--output", o->output, "where to save the result, .lum")->required();
   command.add_option("--sigma", o->sigma,
                      "where to save the standard deviation of each LED, .npy of 32-bit floats");
+  command.add_option("--checkerboard", o->board,
+                     "second photograph from the same place that shows a checkerboard: its blocks "
+                     "say how the lens bends the screen");
+  command.add_option("--blocks", o->blocks, "blocks of the checkerboard across and down")
+      ->type_name("WxH");
+  command.add_option("--last-width", o->lastWidth,
+                     "LEDs across one block of the last column, where it is narrower");
+  command.add_option("--last-height", o->lastHeight,
+                     "LEDs down one block of the last row, where it is lower");
+  AddFlatFieldArguments(command, o->flat);
+  o->photograph.AddTo(command);
+  o->metadata.AddTo(command);
   command.add_flag("--json", o->json, "print the answer as JSON, also when it is refused");
   command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);
   command.callback([o] { Run(*o); });

@@ -31,8 +31,14 @@ RegionOI LoadRegionOf(const std::string& name, const std::string& photoName, con
 
 void RequireCheckerboardOf(const std::string& name, const Shot& board, const std::string& photoName,
                            const Shot& photo) {
-  RequireSizeOf(photoName, photo, name, board.image.size(), "is a photograph of",
-                "both must be taken by one camera from one place");
+  RequireSizeOfPhotograph(name, board, photoName, photo,
+                          "both must be taken by one camera from one place");
+}
+
+void RequireSizeOfPhotograph(const std::string& name, const Shot& other,
+                             const std::string& photoName, const Shot& photo,
+                             const std::string& advice) {
+  RequireSizeOf(photoName, photo, name, other.image.size(), "is a photograph of", advice);
 }
 
 }  // namespace dravix::tool

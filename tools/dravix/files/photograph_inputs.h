@@ -21,4 +21,9 @@ inline constexpr double kMostPixels = 250e6;
 void RequireCheckerboardOf(const std::string& name, const Shot& board, const std::string& photoName,
                            const Shot& photo);
 
+/// The same for any other photograph; `advice` ends the message.
+void RequireSizeOfPhotograph(const std::string& name, const Shot& other,
+                             const std::string& photoName, const Shot& photo,
+                             const std::string& advice);
+
 }  // namespace dravix::tool
