@@ -61,8 +61,9 @@ void AddNotMeasured(const ReportInput& input, Notices& notices) {
   if (missing == 0) return;
   notices.Warn(LedText(missing) + " of " +
                LedText(static_cast<std::int64_t>(input.values.total())) +
-               (missing == 1 ? " was" : " were") +
-               " not measured (NaN). The figures leave them out; the map shows them hatched.");
+               (missing == 1 ? " was" : " were") + " not measured (NaN). The figures leave " +
+               (missing == 1 ? "it" : "them") + " out; the map shows " +
+               (missing == 1 ? "it" : "them") + " hatched.");
 }
 
 void AddDefects(const ReportInput& input, Notices& notices) {
