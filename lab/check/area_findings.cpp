@@ -106,10 +106,12 @@ void CheckTilt(const Subject& subject, Findings& findings) {
 }
 
 void CheckSearch(const Subject& subject, Findings& findings) {
+  if (subject.isLitInside) return;
   if (!subject.isLit) {
     Add(findings, "no-area",
-        "no lit area with four corners stands out of the dark: check that the screen was lit and "
-        "not covered, that the room was dark, and the exposure",
+        "no lit area with four corners stands out of the dark: check that the screen was lit, "
+        "evenly (a picture or a chart has no outline to be seen) and not covered, that the room "
+        "was dark, and the exposure; or give --corners",
         {{"lit_level", subject.areas.lit}, {"dark_level", subject.areas.dark}});
     return;
   }

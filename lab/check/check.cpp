@@ -71,14 +71,18 @@ void Look(Subject& subject) {
     subject.isWhole = !area->touches;
     if (area->isQuad) subject.outline = area->outline;
   }
+  if (!subject.isLit && subject.given) {
+    subject.isLitInside = IsLitInside(subject.samples.plane, *subject.given, subject.leds);
+  }
   if (!subject.outline && subject.given) subject.outline = StraightOutline(*subject.given);
 }
 
 }  // namespace
 
 std::vector<Finding> Check(const Shot& photo, const CheckOptions& options) {
-  Subject subject{photo, options, SamplesOf(photo), {}, LedsOf(photo), {}, {}, {}, false, false, 0,
-                  0,     0};
+  Subject subject{
+      photo, options, SamplesOf(photo), {}, LedsOf(photo), {}, {}, {}, false, false, false, 0,
+      0,     0};
   subject.given = GivenCorners(photo, options);
   const Shot* board = options.checkerboard;
   if (board != nullptr && board->image.size() == photo.image.size()) {

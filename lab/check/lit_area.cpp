@@ -28,8 +28,11 @@ constexpr double kFirstSigma = 1.0;    // pixels of the reduced picture
 constexpr double kNextSigma = 1.6;     // factor between two widths
 constexpr double kSolid = 0.93;        // of the hull's area that a melted area covers
 constexpr double kLoose = 0.005;       // of the largest area: single LEDs that still stand apart
+constexpr std::ptrdiff_t kLamps = 2;   // small areas that are reflections and lamps, no LEDs
 constexpr std::size_t kMostAreas = 9;  // more areas of like size are single LEDs or noise
 constexpr double kTenth = 0.1;         // of the largest area's size that makes another an area
+constexpr double kLeastStep = 5;       // deviations of the surroundings by which light stands out
+constexpr double kLeastSamples = 0.5;  // likewise, in samples of a melted picture
 
 using Contour = std::vector<cv::Point>;
 
@@ -108,7 +111,8 @@ struct Blobs {
   Levels levels;
   std::vector<Contour> contours;  ///< those of a tenth of the largest one's size, largest first
   double solidity = 0;            ///< of the largest
-  double loose = 0;               ///< area of all smaller ones over the largest one's
+  std::vector<Contour> lamps;     ///< the largest of the smaller ones, kLamps of them at most
+  double loose = 0;               ///< area of all other smaller ones over the largest one's
 };
 
 double Solidity(const Contour& contour) {
@@ -132,7 +136,9 @@ Blobs BlobsAt(const cv::Mat1f& picture, double sigma) {
   const double tenth = kTenth * size(blobs.contours.front());
   const auto small = std::find_if(blobs.contours.begin(), blobs.contours.end(),
                                   [&](const Contour& c) { return size(c) < std::max(tenth, 1.0); });
-  for (auto c = small; c != blobs.contours.end(); ++c) {
+  const auto loose = small + std::min(kLamps, blobs.contours.end() - small);
+  blobs.lamps.assign(small, loose);
+  for (auto c = loose; c != blobs.contours.end(); ++c) {
     blobs.loose += size(*c) / std::max(1.0, size(blobs.contours.front()));
   }
   blobs.contours.erase(small, blobs.contours.end());
@@ -158,8 +164,10 @@ Blobs Melt(const cv::Mat1f& picture) {
 /// is small against the step. Noise cut at any threshold has a step of a few of its deviations.
 bool StandOut(const Blobs& blobs) {
   cv::Mat1b outside(blobs.melted.size(), 255);
-  cv::drawContours(outside, blobs.contours, -1, 0, cv::FILLED);
-  cv::drawContours(outside, blobs.contours, -1, 0, 1 + 2 * cvCeil(3 * blobs.sigma));
+  for (const std::vector<Contour>& lit : {blobs.contours, blobs.lamps}) {
+    cv::drawContours(outside, lit, -1, 0, cv::FILLED);
+    cv::drawContours(outside, lit, -1, 0, 1 + 2 * cvCeil(3 * blobs.sigma));
+  }
   cv::Scalar mean;
   cv::Scalar deviation;
   if (cv::countNonZero(outside) < 16) {
@@ -168,8 +176,8 @@ bool StandOut(const Blobs& blobs) {
     return blobs.levels.lit > 1.3 * blobs.levels.dark + kNoise;
   }
   cv::meanStdDev(blobs.melted, mean, deviation, outside);
-  constexpr double kLeastStep = 5;
-  return blobs.levels.lit - mean[0] > kLeastStep * deviation[0] && blobs.levels.lit - mean[0] > 0.5;
+  const double step = blobs.levels.lit - mean[0];
+  return step > kLeastStep * deviation[0] && step > kLeastSamples;
 }
 
 /// The four corners of a contour's hull, roughly; nothing where it has fewer.
@@ -253,7 +261,57 @@ LitArea AreaOfContour(const Reduced& reduced, const Blobs& blobs, const Contour&
   return area;
 }
 
+/// The same corners in the reduced picture.
+Corners InReduced(const Corners& corners, int factor) {
+  const double half = 0.5 * (factor - 1);
+  Corners reduced = corners;
+  for (cv::Point2d& c : reduced) c = (c - cv::Point2d(half, half)) * (1.0 / factor);
+  return reduced;
+}
+
+struct Inside {
+  double step = 0;    ///< from the mean outside to the mean inside
+  double spread = 0;  ///< standard deviation outside
+};
+
+Inside InsideOf(const cv::Mat1f& melted, const Corners& corners, double margin) {
+  std::vector<cv::Point> polygon;
+  for (const cv::Point2d& c : corners) polygon.emplace_back(cvRound(c.x), cvRound(c.y));
+  cv::Mat1b inside(melted.size(), 0);
+  cv::fillConvexPoly(inside, polygon, 255);
+  cv::Mat1b outside(melted.size(), 255);
+  cv::fillConvexPoly(outside, polygon, 0);
+  cv::polylines(outside, std::vector<std::vector<cv::Point>>{polygon}, true, 0,
+                1 + 2 * cvCeil(margin));
+  if (cv::countNonZero(inside) == 0 || cv::countNonZero(outside) == 0) return {};
+  cv::Scalar mean;
+  cv::Scalar deviation;
+  cv::meanStdDev(melted, mean, deviation, outside);
+  return {cv::mean(melted, inside)[0] - mean[0], deviation[0]};
+}
+
 }  // namespace
+
+bool IsLitInside(const cv::Mat& plane, const Corners& corners, cv::Size leds) {
+  if (std::min(plane.cols, plane.rows) < kSmallestSide) return false;
+  for (const cv::Point2d& c : corners) {
+    if (c.x < -1 || c.y < -1 || c.x > plane.cols || c.y > plane.rows) return false;
+  }
+  const Reduced reduced = Reduce(plane);
+  const Corners given = InReduced(corners, reduced.factor);
+  const double sigma = SigmaFor(given, leds, kFirstSigma);
+  cv::Mat1f melted;
+  cv::GaussianBlur(reduced.picture, melted, {}, sigma, sigma, cv::BORDER_REPLICATE);
+  const Inside inside = InsideOf(melted, given, 3 * sigma);
+  if (inside.step <= kLeastStep * inside.spread || inside.step <= kLeastSamples) return false;
+  // Dark parts of a picture leave no fall; a side along which there is none anywhere is no side.
+  constexpr double kFall = 0.1;  // of the mean light inside
+  constexpr double kLeastOfSide = 0.2;
+  constexpr double kLeastOfAll = 0.5;
+  const std::array<double, 4> shares = FallShares(melted, given, sigma, kFall * inside.step);
+  const double sum = shares[0] + shares[1] + shares[2] + shares[3];
+  return *std::min_element(shares.begin(), shares.end()) >= kLeastOfSide && sum / 4 >= kLeastOfAll;
+}
 
 LitAreas FindLitAreas(const cv::Mat& plane, cv::Size leds) {
   LitAreas found;

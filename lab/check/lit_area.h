@@ -25,4 +25,8 @@ struct LitAreas {
 /// tell how far the LEDs have to be melted.
 [[nodiscard]] LitAreas FindLitAreas(const cv::Mat& plane, cv::Size leds);
 
+/// Whether light stands out of the dark inside given corners and falls where their sides are, as
+/// far as a screen can that shows a picture or a chart: its dark parts have no sides to be seen.
+[[nodiscard]] bool IsLitInside(const cv::Mat& plane, const Corners& corners, cv::Size leds);
+
 }  // namespace dravix::lab

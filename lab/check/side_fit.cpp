@@ -36,7 +36,7 @@ std::optional<double> At(const cv::Mat1f& picture, cv::Point2d p) {
 /// How far outside the side the light crosses its half on the line at `t`; nothing where it does
 /// not, or where the line leaves the picture before.
 std::optional<double> Crossing(const cv::Mat1f& picture, const Side& side, double t, double reach,
-                               double dark) {
+                               double dark, double leastStep = 0) {
   const cv::Point2d foot = side.At(t);
   const cv::Point2d outward = side.Outward();
   const int count = static_cast<int>(2 * reach / kStep) + 1;
@@ -55,7 +55,7 @@ std::optional<double> Crossing(const cv::Mat1f& picture, const Side& side, doubl
   if (line.size() == static_cast<std::size_t>(count)) {
     outside = *std::min_element(line.begin() + static_cast<std::ptrdiff_t>(third), line.end());
   }
-  if (inside - outside <= 0) return std::nullopt;
+  if (inside - outside <= leastStep) return std::nullopt;
   const double half = (inside + outside) / 2;
   for (std::size_t i = 1; i < line.size(); ++i) {
     if (line[i - 1] >= half && line[i] < half) {
@@ -152,6 +152,24 @@ Outline Anchored(const std::array<Side, 4>& sides, const Corners& corners) {
 }
 
 }  // namespace
+
+std::array<double, 4> FallShares(const cv::Mat1f& melted, const Corners& corners, double sigma,
+                                 double step) {
+  const Outline outline = StraightOutline(corners);
+  std::array<double, 4> shares{};
+  for (std::size_t i = 0; i < 4; ++i) {
+    const Side& side = outline.sides.at(i);
+    const double reach = std::max(6.0, 4 * sigma);
+    // A lens bows a side, and corners are given in whole pixels.
+    const double near = std::max(0.5 * reach, 0.01 * side.Length());
+    for (int line = 0; line < kLines; ++line) {
+      const double t = kMargin + (1 - 2 * kMargin) * line / (kLines - 1);
+      const auto off = Crossing(melted, side, t, reach, 0, step);
+      if (off && std::abs(*off) < near) shares.at(i) += 1.0 / kLines;
+    }
+  }
+  return shares;
+}
 
 Outline FitSides(const cv::Mat1f& melted, const Corners& rough, double sigma, double dark) {
   Outline outline = StraightOutline(rough);

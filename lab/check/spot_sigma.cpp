@@ -1,6 +1,7 @@
 /// Across a side of the screen, the mean light under a window of one pitch falls as the spot of one
-/// LED, summed from one side: the window turns the comb of LED rows into an even area. A Gaussian's
-/// sum with its own place, width and two levels is fitted to it.
+/// LED, summed from one side: the window turns the comb of LED rows into an even area. The sums of
+/// a Gaussian and of a disk, each with its own place, width and two levels, are fitted to it; the
+/// one that fits better gives the width.
 #include <algorithm>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
@@ -61,12 +62,22 @@ std::vector<double> UnderWindow(const std::vector<double>& profile) {
   return means;
 }
 
-double FallOf(double z) { return 0.5 * std::erfc(z / std::sqrt(2.0)); }
+/// Light left of a Gaussian of standard deviation 1, and of a disk of radius 2, whose standard
+/// deviation along an axis is 1 as well.
+double GaussianFall(double z) { return 0.5 * std::erfc(z / std::sqrt(2.0)); }
+double DiskFall(double z) {
+  const double u = std::clamp(z / 2, -1.0, 1.0);
+  return 0.5 - (u * std::sqrt(1 - u * u) + std::asin(u)) / CV_PI;
+}
 
-/// The width of the fall in pitches, by trying widths and places.
-double FittedSigma(const std::vector<double>& means) {
-  double best = -1;
-  double sigmaOfBest = 0;
+struct Fitted {
+  double rest = -1;  ///< sum of squares that the fit leaves; negative: none fits
+  double sigma = 0;  ///< pitches
+};
+
+/// The width of the fall, by trying widths and places.
+Fitted FitOf(const std::vector<double>& means, double (*fall)(double)) {
+  Fitted fitted;
   const auto n = static_cast<double>(means.size());
   for (double sigma = 0.08; sigma < 3.2; sigma *= 1.05) {
     for (double place = -1.0; place <= 1.0; place += 0.05) {
@@ -78,7 +89,7 @@ double FittedSigma(const std::vector<double>& means) {
       double vv = 0;
       for (std::size_t i = 0; i < means.size(); ++i) {
         const double d = (static_cast<double>(i) + kPerPitch / 2.0) / kPerPitch - kReach;
-        const double shape = FallOf((d - place) / sigma);
+        const double shape = fall((d - place) / sigma);
         f += shape;
         ff += shape * shape;
         v += means[i];
@@ -89,13 +100,16 @@ double FittedSigma(const std::vector<double>& means) {
       if (spread <= 1e-9) continue;
       const double step = (fv - f * v / n) / spread;
       const double rest = vv - v * v / n - step * step * spread;
-      if (step > 0 && (best < 0 || rest < best)) {
-        best = rest;
-        sigmaOfBest = sigma;
-      }
+      if (step > 0 && (fitted.rest < 0 || rest < fitted.rest)) fitted = {rest, sigma};
     }
   }
-  return sigmaOfBest;
+  return fitted;
+}
+
+double FittedSigma(const std::vector<double>& means) {
+  const Fitted gaussian = FitOf(means, GaussianFall);
+  const Fitted disk = FitOf(means, DiskFall);
+  return disk.rest >= 0 && disk.rest < gaussian.rest ? disk.sigma : gaussian.sigma;
 }
 
 }  // namespace

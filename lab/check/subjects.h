@@ -25,6 +25,7 @@ struct Subject {
   std::optional<Corners> given;    ///< corners of the options or of their region
   std::optional<Outline> outline;  ///< of the lit area: found, or given where none was found
   bool isLit = false;              ///< whether an area was found
+  bool isLitInside = false;        ///< whether none was, but what is inside the corners is lit
   bool isWhole = false;            ///< whether its whole outline is in the photograph
   double litLevel = 0;             ///< samples: the area's median, the LEDs melted together
   double darkLevel = 0;            ///< samples: the surroundings

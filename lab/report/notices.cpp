@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "lab/report/page_json.h"
+
 namespace dravix::lab {
 namespace {
 
@@ -59,8 +61,9 @@ void AddNotMeasured(const ReportInput& input, Notices& notices) {
   if (missing == 0) return;
   notices.Warn(LedText(missing) + " of " +
                LedText(static_cast<std::int64_t>(input.values.total())) +
-               (missing == 1 ? " was" : " were") +
-               " not measured (NaN). The figures leave them out; the map shows them hatched.");
+               (missing == 1 ? " was" : " were") + " not measured (NaN). The figures leave " +
+               (missing == 1 ? "it" : "them") + " out; the map shows " +
+               (missing == 1 ? "it" : "them") + " hatched.");
 }
 
 void AddDefects(const ReportInput& input, Notices& notices) {
@@ -141,10 +144,21 @@ void AddDifferentSizes(const std::vector<ReportInput>& inputs, Notices& notices)
   }
 }
 
+void AddShortMeans(int digits, Notices& notices) {
+  if (digits >= kAllDigits) return;
+  notices.Remark(digits == 0
+                     ? "The means of so many modules do not fit into this page: they are left out "
+                       "(dravix analyze --json has them). All other figures are complete."
+                     : "The means of so many modules are given with " + std::to_string(digits) +
+                           " digits, so that they fit into this page. All other figures have all "
+                           "of theirs.");
+}
+
 }  // namespace
 
 std::vector<Notice> NoticesOf(const std::vector<ReportInput>& inputs,
-                              const std::vector<int>& blocks, const ReportOptions& options) {
+                              const std::vector<int>& blocks, int meanDigits,
+                              const ReportOptions& options) {
   Notices notices;
   AddDifferentSizes(inputs, notices);
   for (std::size_t i = 0; i < inputs.size(); ++i) {
@@ -156,6 +170,7 @@ std::vector<Notice> NoticesOf(const std::vector<ReportInput>& inputs,
     AddDefects(inputs[i], notices);
     AddCopiedBorder(inputs[i], notices);
     AddCoarseMap(blocks[i], notices);
+    if (inputs[i].analysis.modules) AddShortMeans(meanDigits, notices);
   }
   notices.About("");
   if (options.photograph && options.photograph->outline.empty()) {

@@ -14,9 +14,10 @@ struct Notice {
   std::string text;        ///< one or more sentences
 };
 
-/// Warnings first, in the order of the inputs. `blocks` are the LEDs across each cell of the maps.
+/// Warnings first, in the order of the inputs. `blocks` are the LEDs across each cell of the maps,
+/// `meanDigits` the significant digits of the modules' means (AnalysesText).
 [[nodiscard]] std::vector<Notice> NoticesOf(const std::vector<ReportInput>& inputs,
-                                            const std::vector<int>& blocks,
+                                            const std::vector<int>& blocks, int meanDigits,
                                             const ReportOptions& options);
 
 }  // namespace dravix::lab

@@ -18,6 +18,7 @@
 #include "lab/report/curves.h"
 #include "lab/report/encoded.h"
 #include "lab/report/notices.h"
+#include "lab/report/page_json.h"
 #include "lab/report/page_template.h"
 #include "lab/report/photograph.h"
 
@@ -78,22 +79,6 @@ void Check(const std::vector<ReportInput>& inputs, const ReportOptions& options)
                 (depth == CV_8U || depth == CV_16U || depth == CV_32F),
             photo->file + ": expected a picture of 1 or 3 channels of 8 or 16 bits or floats");
   }
-}
-
-/// Without spaces, pure ASCII. Bytes that are no UTF-8 appear as replacement characters.
-std::string Compact(const Json& json) {
-  return JsonForScript(json.dump(-1, ' ', true, Json::error_handler_t::replace));
-}
-
-/// The analyses as the tool prints them, each with its file.
-std::string AnalysesJson(const std::vector<ReportInput>& inputs) {
-  Json all = Json::array();
-  for (const ReportInput& input : inputs) {
-    Json one = {{"file", input.file}};
-    one.update(Json::parse(ToJson(input.analysis)));
-    all.push_back(std::move(one));
-  }
-  return Compact(all);
 }
 
 Json FactsJson(const std::vector<ReportFact>& facts) {
@@ -261,16 +246,19 @@ std::string Filled(std::string_view page, const std::string& title, const std::s
 std::string ReportPage(const std::vector<ReportInput>& inputs, const ReportOptions& options) {
   Check(inputs, options);
   const std::string title = options.title.empty() ? "Measurement report" : options.title;
-  const std::string analyses = AnalysesJson(inputs);
   Json data = DrawnJson(inputs, options, title);
 
   // Notices, sizes and steps of the maps are not known yet. Each result has fewer than ten notices
   // of some hundred bytes and its name, whose signs may need six bytes each.
   std::size_t reserve = 4000;
   for (const ReportInput& input : inputs) reserve += 4000 + 60 * input.file.size();
-  const std::size_t used =
-      PageTemplate().size() + HtmlText(title).size() + analyses.size() + Compact(data).size();
-  const std::size_t rest = options.mostBytes - std::min(options.mostBytes, used + reserve);
+  const auto restAfter = [&](std::size_t used) {
+    return options.mostBytes - std::min(options.mostBytes, used);
+  };
+  const std::size_t fixed =
+      PageTemplate().size() + HtmlText(title).size() + PageJson(data).size() + reserve;
+  const AnalysesText analyses = AnalysesIn(inputs, restAfter(fixed + kLeastOfMaps));
+  const std::size_t rest = restAfter(fixed + analyses.json.size());
   const std::vector<CompressedMap> maps = MapsOf(inputs, std::max(rest, kLeastOfMaps));
 
   std::vector<int> blocks;
@@ -278,8 +266,8 @@ std::string ReportPage(const std::vector<ReportInput>& inputs, const ReportOptio
     blocks.push_back(maps[i].block);
     data["results"][i]["map"] = MapJson(maps[i]);
   }
-  data["notices"] = NoticesJson(NoticesOf(inputs, blocks, options));
-  return Filled(PageTemplate(), HtmlText(title), analyses, Compact(data));
+  data["notices"] = NoticesJson(NoticesOf(inputs, blocks, analyses.meanDigits, options));
+  return Filled(PageTemplate(), HtmlText(title), analyses.json, PageJson(data));
 }
 
 }  // namespace dravix::lab

@@ -180,6 +180,7 @@ function moduleTiles({ analysis }) {
 /** The means of the modules in colors, on a scale of their own. */
 function moduleMeans({ analysis, drawn }, panel) {
   const { means, count } = analysis.modules;
+  if (means === null) return make('p', { class: 'muted' }, 'The means of so many modules are left out of this page.');
   const known = means.flat().filter((mean) => mean !== null);
   const scale = new ColorScale(panel.scale.table);
   [scale.low, scale.high] = [known.reduce((a, b) => Math.min(a, b)), known.reduce((a, b) => Math.max(a, b))];

@@ -4,6 +4,7 @@
 
 #include <limits>
 
+#include "lab/report/page_json.h"
 #include "test/lab/report/screens.h"
 
 namespace dravix::lab {
@@ -24,7 +25,7 @@ auto Remark(const std::string& part) {
 
 std::vector<Notice> NoticesFor(const cv::Mat& values, const AnalysisOptions& options = {},
                                int block = 1) {
-  return NoticesOf({InputOf(values, "a.lum", options)}, {block}, {});
+  return NoticesOf({InputOf(values, "a.lum", options)}, {block}, kAllDigits, {});
 }
 
 TEST(Notices, AGoodScreenHasNone) { EXPECT_THAT(NoticesFor(Noise({60, 40}, 1000, 20)), IsEmpty()); }
@@ -77,7 +78,7 @@ TEST(Notices, RemarksFollowWarnings) {
 TEST(Notices, TellOfResultsOfDifferentSizes) {
   const std::vector<ReportInput> inputs = {InputOf(Noise({60, 40}, 1000, 20), "a.lum"),
                                            InputOf(Noise({50, 40}, 1000, 20), "b.lum")};
-  EXPECT_THAT(NoticesOf(inputs, {1, 1}, {}),
+  EXPECT_THAT(NoticesOf(inputs, {1, 1}, kAllDigits, {}),
               ElementsAre(Warning("a.lum has 60 x 40 LEDs, b.lum has 50 x 40")));
 }
 

@@ -131,6 +131,65 @@ TEST(Page, OfALargeScreenWithAPhotographIsSmall) {
   EXPECT_LE(ReportPage(inputs, options).size(), kMostBytes);
 }
 
+struct LargeCase {
+  const char* name;
+  double noise;
+  cv::Size module;
+  int results;
+};
+
+class LargePages : public testing::TestWithParam<LargeCase> {};
+
+TEST_P(LargePages, AreSmallWithAnyOptions) {
+  const LargeCase& c = GetParam();
+  AnalysisOptions options;
+  options.module = c.module;
+  options.cabinet = {c.module.width * 4, c.module.height * 2};
+  const std::vector<ReportInput> inputs(static_cast<std::size_t>(c.results),
+                                        InputOf(LargeScreen(c.noise), "wall.lum", options));
+  const std::string page = ReportPage(inputs);
+  EXPECT_LE(page.size(), kMostBytes);
+  const Json found = JsonOf(page, "analysis")[0];
+  Json expected = Json::parse(ToJson(inputs[0].analysis));
+  EXPECT_EQ(found["seams"], expected["seams"]);
+  EXPECT_EQ(found["defects"], expected["defects"]);
+  EXPECT_EQ(found["modules"]["largest_step"], expected["modules"]["largest_step"]);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Page, LargePages,
+    testing::Values(LargeCase{"even8", 0, {8, 8}, 1}, LargeCase{"noisy8", 0.03, {8, 8}, 1},
+                    LargeCase{"noisy16", 0.03, {16, 16}, 1},
+                    LargeCase{"noisy16x8", 0.04, {16, 8}, 1},
+                    LargeCase{"narrow", 0.03, {3840, 1}, 1}, LargeCase{"noisy4", 0.03, {4, 4}, 1},
+                    LargeCase{"two8", 0.03, {8, 8}, 2}, LargeCase{"three32", 0.04, {32, 32}, 3}),
+    [](const auto& c) { return c.param.name; });
+
+TEST(Page, KeepsTenDigitsOfTheMeansOfSmallModules) {
+  AnalysisOptions options;
+  options.module = {8, 8};
+  const ReportInput input = InputOf(LargeScreen(0.03), "wall.lum", options);
+  const std::string page = ReportPage({input});
+  const Json means = JsonOf(page, "analysis")[0]["modules"]["means"];
+  for (int y = 0; y < 270; y += 7) {
+    for (int x = 0; x < 480; x += 7) {
+      const double expected = input.analysis.modules->means(y, x);
+      EXPECT_NEAR(means[y][x].get<double>(), expected, 1e-9 * expected);
+    }
+  }
+  EXPECT_THAT(page, HasSubstr("digits, so that they fit into this page"));
+}
+
+TEST(Page, LeavesOutTheMeansOfTinyModulesAndSaysSo) {
+  AnalysisOptions options;
+  options.module = {2, 2};
+  const ReportInput input = InputOf(Noise({1920, 1080}, 1000, 1), "wall.lum", options);
+  const std::string page = ReportPage({input});
+  EXPECT_LE(page.size(), kMostBytes);
+  EXPECT_TRUE(JsonOf(page, "analysis")[0]["modules"]["means"].is_null());
+  EXPECT_THAT(page, HasSubstr("they are left out"));
+}
+
 TEST(Page, NamesTheScaleThatWasGiven) {
   ReportOptions options;
   EXPECT_EQ(JsonOf(ReportPage({InputOf(Noise({30, 20}, 10, 1))}), "report-data")["given_scale"],
