@@ -127,7 +127,9 @@ TEST(SimulatePart, GainsMultiplyTheTruthToTheBit) {
                                            "--interval", "2,2",  "--phase", "1,0"};
   const Simulated before(screen);
   std::vector<float> gains(12 * 9);
-  for (std::size_t i = 0; i < gains.size(); ++i) gains[i] = 1.0F / (1.0F + 0.01F * i);
+  for (std::size_t i = 0; i < gains.size(); ++i) {
+    gains[i] = 1.0F / (1.0F + 0.01F * static_cast<float>(i));
+  }
   Spill(before.folder.File("g.npy"), NpyBytes(9, 12, gains));
   auto words = screen;
   words.insert(words.end(), {"--gains", before.folder.File("g.npy")});
