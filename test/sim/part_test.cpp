@@ -120,6 +120,7 @@ TEST(Part, PrimariesHaveLevelsAndScatterOfTheirOwn) {
   scene.whole.ledWidth = 200;
   scene.whole.ledHeight = 150;
   scene.screen.luminance.deadShare = 0;
+  scene.screen.luminance.dead.clear();
   scene.screen.luminance.hotShare = 0;
   scene.screen.luminance.moduleSpread = 0;
   scene.metadata.type = CIE_Y;
