@@ -7,13 +7,14 @@
 namespace dravix::sim {
 namespace {
 
-/// From LED units to undistorted pixels from the photograph's middle. The third row is the
-/// perspective: the distance of the point from the camera over that of the screen's middle.
-cv::Matx33d Homography(const Screen& screen, const Pose& pose) {
+/// From the part's LEDs, lit or not, to undistorted pixels from the photograph's middle. The third
+/// row is the perspective: the distance of the point from the camera over that of the part's
+/// middle.
+cv::Matx33d FromPart(cv::Size part, const Pose& pose) {
   const SinCos x = FixedSinCos(pose.tiltX);
   const SinCos y = FixedSinCos(pose.tiltY);
   const SinCos roll = FixedSinCos(pose.roll);
-  const double longer = std::max(screen.ledWidth, screen.ledHeight) * pose.pitch;
+  const double longer = std::max(part.width, part.height) * pose.pitch;
   const double distance = pose.distance * longer;
 
   // A screen point (u, v, 0) is turned about the horizontal axis and then about the vertical one.
@@ -28,16 +29,32 @@ cv::Matx33d Homography(const Screen& screen, const Pose& pose) {
   const cv::Matx33d rolled(roll.cos, -roll.sin, pose.offset.x,  //
                            roll.sin, roll.cos, pose.offset.y,   //
                            0, 0, 1);
-  const cv::Matx33d scaled(pose.pitch, 0, -0.5 * screen.ledWidth * pose.pitch,   //
-                           0, pose.pitch, -0.5 * screen.ledHeight * pose.pitch,  //
+  const cv::Matx33d scaled(pose.pitch, 0, -0.5 * part.width * pose.pitch,   //
+                           0, pose.pitch, -0.5 * part.height * pose.pitch,  //
                            0, 0, 1);
   return rolled * turned * scaled;
+}
+
+/// From LED units to the part's LEDs: the cells of lit LEDs are as wide as their distance, with the
+/// LEDs in their middle.
+cv::Matx33d PartFromLit(const Scene& scene) {
+  const LitLeds lit = LitLedsOf(scene);
+  const cv::Point first = lit.first - PartOf(scene).tl();
+  return {1.0 * lit.step.x,
+          0,
+          first.x + 0.5 * (1 - lit.step.x),  //
+          0,
+          1.0 * lit.step.y,
+          first.y + 0.5 * (1 - lit.step.y),  //
+          0,
+          0,
+          1};
 }
 
 }  // namespace
 
 Projection::Projection(const Scene& scene, cv::Size photo)
-    : fromLed_(Homography(scene.screen, scene.pose)),
+    : fromLed_(FromPart(PartOf(scene).size(), scene.pose) * PartFromLit(scene)),
       middle_(0.5 * (photo.width - 1), 0.5 * (photo.height - 1)),
       distortion_(scene.optics.distortion),
       cornerSquared_(middle_.x * middle_.x + middle_.y * middle_.y) {}

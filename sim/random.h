@@ -22,6 +22,12 @@ class Random {
     z = (z ^ (z >> 27U)) * 0x94D049BB133111EBU;
     return z ^ (z >> 31U);
   }
+  /// The generator as it is after so many numbers, which takes no longer than one number.
+  Random After(std::uint64_t numbers) const {
+    Random later = *this;
+    later.state_ += numbers * 0x9E3779B97F4A7C15U;
+    return later;
+  }
   /// Uniformly distributed in [0, 1), with 53 random bits.
   double Uniform() { return static_cast<double>(Next() >> 11U) * 0x1p-53; }
   double Uniform(double low, double high) { return low + (high - low) * Uniform(); }

@@ -48,7 +48,7 @@ double AreaOf(cv::Point2d a, cv::Point2d b, cv::Point2d c, cv::Point2d d) {
 }
 
 /// The upper corners of a row of LED fields, in photograph pixels. An LED's field is its unit
-/// square on the screen.
+/// square, the cell of a lit LED.
 std::vector<cv::Point2d> FieldCorners(const Projection& projection, int columns, int row) {
   std::vector<cv::Point2d> corners(static_cast<std::size_t>(columns) + 1);
   for (int x = 0; x <= columns; ++x) {
@@ -57,12 +57,20 @@ std::vector<cv::Point2d> FieldCorners(const Projection& projection, int columns,
   return corners;
 }
 
+/// The share of a lit LED's cell that is its own place on the screen: the rest is that of dark
+/// LEDs.
+double LitShareOf(const Scene& scene) {
+  const cv::Point step = LitLedsOf(scene).step;
+  return 1.0 / (1.0 * step.x * step.y);
+}
+
 /// Gives the place and the light of each lit LED to `add`. An LED's light is its luminance times
-/// the area that its field covers on the sensor, so that an even screen looks evenly bright however
-/// it is tilted, as real ones do.
+/// the area that its place on the screen covers on the sensor, so that an even screen looks evenly
+/// bright however it is tilted, as real ones do, and that an LED is as bright beside dark ones.
 template <class Add>
 void ForEachSpot(const Scene& scene, const cv::Mat& luminances, cv::Size photo, Add add) {
   const Projection projection(scene, photo);
+  const double litShare = LitShareOf(scene);
   auto above = FieldCorners(projection, luminances.cols, 0);
   for (int y = 0; y < luminances.rows; ++y) {
     auto below = FieldCorners(projection, luminances.cols, y + 1);
@@ -71,7 +79,7 @@ void ForEachSpot(const Scene& scene, const cv::Mat& luminances, cv::Size photo, 
       if (luminance <= 0) continue;
       const auto i = static_cast<std::size_t>(x);
       const double area = AreaOf(above[i], above[i + 1], below[i + 1], below[i]);
-      add(projection.ToPhoto(cv::Point2d(x + 0.5, y + 0.5)), luminance * area);
+      add(projection.ToPhoto(cv::Point2d(x + 0.5, y + 0.5)), luminance * (area * litShare));
     }
     above.swap(below);
   }
@@ -185,17 +193,31 @@ void Sample(const Exposure& exposure, Random random, const float* light, int cou
   }
 }
 
+/// The seed of a photograph's noise. Photographs of other parts, lit LEDs and planes of a screen
+/// have other noise, and so have those that are taken again.
+std::uint64_t NoiseSeedOf(const Scene& scene) {
+  if (!IsPart(scene) && scene.sensor.noiseSeed == 0) return scene.seed;
+  const LitLeds lit = LitLedsOf(scene);
+  std::uint64_t seed = Random(scene.seed, scene.sensor.noiseSeed).Next();
+  for (const int value : {lit.first.x, lit.first.y, lit.step.x, lit.step.y, lit.count.width,
+                          lit.count.height, static_cast<int>(scene.metadata.type)}) {
+    seed = Random(seed, static_cast<std::uint64_t>(value)).Next();
+  }
+  return seed;
+}
+
 cv::Mat Photographed(const Scene& scene, const cv::Mat& luminances, Stream noise) {
   cv::Mat light = cv::Mat::zeros(PhotoSizeOf(scene), CV_32FC1);
   AddScreen(scene, luminances, light);
   AddReflection(scene.reflection, light);
   const Exposure exposure = ExposureOf(scene);
+  const std::uint64_t noiseSeed = NoiseSeedOf(scene);
   cv::Mat samples(light.size(), CV_16UC1);
   for (int y = 0; y < light.rows; ++y) {
     Expose(scene, exposure, y, light);
     Filter(scene.sensor, y, light);
     const auto row = (static_cast<std::uint64_t>(noise) << 32U) + static_cast<unsigned>(y);
-    Sample(exposure, Random(scene.seed, row), light.ptr<float>(y), light.cols,
+    Sample(exposure, Random(noiseSeed, row), light.ptr<float>(y), light.cols,
            samples.ptr<std::uint16_t>(y));
   }
   return samples;
@@ -207,23 +229,51 @@ void CopyText(const char* text, char (&field)[64]) {
   std::memcpy(field, text, std::min(std::strlen(text), sizeof(field) - 1));
 }
 
-void FillMetadata(const Scene& scene, std::int32_t patternType, Shot& shot) {
+/// The primary that a plane shows, as a bit of blue, green, red.
+std::int32_t ColorOf(std::uint32_t type) {
+  if (type == CIE_X || type == CAM_R) return 4;
+  return type == CIE_Z || type == CAM_B ? 1 : 2;
+}
+
+/// What the shot of a part of a larger screen says about the part and its lit LEDs.
+void FillPart(const Scene& scene, std::int32_t patternType, Shot& shot) {
+  const WholeScreen& whole = scene.whole;
+  const cv::Rect part = PartOf(scene);
+  const cv::Size lit = LitLedsOf(scene).count;
+  shot.partition =
+      Shot::Partition{part.x, part.y, part.width, part.height, whole.ledWidth, whole.ledHeight};
+  shot.pattern = Shot::Pattern{patternType,  whole.intervalX, whole.intervalY, whole.phaseX,
+                               whole.phaseY, lit.width,       lit.height};
+  shot.color = ColorOf(scene.metadata.type);
+}
+
+/// What the shot of all LEDs of a screen says, in which others may lie between and around them.
+void FillLit(const Scene& scene, std::int32_t patternType, Shot& shot) {
   const Metadata& m = scene.metadata;
   const std::int32_t w = scene.screen.ledWidth;
   const std::int32_t h = scene.screen.ledHeight;
   const std::int32_t fullW = w * m.intervalX;
   const std::int32_t fullH = h * m.intervalY;
-  shot.type = m.type;
   shot.partition = Shot::Partition{m.partitionX,
                                    m.partitionY,
                                    fullW,
                                    fullH,
                                    std::max(m.screenWidth, m.partitionX + fullW),
                                    std::max(m.screenHeight, m.partitionY + fullH)};
+  shot.pattern = Shot::Pattern{patternType, m.intervalX, m.intervalY, 0, 0, w, h};
+}
+
+void FillMetadata(const Scene& scene, std::int32_t patternType, Shot& shot) {
+  const Metadata& m = scene.metadata;
+  shot.type = m.type;
+  if (IsPart(scene)) {
+    FillPart(scene, patternType, shot);
+  } else {
+    FillLit(scene, patternType, shot);
+  }
   shot.panel = Shot::LedPanel{
       0, 0, 0, scene.screen.luminance.moduleWidth, scene.screen.luminance.moduleHeight, 1.0F};
   shot.layer = Shot::Layer{0, 1.0F, 255};
-  shot.pattern = Shot::Pattern{patternType, m.intervalX, m.intervalY, 0, 0, w, h};
   Shot::Device device;
   CopyText("simulated camera", device.id);
   CopyText("simulated lens", device.lens_id);
@@ -240,6 +290,7 @@ Quad QuadOf(const Projection& projection, cv::Point2d first, cv::Point2d last) {
 
 void AddCells(const Scene& scene, const Projection& projection, Truth& truth) {
   const int block = scene.checkerboard.block;
+  const cv::Size lit = LitLedsOf(scene).count;
   truth.grid = GridOf(scene);
   // A vector that grows would hold the cells of a large screen twice.
   const auto count =
@@ -249,8 +300,8 @@ void AddCells(const Scene& scene, const Projection& projection, Truth& truth) {
   for (int row = 0; row < truth.grid.height; ++row) {
     for (int column = 0; column < truth.grid.width; ++column) {
       const cv::Point2d first(column * block, row * block);
-      const cv::Point2d last(std::min((column + 1) * block, scene.screen.ledWidth),
-                             std::min((row + 1) * block, scene.screen.ledHeight));
+      const cv::Point2d last(std::min((column + 1) * block, lit.width),
+                             std::min((row + 1) * block, lit.height));
       truth.cells.push_back(QuadOf(projection, first, last));
       truth.cellLit.push_back(IsLit(scene, column, row) ? 1 : 0);
     }
@@ -271,14 +322,13 @@ double RmsError(const std::vector<cv::Point>& found, const Quad& truth) {
 Truth TruthOf(const Scene& scene) {
   const Projection projection(scene);
   Truth truth;
-  truth.corners =
-      QuadOf(projection, {0, 0}, cv::Point2d(scene.screen.ledWidth, scene.screen.ledHeight));
+  truth.corners = QuadOf(projection, {0, 0}, cv::Point2d(cv::Point(LitLedsOf(scene).count)));
   for (const cv::Point2d& p : truth.corners) {
     truth.cornerPixels.emplace_back(static_cast<int>(std::floor(p.x + 0.5)),
                                     static_cast<int>(std::floor(p.y + 0.5)));
   }
   truth.luminances = LuminancesOf(scene);
-  truth.samplesPerLuminance = scene.sensor.exposure * Largest(scene.sensor);
+  truth.samplesPerLuminance = scene.sensor.exposure * Largest(scene.sensor) * LitShareOf(scene);
   truth.blackLevel = scene.sensor.blackLevel;
   AddCells(scene, projection, truth);
   return truth;

@@ -11,8 +11,8 @@
 /// roots alone, which IEEE arithmetic defines to the last bit, and the compiler is told not to
 /// contract or reorder them.
 ///
-/// Rendering holds 4 bytes per LED, 6 bytes per pixel and 65 bytes per checkerboard block. A screen
-/// of 7680 x 4320 LEDs, photographed with 61 megapixels, takes half a gigabyte.
+/// Rendering holds 4 bytes per lit LED, 6 bytes per pixel and 65 bytes per checkerboard block. A
+/// screen of 7680 x 4320 LEDs, photographed with 61 megapixels, takes half a gigabyte.
 #pragma once
 
 #include <dravix/shot.h>
@@ -37,8 +37,8 @@ struct Truth {
   Quad corners;  ///< corners of the lit LEDs' area, half a pitch outside the outer LEDs' centers
   std::vector<cv::Point>
       cornerPixels;                   ///< the same, rounded, as a host hands them to DravixExtract
-  cv::Mat luminances;                 ///< CV_32FC1, ledHeight x ledWidth
-  double samplesPerLuminance = 0;     ///< sample value above black that luminance 1 gives
+  cv::Mat luminances;                 ///< CV_32FC1, of the lit LEDs, gains included
+  double samplesPerLuminance = 0;     ///< samples above black, mean of its cell, of luminance 1
   double blackLevel = 0;              ///< sample value in the dark
   cv::Size grid;                      ///< checkerboard blocks across and down
   std::vector<Quad> cells;            ///< corners of the blocks, row by row
@@ -52,11 +52,11 @@ struct Photograph {
 
 /// What is known without taking a picture.
 Truth TruthOf(const Scene& scene);
-/// Center of the LED at (column, row), in photograph pixels. It is computed when it is asked for: a
-/// list of all centers would take four times the memory of the luminances.
+/// Center of the lit LED at (column, row), in photograph pixels. It is computed when it is asked
+/// for: a list of all centers would take four times the memory of the luminances.
 cv::Point2d LedCenterOf(const Scene& scene, cv::Point led);
-/// The measured photograph, with all LEDs lit. Its image is CV_16UC1 for any number of bits; with a
-/// mosaic it holds the raw samples.
+/// The measured photograph, with all lit LEDs at full level. Its image is CV_16UC1 for any number
+/// of bits; with a mosaic it holds the raw samples.
 Photograph Render(const Scene& scene);
 /// The checkerboard photograph of the same pose.
 Shot RenderCheckerboard(const Scene& scene);

@@ -11,18 +11,52 @@ namespace {
 
 int CountOf(int leds, int block) { return (leds + block - 1) / block; }
 
+/// The cells that lit LEDs have in one phase or another, in LED units: a camera that sees them all
+/// need not move from phase to phase.
+cv::Rect2d AllCellsOf(const Scene& scene) {
+  const LitLeds lit = LitLedsOf(scene);
+  const cv::Rect part = PartOf(scene);
+  const double w = lit.step.x;
+  const double h = lit.step.y;
+  return {(part.x - lit.first.x) / w, (part.y - lit.first.y) / h, (part.width + w - 1) / w,
+          (part.height + h - 1) / h};
+}
+
 }  // namespace
+
+cv::Size ScreenSizeOf(const Scene& scene) {
+  if (IsPart(scene)) return {scene.whole.ledWidth, scene.whole.ledHeight};
+  return {scene.screen.ledWidth, scene.screen.ledHeight};
+}
+
+cv::Rect PartOf(const Scene& scene) {
+  if (!IsPart(scene)) return {{0, 0}, ScreenSizeOf(scene)};
+  const WholeScreen& w = scene.whole;
+  return {w.partX, w.partY, w.partWidth > 0 ? w.partWidth : w.ledWidth - w.partX,
+          w.partHeight > 0 ? w.partHeight : w.ledHeight - w.partY};
+}
+
+LitLeds LitLedsOf(const Scene& scene) {
+  const cv::Rect part = PartOf(scene);
+  if (!IsPart(scene)) return {{0, 0}, {1, 1}, part.size()};
+  const WholeScreen& w = scene.whole;
+  return {
+      {part.x + w.phaseX, part.y + w.phaseY},
+      {w.intervalX, w.intervalY},
+      {CountOf(part.width - w.phaseX, w.intervalX), CountOf(part.height - w.phaseY, w.intervalY)}};
+}
 
 cv::Size GridOf(const Scene& scene) {
   const int block = scene.checkerboard.block;
-  return {CountOf(scene.screen.ledWidth, block), CountOf(scene.screen.ledHeight, block)};
+  const cv::Size lit = LitLedsOf(scene).count;
+  return {CountOf(lit.width, block), CountOf(lit.height, block)};
 }
 
 cv::Size LastBlockOf(const Scene& scene) {
   const int block = scene.checkerboard.block;
   const cv::Size grid = GridOf(scene);
-  return {scene.screen.ledWidth - (grid.width - 1) * block,
-          scene.screen.ledHeight - (grid.height - 1) * block};
+  const cv::Size lit = LitLedsOf(scene).count;
+  return {lit.width - (grid.width - 1) * block, lit.height - (grid.height - 1) * block};
 }
 
 int SpotReachOf(const Scene& scene) {
@@ -39,12 +73,13 @@ cv::Size PhotoSizeOf(const Scene& scene) {
   // decides the size on either side. Only distances from the middle are needed, and these do not
   // depend on the size that is given here.
   const Projection projection(scene, cv::Size(2, 2));
-  const double w = scene.screen.ledWidth;
-  const double h = scene.screen.ledHeight;
+  const cv::Rect2d field = AllCellsOf(scene);
+  const cv::Point2d first = field.tl();
+  const cv::Point2d last = field.br();
   double across = 0;
   double down = 0;
   for (const cv::Point2d led :
-       {cv::Point2d(0, 0), cv::Point2d(w, 0), cv::Point2d(w, h), cv::Point2d(0, h)}) {
+       {first, cv::Point2d(last.x, first.y), last, cv::Point2d(first.x, last.y)}) {
     const cv::Point2d p = projection.FromMiddle(led);
     across = std::max(across, std::abs(p.x));
     down = std::max(down, std::abs(p.y));

@@ -2,9 +2,11 @@
 /// Every number has a default, so a scene only has to name what it is about. The same scene gives
 /// the same bytes on every machine.
 ///
-/// There are two coordinate systems. LED units lie on the screen: x points to the right, y points
-/// down, the center of LED (column, row) is at (column + 0.5, row + 0.5), and the lit LEDs span 0
-/// to ledWidth and 0 to ledHeight. Photograph pixels have their centers at integers.
+/// There are two coordinate systems. LED units count lit LEDs: x points to the right, y points
+/// down, the center of lit LED (column, row) is at (column + 0.5, row + 0.5), and the cells of the
+/// lit LEDs span 0 to their number across and down. Where all LEDs are lit, an LED unit is the
+/// pitch of the screen; where one of every two is, it is twice the pitch. Photograph pixels have
+/// their centers at integers.
 #pragma once
 
 #include <cstdint>
@@ -27,19 +29,36 @@ struct Luminance {
   double hotShare = 0.0;        ///< share of the LEDs that are too bright, 0..1
   double hotFactor = 1.5;       ///< luminance of these over that of the others
   std::vector<cv::Point> dead;  ///< LEDs that are dark as well: column, row
-  cv::Mat matrix;  ///< CV_32FC1, ledHeight x ledWidth; replaces all of the above unless empty
+  cv::Mat matrix;  ///< CV_32FC1, of the screen's size; replaces all of the above unless empty
+  cv::Mat gains;   ///< CV_32FC1, of the screen's size, what a correction multiplies each LED by;
+                   ///< empty: 1
 };
 
 struct Screen {
-  int ledWidth = 64;         ///< number of lit LEDs across, >= 1
-  int ledHeight = 48;        ///< number of lit LEDs down, >= 1
+  int ledWidth = 64;         ///< number of lit LEDs across, >= 1; not used with WholeScreen
+  int ledHeight = 48;        ///< number of lit LEDs down, >= 1; not used with WholeScreen
   double emitterFill = 0.4;  ///< side of the square emitter as a share of the pitch, 0 < fill <= 1
   Luminance luminance;
 };
 
-/// Where the screen stands before the camera.
+/// A large screen of which one part is photographed, with some of its LEDs lit. Each LED of it has
+/// one luminance a plane, whatever part of the screen, which LEDs and which camera.
+///
+/// The planes are the screen's primaries: CIE_X and CAM_R show the red LEDs, CIE_Y and CAM_G the
+/// green ones, CIE_Z and CAM_B the blue ones. Each primary has a level of its own, and LEDs that
+/// differ and fail on their own.
+struct WholeScreen {
+  int ledWidth = 0;                   ///< LEDs of the screen across; 0: there is no larger screen
+  int ledHeight = 0;                  ///< LEDs of the screen down; 0: there is no larger screen
+  int partX = 0, partY = 0;           ///< the part's first LED on the screen
+  int partWidth = 0, partHeight = 0;  ///< LEDs of the part; 0: as far as the screen reaches
+  int intervalX = 1, intervalY = 1;   ///< one LED of every interval is lit, the others are dark
+  int phaseX = 0, phaseY = 0;         ///< the first lit LED of the part; below the interval
+};
+
+/// Where the part of the screen that is photographed stands before the camera.
 struct Pose {
-  double pitch = 8.0;  ///< pixels from LED to LED at the middle of the screen; usually 4..12
+  double pitch = 8.0;  ///< pixels from LED to LED, lit or not, at the middle; usually 4..12
   cv::Point2d offset;  ///< from the photograph's middle to the screen's middle, pixels
   double tiltX = 0.0;  ///< degrees about the horizontal axis; positive: the bottom is farther away
   double tiltY = 0.0;  ///< degrees about the vertical axis; positive: the right side is nearer
@@ -74,13 +93,15 @@ struct Sensor {
   double fullWell =
       20000;  ///< electrons at full scale, which set the photon noise; 0: no such noise
   double readNoise = 1.5;  ///< standard deviation in sample values; 0: no such noise
+  std::uint64_t noiseSeed =
+      0;  ///< another one is another photograph of the same: other noise alone
   Mosaic mosaic = Mosaic::kNone;
   double red = 0.25, green = 1.0, blue = 0.15;  ///< share of the light each filter passes, 0..1
 };
 
-/// The second photograph of the same pose shows blocks of `block` x `block` LEDs that are lit and
-/// dark by turns. Where the block's side does not divide the screen, the last column's or row's
-/// blocks are narrower.
+/// The second photograph of the same pose shows blocks of `block` x `block` lit LEDs that are
+/// bright and dark by turns. Where the block's side does not divide the screen, the last column's
+/// or row's blocks are narrower.
 struct Checkerboard {
   int block = 8;             ///< LEDs along a block's side, >= 1
   bool firstLit = true;      ///< whether the top-left block is lit
@@ -97,7 +118,8 @@ struct Reflection {
   double radius = 0.0;  ///< pixels from the middle to where it has faded to nothing
 };
 
-/// What the shot says beside its pixels.
+/// What the shot says beside its pixels. With WholeScreen, intervals, partition and screen are
+/// those of the part, not the ones given here.
 struct Metadata {
   std::int32_t camera = 1200;  ///< cam_type is camera * 100 + bits
   std::int32_t lens = 35;
@@ -112,6 +134,7 @@ struct Scene {
   std::string name = "scene";
   std::uint64_t seed = 1;  ///< of luminances, block levels and noise
   Screen screen;
+  WholeScreen whole;
   Pose pose;
   Optics optics;
   Sensor sensor;
@@ -120,6 +143,21 @@ struct Scene {
   Metadata metadata;
 };
 
+/// The lit LEDs as places on the screen: from `first`, one of every `step`, `count` of them.
+struct LitLeds {
+  cv::Point first{0, 0}, step{1, 1};
+  cv::Size count;
+};
+
+/// Whether the scene is a part of a larger screen.
+inline bool IsPart(const Scene& scene) {
+  return scene.whole.ledWidth > 0 && scene.whole.ledHeight > 0;
+}
+/// The LEDs of the screen across and down.
+cv::Size ScreenSizeOf(const Scene& scene);
+/// The LEDs before the camera, lit or not, as a rectangle of the screen.
+cv::Rect PartOf(const Scene& scene);
+LitLeds LitLedsOf(const Scene& scene);
 /// The numbers of checkerboard blocks across and down.
 cv::Size GridOf(const Scene& scene);
 /// The width of the last column's blocks and the height of the last row's blocks, in LEDs.

@@ -52,6 +52,12 @@ void AddJson(Seeds& seeds) {
   seeds.Add("scene_json", "full", kScene);
   seeds.Add("scene_json", "small", R"({"screen": {"led_width": 5}})");
   seeds.Add("scene_json", "large", R"({"screen": {"led_width": 8192, "led_height": 8192}})");
+  seeds.Add("scene_json", "part",
+            R"({"whole_screen": {"led_width": 60, "led_height": 40, "part_x": 20,
+"part_y": 10, "part_width": 31, "part_height": 21, "interval_x": 3, "interval_y": 2, "phase_x": 2,
+"phase_y": 1}, "sensor": {"noise_seed": 4}})");
+  seeds.Add("scene_json", "no-part",
+            R"({"whole_screen": {"led_width": 8, "led_height": 8, "part_x": 9}})");
   seeds.Add("scene_json", "unknown", R"({"screen": {"led_widht": 5}})");
   seeds.Add("scene_json", "wrong", R"({"pose": {"pitch": "wide", "offset": [1]}, "seed": -1})");
   seeds.Add("scene_json", "list", "[1, 2]");

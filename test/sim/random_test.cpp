@@ -69,5 +69,13 @@ TEST(Random, NormalHasTheMomentsOfTheNormalDistribution) {
   EXPECT_NEAR(static_cast<double>(beyondTwo) / kCount, 0.0455, 0.002);
 }
 
+TEST(Random, AfterSkipsSoManyNumbers) {
+  Random random(11, 4);
+  EXPECT_EQ(random.After(0).Next(), Random(random).Next());
+  const Random later = random.After(1000);
+  for (int i = 0; i < 1000; ++i) random.Next();
+  EXPECT_EQ(Random(later).Next(), random.Next());
+}
+
 }  // namespace
 }  // namespace dravix::sim

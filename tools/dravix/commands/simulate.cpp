@@ -13,6 +13,7 @@
 #include "files/json_file.h"
 #include "files/names.h"
 #include "files/scene_json.h"
+#include "files/screen_part.h"
 #include "files/stored_data.h"
 #include "files/truth_file.h"
 #include "report/result_report.h"
@@ -33,7 +34,10 @@ constexpr const char* kExamples =
     "  dravix simulate screen.shot --leds 96x64 --tilt-y 8 --roll 2 --vignetting 0.3 --dead 0.001\n"
     "  dravix simulate screen.shot --checkerboard board.shot --blocks 8x6 --truth screen.json\n"
     "  dravix simulate screen.shot --named demo --save-scene demo.scene.json\n"
-    "  dravix simulate screen.shot --scene demo.scene.json --seed 7\n\n"
+    "  dravix simulate screen.shot --scene demo.scene.json --seed 7\n"
+    "  dravix simulate a.shot --screen 7680x4320 --part 960,540,480,540 --interval 2,2 --phase 1,0 "
+    "--plane CIE_X\n"
+    "  dravix simulate corrected.shot --leds 96x64 --gains corrected/gains.npy\n\n"
     "A scene file may name only what differs from the default; --save-scene writes every number. "
     "Options win over the file. Named scenes: demo; plain-0 to plain-59, lum-0 to lum-39, and hard "
     "ones such as contrast-0, dead-block-0.";
@@ -70,6 +74,7 @@ constexpr std::array kSceneOptions = {
     SceneOption{"--full-well", "sensor.full_well",
                 "electrons at full scale: photon noise; 0: none"},
     SceneOption{"--read-noise", "sensor.read_noise", "samples; 0: none"},
+    SceneOption{"--noise-seed", "sensor.noise_seed", "the same photograph again with other noise"},
     SceneOption{"--block", "checkerboard.block", "LEDs along a checkerboard block (8)"},
     SceneOption{"--contrast", "checkerboard.contrast", "lit over dark blocks (1000)"},
     SceneOption{"--seed", "seed", "of luminances and noise (1)"},
@@ -77,6 +82,7 @@ constexpr std::array kSceneOptions = {
 
 struct Options {
   std::string output, truth, scene, saveScene, named, board, blocks, leds, size, defocus, mosaic;
+  std::string screen, part, interval, phase, plane, gains;
   std::array<std::optional<double>, kSceneOptions.size()> numbers;
   bool noNoise = false;
   bool json = false;
@@ -120,9 +126,17 @@ struct Override {
   Json value;
 };
 
+void RequireSinglePlane(const std::string& text) {
+  const std::uint32_t type = ParseType("--plane", text);
+  if (type == CIE_XYZ || type == CAM_RGB) {
+    throw Unexpected("--plane", InQuotes(text), "a single plane, such as CIE_Y");
+  }
+}
+
 /// What the options set. Where two set the same value, the later one wins.
 std::vector<Override> OverridesOf(const Options& o) {
   std::vector<Override> all;
+  if (!o.plane.empty()) RequireSinglePlane(o.plane);
   for (std::size_t i = 0; i < kSceneOptions.size(); ++i) {
     const SceneOption& option = kSceneOptions.at(i);
     if (o.numbers.at(i)) all.push_back({option.option, option.path, NumberJson(*o.numbers.at(i))});
@@ -134,6 +148,24 @@ std::vector<Override> OverridesOf(const Options& o) {
     all.push_back({option, width, size.width});
     all.push_back({option, height, size.height});
   };
+  const auto addPoint = [&all](const char* option, const std::string& text, const char* x,
+                               const char* y) {
+    if (text.empty()) return;
+    const cv::Point point = ParsePosition(option, text);
+    all.push_back({option, x, point.x});
+    all.push_back({option, y, point.y});
+  };
+  addSize("--screen", o.screen, "whole_screen.led_width", "whole_screen.led_height");
+  if (!o.part.empty()) {
+    const cv::Rect part = ParsePart("--part", o.part);
+    all.push_back({"--part", "whole_screen.part_x", part.x});
+    all.push_back({"--part", "whole_screen.part_y", part.y});
+    all.push_back({"--part", "whole_screen.part_width", part.width});
+    all.push_back({"--part", "whole_screen.part_height", part.height});
+  }
+  addPoint("--interval", o.interval, "whole_screen.interval_x", "whole_screen.interval_y");
+  addPoint("--phase", o.phase, "whole_screen.phase_x", "whole_screen.phase_y");
+  if (!o.plane.empty()) all.push_back({"--plane", "metadata.type", o.plane});
   addSize("--leds", o.leds, "screen.led_width", "screen.led_height");
   addSize("--size", o.size, "sensor.width", "sensor.height");
   if (!o.defocus.empty()) all.push_back({"--defocus", "optics.defocus", o.defocus});
@@ -166,16 +198,15 @@ void ApplyOverrides(const Options& o, sim::Scene& scene) {
 
 /// The LEDs along a block that divide the screen into so many blocks. The blocks of the last column
 /// and row may be narrower.
-int BlockFor(const std::string& text, const sim::Screen& screen) {
+int BlockFor(const std::string& text, cv::Size leds) {
   const cv::Size blocks = ParseSize("--blocks", text);
-  const auto count = [](int leds, int side) { return (leds + side - 1) / side; };
-  for (int side = std::max(1, screen.ledWidth / blocks.width); side <= screen.ledWidth; ++side) {
-    const bool fits = count(screen.ledWidth, side) == blocks.width &&
-                      count(screen.ledHeight, side) == blocks.height;
+  const auto count = [](int along, int side) { return (along + side - 1) / side; };
+  for (int side = std::max(1, leds.width / blocks.width); side <= leds.width; ++side) {
+    const bool fits =
+        count(leds.width, side) == blocks.width && count(leds.height, side) == blocks.height;
     if (fits) return side;
   }
-  throw UsageFailure("--blocks: no square blocks divide " + std::to_string(screen.ledWidth) +
-                     " x " + std::to_string(screen.ledHeight) + " LEDs into " + text);
+  throw UsageFailure("--blocks: no square blocks divide " + SizeText(leds) + " LEDs into " + text);
 }
 
 sim::Scene SceneFor(const Options& o) {
@@ -194,8 +225,18 @@ sim::Scene SceneFor(const Options& o) {
     }
   }
   ApplyOverrides(o, scene);
-  if (!o.blocks.empty()) scene.checkerboard.block = BlockFor(o.blocks, scene.screen);
-  RequireReasonable(o.scene.empty() ? "scene" : o.scene, scene);
+  if (sim::IsPart(scene) && !o.leds.empty()) {
+    throw UsageFailure(
+        "--leds: not with a part of a screen, whose lit LEDs follow from --part, "
+        "--interval and --phase");
+  }
+  const std::string where = o.scene.empty() ? "scene" : o.scene;
+  RequirePart(where, scene);
+  if (!o.blocks.empty()) {
+    scene.checkerboard.block = BlockFor(o.blocks, sim::LitLedsOf(scene).count);
+  }
+  RequireReasonable(where, scene);
+  if (!o.gains.empty()) scene.screen.luminance.gains = LoadGains(o.gains, scene);
   return scene;
 }
 
@@ -214,7 +255,8 @@ void Report(const Options& o, const sim::Scene& scene, const sim::Truth& truth) 
     Json json;
     json["photo"] = o.output;
     json["size"] = {size.width, size.height};
-    json["leds"] = {scene.screen.ledWidth, scene.screen.ledHeight};
+    json["leds"] = {truth.luminances.cols, truth.luminances.rows};
+    if (sim::IsPart(scene)) json.update(PartJson(scene));
     json["corners"] = Json::array();
     for (const cv::Point& corner : truth.cornerPixels) {
       json["corners"].push_back({corner.x, corner.y});
@@ -228,8 +270,8 @@ void Report(const Options& o, const sim::Scene& scene, const sim::Truth& truth) 
   }
   std::string text = ReportLine("photograph", o.output + ", " + std::to_string(size.width) + " x " +
                                                   std::to_string(size.height) + " pixels") +
-                     ReportLine("LEDs", std::to_string(scene.screen.ledWidth) + " x " +
-                                            std::to_string(scene.screen.ledHeight)) +
+                     ReportLine("LEDs", SizeText(truth.luminances.size())) +
+                     (sim::IsPart(scene) ? ReportLine("part", PartText(scene)) : "") +
                      ReportLine("corners", CornersText(truth.cornerPixels));
   if (!o.board.empty()) {
     text += ReportLine("checkerboard", o.board + ", " + std::to_string(grid.width) + "x" +
@@ -247,7 +289,8 @@ void Run(const Options& o) {
   RequireExtension("photo", o.output, ".shot");
   if (!o.board.empty()) RequireExtension("--checkerboard", o.board, ".shot");
   if (!o.truth.empty()) RequireExtension("--truth", o.truth, ".json");
-  RequireDistinctFiles({{"--scene", o.scene}},
+  if (!o.gains.empty()) RequireExtension("--gains", o.gains, ".npy");
+  RequireDistinctFiles({{"--scene", o.scene}, {"--gains", o.gains}},
                        {{"photo", o.output},
                         {"--checkerboard", o.board},
                         {"--truth", o.truth},
@@ -281,6 +324,17 @@ void AddSceneOptions(CLI::App& command, Options& o) {
     command.add_option(option, value, help)->group("Scene")->type_name(type);
   };
   text("--leds", o.leds, "WxH", "lit LEDs across and down (64x48)");
+  text(
+      "--screen", o.screen, "WxH",
+      "LEDs of a large screen, of which a part is photographed: each LED has the same luminance in "
+      "every photograph of it");
+  text("--part", o.part, "X,Y,W,H", "the part, in LEDs of the screen (all of it)");
+  text("--interval", o.interval, "X,Y", "one LED of every X across and Y down is lit (1,1)");
+  text("--phase", o.phase, "X,Y", "the first lit LED of the part (0,0)");
+  text("--plane", o.plane, "PLANE",
+       "CIE_X, CIE_Y, CIE_Z, CAM_R, CAM_G or CAM_B (CIE_Y); each shows one primary of a --screen");
+  text("--gains", o.gains, "FILE.npy",
+       "multiply the luminances by the gains of `dravix correct`, one for each LED of the screen");
   text("--size", o.size, "WxH", "photograph in pixels; without it as small as the screen allows");
   text("--defocus", o.defocus, "KIND", "gaussian or disk (gaussian)");
   text("--mosaic", o.mosaic, "KIND",

@@ -8,6 +8,7 @@
 
 #include "files/json_fields.h"
 #include "files/photograph_inputs.h"
+#include "files/screen_part.h"
 #include "terminal/failure.h"
 #include "terminal/text_values.h"
 
@@ -21,6 +22,7 @@ struct Range {
 constexpr Range kShare{0, 1};
 constexpr Range kRelative{-2, 2};
 constexpr Range kCount{1, 8192};
+constexpr Range kCountFrom0{0, 8192};
 constexpr Range kPixels{0, 65536};
 constexpr Range kPlace{-65536, 65536};
 constexpr Range kWhole{-2147483648.0, 2147483647.0};
@@ -46,6 +48,14 @@ void Visit(sim::Screen& s, V& v) {
   v.Group("luminance", s.luminance);
 }
 template <class V>
+void Visit(sim::WholeScreen& w, V& v) {
+  v("led_width", w.ledWidth, kPixels), v("led_height", w.ledHeight, kPixels);
+  v("part_x", w.partX, kPixels), v("part_y", w.partY, kPixels);
+  v("part_width", w.partWidth, kPixels), v("part_height", w.partHeight, kPixels);
+  v("interval_x", w.intervalX, kCount), v("interval_y", w.intervalY, kCount);
+  v("phase_x", w.phaseX, kCountFrom0), v("phase_y", w.phaseY, kCountFrom0);
+}
+template <class V>
 void Visit(sim::Pose& p, V& v) {
   v("pitch", p.pitch, Range{1, 64}), v("offset", p.offset), v("tilt_x", p.tiltX, Range{-60, 60});
   v("tilt_y", p.tiltY, Range{-60, 60}), v("roll", p.roll, Range{-180, 180});
@@ -63,7 +73,8 @@ void Visit(sim::Sensor& s, V& v) {
   v("width", s.width, kPixels), v("height", s.height, kPixels), v("margin", s.margin, kPixels);
   v("bits", s.bits, Range{8, 16}), v("exposure", s.exposure, Range{1e-6, 100});
   v("black_level", s.blackLevel, Range{0, 65535}), v("full_well", s.fullWell, Range{0, 1e9});
-  v("read_noise", s.readNoise, Range{0, 65535}), v("mosaic", s.mosaic, kMosaicNames);
+  v("read_noise", s.readNoise, Range{0, 65535}), v("noise_seed", s.noiseSeed);
+  v("mosaic", s.mosaic, kMosaicNames);
   v("red", s.red, kShare), v("green", s.green, kShare), v("blue", s.blue, kShare);
 }
 template <class V>
@@ -90,7 +101,8 @@ void Visit(sim::Metadata& m, V& v) {
 template <class V>
 void Visit(sim::Scene& s, V& v) {
   v("name", s.name), v("seed", s.seed);
-  v.Group("screen", s.screen), v.Group("pose", s.pose), v.Group("optics", s.optics);
+  v.Group("screen", s.screen), v.Group("whole_screen", s.whole), v.Group("pose", s.pose);
+  v.Group("optics", s.optics);
   v.Group("sensor", s.sensor), v.Group("checkerboard", s.checkerboard);
   v.Group("reflection", s.reflection), v.Group("metadata", s.metadata);
 }
@@ -260,13 +272,13 @@ void ApplyScene(const std::string& where, const Json& json, sim::Scene& scene) {
 }
 
 void RequireReasonable(const std::string& where, const sim::Scene& scene) {
-  const double leds = static_cast<double>(scene.screen.ledWidth) * scene.screen.ledHeight;
+  RequirePart(where, scene);
+  const cv::Size lit = sim::LitLedsOf(scene).count;
+  const double leds = static_cast<double>(lit.width) * lit.height;
   // The largest screens that are built have 7680 x 4320 LEDs, which are 33 million.
   constexpr double kMostLeds = 36e6;
   if (leds > kMostLeds) {
-    throw UsageFailure(where + ": found " + std::to_string(scene.screen.ledWidth) + " x " +
-                       std::to_string(scene.screen.ledHeight) +
-                       " LEDs, expected at most 36 million");
+    throw UsageFailure(where + ": found " + SizeText(lit) + " LEDs, expected at most 36 million");
   }
   RequireBlocksThatFit(where, scene);
   RequireSpotThatFits(where, scene);

@@ -12,7 +12,8 @@ namespace dravix::tool {
 /// Sets the fields that `json` names; the rest of `scene` stays. Fails on unknown names and on
 /// values out of range; the message begins with `where` and names the field.
 void ApplyScene(const std::string& where, const Json& json, sim::Scene& scene);
-/// Fails when the screen has too many LEDs, or when the photograph would be too large or empty.
+/// Fails when the screen has too many lit LEDs or no such part, or when the photograph would be too
+/// large or empty.
 void RequireReasonable(const std::string& where, const sim::Scene& scene);
 
 }  // namespace dravix::tool
