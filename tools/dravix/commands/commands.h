@@ -9,6 +9,7 @@ namespace dravix::tool {
 void AddSimulateCommand(CLI::App& program);
 void AddMeasureCommand(CLI::App& program);
 void AddAnalyzeCommand(CLI::App& program);
+void AddBatchCommand(CLI::App& program);
 void AddCheckCommand(CLI::App& program);
 void AddInfoCommand(CLI::App& program);
 void AddExportCommand(CLI::App& program);
