@@ -108,10 +108,10 @@ void KeepShard(std::vector<BatchJob>& jobs, const std::optional<Shard>& shard) {
 void MakeFolder(const fs::path& folder, const std::string& name) {
   std::error_code error;
   fs::create_directories(folder, error);
-  if (!fs::is_directory(folder)) {
-    throw OutputFailure(name, "is no folder and cannot be made one" +
-                                  (error ? ": " + error.message() : std::string()));
-  }
+  std::error_code ignored;
+  if (fs::is_directory(folder, ignored)) return;
+  throw OutputFailure(name, "is no folder and cannot be made one" +
+                                (error ? ": " + error.message() : std::string()));
 }
 
 /// Workers share nine tenths of what is free now: other programs will want some, too.

@@ -1,3 +1,6 @@
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
 // bcrypt.h uses types of windows.h.
 // clang-format off
 #include <windows.h>
