@@ -78,7 +78,10 @@ Json ResultJson(const JobResult& result) {
 
 std::optional<JobResult> ResultOf(const Json& json) {
   if (!HasShape(json)) return std::nullopt;
-  JobResult result{json["id"], json["code"], json["message"], {}};
+  JobResult result;
+  result.id = json["id"].get<std::string>();
+  result.code = json["code"].get<int>();
+  result.message = json["message"].get<std::string>();
   if (result.code != 0) return result;
   if (!HasFigures(json)) return std::nullopt;
   result.figures = FiguresOf(json);
