@@ -46,12 +46,6 @@ std::string Printed(const std::string& fullname) {
   return text;
 }
 
-/// The build's own tool, unless the environment names another one, such as the packed one.
-std::string Tool() {
-  const char* named = std::getenv("DRAVIX_TOOL");  // NOLINT(concurrency-mt-unsafe)
-  return named != nullptr ? named : DRAVIX_TOOL;
-}
-
 /// Runs a command line whose output goes to the file `out`.
 int StatusOf(const std::string& command, const std::string& out) {
 #ifdef _WIN32
@@ -71,7 +65,7 @@ int StatusOf(const std::string& command, const std::string& out) {
 
 Outcome Run(const std::string& shell, const std::vector<std::string>& words) {
   const TempDir folder;
-  std::string command = shell + Quoted(Tool());
+  std::string command = shell + Quoted(ToolName());
   for (const std::string& word : words) command += " " + Quoted(word);
   command += " >" + Quoted(folder.File("out")) + " 2>" + Quoted(folder.File("err"));
 #ifdef _WIN32
@@ -86,6 +80,11 @@ Outcome Run(const std::string& shell, const std::vector<std::string>& words) {
 }
 
 }  // namespace
+
+std::string ToolName() {
+  const char* named = std::getenv("DRAVIX_TOOL");  // NOLINT(concurrency-mt-unsafe)
+  return named != nullptr ? named : DRAVIX_TOOL;
+}
 
 Outcome RunTool(const std::vector<std::string>& words) { return Run({}, words); }
 

@@ -22,6 +22,9 @@ struct Outcome {
   [[nodiscard]] nlohmann::json Json() const { return nlohmann::json::parse(out, nullptr, false); }
 };
 
+/// The tool's file: the build's own, unless the environment names another one.
+std::string ToolName();
+
 /// Each word is one argument, blanks and all.
 Outcome RunTool(const std::vector<std::string>& words);
 /// The same with `folder` as the current folder.

@@ -58,6 +58,7 @@ void Assemble(CLI::App& program) {
       "print the version");
   AddSimulateCommand(program);
   AddMeasureCommand(program);
+  AddBatchCommand(program);
   AddAnalyzeCommand(program);
   AddReportCommand(program);
   AddAssembleCommand(program);

@@ -11,6 +11,7 @@ void AddMeasureCommand(CLI::App& program);
 void AddAnalyzeCommand(CLI::App& program);
 void AddAssembleCommand(CLI::App& program);
 void AddCorrectCommand(CLI::App& program);
+void AddBatchCommand(CLI::App& program);
 void AddCheckCommand(CLI::App& program);
 void AddInfoCommand(CLI::App& program);
 void AddExportCommand(CLI::App& program);

@@ -1,5 +1,6 @@
 #include "terminal/progress.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <system_error>
@@ -18,7 +19,9 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-bool StderrIsTerminal() {
+}  // namespace
+
+bool Progress::HasTerminal() {
 #ifdef _WIN32
   return _isatty(2) != 0;
 #else
@@ -26,10 +29,8 @@ bool StderrIsTerminal() {
 #endif
 }
 
-}  // namespace
-
 Progress::Progress(const std::string& what) : what_(base::Visible(what)) {
-  if (!StderrIsTerminal()) return;
+  if (!HasTerminal()) return;
   try {
     thread_ = std::thread([this] { Show(); });
   } catch (const std::system_error&) {
@@ -48,18 +49,28 @@ Progress::~Progress() {
   thread_.join();
 }
 
+void Progress::Say(const std::string& what) {
+  const std::lock_guard lock(mutex_);
+  what_ = base::Visible(what);
+}
+
 void Progress::Show() {
   static constexpr char kSpinner[] = {'|', '/', '-', '\\'};
   const auto start = steady_clock::now();
   std::unique_lock lock(mutex_);
   if (ended_.wait_for(lock, milliseconds(1000), [this] { return done_; })) return;
+  int longest = 0;
   for (unsigned turn = 0; !done_; ++turn) {
     const double seconds = std::chrono::duration<double>(steady_clock::now() - start).count();
-    std::fprintf(stderr, "\r%c %s, %.0f s ", kSpinner[turn % 4], what_.c_str(), seconds);
+    const int length =
+        std::fprintf(stderr, "\r%c %s, %.0f s ", kSpinner[turn % 4], what_.c_str(), seconds);
+    // Blanks over what a longer line left.
+    std::fprintf(stderr, "%*s", std::max(0, longest - length), "");
+    longest = std::max(longest, length);
     std::fflush(stderr);
     ended_.wait_for(lock, milliseconds(150), [this] { return done_; });
   }
-  std::fprintf(stderr, "\r%*s\r", static_cast<int>(what_.size()) + 16, "");
+  std::fprintf(stderr, "\r%*s\r", longest, "");
   std::fflush(stderr);
 }
 

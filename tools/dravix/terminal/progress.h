@@ -17,6 +17,11 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
   ~Progress();
 
+  /// Shows something else from now on.
+  void Say(const std::string& what);
+  /// Whether there is a terminal to show it on.
+  [[nodiscard]] static bool HasTerminal();
+
  private:
   void Show();
 

@@ -1,0 +1,21 @@
+// A manifest of jobs, and what its lines stand for.
+#include "batch/manifest.h"
+#include "commands/job_options.h"
+#include "fuzz/target.h"
+#include "terminal/failure.h"
+
+namespace dravix::fuzz {
+
+FUZZ_TARGET(batch_manifest, input) {
+  const std::string text = Text(input.Rest());
+  try {
+    for (const tool::ManifestLine& line : tool::ParseManifest("fuzzed", text)) {
+      Require(!line.id.empty() && line.id.find('/') == std::string::npos, "an id is a plain name");
+      Require(!tool::OptionsOfJob(line.options).photo.empty(), "a job has a photograph");
+    }
+  } catch (const tool::Failure&) {
+    return;
+  }
+}
+
+}  // namespace dravix::fuzz

@@ -1,0 +1,213 @@
+#include "commands/measurement.h"
+
+#include <dravix/dravix.h>
+#include <dravix/lab/color_scale.h>
+#include <dravix/lab/copied_border.h>
+#include <dravix/lab/used_area.h>
+#include <dravix/region.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "files/files.h"
+#include "files/photograph_inputs.h"
+#include "files/stored_data.h"
+#include "report/found_corners.h"
+#include "report/measurement_overlay.h"
+#include "terminal/failure.h"
+#include "terminal/library_result.h"
+#include "terminal/progress.h"
+#include "terminal/text_values.h"
+
+namespace dravix::tool {
+namespace {
+
+using Options = MeasurementOptions;
+
+struct Inputs {
+  Photograph photograph;
+  std::optional<Shot> board;
+};
+
+/// The photographs, from whatever files, with the groups that the options add.
+Inputs Open(const Options& o) {
+  Inputs inputs{OpenPhotograph(o.photo, o.photograph), {}};
+  Shot& shot = inputs.photograph.shot;
+  o.metadata.Apply(shot);
+  RequireMeasurable(o.photo, shot);
+  if (o.board.empty()) return inputs;
+  inputs.board = OpenPhotograph(o.board, o.photograph).shot;
+  RequireCheckerboardOf(o.board, *inputs.board, o.photo, shot);
+  return inputs;
+}
+
+/// The lit area as `dravix region blur` or `auto` finds it.
+RegionOI Searched(const Options& o, const Shot& shot) {
+  RegionOI region;
+  std::int32_t code = region.SetShot(&shot);
+  if (code == DRAVIX_OK) code = o.find == "auto" ? region.AutoSet() : region.ComputeBlur();
+  if (code != DRAVIX_OK) throw MeasurementFailure(o.photo, Explained(code));
+  return region;
+}
+
+RegionOI RegionFor(const Options& o, const Shot& shot) {
+  if (!o.find.empty()) return Searched(o, shot);
+  if (!o.area.region.empty()) return LoadRegionOf(o.area.region, o.photo, shot);
+  RegionOI region;
+  const std::vector<cv::Point> corners = GivenCorners(o.area);
+  const std::int32_t code = region.ManualSet(shot.image.size(), corners);
+  if (code != DRAVIX_OK) {
+    throw UsageFailure(CornersSource(o.area) + " " + CornersText(corners) + " in " + o.photo +
+                       " of " + SizeText(shot.image.size()) + " pixels: " + Explained(code));
+  }
+  return region;
+}
+
+/// What messages about the lit area begin with.
+std::string AreaSource(const Options& o) {
+  if (!o.find.empty()) return o.photo;
+  return o.area.region.empty() ? CornersSource(o.area) : o.area.region;
+}
+
+/// The four corners that the measurement finds in the region; fails where it finds none.
+std::vector<cv::Point> CornersOf(const Options& o, const RegionOI& region) {
+  FoundCorners found = FindCorners(region);
+  if (found.corners.empty()) throw MeasurementFailure(AreaSource(o), found.whyNot);
+  return std::move(found.corners);
+}
+
+std::vector<cv::Point> CornersFor(const Options& o, const Shot& shot) {
+  if (!o.find.empty()) return CornersOf(o, Searched(o, shot));
+  return OrderedCorners(o.area, o.photo, shot);
+}
+
+void MeasureByCorners(const Options& o, const Shot& shot, const std::vector<cv::Point>& corners) {
+  std::vector<std::int32_t> pairs;
+  for (const cv::Point& corner : corners) {
+    pairs.push_back(corner.x);
+    pairs.push_back(corner.y);
+  }
+  const std::int32_t rowGroup = o.topLeds ? o.rowGroup.value_or(1) : 0;
+  const std::int32_t code = DravixExtract(Handle(), &shot, pairs.data(), 4, o.topLeds.value_or(0),
+                                          o.bottomLeds.value_or(0), rowGroup);
+  if (code != DRAVIX_OK) throw MeasurementFailure(o.photo, Explained(code));
+}
+
+void MeasureByBlocks(const Options& o, const Shot& shot, const Shot& board,
+                     const RegionOI& region) {
+  const cv::Size blocks = BlocksOf(o);
+  const cv::Size last = LastOf(o);
+  const std::int32_t code = DravixExtractPro(
+      Handle(), &region, &shot, &board, {blocks.width, blocks.height}, last.width, last.height);
+  if (code != DRAVIX_OK) throw MeasurementFailure(o.photo + " with " + o.board, Explained(code));
+}
+
+/// Fills in all but the findings.
+void MeasureInto(Measurement& m, const Options& o, const std::optional<Shot>& board) {
+  const Progress progress("measuring " + o.photo);
+  const Shot& shot = m.photograph.shot;
+  const auto start = std::chrono::steady_clock::now();
+  if (board) {
+    const RegionOI region = RegionFor(o, shot);
+    m.corners = CornersOf(o, region);
+    MeasureByBlocks(o, shot, *board, region);
+    m.copied = lab::kCopiedBorderByBlocks;
+  } else {
+    m.corners = CornersFor(o, shot);
+    MeasureByCorners(o, shot, m.corners);
+    m.copied = lab::kCopiedBorder;
+  }
+  m.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  m.luminances = Luminances();
+}
+
+std::vector<lab::Finding> FindingsOn(const Options& o, const std::optional<Shot>& board,
+                                     const Measurement& m) {
+  const Progress progress("checking " + o.photo);
+  lab::CheckOptions given;
+  // The measurement's own corners, whether they were given or found in a region.
+  given.corners = m.corners;
+  given.checkerboard = board ? &*board : nullptr;
+  if (board) {
+    given.blocks = BlocksOf(o);
+    given.last = LastOf(o);
+  }
+  std::vector<lab::Finding> findings = lab::Check(m.photograph.shot, given);
+  findings.push_back(lab::EdgeCopied(m.luminances.size(), m.copied));
+  return findings;
+}
+
+/// Where the debug picture draws its lines.
+BlockGrid GridFor(const Options& o, const Measurement& m) {
+  BlockGrid grid;
+  grid.leds = m.luminances.size();
+  grid.copied = m.copied;
+  if (!o.blocks.empty()) {
+    grid.blocks = BlocksOf(o);
+    grid.last = LastOf(o);
+  }
+  return grid;
+}
+
+/// The corners of the area that was divided into LEDs, for the debug picture. Block by block these
+/// are the region's; without a checkerboard the measurement searches once more.
+std::vector<cv::Point> UsedCorners(const std::optional<Shot>& board, const Measurement& m) {
+  if (board) return m.corners;
+  const auto used = lab::UsedArea(m.photograph.shot, m.corners);
+  if (!used) return m.corners;
+  return {used->begin(), used->end()};
+}
+
+void WritePictures(const Options& o, const std::optional<Shot>& board, const Measurement& m) {
+  if (!o.image.empty()) {
+    lab::FalseColor how = lab::ScaleOf(m.luminances, "luminance per LED");
+    how.copied = m.copied;
+    WritePicture(o.image, lab::FalseColorPicture(m.luminances, how));
+  }
+  if (!o.debugImage.empty()) {
+    WritePicture(o.debugImage,
+                 MeasurementOverlay(m.photograph.shot.image, board ? board->image : cv::Mat(),
+                                    UsedCorners(board, m), m.luminances, GridFor(o, m)));
+  }
+}
+
+}  // namespace
+
+Measurement Measure(const Options& o) {
+  Inputs inputs = Open(o);
+  Measurement measurement;
+  measurement.photograph = std::move(inputs.photograph);
+  MeasureInto(measurement, o, inputs.board);
+  if (!o.output.empty()) SaveResult(o.output);
+  WritePictures(o, inputs.board, measurement);
+  measurement.findings = FindingsOn(o, inputs.board, measurement);
+  return measurement;
+}
+
+std::string ResultBytes() {
+  std::uint64_t size = 0;
+  std::int32_t code = DravixGetBufferSize(Handle(), &size);
+  std::string bytes;
+  if (code == DRAVIX_OK) {
+    bytes.resize(static_cast<std::size_t>(size));
+    code = DravixToBuffer(Handle(), bytes.data(), &size);
+  }
+  if (code != DRAVIX_OK) throw OutputFailure("result", "cannot be written: " + Explained(code));
+  return bytes;
+}
+
+void Rehearse(const Options& o) {
+  const Inputs inputs = Open(o);
+  // Searching for the area is work, and cannot end as wrong usage.
+  if (!o.find.empty()) return;
+  if (inputs.board) {
+    static_cast<void>(RegionFor(o, inputs.photograph.shot));
+  } else if (o.area.region.empty()) {
+    static_cast<void>(OrderedCorners(o.area, o.photo, inputs.photograph.shot));
+  }
+}
+
+}  // namespace dravix::tool
