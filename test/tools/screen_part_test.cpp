@@ -108,7 +108,8 @@ TEST(SimulatePart, SavedSceneGivesTheSamePhotograph) {
 
 TEST(SimulatePart, EveryPhaseIsMeasuredAsItsTruthSays) {
   for (const char* phase : {"0,0", "1,0", "0,1", "1,1"}) {
-    // Spots that touch, as measuring needs; odd sides, so that phases differ in their number of LEDs.
+    // Spots that touch, as measuring needs; odd sides, so that phases differ in their number of
+    // LEDs.
     const Simulated part({"--screen", "90x70", "--part", "9,5,49,37", "--interval", "2,2",
                           "--phase", phase, "--blur", "0.5", "--vignetting", "0", "--no-noise"});
     const std::string result = part.folder.File("r.lum");
