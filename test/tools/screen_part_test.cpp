@@ -108,17 +108,18 @@ TEST(SimulatePart, SavedSceneGivesTheSamePhotograph) {
 
 TEST(SimulatePart, EveryPhaseIsMeasuredAsItsTruthSays) {
   for (const char* phase : {"0,0", "1,0", "0,1", "1,1"}) {
-    // Odd sides, so that phases differ in their number of LEDs.
+    // Spots that touch, as measuring needs; odd sides, so that phases differ in their number of
+    // LEDs.
     const Simulated part({"--screen", "90x70", "--part", "9,5,49,37", "--interval", "2,2",
-                          "--phase", phase, "--blur", "0.3", "--vignetting", "0", "--no-noise"});
+                          "--phase", phase, "--blur", "0.5", "--vignetting", "0", "--no-noise"});
     const std::string result = part.folder.File("r.lum");
     const std::string truth = part.folder.File("t.json");
     const Outcome measured =
         RunTool({"measure", part.folder.File("p.shot"), "--truth", truth, "-o", result});
     ASSERT_EQ(measured.exit, 0) << measured.err;
     const auto compared = RunTool({"compare", result, truth, "--json"}).Json();
-    EXPECT_LT(compared["rms"].get<double>(), 0.02) << phase;
-    EXPECT_GT(compared["correlation"].get<double>(), 0.98) << phase;
+    EXPECT_LT(compared["rms"].get<double>(), 0.04) << phase;
+    EXPECT_GT(compared["correlation"].get<double>(), 0.97) << phase;
   }
 }
 
