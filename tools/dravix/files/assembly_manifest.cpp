@@ -121,8 +121,9 @@ void TakeFromShot(ManifestEntry& entry) {
 
 void TakeFromLine(JsonFields& fields, ManifestEntry& entry) {
   constexpr const char* kExpected = "an object, or a shot that says the same";
-  entry.placement = PlacementOf(PartitionOf(Required(fields, "partition", kExpected)),
-                                PatternOf(Required(fields, "pattern", kExpected)));
+  const Shot::Partition partition = PartitionOf(Required(fields, "partition", kExpected));
+  const Shot::Pattern pattern = PatternOf(Required(fields, "pattern", kExpected));
+  entry.placement = PlacementOf(partition, pattern);
   entry.plane = TextOf(fields, "plane");
 }
 
