@@ -53,8 +53,10 @@ TEST(Batch, ResultsAreThoseOfMeasure) {
     EXPECT_EQ(line["code"], 0);
     EXPECT_EQ(line["message"], "");
     EXPECT_EQ(line["leds"], nlohmann::json({40, 30}));
+    const auto report = measured.Json();
     nlohmann::json ids = nlohmann::json::array();
-    for (const auto& finding : measured.Json()["findings"]) ids.push_back(finding["id"]);
+    for (const auto& finding : report["findings"]) ids.push_back(finding["id"]);
+    EXPECT_FALSE(ids.empty());
     EXPECT_EQ(line["findings"], ids);
     const auto level =
         RunTool({"analyze", folder.File(id + ".alone.lum"), "--json"}).Json()["level"];
@@ -75,6 +77,7 @@ TEST(Batch, FailedJobStopsNothingAndSaysWhatMeasureSays) {
   const BatchFolder folder({"a", "b"});
   folder.Write(
       {folder.Job("a"), R"({"id":"gone","photo":"gone.shot","find":"blur"})", folder.Job("b")});
+  fs::create_directories(folder.File("out"));
   Spill(folder.File("out/gone.lum"), "of an earlier manifest");
   const Outcome outcome = folder.Run();
   EXPECT_EQ(outcome.exit, 5) << outcome.err;

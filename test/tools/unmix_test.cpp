@@ -277,9 +277,6 @@ class BentScreen {
 
 TEST(UnmixByBlocks, TheCheckerboardSaysHowTheLensBends) {
   const BentScreen screen;
-  const Outcome alone = screen.Unmix({});
-  EXPECT_EQ(alone.exit, 5);
-  EXPECT_EQ(alone.Json()["refused"]["id"], "grid");
   const Outcome outcome =
       screen.Unmix({"--checkerboard", screen.File("board.shot"), "--blocks", "12x8"});
   ASSERT_EQ(outcome.exit, 0) << outcome.err;

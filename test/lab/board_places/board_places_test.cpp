@@ -50,13 +50,18 @@ TEST(BoardPlaces, FollowTheLensWhereCornersCannot) {
   EXPECT_LT(found.scatter, 0.1);
 }
 
-TEST(BoardPlaces, LetUnmixAnswerWhereTheGridIsRefused) {
+// Corners alone leave the middle of a side more than half a pitch off, which may be refused or
+// found, but never taken for another LED.
+TEST(BoardPlaces, LetUnmixAnswerWhereCornersMayNot) {
   const sim::Scene scene = Bent();
   const sim::Photograph photo = sim::Render(scene);
   UnmixOptions options = test::OptionsFor(scene, photo.truth);
   const Unmixed alone = Unmix(photo.shot.image, options);
-  ASSERT_TRUE(alone.refused);
-  EXPECT_EQ(alone.refused->id, UnmixRefusal::kGrid);
+  if (alone.refused) {
+    EXPECT_EQ(alone.refused->id, UnmixRefusal::kGrid);
+  } else {
+    EXPECT_LT(test::RmsError(alone.luminances, photo.truth.luminances), 0.006);
+  }
   options.places = BoardPlacesOf(sim::RenderCheckerboard(scene), BoardOf(scene)).places;
   const Unmixed placed = Unmix(photo.shot.image, options);
   ASSERT_FALSE(placed.refused) << placed.refused->message;
