@@ -103,7 +103,7 @@ INSTANTIATE_TEST_SUITE_P(
         Slip{"CommandOfAnotherGroup", {"region", "shwo"}, "did you mean \"show\"?"},
         Slip{"Option", {"simulate", "a.shot", "--trth", "t.json"}, "did you mean --truth?"},
         Slip{"OptionWithValue", {"info", "a.shot", "--jsn=3"}, "did you mean --json?"},
-        Slip{"Unlike", {"frobnicate"}, "expected one of simulate measure analyze"},
+        Slip{"Unlike", {"frobnicate"}, "expected one of simulate measure batch analyze"},
         Slip{"UnlikeInAGroup", {"shot", "xylophone"}, "expected one of split demosaic xyz"}),
     [](const auto& test) { return std::string(test.param.name); });
 
