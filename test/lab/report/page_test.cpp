@@ -174,7 +174,8 @@ TEST(Page, KeepsTenDigitsOfTheMeansOfSmallModules) {
   for (int y = 0; y < 270; y += 7) {
     for (int x = 0; x < 480; x += 7) {
       const double expected = input.analysis.modules->means(y, x);
-      EXPECT_NEAR(means[y][x].get<double>(), expected, 1e-9 * expected);
+      const Json& found = means.at(static_cast<std::size_t>(y)).at(static_cast<std::size_t>(x));
+      EXPECT_NEAR(found.get<double>(), expected, 1e-9 * expected);
     }
   }
   EXPECT_THAT(page, HasSubstr("digits, so that they fit into this page"));
