@@ -20,10 +20,18 @@ void AddAreaArguments(CLI::App& command, AreaArguments& area) {
                      "take the corners from a simulation's truth file, .json");
 }
 
+int CountOf(const AreaArguments& area) {
+  return (area.corners.empty() ? 0 : 1) + (area.region.empty() ? 0 : 1) +
+         (area.truth.empty() ? 0 : 1);
+}
+
+void RequireAtMostOneArea(const std::string& command, const AreaArguments& area) {
+  if (CountOf(area) <= 1) return;
+  throw UsageFailure(command + ": give one of --corners, --region and --truth");
+}
+
 void RequireOneArea(const std::string& command, const AreaArguments& area) {
-  const int sources =
-      (area.corners.empty() ? 0 : 1) + (area.region.empty() ? 0 : 1) + (area.truth.empty() ? 0 : 1);
-  if (sources == 1) return;
+  if (CountOf(area) == 1) return;
   throw UsageFailure(
       command + ": give one of --corners, --region and --truth; it says where the lit area is");
 }
@@ -53,6 +61,10 @@ std::vector<cv::Point> OrderedCorners(const AreaArguments& area, const std::stri
     if (found.corners.empty()) throw MeasurementFailure(area.region, found.whyNot);
     return std::move(found.corners);
   }
+  return OrderedGivenCorners(area);
+}
+
+std::vector<cv::Point> OrderedGivenCorners(const AreaArguments& area) {
   const std::vector<cv::Point> corners = GivenCorners(area);
   std::vector<cv::Point> ordered = OrderCorners(corners);
   if (ordered.size() != 4) {

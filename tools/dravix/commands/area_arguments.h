@@ -20,8 +20,12 @@ struct AreaArguments {
 
 void AddAreaArguments(CLI::App& command, AreaArguments& area);
 
+/// How many of the options are given.
+[[nodiscard]] int CountOf(const AreaArguments& area);
 /// Fails as wrong usage of `command` unless exactly one of the options is given.
 void RequireOneArea(const std::string& command, const AreaArguments& area);
+/// Likewise where more than one is given.
+void RequireAtMostOneArea(const std::string& command, const AreaArguments& area);
 
 /// The files that the options name, for RequireDistinctFiles.
 [[nodiscard]] std::vector<NamedFile> FilesOf(const AreaArguments& area);
@@ -31,6 +35,9 @@ void RequireOneArea(const std::string& command, const AreaArguments& area);
 
 /// The four corners that --corners or --truth gives, in that order, in photograph pixels.
 [[nodiscard]] std::vector<cv::Point> GivenCorners(const AreaArguments& area);
+
+/// The same, top-left first and clockwise; wrong usage where no order fits.
+[[nodiscard]] std::vector<cv::Point> OrderedGivenCorners(const AreaArguments& area);
 
 /// The same, or those found in the region's mask: top-left first and clockwise. Fails where there
 /// are none.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/one_line.h"
+#include "commands/area_arguments.h"
 #include "commands/commands.h"
 #include "files/metadata.h"
 #include "files/stored_data.h"
@@ -22,8 +23,9 @@ namespace dravix::tool {
 namespace {
 
 struct Options {
-  std::vector<std::string> photos, corners;
-  std::string region, board, blocks;
+  std::vector<std::string> photos;
+  AreaArguments area;
+  std::string board, blocks;
   std::optional<std::int32_t> lastWidth, lastHeight;
   PhotographOptions photograph;
   MetadataOptions metadata;
@@ -50,9 +52,7 @@ struct Given {
 };
 
 void CheckUsage(const Options& o) {
-  if (!o.corners.empty() && !o.region.empty()) {
-    throw UsageFailure("check: give --corners or --region, not both");
-  }
+  RequireAtMostOneArea("check", o.area);
   if (o.board.empty() != o.blocks.empty()) {
     throw UsageFailure("check: --checkerboard and --blocks belong together, but only one is given");
   }
@@ -60,16 +60,13 @@ void CheckUsage(const Options& o) {
 
 Given GivenBy(const Options& o) {
   Given given;
-  if (!o.corners.empty()) {
-    given.corners = ParseCorners("--corners", o.corners);
-    if (OrderCorners(given.corners).empty()) {
-      throw UsageFailure("--corners " + CornersText(given.corners) +
-                         ": expected two above and two at or below their mean height");
-    }
-  }
   if (!o.blocks.empty()) given.blocks = ParseSize("--blocks", o.blocks);
   given.last = {o.lastWidth.value_or(-1), o.lastHeight.value_or(-1)};
-  if (!o.region.empty()) given.region = LoadRegion(o.region);
+  if (!o.area.region.empty()) {
+    given.region = LoadRegion(o.area.region);
+  } else if (CountOf(o.area) == 1) {
+    given.corners = OrderedGivenCorners(o.area);
+  }
   if (!o.board.empty()) given.board = OpenPhotograph(o.board, o.photograph).shot;
   return given;
 }
@@ -140,11 +137,7 @@ void AddCheckCommand(CLI::App& program) {
   command
       .add_option("photo", o->photos, "photographs: .shot, or any picture or raw file with --leds")
       ->required();
-  command
-      .add_option("--corners", o->corners, "the lit area's four corners, x,y each, in any order")
-      ->expected(4)
-      ->type_name("X,Y");
-  command.add_option("--region", o->region, "the lit area as `dravix region` found it, .roi");
+  AddAreaArguments(command, o->area);
   command.add_option("--checkerboard", o->board,
                      "second photograph from the same place, .shot, that shows a checkerboard");
   command.add_option("--blocks", o->blocks, "blocks of the checkerboard across and down")

@@ -12,6 +12,7 @@
 #include "files/names.h"
 #include "files/photograph_inputs.h"
 #include "files/stored_data.h"
+#include "photographs/photograph.h"
 #include "report/found_corners.h"
 #include "report/region_overlay.h"
 #include "report/result_report.h"
@@ -29,8 +30,11 @@ struct Options {
   std::vector<std::string> corners;
   std::optional<int> blurKernel, cornerWindow;
   std::optional<float> blurSigma, cornerQuality;
+  PhotographOptions photograph;
   bool json = false;
 };
+
+constexpr const char* kPhotograph = "photograph: .shot, or any picture or raw file";
 
 void AddTuning(CLI::App& command, Options& o) {
   command
@@ -111,7 +115,7 @@ void RunFind(const Options& o, std::int32_t (RegionOI::*find)()) {
   RequireDistinctFiles({{"photo", o.photo}}, {{"-o", o.output}});
   RegionOI region;
   Tune(o, region);
-  const Shot shot = LoadShot(o.photo);
+  const Shot shot = OpenPhotograph(o.photo, o.photograph).shot;
   {
     const Progress progress("searching " + o.photo);
     std::int32_t code = region.SetShot(&shot);
@@ -126,12 +130,13 @@ void AddFind(CLI::App& group, const char* name, const char* help,
              std::int32_t (RegionOI::*find)()) {
   CLI::App& command = *group.add_subcommand(name, help);
   const auto o = std::make_shared<Options>();
-  command.add_option("photo", o->photo, "photograph, .shot")->required();
+  command.add_option("photo", o->photo, kPhotograph)->required();
   command.add_option("-o,--output", o->output, "region to write, .roi")->required();
   command.add_flag("--json", o->json, "print the answer as JSON");
   AddTuning(command, *o);
   command.footer(std::string("Example:\n  dravix region ") + name + " photo.shot -o area.roi\n" +
                  kExitCodeHelp);
+  o->photograph.AddTo(command);
   command.callback([o, find] { RunFind(*o, find); });
 }
 
@@ -149,7 +154,8 @@ void RunManual(const Options& o) {
     throw UsageFailure("region manual: give either the photograph or --frame");
   }
   const auto corners = ParseCorners("--corners", o.corners);
-  const cv::Size frame = o.photo.empty() ? GivenFrame(o) : LoadShot(o.photo).image.size();
+  const cv::Size frame =
+      o.photo.empty() ? GivenFrame(o) : OpenPhotograph(o.photo, o.photograph).shot.image.size();
   RegionOI region;
   const std::int32_t code = region.ManualSet(frame, corners);
   if (code != DRAVIX_OK) {
@@ -163,7 +169,8 @@ void RunManual(const Options& o) {
 void AddManual(CLI::App& group) {
   CLI::App& command = *group.add_subcommand("manual", "Set the lit area from four corners.");
   const auto o = std::make_shared<Options>();
-  command.add_option("photo", o->photo, "photograph whose frame it is, .shot");
+  command.add_option("photo", o->photo,
+                     "photograph whose frame it is: .shot, or any picture or raw file");
   command.add_option("--frame", o->frame, "size of that frame, instead of a photograph")
       ->type_name("WxH");
   command.add_option("--corners", o->corners, "the four corners, x,y each, in any order")
@@ -175,13 +182,14 @@ void AddManual(CLI::App& group) {
   command.footer(
       "Example:\n  dravix region manual photo.shot --corners 195,189 2772,96 2832,1819 244,1895 "
       "-o area.roi");
+  o->photograph.AddTo(command);
   command.callback([o] { RunManual(*o); });
 }
 
 void RunShow(const Options& o) {
   RequireDistinctFiles({{"region", o.region}, {"photo", o.photo}}, {{"-o", o.output}});
   RequirePictureFormat(ExitCode::kUsage, o.output);
-  const Shot shot = LoadShot(o.photo);
+  const Shot shot = OpenPhotograph(o.photo, o.photograph).shot;
   const RegionOI region = LoadRegionOf(o.region, o.photo, shot);
   const FoundCorners found = FindCorners(region);
   WritePicture(o.output, RegionOverlay(shot, region, found.corners));
@@ -193,7 +201,7 @@ void AddShow(CLI::App& group) {
       *group.add_subcommand("show", "Draw a region over its photograph, for checking.");
   const auto o = std::make_shared<Options>();
   command.add_option("region", o->region, "region, .roi")->required();
-  command.add_option("photo", o->photo, "photograph, .shot")->required();
+  command.add_option("photo", o->photo, kPhotograph)->required();
   command.add_option("-o,--output", o->output, "picture to write, .png, .jpg and so on")
       ->required();
   command.add_flag("--json", o->json, "print the answer as JSON");
@@ -201,6 +209,7 @@ void AddShow(CLI::App& group) {
       "The picture shows the region's outline (green), its rectangle (yellow) and the four corners "
       "that a measurement uses (orange).\n\n"
       "Example:\n  dravix region show area.roi photo.shot -o check.png");
+  o->photograph.AddTo(command);
   command.callback([o] { RunShow(*o); });
 }
 
@@ -223,7 +232,7 @@ void AddCorners(CLI::App& group) {
 void RunRectify(const Options& o) {
   RequireExtension("-o", o.output, ".shot");
   RequireDistinctFiles({{"region", o.region}, {"photo", o.photo}}, {{"-o", o.output}});
-  Shot shot = LoadShot(o.photo);
+  Shot shot = OpenPhotograph(o.photo, o.photograph).shot;
   RegionOI region = LoadRegionOf(o.region, o.photo, shot);
   Tune(o, region);
   const Progress progress("rectifying " + o.photo);
@@ -240,11 +249,12 @@ void AddRectify(CLI::App& group) {
       "rectify", "Straighten a photograph so that its lit area is an upright rectangle.");
   const auto o = std::make_shared<Options>();
   command.add_option("region", o->region, "region, .roi")->required();
-  command.add_option("photo", o->photo, "photograph, .shot")->required();
+  command.add_option("photo", o->photo, kPhotograph)->required();
   command.add_option("-o,--output", o->output, "straightened photograph to write, .shot")
       ->required();
   AddTuning(command, *o);
   command.footer("Example:\n  dravix region rectify area.roi photo.shot -o straight.shot");
+  o->photograph.AddTo(command);
   command.callback([o] { RunRectify(*o); });
 }
 
