@@ -1,5 +1,5 @@
 // The manifest of an assembly, with two shots that it may name: their pieces, then the lines.
-#include "files/assembly_manifest.h"
+#include "screens/assembly_manifest.h"
 
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"

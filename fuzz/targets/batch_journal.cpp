@@ -1,5 +1,5 @@
 // The journal that an earlier run left, and results of shards.
-#include "batch/journal.h"
+#include "batch/jobs/journal.h"
 #include "fuzz/target.h"
 #include "terminal/failure.h"
 

@@ -1,6 +1,6 @@
 // A manifest of jobs, and what its lines stand for.
-#include "batch/manifest.h"
-#include "commands/job_options.h"
+#include "batch/jobs/manifest.h"
+#include "commands/arguments/job_options.h"
 #include "fuzz/target.h"
 #include "terminal/failure.h"
 

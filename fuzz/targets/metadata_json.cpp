@@ -1,7 +1,7 @@
 // A photograph's metadata, which the tool reads from a JSON file and from options.
-#include "files/metadata.h"
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"
+#include "metadata/metadata.h"
 #include "terminal/failure.h"
 
 namespace dravix::fuzz {

@@ -1,9 +1,9 @@
 // A matrix in NumPy's format.
 #include <cmath>
 
-#include "files/matrix_files.h"
 #include "fuzz/same.h"
 #include "fuzz/target.h"
+#include "matrices/matrix_files.h"
 #include "terminal/failure.h"
 
 namespace dravix::fuzz {

@@ -3,7 +3,7 @@
 
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"
-#include "photographs/exif.h"
+#include "photographs/formats/exif.h"
 #include "terminal/failure.h"
 
 namespace dravix::fuzz {

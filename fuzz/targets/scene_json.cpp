@@ -1,9 +1,9 @@
 // A scene of the simulator, which the tool reads from a JSON file.
-#include "files/scene_json.h"
+#include "screens/scene_json.h"
 
-#include "files/json_file.h"
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"
+#include "json/json_file.h"
 #include "terminal/failure.h"
 
 namespace dravix::fuzz {

@@ -1,8 +1,8 @@
 // The library's files as the tool loads them, each under each name.
-#include "files/photograph_inputs.h"
-#include "files/stored_data.h"
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"
+#include "stored/photograph_inputs.h"
+#include "stored/stored_data.h"
 #include "terminal/failure.h"
 
 namespace dravix::fuzz {

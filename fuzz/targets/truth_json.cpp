@@ -1,8 +1,8 @@
 // A truth file, which names the file of its luminances: a piece of luminances, then the JSON.
-#include "files/stored_data.h"
-#include "files/truth_file.h"
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"
+#include "stored/stored_data.h"
+#include "stored/truth_file.h"
 #include "terminal/failure.h"
 
 namespace dravix::fuzz {

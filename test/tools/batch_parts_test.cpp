@@ -6,14 +6,14 @@
 #include <thread>
 #include <vector>
 
-#include "batch/append_file.h"
-#include "batch/journal.h"
-#include "batch/machine.h"
-#include "batch/manifest.h"
-#include "batch/memory_budget.h"
-#include "batch/shard.h"
+#include "batch/jobs/append_file.h"
+#include "batch/jobs/journal.h"
+#include "batch/jobs/manifest.h"
+#include "batch/jobs/shard.h"
 #include "batch/time_left.h"
-#include "commands/job_options.h"
+#include "batch/workers/machine.h"
+#include "batch/workers/memory_budget.h"
+#include "commands/arguments/job_options.h"
 #include "files/sha256.h"
 #include "support/temp_dir.h"
 #include "terminal/failure.h"

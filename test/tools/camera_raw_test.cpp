@@ -1,12 +1,12 @@
 // The tool's own reader of plain DNG files and LibRaw must give the same numbers: each is the
 // other's witness.
-#include "photographs/camera_raw.h"
+#include "photographs/formats/camera_raw.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
-#include "photographs/tiff_picture.h"
+#include "photographs/formats/tiff_picture.h"
 #include "tools/other_programs.h"
 
 using dravix::test::kMagick;

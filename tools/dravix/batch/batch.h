@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "batch/batch_job.h"
-#include "batch/job_result.h"
-#include "batch/shard.h"
+#include "batch/jobs/batch_job.h"
+#include "batch/jobs/job_result.h"
+#include "batch/jobs/shard.h"
 
 namespace dravix::tool {
 

@@ -8,10 +8,10 @@
 #include <opencv2/core.hpp>
 #include <string>
 
-#include "batch/batch_job.h"
-#include "batch/worker_process.h"
-#include "commands/job_inputs.h"
-#include "commands/job_options.h"
+#include "batch/jobs/batch_job.h"
+#include "batch/workers/worker_process.h"
+#include "commands/arguments/job_inputs.h"
+#include "commands/arguments/job_options.h"
 #include "commands/measurement.h"
 #include "files/sha256.h"
 #include "terminal/failure.h"

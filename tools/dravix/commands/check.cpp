@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "base/one_line.h"
-#include "commands/area_arguments.h"
+#include "commands/arguments/area_arguments.h"
 #include "commands/commands.h"
-#include "files/metadata.h"
-#include "files/stored_data.h"
+#include "metadata/metadata.h"
 #include "photographs/photograph.h"
 #include "report/findings_text.h"
+#include "stored/stored_data.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
 #include "terminal/progress.h"

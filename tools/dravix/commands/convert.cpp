@@ -3,11 +3,11 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
-#include "files/metadata.h"
 #include "files/names.h"
-#include "files/stored_data.h"
+#include "metadata/metadata.h"
 #include "photographs/photograph.h"
 #include "report/result_report.h"
+#include "stored/stored_data.h"
 #include "terminal/console.h"
 #include "terminal/progress.h"
 #include "terminal/text_values.h"

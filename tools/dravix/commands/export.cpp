@@ -7,9 +7,9 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
-#include "files/matrix_files.h"
 #include "files/names.h"
-#include "files/stored_data.h"
+#include "matrices/matrix_files.h"
+#include "stored/stored_data.h"
 #include "terminal/failure.h"
 #include "terminal/library_log.h"
 

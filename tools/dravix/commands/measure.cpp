@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "commands/arguments/measurement_options.h"
 #include "commands/commands.h"
 #include "commands/measurement.h"
-#include "commands/measurement_options.h"
 #include "photographs/photograph.h"
 #include "report/findings_text.h"
 #include "report/result_report.h"

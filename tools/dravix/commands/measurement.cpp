@@ -13,10 +13,10 @@
 #include <utility>
 
 #include "files/files.h"
-#include "files/photograph_inputs.h"
-#include "files/stored_data.h"
 #include "report/found_corners.h"
 #include "report/measurement_overlay.h"
+#include "stored/photograph_inputs.h"
+#include "stored/stored_data.h"
 #include "terminal/failure.h"
 #include "terminal/library_result.h"
 #include "terminal/progress.h"

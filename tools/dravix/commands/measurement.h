@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "commands/measurement_options.h"
+#include "commands/arguments/measurement_options.h"
 #include "photographs/photograph.h"
 
 namespace dravix::tool {

@@ -9,10 +9,10 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
-#include "files/matrix_files.h"
 #include "files/names.h"
-#include "files/stored_data.h"
+#include "matrices/matrix_files.h"
 #include "report/result_report.h"
+#include "stored/stored_data.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
 #include "terminal/text_values.h"

@@ -7,11 +7,11 @@
 #include <cstdint>
 #include <opencv2/imgproc.hpp>
 
-#include "files/metadata.h"
-#include "files/photograph_inputs.h"
-#include "files/truth_file.h"
+#include "metadata/metadata.h"
 #include "photographs/photograph.h"
 #include "report/found_corners.h"
+#include "stored/photograph_inputs.h"
+#include "stored/truth_file.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
 #include "terminal/library_result.h"

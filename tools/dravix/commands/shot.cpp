@@ -10,10 +10,10 @@
 
 #include "commands/commands.h"
 #include "files/files.h"
-#include "files/metadata.h"
 #include "files/names.h"
-#include "files/stored_data.h"
-#include "files/turned_metadata.h"
+#include "metadata/metadata.h"
+#include "metadata/turned_metadata.h"
+#include "stored/stored_data.h"
 #include "terminal/failure.h"
 #include "terminal/library_result.h"
 #include "terminal/text_values.h"

@@ -15,17 +15,17 @@
 #include <utility>
 #include <vector>
 
-#include "commands/area_arguments.h"
+#include "commands/arguments/area_arguments.h"
+#include "commands/arguments/flat_field_arguments.h"
 #include "commands/commands.h"
-#include "commands/flat_field_arguments.h"
 #include "files/files.h"
-#include "files/matrix_files.h"
-#include "files/metadata.h"
 #include "files/names.h"
-#include "files/photograph_inputs.h"
-#include "files/stored_data.h"
+#include "matrices/matrix_files.h"
+#include "metadata/metadata.h"
 #include "photographs/photograph.h"
 #include "report/result_report.h"
+#include "stored/photograph_inputs.h"
+#include "stored/stored_data.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
 #include "terminal/progress.h"

@@ -9,10 +9,10 @@
 #include <limits>
 
 #include "files/camera_file.h"
-#include "files/stored_data.h"
+#include "photographs/formats/sample_levels.h"
 #include "photographs/plane_choice.h"
 #include "photographs/read_picture.h"
-#include "photographs/sample_levels.h"
+#include "stored/stored_data.h"
 #include "terminal/failure.h"
 #include "terminal/text_values.h"
 

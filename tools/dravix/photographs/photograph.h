@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "photographs/camera_picture.h"
+#include "photographs/formats/camera_picture.h"
 #include "terminal/console.h"
 
 namespace dravix::tool {

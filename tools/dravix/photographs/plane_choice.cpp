@@ -2,7 +2,7 @@
 
 #include <dravix/dravix.h>
 
-#include "photographs/sample_levels.h"
+#include "photographs/formats/sample_levels.h"
 #include "terminal/failure.h"
 #include "terminal/library_result.h"
 #include "terminal/text_values.h"

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "photographs/camera_picture.h"
+#include "photographs/formats/camera_picture.h"
 #include "photographs/photograph.h"
 
 namespace dravix::tool {

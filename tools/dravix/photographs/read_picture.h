@@ -6,7 +6,7 @@
 #include <string>
 
 #include "files/camera_file.h"
-#include "photographs/camera_picture.h"
+#include "photographs/formats/camera_picture.h"
 
 namespace dravix::tool {
 
