@@ -61,3 +61,10 @@ function(dravix_precompile target)
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess>
     "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 endfunction()
+
+# dravix_unity(<target>) compiles a target's sources in batches, which saves most of the time that the headers of the
+# JSON library, the argument parser and GoogleTest take in every file. DRAVIX_UNITY turns it off, for example where one
+# file is edited again and again. Names in unnamed namespaces must differ among the files of a target.
+function(dravix_unity target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${DRAVIX_UNITY} UNITY_BUILD_BATCH_SIZE 8)
+endfunction()

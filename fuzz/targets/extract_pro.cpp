@@ -12,7 +12,7 @@
 namespace dravix::fuzz {
 namespace {
 
-struct Call {
+struct ProCall {
   DravixBlockCounts blocks{};
   std::int32_t lastWidth = 0, lastHeight = 0;
 };
@@ -38,7 +38,7 @@ RegionOI TakeRegion(Input& input, const Shot& shot) {
 }
 
 reference::Cells CellsOf(const Dravix& dravix, const Shot& shot, const Shot& board,
-                         const RegionOI& region, const Call& call) {
+                         const RegionOI& region, const ProCall& call) {
   std::vector<cv::Point> corners;
   Require(region.GetPrecision4Corner(corners) == DRAVIX_OK, "the corners are found once more");
   const cv::Mat workingFromPhoto = reference::WorkingFromPhoto(corners, shot.image.size());
@@ -55,7 +55,7 @@ reference::Cells CellsOf(const Dravix& dravix, const Shot& shot, const Shot& boa
 }  // namespace
 
 FUZZ_TARGET(extract_pro, input) {
-  Call call;
+  ProCall call;
   call.blocks = {input.Take<std::int32_t>(), input.Take<std::int32_t>()};
   call.lastWidth = input.Take<std::int32_t>();
   call.lastHeight = input.Take<std::int32_t>();

@@ -36,13 +36,13 @@ class SizeLimit {
   rlimit before_{};
 };
 
-struct Place {
+struct SavePlace {
   fs::path folder;
   std::string name;
   std::string old;
 };
 
-Place Fresh(base::ByteView old) {
+SavePlace Fresh(base::ByteView old) {
   const fs::path folder = ScratchName("hindered");
   std::error_code ignored;
   fs::permissions(folder, fs::perms::owner_all, ignored);
@@ -51,7 +51,7 @@ Place Fresh(base::ByteView old) {
   return {folder, ScratchFile("hindered/file.bin", old), Text(old)};
 }
 
-void SaveInPlace(const Place& place, base::ByteView content, bool byName) {
+void SaveInPlace(const SavePlace& place, base::ByteView content, bool byName) {
   fs::permissions(place.folder, fs::perms::owner_read | fs::perms::owner_exec);
   base::WriteOutcome outcome;
   {
@@ -67,7 +67,7 @@ void SaveInPlace(const Place& place, base::ByteView content, bool byName) {
   Require(ContentOf(place.name) == Text(content), "all of it is there");
 }
 
-void SaveWhereForbidden(const Place& place, base::ByteView content) {
+void SaveWhereForbidden(const SavePlace& place, base::ByteView content) {
   fs::permissions(place.name, fs::perms::owner_read);
   base::WriteOutcome outcome;
   {
@@ -79,7 +79,7 @@ void SaveWhereForbidden(const Place& place, base::ByteView content) {
   Require(ContentOf(place.name) == place.old, "the old content stays");
 }
 
-void SaveWithinLimit(const Place& place, base::ByteView content, rlim_t bytes) {
+void SaveWithinLimit(const SavePlace& place, base::ByteView content, rlim_t bytes) {
   base::WriteOutcome outcome;
   {
     const SizeLimit limit(bytes);
@@ -92,7 +92,7 @@ void SaveWithinLimit(const Place& place, base::ByteView content, rlim_t bytes) {
 }
 
 /// The system's name of something that this process has open.
-void SaveToDescriptor(const Place& place, base::ByteView content, unsigned how) {
+void SaveToDescriptor(const SavePlace& place, base::ByteView content, unsigned how) {
   const int access = how % 4 == 0 ? O_RDONLY : how % 4 == 1 ? O_WRONLY : O_RDWR;
   const int descriptor = open(place.name.c_str(), access | O_CLOEXEC);
   Require(descriptor >= 0, "a file that is there can be opened");
@@ -115,7 +115,7 @@ void SaveToDescriptor(const Place& place, base::ByteView content, unsigned how) 
 FUZZ_TARGET(hindered_save, input) {
   for (int steps = 0; steps < 8 && !input.Empty(); ++steps) {
     const unsigned choice = input.Take<std::uint8_t>();
-    const Place place = Fresh(input.TakePiece());
+    const SavePlace place = Fresh(input.TakePiece());
     const base::ByteView content = input.TakePiece();
     switch (choice % 4) {
       case 0:

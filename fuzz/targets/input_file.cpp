@@ -11,14 +11,14 @@
 namespace dravix::fuzz {
 namespace {
 
-struct Step {
+struct ReadStep {
   unsigned kind = 0;
   std::uint64_t count = 0;
 };
 
-std::vector<Step> TakeSteps(Input& input) {
-  std::vector<Step> steps(input.Take<std::uint8_t>());
-  for (Step& step : steps) {
+std::vector<ReadStep> TakeSteps(Input& input) {
+  std::vector<ReadStep> steps(input.Take<std::uint8_t>());
+  for (ReadStep& step : steps) {
     const unsigned first = input.Take<std::uint8_t>();
     step.kind = first % 8;
     step.count = first >= 0x80 ? input.Take<std::uint64_t>() : input.Take<std::uint16_t>();
@@ -27,7 +27,7 @@ std::vector<Step> TakeSteps(Input& input) {
 }
 
 /// What one step tells: a number, and bytes.
-std::string Told(base::ByteReader& in, const Step& step) {
+std::string Told(base::ByteReader& in, const ReadStep& step) {
   constexpr std::uint64_t kMostAtOnce = std::uint64_t{1} << 20;
   switch (step.kind) {
     case 0:
@@ -54,16 +54,17 @@ std::string Told(base::ByteReader& in, const Step& step) {
   }
 }
 
-std::vector<std::string> All(base::ByteReader&& in, const std::vector<Step>& steps) {
+std::vector<std::string> All(base::ByteReader&& in, const std::vector<ReadStep>& steps) {
   std::vector<std::string> told;
   told.reserve(steps.size());
-  for (const Step& step : steps) told.push_back(Told(in, step));
+  for (const ReadStep& step : steps) told.push_back(Told(in, step));
   return told;
 }
 
 /// A source that can go back gives the same bytes at the same places.
-void CheckPlaces(base::InputFile& file, const std::vector<Step>& steps, base::ByteView content) {
-  for (const Step& step : steps) {
+void CheckPlaces(base::InputFile& file, const std::vector<ReadStep>& steps,
+                 base::ByteView content) {
+  for (const ReadStep& step : steps) {
     file.SeekTo(step.count);
     const std::size_t at = std::min<std::uint64_t>(step.count, content.size());
     base::Bytes bytes(16);
@@ -77,7 +78,7 @@ void CheckPlaces(base::InputFile& file, const std::vector<Step>& steps, base::By
 }  // namespace
 
 FUZZ_TARGET(input_file, input) {
-  const std::vector<Step> steps = TakeSteps(input);
+  const std::vector<ReadStep> steps = TakeSteps(input);
   const base::ByteView content = input.Rest();
   const std::vector<std::string> expected = All(base::ByteReader(content), steps);
 

@@ -11,13 +11,10 @@
 #include "lab/analysis/modules.h"
 #include "lab/analysis/seams.h"
 #include "lab/analysis/uniformity.h"
+#include "lab/base/size_text.h"
 
 namespace dravix::lab {
 namespace {
-
-std::string SizeText(cv::Size size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 std::invalid_argument Unexpected(const std::string& name, const std::string& found,
                                  const std::string& expected) {

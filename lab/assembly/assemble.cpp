@@ -9,15 +9,12 @@
 #include "lab/assembly/links.h"
 #include "lab/assembly/merge.h"
 #include "lab/assembly/seam_rms.h"
+#include "lab/base/size_text.h"
 
 namespace dravix::lab {
 namespace {
 
 constexpr std::size_t kMostGaps = 1000;
-
-std::string Text(cv::Size size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 void CheckValues(const std::vector<PlacedResult>& results) {
   for (const PlacedResult& result : results) {
@@ -28,8 +25,8 @@ void CheckValues(const std::vector<PlacedResult>& results) {
     }
     const cv::Size expected = LitLeds(result.placement);
     if (result.values.dims != 2 || result.values.size() != expected) {
-      throw std::invalid_argument(result.name + ": found " + Text(result.values.size()) +
-                                  " values, expected " + Text(expected) + " by the placement");
+      throw std::invalid_argument(result.name + ": found " + SizeText(result.values.size()) +
+                                  " values, expected " + SizeText(expected) + " by the placement");
     }
   }
 }

@@ -10,6 +10,7 @@
 #include "lab/assembly/borders.h"
 #include "lab/assembly/limits.h"
 #include "lab/assembly/pairs.h"
+#include "lab/base/size_text.h"
 
 namespace dravix::lab {
 namespace {
@@ -20,10 +21,6 @@ constexpr std::int64_t kMostLeds = 150000000;
 constexpr std::int64_t kMostValues = 600000000;
 /// Comparing takes about 10 ns for each; a 16K screen measured six times has half of them.
 constexpr std::int64_t kMostCompared = 4000000000;
-
-std::string Text(cv::Size size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 std::string Text(cv::Point point) {
   return std::to_string(point.x) + "," + std::to_string(point.y);
@@ -38,15 +35,15 @@ std::int64_t Area(cv::Size size) { return std::int64_t{size.width} * size.height
 
 void CheckPartition(const cv::Rect& partition, cv::Size screen) {
   if (partition.width < 1 || partition.height < 1) {
-    Refuse("partition", Text(partition.size()) + " LEDs", "at least one");
+    Refuse("partition", SizeText(partition.size()) + " LEDs", "at least one");
   }
   // Differences of what is not negative cannot overflow.
   const bool within = partition.x >= 0 && partition.y >= 0 &&
                       partition.x <= screen.width - partition.width &&
                       partition.y <= screen.height - partition.height;
   if (!within) {
-    Refuse("partition", Text(partition.size()) + " LEDs at " + Text(partition.tl()),
-           "a part of the screen of " + Text(screen));
+    Refuse("partition", SizeText(partition.size()) + " LEDs at " + Text(partition.tl()),
+           "a part of the screen of " + SizeText(screen));
   }
 }
 
@@ -98,18 +95,19 @@ cv::Size LitLeds(const Placement& placement) {
 void Check(const Placement& placement) {
   const cv::Size screen = placement.screen;
   if (screen.width < 1 || screen.height < 1 || Area(screen) > kMostLeds) {
-    Refuse("screen", Text(screen) + " LEDs", "1 to " + std::to_string(kMostLeds));
+    Refuse("screen", SizeText(screen) + " LEDs", "1 to " + std::to_string(kMostLeds));
   }
   CheckPartition(placement.partition, screen);
   const cv::Size interval = placement.interval;
-  if (interval.width < 1 || interval.height < 1) Refuse("interval", Text(interval), "1 or more");
+  if (interval.width < 1 || interval.height < 1)
+    Refuse("interval", SizeText(interval), "1 or more");
   const cv::Point phase = placement.phase;
   if (phase.x < 0 || phase.y < 0 || phase.x >= interval.width || phase.y >= interval.height) {
-    Refuse("place of the lit LED", Text(phase), "one within the interval of " + Text(interval));
+    Refuse("place of the lit LED", Text(phase), "one within the interval of " + SizeText(interval));
   }
   if (phase.x >= placement.partition.width || phase.y >= placement.partition.height) {
     Refuse("place of the lit LED", Text(phase),
-           "one within the partition of " + Text(placement.partition.size()) + " LEDs");
+           "one within the partition of " + SizeText(placement.partition.size()) + " LEDs");
   }
 }
 
@@ -118,7 +116,8 @@ void Check(const std::vector<Placement>& placements, Match match) {
   for (const Placement& placement : placements) {
     Check(placement);
     if (placement.screen != placements.front().screen) {
-      Refuse("screen", Text(placement.screen), Text(placements.front().screen) + " as before");
+      Refuse("screen", SizeText(placement.screen),
+             SizeText(placements.front().screen) + " as before");
     }
     values += Area(LitLeds(placement));
   }

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "lab/base/size_text.h"
 #include "lab/board_places/bent_screen.h"
 #include "lab/board_places/edges.h"
 
@@ -17,10 +18,6 @@ constexpr double kLeastAgreement = 0.8;  ///< of the blocks' levels with the pat
 constexpr double kMostMissing = 0.125;   ///< share of the edges
 constexpr double kMostScatter = 0.3;     ///< pitches
 constexpr int kFineRounds = 3;
-
-std::string SizeText(cv::Size size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 std::string Text(double value) {
   char text[64];

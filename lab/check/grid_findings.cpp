@@ -18,7 +18,7 @@ namespace {
 
 constexpr double kMostMiscount = 0.02;   // of the pattern's count
 constexpr double kLeastMiscount = 0.75;  // LEDs: counts are whole, and a soft outline is a bit wide
-constexpr double kApart = 1.1;           // modulation of LEDs that stand apart as dots
+constexpr double kDotsApart = 1.1;       // modulation of LEDs that stand apart as dots
 constexpr double kMostBeat = 0.01;       // RMS that sampling alone would add, over the mean
 constexpr double kSeen = 5;              // times the noise, for a wave to count
 constexpr double kSeenBeat = 0.02;       // amplitude of slow bands in the photograph, over the mean
@@ -133,7 +133,7 @@ void CheckSharpness(const std::array<Modulation, 2>& waves, Findings& findings) 
     strongest = std::max(strongest, m.amplitude[0] / pixel);
   }
   const double beat = std::hypot(BeatError(waves[0]), BeatError(waves[1]));
-  if (strongest <= kApart && beat <= kMostBeat) return;
+  if (strongest <= kDotsApart && beat <= kMostBeat) return;
   Add(findings, "too-sharp",
       "the LED grid's wave is " + Percent(strongest) +
           " of the mean light, so the luminances beat with the camera's sampling, by about " +

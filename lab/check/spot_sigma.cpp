@@ -15,7 +15,7 @@ namespace {
 constexpr int kPerPitch = 8;            // samples across a side
 constexpr int kReach = 4;               // pitches to either side of the outline
 constexpr int kAlong = 400;             // lines across a side, at most
-constexpr double kMargin = 0.1;         // of a side near its corners
+constexpr double kSideMargin = 0.1;     // of a side near its corners
 constexpr int kFewest = 3 * kPerPitch;  // samples outside the outline that the photograph must show
 
 /// The mean light at places from kReach pitches inside to as far outside as the photograph shows.
@@ -29,7 +29,7 @@ std::vector<double> ProfileOf(const cv::Mat& plane, const Side& side, int leds, 
   cv::Mat1f mapY(1, most);
   cv::Mat values;
   for (int i = 0; i < lines; ++i) {
-    const double t = kMargin + (1 - 2 * kMargin) * (i + 0.5) / lines;
+    const double t = kSideMargin + (1 - 2 * kSideMargin) * (i + 0.5) / lines;
     const cv::Point2d foot = side.At(t);
     for (int s = 0; s < most; ++s) {
       const cv::Point2d p = foot + pitch * (static_cast<double>(s) / kPerPitch - kReach) * outward;

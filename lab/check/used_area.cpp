@@ -63,12 +63,12 @@ cv::Mat LitMask(const cv::Mat& eight) {
 }
 
 /// A straight line y = a + b x through points, the ends of the side left out.
-struct Line {
+struct EdgeLine {
   double a = 0, b = 0;
   [[nodiscard]] double At(double x) const { return a + b * x; }
 };
 
-Line LineThrough(const std::vector<double>& ys, double firstX) {
+EdgeLine LineThrough(const std::vector<double>& ys, double firstX) {
   const auto count = static_cast<double>(ys.size());
   const auto margin = static_cast<std::size_t>(0.05 * count);  // where corners are rounded
   double n = 0;
@@ -103,8 +103,8 @@ std::array<cv::Point2d, 4> CornersOfMask(const cv::Mat& mask) {
     while (y < rect.y + rect.height && mask.at<std::uint8_t>(y, x) != 0) ++y;
     bottoms.push_back(y - 0.5);
   }
-  const Line top = LineThrough(tops, rect.x);
-  const Line bottom = LineThrough(bottoms, rect.x);
+  const EdgeLine top = LineThrough(tops, rect.x);
+  const EdgeLine bottom = LineThrough(bottoms, rect.x);
   const double left = rect.x - 0.5;
   const double right = rect.x + rect.width - 0.5;
   return {cv::Point2d(left, top.At(left)), cv::Point2d(right, top.At(right)),

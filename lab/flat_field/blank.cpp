@@ -113,26 +113,26 @@ std::optional<FlatFieldRefused> DarkIn(const std::vector<Place>& places, double 
 }
 
 /// What a lens does, and a gradient: terms of the logarithm.
-constexpr int kTerms = 8;
+constexpr int kBlankTerms = 8;
 constexpr int kGradientX = 4;
-cv::Matx<double, 1, kTerms> TermsAt(cv::Point2d at) {
+cv::Matx<double, 1, kBlankTerms> TermsAt(cv::Point2d at) {
   const double r2 = at.dot(at);
   return {1.0, r2, r2 * r2, r2 * r2 * r2, at.x, at.y, at.x * at.y, at.x * at.x - at.y * at.y};
 }
 
-struct LensFit {
+struct BlankFit {
   cv::Mat1d coefficients;
   std::vector<double> departures;  ///< of the logarithms
 };
 
 /// By least squares; places that depart far count less, so that a mark in the picture does not
 /// bend the curve everywhere.
-LensFit LensFitOf(const std::vector<Place>& places) {
-  LensFit fit;
+BlankFit LensFitOf(const std::vector<Place>& places) {
+  BlankFit fit;
   fit.departures.assign(places.size(), 0.0);
   for (int round = 0; round < 4; ++round) {
-    cv::Mat1d normal(kTerms, kTerms, 0.0);
-    cv::Mat1d right(1, kTerms, 0.0);
+    cv::Mat1d normal(kBlankTerms, kBlankTerms, 0.0);
+    cv::Mat1d right(1, kBlankTerms, 0.0);
     for (std::size_t k = 0; k < places.size(); ++k) {
       const double off = fit.departures[k] / kMostDeparture;
       const double weight = 1.0 / (1.0 + off * off);
@@ -150,7 +150,7 @@ LensFit LensFitOf(const std::vector<Place>& places) {
 }
 
 /// The change of light by the gradient's terms between the ends of the area.
-double GradientOf(const LensFit& fit, const std::vector<Place>& places) {
+double GradientOf(const BlankFit& fit, const std::vector<Place>& places) {
   const double x = fit.coefficients(0, kGradientX);
   const double y = fit.coefficients(0, kGradientX + 1);
   double least = 0;
@@ -164,7 +164,7 @@ double GradientOf(const LensFit& fit, const std::vector<Place>& places) {
 }
 
 std::optional<FlatFieldRefused> StructureIn(const std::vector<Place>& places) {
-  const LensFit fit = LensFitOf(places);
+  const BlankFit fit = LensFitOf(places);
   const auto far = static_cast<double>(
       std::count_if(fit.departures.begin(), fit.departures.end(),
                     [](double departure) { return !(std::abs(departure) <= kMostDeparture); }));

@@ -94,7 +94,7 @@ std::vector<Group> GroupsOf(const Seen& first, const Seen& second, cv::Size phot
 
 cv::Vec3d PowersOf(double squared) { return {squared, squared * squared, std::pow(squared, 3)}; }
 
-struct LensFit {
+struct ShiftedFit {
   cv::Vec3d coefficients;
   cv::Matx33d covariance;
   double scatter = 0;  ///< root mean square of what groups depart by
@@ -114,8 +114,8 @@ cv::Matx33d CovarianceOf(const cv::Mat1d& normal, double variance) {
 }
 
 /// Groups that depart far, as those on a broken module of one photograph, count less.
-LensFit LensFitOf(const std::vector<Group>& groups) {
-  LensFit fit;
+ShiftedFit LensFitOf(const std::vector<Group>& groups) {
+  ShiftedFit fit;
   std::vector<double> departures(groups.size(), 0.0);
   for (int round = 0; round < 5; ++round) {
     cv::Mat1d normal(kTerms, kTerms, 0.0);
@@ -159,7 +159,7 @@ std::vector<double> SquaredRadii(const unmix::Grid& grid, cv::Size photo) {
 
 /// Root mean square, over the area, of the deviation of F from its own mean: one common gain does
 /// not matter.
-double DeviationOf(const LensFit& fit, const std::vector<double>& radii) {
+double DeviationOf(const ShiftedFit& fit, const std::vector<double>& radii) {
   cv::Vec3d mean;
   for (const double r : radii) mean += PowersOf(r) / static_cast<double>(radii.size());
   double sum = 0;
@@ -201,7 +201,7 @@ std::optional<FlatFieldRefused> ClippedIn(const Shot& shot, const cv::Mat1f& sam
                           {{"share", clipped.share}, {"top", clipped.top}}};
 }
 
-std::optional<FlatFieldRefused> DoubtAbout(const LensFit& fit, double deviation, double shift) {
+std::optional<FlatFieldRefused> DoubtAbout(const ShiftedFit& fit, double deviation, double shift) {
   if (!(fit.scatter <= kMostDisagreement)) {
     return FlatFieldRefused{FlatFieldRefusal::kDisagree,
                             "the shifted photographs disagree by " + Percent(fit.scatter) +
@@ -234,7 +234,7 @@ std::optional<FlatFieldRefused> TooFarOut(double needed, double seen) {
       {{"needed", needed}, {"seen", seen}}};
 }
 
-cv::Mat1f GainsOf(const LensFit& fit, cv::Size photo) {
+cv::Mat1f GainsOf(const ShiftedFit& fit, cv::Size photo) {
   constexpr int kLongest = 512;
   const double factor = std::max(1.0, std::max(photo.width, photo.height) / (1.0 * kLongest));
   cv::Mat1f gains(std::max(2, cvRound(photo.height / factor)),
@@ -290,7 +290,7 @@ FlatField FlatFieldFromShifted(const Shot& first, const Shot& second, const Flat
       TooFarOut(std::sqrt(*std::max_element(radii.begin(), radii.end())),
                 std::max(FarthestOf(seenA, field.photo), FarthestOf(seenB, field.photo)));
   if (field.refused) return field;
-  const LensFit fit = LensFitOf(groups);
+  const ShiftedFit fit = LensFitOf(groups);
   const double deviation = DeviationOf(fit, radii);
   field.refused = DoubtAbout(fit, deviation, ShiftOf(seenA, seenB, field.photo));
   if (field.refused) return field;

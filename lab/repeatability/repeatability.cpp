@@ -6,15 +6,12 @@
 #include <stdexcept>
 
 #include "lab/base/json.h"
+#include "lab/base/size_text.h"
 
 namespace dravix::lab {
 namespace {
 
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
-
-std::string SizeText(cv::Size size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 void CheckArguments(const std::vector<cv::Mat>& results) {
   if (results.size() < 2) {

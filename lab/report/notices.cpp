@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "lab/base/size_text.h"
 #include "lab/report/page_json.h"
 
 namespace dravix::lab {
@@ -16,10 +17,6 @@ std::string LedText(std::int64_t count) {
   std::string digits = std::to_string(count);
   for (std::size_t at = digits.size(); at > 3;) digits.insert(at -= 3, ",");
   return digits + (count == 1 ? " LED" : " LEDs");
-}
-
-std::string SizeText(cv::Size size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
 }
 
 std::string PercentText(double share) {

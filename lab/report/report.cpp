@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "lab/base/json.h"
+#include "lab/base/size_text.h"
 #include "lab/report/compressed_map.h"
 #include "lab/report/curves.h"
 #include "lab/report/encoded.h"
@@ -33,10 +34,6 @@ constexpr std::size_t kMostOfPhotograph = 180000;
 /// Bytes that the maps get together even where the figures leave less: without a map the page would
 /// be of little use.
 constexpr std::size_t kLeastOfMaps = 60000;
-
-std::string SizeText(cv::Size size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 /// The shortest digits that read back to the same number.
 std::string NumberText(double value) {

@@ -8,6 +8,7 @@
 #include <opencv2/core/utility.hpp>
 #include <stdexcept>
 
+#include "lab/base/size_text.h"
 #include "lab/unmix/cell_means.h"
 #include "lab/unmix/estimate.h"
 #include "lab/unmix/refusals.h"
@@ -19,10 +20,6 @@ namespace {
 constexpr int kFewestLeds = 8;
 constexpr std::size_t kFewestPlaces = 16;
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
-
-std::string SizeText(cv::Size size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 /// Twice the signed area; positive when the corners go around clockwise, y pointing down.
 double TwiceArea(const std::array<cv::Point2d, 4>& c) { return (c[2] - c[0]).cross(c[3] - c[1]); }

@@ -22,8 +22,8 @@ cv::Mat As(int depth, const cv::Mat& picture, double scale) {
 
 /// A defocused checkerboard whose lit blocks differ, on a screen whose light falls off to the
 /// right.
-struct Board {
-  Board() {
+struct EdgeBoard {
+  EdgeBoard() {
     cv::Mat screen = cv::Mat::zeros(240, 280, CV_32FC1);
     cv::Mat blocks = screen.clone();
     for (int r = 0; r < kRows; ++r) {
@@ -68,41 +68,41 @@ struct Board {
 };
 
 TEST(PlaceEdges, PutsEdgesWhereBlocksMeetWhateverTheirLevels) {
-  const Board board;
-  Board::ExpectInner(board.Placed(), 1);
+  const EdgeBoard board;
+  EdgeBoard::ExpectInner(board.Placed(), 1);
 }
 
 TEST(PlaceEdges, LeavesOuterEdgesAsFound) {
-  const Board board;
+  const EdgeBoard board;
   const auto rects = board.Placed();
   EXPECT_EQ(rects.front().tl(), board.found.front().tl());
   EXPECT_EQ(rects.back().br(), board.found.back().br());
 }
 
 TEST(PlaceEdges, EdgesBesideADeadBlockFollowTheOthersOfTheirLine) {
-  Board board;
+  EdgeBoard board;
   board.pictures.board(Block(2, 2)).setTo(0);
-  Board::ExpectInner(board.Placed(), 2);
+  EdgeBoard::ExpectInner(board.Placed(), 2);
 }
 
 TEST(PlaceEdges, BlocksOfADarkBoardStayAsFound) {
-  Board board;
+  EdgeBoard board;
   board.pictures.board.Whole().setTo(0);
   EXPECT_EQ(board.Placed(), board.found);
 }
 
 TEST(PlaceEdges, BlocksBeyondThePictureStayAsFound) {
-  Board board;
+  EdgeBoard board;
   for (cv::Rect& r : board.found) r += cv::Point(1000, 0);
   EXPECT_EQ(board.Placed(), board.found);
 }
 
 TEST(PlaceEdges, WorksOnEightBitPicturesToo) {
-  Board board;
+  EdgeBoard board;
   for (PartialPicture* picture : {&board.pictures.board, &board.pictures.measured}) {
     *picture = As(CV_8U, picture->Whole(), 1 / 40.0);
   }
-  Board::ExpectInner(board.Placed(), 1);
+  EdgeBoard::ExpectInner(board.Placed(), 1);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kWidth = 40;
 constexpr int kHeight = 24;
-const cv::Size2d kCell(kWidth, kHeight);
+const cv::Size2d kTieCell(kWidth, kHeight);
 const cv::Point kFirst(60, 50);
 
 cv::Rect At(int column, int row) {
@@ -34,7 +34,7 @@ struct FlatBoard {
     }
   }
   std::optional<Placement> Placed() const {
-    return PlaceInGrid(rects, lit, grid, kCell, kernels::BitsOf(mask));
+    return PlaceInGrid(rects, lit, grid, kTieCell, kernels::BitsOf(mask));
   }
   cv::Rect& Find(int column, int row) {
     return *std::find(rects.begin(), rects.end(), At(column, row));

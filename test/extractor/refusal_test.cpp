@@ -30,12 +30,12 @@ Shot BlackShot(int ledWidth, int ledHeight) {
 }
 
 /// A lit rectangle of 300 x 240 in a photograph of 400 x 320.
-Shot LitShot(int ledWidth, int ledHeight) {
+Shot LitBlock(int ledWidth, int ledHeight) {
   cv::Mat image(320, 400, CV_16UC1, cv::Scalar(20));
   image(cv::Rect(50, 40, 300, 240)) = 2000;
   return MakeShot(image, ledWidth, ledHeight, 12);
 }
-Corners LitCorners() { return {{50, 40}, {349, 40}, {349, 279}, {50, 279}}; }
+Corners LitBlockCorners() { return {{50, 40}, {349, 40}, {349, 279}, {50, 279}}; }
 
 // --- three corners on a line ---
 
@@ -112,7 +112,7 @@ TEST(LedCountsAtTheLimit, ResultOf2GiBIsTheFirstThatIsRefused) {
   const Shot shot = BlackShot(16384, 32768);
   Dravix dravix;
   const LogCapture log;
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&shot, LitBlockCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
   EXPECT_EQ(dravix.Extract(&shot, {{0, 0}, {5, 0}, {5, 5}}, 0, 0, 0), DRAVIX_BAD_ARGUMENT);
   const std::string line =
       "Dravix::Extract--Error :: 16384 x 32768 LEDs are more than a result can hold";
@@ -151,39 +151,39 @@ TEST(LedCountsAtTheLimit, TheSameLimitHoldsWithACheckerboard) {
 TEST(LedCountsAtTheLimit, CountsBelowOneAreTooFewRatherThanTooMany) {
   for (const cv::Size& leds : {cv::Size(-1, 16), cv::Size(20, -1), cv::Size(0, 16), cv::Size(20, 0),
                                cv::Size(-1, INT_MAX), cv::Size(INT_MIN, -1)}) {
-    const Shot shot = LitShot(leds.width, leds.height);
+    const Shot shot = LitBlock(leds.width, leds.height);
     Dravix dravix;
     const LogCapture log;
-    EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
+    EXPECT_EQ(dravix.Extract(&shot, LitBlockCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
     EXPECT_EQ(log.Errors(), Strings{kTooFewLeds}) << leds;
   }
 }
 
 TEST(LedCountsAtTheLimit, MoreLedsThanTheFourBorderLinesAreNeededOnBothAxes) {
   for (const cv::Size& leds : {cv::Size(4, 16), cv::Size(20, 4)}) {
-    const Shot shot = LitShot(leds.width, leds.height);
+    const Shot shot = LitBlock(leds.width, leds.height);
     Dravix dravix;
     const LogCapture log;
-    EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
+    EXPECT_EQ(dravix.Extract(&shot, LitBlockCorners(), 0, 0, 0), DRAVIX_BAD_ARGUMENT);
     EXPECT_EQ(log.Errors(), Strings{kTooFewLeds}) << leds;
   }
   for (const cv::Size& leds : {cv::Size(5, 16), cv::Size(20, 5)}) {
-    const Shot shot = LitShot(leds.width, leds.height);
+    const Shot shot = LitBlock(leds.width, leds.height);
     Dravix dravix;
-    EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 0, 0, 0), DRAVIX_OK) << leds;
+    EXPECT_EQ(dravix.Extract(&shot, LitBlockCorners(), 0, 0, 0), DRAVIX_OK) << leds;
   }
 }
 
 // --- log lines of refused measurements ---
 
 TEST(RefusedRowTables, SayWhatIsWrong) {
-  const Shot shot = LitShot(20, 16);
+  const Shot shot = LitBlock(20, 16);
   Dravix dravix;
   LogCapture log;
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 21, 20, 4), DRAVIX_BAD_ARGUMENT);
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 20, 21, 4), DRAVIX_BAD_ARGUMENT);
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 20, 20, 0), DRAVIX_BAD_ARGUMENT);
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 20, 20, -7), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&shot, LitBlockCorners(), 21, 20, 4), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&shot, LitBlockCorners(), 20, 21, 4), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&shot, LitBlockCorners(), 20, 20, 0), DRAVIX_BAD_ARGUMENT);
+  EXPECT_EQ(dravix.Extract(&shot, LitBlockCorners(), 20, 20, -7), DRAVIX_BAD_ARGUMENT);
   EXPECT_EQ(
       log.Errors(),
       (Strings{"Dravix::GetRowLedNums -- topLedNum or bottomLedNum is greater than led width.",
@@ -193,9 +193,9 @@ TEST(RefusedRowTables, SayWhatIsWrong) {
 }
 
 TEST(RefusedRowTables, CountAtTheLedWidthIsMeasured) {
-  const Shot shot = LitShot(20, 16);
+  const Shot shot = LitBlock(20, 16);
   Dravix dravix;
-  EXPECT_EQ(dravix.Extract(&shot, LitCorners(), 20, 20, 1), DRAVIX_OK);
+  EXPECT_EQ(dravix.Extract(&shot, LitBlockCorners(), 20, 20, 1), DRAVIX_OK);
   EXPECT_EQ(dravix.rowLedNums, std::vector<std::int32_t>(16, 20));
 }
 

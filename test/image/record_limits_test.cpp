@@ -28,7 +28,7 @@ std::optional<cv::Mat> Untouched(int rows, int cols, int type) {
   }
 }
 
-std::string BytesOf(const cv::Mat& m) {
+std::string RecordOf(const cv::Mat& m) {
   std::ostringstream out;
   WriteMat(m, out);
   return out.str();
@@ -37,13 +37,13 @@ std::string BytesOf(const cv::Mat& m) {
 TEST(RecordLimits, RecordOf2To31SamplesEndsAfterItsHeader) {
   const auto m = Untouched(1 << 16, 1 << 15, CV_8UC1);
   if (!m) GTEST_SKIP() << "no room for a matrix of 2 GiB";
-  EXPECT_EQ(BytesOf(*m), Le(1 << 16) + Le(1 << 15) + Le(0) + Le(1));
+  EXPECT_EQ(RecordOf(*m), Le(1 << 16) + Le(1 << 15) + Le(0) + Le(1));
 }
 
 TEST(RecordLimits, RecordOf2To32SamplesEndsAfterItsHeaderToo) {
   const auto m = Untouched(1 << 16, 1 << 16, CV_8UC1);
   if (!m) GTEST_SKIP() << "no room for a matrix of 4 GiB";
-  EXPECT_EQ(BytesOf(*m), Le(1 << 16) + Le(1 << 16) + Le(0) + Le(1));
+  EXPECT_EQ(RecordOf(*m), Le(1 << 16) + Le(1 << 16) + Le(0) + Le(1));
 }
 
 TEST(RecordLimits, RecordThatEndsAfterItsHeaderReadsBackEmptyAndTheNextOneIsNotThere) {

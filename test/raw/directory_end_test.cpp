@@ -18,7 +18,7 @@ using dravix::test::SameBytes;
 using dravix::test::Spill;
 using dravix::test::TempDir;
 
-const char* const kNotDng = "        Error :: file not dng image \n";
+const char* const kRefused = "        Error :: file not dng image \n";
 const cv::Size kSize(4, 3);
 
 struct Answer {
@@ -91,17 +91,17 @@ TEST_F(DngDirectory, CutShortAnywhereIsNoDngEvenWhereTheNeededEntriesAreThere) {
   for (std::size_t missing = 1; missing <= 12; ++missing) {
     const Answer answer = Read(whole.substr(0, whole.size() - missing));
     EXPECT_TRUE(answer.picture.empty()) << missing;
-    EXPECT_EQ(answer.printed, kNotDng) << missing;
+    EXPECT_EQ(answer.printed, kRefused) << missing;
   }
   EXPECT_TRUE(log_.Errors().empty());
 }
 
 TEST_F(DngDirectory, WithoutEntriesOrWithoutTheirNumberIsNoDng) {
-  EXPECT_EQ(Read(FileWith(stored_, "", 0)).printed, kNotDng);
+  EXPECT_EQ(Read(FileWith(stored_, "", 0)).printed, kRefused);
   const std::string whole = FileWith(stored_, Needed(), 3);
   const std::size_t directoryAt = 8 + stored_.size();
   for (const std::size_t length : {directoryAt, directoryAt + 1}) {
-    EXPECT_EQ(Read(whole.substr(0, length)).printed, kNotDng) << length;
+    EXPECT_EQ(Read(whole.substr(0, length)).printed, kRefused) << length;
   }
 }
 

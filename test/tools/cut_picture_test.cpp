@@ -16,12 +16,12 @@ using dravix::test::Spill;
 
 namespace {
 
-struct Made {
+struct CutPicture {
   const char* name;
   const char* command;
 };
 
-class CutPictures : public testing::TestWithParam<Made> {};
+class CutPictures : public testing::TestWithParam<CutPicture> {};
 
 // Wherever a file is cut, the message says that bytes are missing. Only the last byte of a JPEG's
 // end mark, or padding behind the samples, may be lacked by a decoder without loss.
@@ -56,12 +56,13 @@ const std::string kGray = kColor + "-colorspace Gray g.jpg";
 
 INSTANTIATE_TEST_SUITE_P(
     Files, CutPictures,
-    testing::Values(Made{"a.jpg", kBaseline.c_str()}, Made{"p.jpg", kProgressive.c_str()},
-                    Made{"g.jpg", kGray.c_str()}, Made{"a.png", "convert plain.tif a.png"},
-                    Made{"a.pgm", "convert plain.tif a.pgm"},
-                    Made{"strips.tif", "tiffcp -c none -r 5 plain.tif strips.tif"},
-                    Made{"lzw.tif", "tiffcp -c lzw plain.tif lzw.tif"},
-                    Made{"tiles.tif", "tiffcp -c lzw -t -w 16 -l 16 plain.tif tiles.tif"}),
+    testing::Values(CutPicture{"a.jpg", kBaseline.c_str()},
+                    CutPicture{"p.jpg", kProgressive.c_str()}, CutPicture{"g.jpg", kGray.c_str()},
+                    CutPicture{"a.png", "convert plain.tif a.png"},
+                    CutPicture{"a.pgm", "convert plain.tif a.pgm"},
+                    CutPicture{"strips.tif", "tiffcp -c none -r 5 plain.tif strips.tif"},
+                    CutPicture{"lzw.tif", "tiffcp -c lzw plain.tif lzw.tif"},
+                    CutPicture{"tiles.tif", "tiffcp -c lzw -t -w 16 -l 16 plain.tif tiles.tif"}),
     [](const auto& test) {
       std::string name = test.param.name;
       for (char& c : name) c = c == '.' ? '_' : c;

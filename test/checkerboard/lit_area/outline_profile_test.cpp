@@ -9,7 +9,7 @@
 namespace dravix::checkerboard {
 namespace {
 
-const cv::Size2d kCell(60, 60);
+const cv::Size2d kProfileCell(60, 60);
 const LevelMap kLevel{cv::Mat(360, 420, CV_32FC1, cv::Scalar(1000)), 1, {}};
 
 /// A defocused screen of level 1000 at (60, 60) to (360, 300).
@@ -21,7 +21,7 @@ struct Screen {
   OutlineProfile Measured(const cv::Rect& mask) const {
     cv::Mat filled = cv::Mat::zeros(light.size(), CV_8UC1);
     filled(mask).setTo(255);
-    return MeasuredOutline({light, kernels::BitsOf(filled), mask, kLevel, kCell}, 5);
+    return MeasuredOutline({light, kernels::BitsOf(filled), mask, kLevel, kProfileCell}, 5);
   }
   cv::Rect truth{60, 60, 300, 240};
   cv::Mat light = cv::Mat::zeros(360, 420, CV_16UC1);
@@ -50,8 +50,9 @@ TEST(MeasuredRise, IsTheWayFromHalfToThreeQuartersOfTheLevel) {
   const Screen screen(21);
   cv::Mat filled = cv::Mat::zeros(screen.light.size(), CV_8UC1);
   filled(screen.truth).setTo(255);
-  EXPECT_NEAR(MeasuredRise({screen.light, kernels::BitsOf(filled), screen.truth, kLevel, kCell}),
-              21 / 4.0, 0.3);
+  EXPECT_NEAR(
+      MeasuredRise({screen.light, kernels::BitsOf(filled), screen.truth, kLevel, kProfileCell}),
+      21 / 4.0, 0.3);
 }
 
 TEST(MeasuredOutline, WithoutLightOrRoomSaysNoExcessAndHalfTheLevel) {

@@ -14,10 +14,10 @@ namespace {
 using testing::ElementsAre;
 using testing::IsNan;
 
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kMissing = std::numeric_limits<float>::quiet_NaN();
 
 TEST(Profiles, AreMeansOfTheLedsThatCount) {
-  const cv::Mat1f values = (cv::Mat1f(2, 3) << 1, 2, kNaN, 5, 6, kNaN);
+  const cv::Mat1f values = (cv::Mat1f(2, 3) << 1, 2, kMissing, 5, 6, kMissing);
   const Profiles profiles = ProfilesOf(InputOf(values));
   EXPECT_THAT(profiles.columns, ElementsAre(3, 4, IsNan()));
   EXPECT_THAT(profiles.rows, ElementsAre(1.5F, 5.5F));
@@ -35,7 +35,7 @@ TEST(Histograms, CountEveryLedOnce) {
   cv::Mat1f values = Noise({200, 150}, 1000, 50);
   values(0, 0) = 0;
   values(0, 1) = 5000;
-  values(0, 2) = kNaN;
+  values(0, 2) = kMissing;
   const std::vector<ReportInput> inputs = {InputOf(values)};
   const Histogram histogram = HistogramsOf(inputs)[0];
   EXPECT_GE(histogram.below, 1);

@@ -18,7 +18,7 @@
 namespace dravix::tool {
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* kAnalyzeExamples =
     "Examples:\n"
     "  dravix analyze screen.lum                             level, uniformity, defects\n"
     "  dravix analyze screen.lum --module 64x64              also modules and seams\n"
@@ -28,13 +28,13 @@ constexpr const char* kExamples =
     "result that shows a part of it. A defect is compared with the median of the 5 x 5 LEDs around "
     "it.";
 
-struct Options {
+struct AnalyzeOptions {
   std::string result, defects;
   AnalysisArguments analysis;
   bool json = false;
 };
 
-void Run(const Options& o) {
+void RunAnalyze(const AnalyzeOptions& o) {
   static_cast<void>(OptionsOf(o.analysis));
   RequireDistinctFiles({{"result", o.result}}, {{"--defects", o.defects}});
   const StoredValues values = LoadValues(o.result);
@@ -54,13 +54,13 @@ void Run(const Options& o) {
 void AddAnalyzeCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "analyze", "Say what a result means: level, uniformity, modules, seams, defects.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<AnalyzeOptions>();
   command.add_option("result", o->result, "result: .lum or .npy")->required();
   AddAnalysisArguments(command, o->analysis);
   command.add_option("--defects", o->defects, "write all defects as a table, .csv");
   command.add_flag("--json", o->json, "print the answer as JSON");
-  command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.footer(std::string(kAnalyzeExamples) + "\n" + kExitCodeHelp);
+  command.callback([o] { RunAnalyze(*o); });
 }
 
 }  // namespace dravix::tool

@@ -36,7 +36,7 @@ constexpr const char* kHelp =
     "  dravix assemble results.jsonl -o screen\n"
     "  dravix assemble results.jsonl -o screen --match seams --json\n";
 
-struct Options {
+struct AssembleOptions {
   std::string manifest, folder;
   std::string match = "none";
   bool json = false;
@@ -67,7 +67,7 @@ std::vector<Plane> PlanesOf(const std::vector<ManifestEntry>& entries) {
   return planes;
 }
 
-std::string InFolder(const Options& o, const std::string& file) {
+std::string InFolder(const AssembleOptions& o, const std::string& file) {
   return base::NameOf(PathOf(o.folder) / PathOf(file));
 }
 
@@ -75,14 +75,14 @@ struct PlaneFiles {
   std::string lum, npy, count;
 };
 
-PlaneFiles FilesOf(const Options& o, const std::string& plane) {
+PlaneFiles FilesOf(const AssembleOptions& o, const std::string& plane) {
   return {InFolder(o, plane + ".lum"), InFolder(o, plane + ".npy"),
           InFolder(o, plane + ".count.npy")};
 }
 
-std::string ReportFile(const Options& o) { return InFolder(o, "assembly.json"); }
+std::string ReportFile(const AssembleOptions& o) { return InFolder(o, "assembly.json"); }
 
-void RequireOwnFiles(const Options& o, const std::vector<ManifestEntry>& entries,
+void RequireOwnFiles(const AssembleOptions& o, const std::vector<ManifestEntry>& entries,
                      const std::vector<Plane>& planes) {
   std::vector<NamedFile> inputs = {{"manifest", o.manifest}};
   for (const ManifestEntry& entry : entries) {
@@ -100,7 +100,7 @@ void RequireOwnFiles(const Options& o, const std::vector<ManifestEntry>& entries
 }
 
 /// The values of a result, which must have the size that its place on the screen asks for.
-cv::Mat ValuesOf(const Options& o, const ManifestEntry& entry) {
+cv::Mat ValuesOf(const AssembleOptions& o, const ManifestEntry& entry) {
   cv::Mat values;
   AtLine(o.manifest, entry.line, [&] {
     values = LoadMatrix(entry.file);
@@ -113,7 +113,7 @@ cv::Mat ValuesOf(const Options& o, const ManifestEntry& entry) {
 }
 
 /// All that could be refused, before anything is written.
-void CheckInputs(const Options& o, const std::vector<Plane>& planes, lab::Match match) {
+void CheckInputs(const AssembleOptions& o, const std::vector<Plane>& planes, lab::Match match) {
   for (const Plane& plane : planes) {
     std::vector<lab::Placement> placements;
     for (const ManifestEntry* entry : plane.entries) placements.push_back(entry->placement);
@@ -127,7 +127,7 @@ void CheckInputs(const Options& o, const std::vector<Plane>& planes, lab::Match 
 }
 
 /// Writes a plane's matrices, and forgets them.
-lab::PlaneFigures AssemblePlane(const Options& o, const Plane& plane, lab::Match match) {
+lab::PlaneFigures AssemblePlane(const AssembleOptions& o, const Plane& plane, lab::Match match) {
   std::vector<lab::PlacedResult> results;
   for (const ManifestEntry* entry : plane.entries) {
     results.push_back({entry->result, entry->placement, ValuesOf(o, *entry)});
@@ -167,7 +167,7 @@ std::string GainsText(const lab::PlaneFigures& figures) {
          std::to_string(figures.gains.size()) + " results";
 }
 
-std::string Text(const Options& o, const std::vector<lab::PlaneFigures>& planes) {
+std::string AssembleText(const AssembleOptions& o, const std::vector<lab::PlaneFigures>& planes) {
   std::string text;
   for (const lab::PlaneFigures& figures : planes) {
     const PlaneFiles files = FilesOf(o, figures.plane);
@@ -181,7 +181,7 @@ std::string Text(const Options& o, const std::vector<lab::PlaneFigures>& planes)
   return text + ReportLine("written", ReportFile(o));
 }
 
-void Run(const Options& o) {
+void RunAssemble(const AssembleOptions& o) {
   const lab::Match match = MatchOf(o.match);
   std::vector<lab::PlaneFigures> figures;
   {
@@ -195,7 +195,7 @@ void Run(const Options& o) {
   }
   const std::string json = lab::ToJson(figures) + "\n";
   WriteFile(ReportFile(o), json);
-  Print(o.json ? json : Text(o, figures));
+  Print(o.json ? json : AssembleText(o, figures));
 }
 
 }  // namespace
@@ -203,7 +203,7 @@ void Run(const Options& o) {
 void AddAssembleCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "assemble", "Put results of partitions and phases together to the whole screen.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<AssembleOptions>();
   command.add_option("manifest", o->manifest, "list of results, .jsonl")->required();
   command.add_option("-o,--output", o->folder, "folder for what is written; made if needed")
       ->required()
@@ -215,7 +215,7 @@ void AddAssembleCommand(CLI::App& program) {
       ->type_name("HOW");
   command.add_flag("--json", o->json, "print what is written as assembly.json");
   command.footer(std::string(kHelp) + "\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.callback([o] { RunAssemble(*o); });
 }
 
 }  // namespace dravix::tool

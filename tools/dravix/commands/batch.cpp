@@ -30,7 +30,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kExamples =
+constexpr const char* kBatchExamples =
     "A line of the manifest is a job, with the options of `dravix measure` by their long names "
     "with underscores; file names are relative to the manifest:\n"
     "  {\"id\": \"a\", \"photo\": \"a.shot\", \"region\": \"a.roi\"}\n"
@@ -41,13 +41,13 @@ constexpr const char* kExamples =
     "  dravix batch --join monday                         results.jsonl of all parts\n\n"
     "Run it again after an interruption, or after adding lines: it does what is missing.";
 
-struct Options {
+struct BatchOptions {
   std::string manifest, output, join, shard;
   std::optional<int> workers;
   bool json = false, answer = false;
 };
 
-void CheckUsage(const Options& o) {
+void CheckBatchUsage(const BatchOptions& o) {
   if (!o.join.empty()) {
     const bool alone = o.manifest.empty() && o.output.empty() && o.shard.empty() && !o.workers;
     if (!alone) throw UsageFailure("batch: --join goes with --json only");
@@ -89,7 +89,8 @@ void RequireOwnPictures(const std::vector<BatchJob>& jobs) {
 }
 
 /// All jobs of the manifest, so that one division into shards refuses what every other one does.
-std::vector<BatchJob> ReadJobs(const Options& o, const std::string& text, const fs::path& folder) {
+std::vector<BatchJob> ReadJobs(const BatchOptions& o, const std::string& text,
+                               const fs::path& folder) {
   std::vector<BatchJob> jobs;
   for (const ManifestLine& line : ParseManifest(o.manifest, text)) {
     const std::string output = base::NameOf(folder / PathOf(line.id + ".lum"));
@@ -169,7 +170,7 @@ void EndAs(const std::vector<JobResult>& results, const std::string& resultsFile
                           " jobs failed; " + resultsFile + " says why");
 }
 
-void RunJoin(const Options& o) {
+void RunJoin(const BatchOptions& o) {
   const std::vector<JobResult> results = JoinShards(PathOf(o.join), o.join);
   const std::string name = base::NameOf(PathOf(o.join) / "results.jsonl");
   const std::size_t failed = Failures(results);
@@ -185,7 +186,7 @@ void RunJoin(const Options& o) {
   EndAs(results, name);
 }
 
-BatchPlan PlanFor(const Options& o) {
+BatchPlan PlanFor(const BatchOptions& o) {
   BatchPlan plan;
   constexpr std::uintmax_t kMostOfManifest = std::uintmax_t{1} << 30;
   if (!o.shard.empty()) plan.shard = ParseShard(o.shard);
@@ -200,8 +201,8 @@ BatchPlan PlanFor(const Options& o) {
   return plan;
 }
 
-void Run(const Options& o) {
-  CheckUsage(o);
+void RunBatch(const BatchOptions& o) {
+  CheckBatchUsage(o);
   if (!o.join.empty()) {
     RunJoin(o);
     return;
@@ -229,7 +230,7 @@ void Run(const Options& o) {
 void AddBatchCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "batch", "Measure many photographs, on all cores; can be interrupted and run again.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<BatchOptions>();
   command.add_option("manifest", o->manifest, "jobs, one JSON object a line, .jsonl");
   command.add_option("-o,--output", o->output, "folder for results, made where it is missing")
       ->type_name("DIR");
@@ -241,14 +242,14 @@ void AddBatchCommand(CLI::App& program) {
   command.add_flag("--json", o->json, "print the answer as JSON");
   // With this a batch starts its workers.
   command.add_flag("--answer", o->answer)->group("");
-  command.footer(std::string(kExamples) + "\n\n" + kExitCodeHelp +
+  command.footer(std::string(kBatchExamples) + "\n\n" + kExitCodeHelp +
                  " A batch ends with 5 when jobs failed, and with 4 when an output was not "
                  "written.");
   command.callback([o] {
     if (o->answer) {
       AnswerQuestions();
     } else {
-      Run(*o);
+      RunBatch(*o);
     }
   });
 }

@@ -22,7 +22,7 @@
 namespace dravix::tool {
 namespace {
 
-struct Options {
+struct CheckOptions {
   std::vector<std::string> photos;
   AreaArguments area;
   std::string board, blocks;
@@ -51,14 +51,14 @@ struct Given {
   }
 };
 
-void CheckUsage(const Options& o) {
+void CheckCheckUsage(const CheckOptions& o) {
   RequireAtMostOneArea("check", o.area);
   if (o.board.empty() != o.blocks.empty()) {
     throw UsageFailure("check: --checkerboard and --blocks belong together, but only one is given");
   }
 }
 
-Given GivenBy(const Options& o) {
+Given GivenBy(const CheckOptions& o) {
   Given given;
   if (!o.blocks.empty()) given.blocks = ParseSize("--blocks", o.blocks);
   given.last = {o.lastWidth.value_or(-1), o.lastHeight.value_or(-1)};
@@ -89,15 +89,15 @@ Json Unreadable(const std::string& photo, const char* why) {
 }
 
 /// The photograph, from whatever file, with the groups that the command line adds.
-Shot Opened(const std::string& photo, const Options& o) {
+Shot Opened(const std::string& photo, const CheckOptions& o) {
   Shot shot = OpenPhotograph(photo, o.photograph).shot;
   o.metadata.Apply(shot);
   return shot;
 }
 
 /// Checks all photographs, those behind an unreadable one too.
-void Run(const Options& o) {
-  CheckUsage(o);
+void RunCheck(const CheckOptions& o) {
+  CheckCheckUsage(o);
   const Given given = GivenBy(o);
   std::string text;
   Json list = Json::array();
@@ -133,7 +133,7 @@ void Run(const Options& o) {
 void AddCheckCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "check", "Say what is wrong with photographs before they are measured.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<CheckOptions>();
   command
       .add_option("photo", o->photos, "photographs: .shot, or any picture or raw file with --leds")
       ->required();
@@ -158,7 +158,7 @@ void AddCheckCommand(CLI::App& program) {
                   "  dravix check monday/*.shot --json\n"
                   "  dravix check photo.shot --checkerboard board.shot --blocks 8x6\n\n") +
       kExitCodeHelp + " check ends with 5 when there is an error.");
-  command.callback([o] { Run(*o); });
+  command.callback([o] { RunCheck(*o); });
 }
 
 }  // namespace dravix::tool

@@ -21,7 +21,7 @@
 namespace dravix::tool {
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* kCompareExamples =
     "Examples:\n"
     "  dravix compare screen.lum screen.json                    against the simulation's truth\n"
     "  dravix compare monday.lum friday.lum --image drift.png   what has changed?\n"
@@ -30,7 +30,7 @@ constexpr const char* kExamples =
     "squares); RMS is the root of the mean squared difference over the second file's mean. The "
     "outer LEDs are left out, because a measurement replaces them by copies of inner ones.";
 
-struct Options {
+struct CompareOptions {
   std::string measured, reference, image;
   int edge = 4;
   std::optional<double> maxRms;
@@ -115,7 +115,8 @@ cv::Mat Picture(const Side& measured, const Side& reference, const Difference& d
   return d.relative.cols > d.relative.rows ? lab::OneAboveTheOther(all) : lab::SideBySide(all);
 }
 
-void Report(const Options& o, const Side& measured, const Side& reference, const Difference& d) {
+void Report(const CompareOptions& o, const Side& measured, const Side& reference,
+            const Difference& d) {
   const cv::Size leds = measured.luminances.size();
   if (o.json) {
     Json json;
@@ -147,7 +148,7 @@ void Report(const Options& o, const Side& measured, const Side& reference, const
         (o.image.empty() ? "" : ReportLine("image", o.image)));
 }
 
-void CheckUsage(const Options& o) {
+void CheckCompareUsage(const CompareOptions& o) {
   if (o.edge < 0) throw Unexpected("--edge", std::to_string(o.edge), "0 or more");
   if (o.maxRms && !(std::isfinite(*o.maxRms) && *o.maxRms >= 0)) {
     throw Unexpected("--max-rms", NumberText(*o.maxRms), "a number of 0 or more, such as 0.02");
@@ -158,8 +159,8 @@ void CheckUsage(const Options& o) {
   RequirePictureFormat(ExitCode::kUsage, o.image);
 }
 
-void Run(const Options& o) {
-  CheckUsage(o);
+void RunCompare(const CompareOptions& o) {
+  CheckCompareUsage(o);
   const Side measured = LoadSide(o.measured);
   const Side reference = LoadSide(o.reference);
   const cv::Size leds = measured.luminances.size();
@@ -186,7 +187,7 @@ void Run(const Options& o) {
 void AddCompareCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "compare", "Say how far a result is from another one, or from the truth.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<CompareOptions>();
   command.add_option("measured", o->measured, "result: .lum or .npy")->required();
   command.add_option("reference", o->reference, "what to compare with: .lum, .npy or truth .json")
       ->required();
@@ -195,8 +196,8 @@ void AddCompareCommand(CLI::App& program) {
                      "false-color picture of both in one scale and of the difference");
   command.add_option("--max-rms", o->maxRms, "exit with 1 above this relative RMS error");
   command.add_flag("--json", o->json, "print the answer as JSON");
-  command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.footer(std::string(kCompareExamples) + "\n" + kExitCodeHelp);
+  command.callback([o] { RunCompare(*o); });
 }
 
 }  // namespace dravix::tool

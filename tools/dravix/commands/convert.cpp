@@ -16,7 +16,7 @@
 namespace dravix::tool {
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* kConvertExamples =
     "Examples:\n"
     "  dravix convert sensor.raw photo.shot --cam-type 320012 --leds 256x128\n"
     "  dravix convert sensor.raw photo.shot --size 4250x2838 --type CAM_G --mosaic rggb\n"
@@ -27,14 +27,14 @@ constexpr const char* kExamples =
     "its "
     "three planes as CAM_RGB, and a sensor's mosaic its one.";
 
-struct Options {
+struct ConvertOptions {
   std::string input, output;
   PhotographOptions photograph;
   bool json = false;
   MetadataOptions metadata;
 };
 
-void Run(const Options& o) {
+void RunConvert(const ConvertOptions& o) {
   RequireExtension("output", o.output, ".shot");
   RequireDistinctFiles({{"input", o.input}, {"--metadata", o.metadata.file}},
                        {{"output", o.output}});
@@ -69,7 +69,7 @@ void Run(const Options& o) {
 void AddConvertCommand(CLI::App& program) {
   CLI::App& command =
       *program.add_subcommand("convert", "Make a .shot from a camera's file or a picture.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<ConvertOptions>();
   command
       .add_option("input", o->input, "camera's raw file, raw dump, .dng, .pgm, .tif, .png or .jpg")
       ->required();
@@ -77,8 +77,8 @@ void AddConvertCommand(CLI::App& program) {
   o->photograph.AddTo(command, "--size,--raw-size");
   command.add_flag("--json", o->json, "print the answer as JSON");
   o->metadata.AddTo(command);
-  command.footer(std::string(kExamples) + "\n\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.footer(std::string(kConvertExamples) + "\n\n" + kExitCodeHelp);
+  command.callback([o] { RunConvert(*o); });
 }
 
 }  // namespace dravix::tool

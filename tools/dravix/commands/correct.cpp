@@ -35,7 +35,7 @@ constexpr const char* kHelp =
     "  dravix correct r.lum g.lum b.lum -o correction --target percentile:5 --bits 12\n"
     "  dravix correct screen/CIE_Y.lum -o correction --target mean --keep-gradient 201 --json\n";
 
-struct Options {
+struct CorrectOptions {
   std::vector<std::string> planes;
   std::string folder;
   std::string target = "percentile:10";
@@ -64,7 +64,7 @@ lab::CorrectionTarget TargetOf(const std::string& text) {
   throw Unexpected("--target", InQuotes(text), "percentile:10, level:1200 or mean");
 }
 
-lab::CorrectionOptions CorrectionOf(const Options& o) {
+lab::CorrectionOptions CorrectionOf(const CorrectOptions& o) {
   lab::CorrectionOptions options;
   options.target = TargetOf(o.target);
   if (o.keepGradient == 0) throw Unexpected("--keep-gradient", "0", "an odd number of LEDs");
@@ -78,11 +78,11 @@ lab::CorrectionOptions CorrectionOf(const Options& o) {
   return options;
 }
 
-std::string InFolder(const Options& o, const std::string& file) {
+std::string InFolder(const CorrectOptions& o, const std::string& file) {
   return base::NameOf(PathOf(o.folder) / PathOf(file));
 }
 
-std::string ReportFile(const Options& o) { return InFolder(o, "correction.json"); }
+std::string ReportFile(const CorrectOptions& o) { return InFolder(o, "correction.json"); }
 
 /// What a plane's gains are called after: its file without folder and extension.
 std::string NameOf(const std::string& plane) { return base::NameOf(PathOf(plane).stem()); }
@@ -91,12 +91,12 @@ struct GainFiles {
   std::string npy, bin, csv;
 };
 
-GainFiles FilesOf(const Options& o, const std::string& plane) {
+GainFiles FilesOf(const CorrectOptions& o, const std::string& plane) {
   const std::string front = o.planes.size() > 1 ? NameOf(plane) + ".gains" : "gains";
   return {InFolder(o, front + ".npy"), InFolder(o, front + ".bin"), InFolder(o, front + ".csv")};
 }
 
-void RequireOwnFiles(const Options& o) {
+void RequireOwnFiles(const CorrectOptions& o) {
   for (std::size_t i = 0; i < o.planes.size(); ++i) {
     for (std::size_t j = 0; j < i; ++j) {
       if (NameOf(o.planes[i]) != NameOf(o.planes[j])) continue;
@@ -137,7 +137,7 @@ cv::Mat ValuesOf(const std::string& plane) {
 }
 
 /// Writes the gains of a plane, and forgets them.
-lab::CorrectionFigures CorrectPlane(const Options& o, const std::string& plane,
+lab::CorrectionFigures CorrectPlane(const CorrectOptions& o, const std::string& plane,
                                     const cv::Mat& values) {
   lab::Correction correction = lab::Correct(values, CorrectionOf(o));
   const GainFiles files = FilesOf(o, plane);
@@ -148,7 +148,8 @@ lab::CorrectionFigures CorrectPlane(const Options& o, const std::string& plane,
   return std::move(correction.figures);
 }
 
-std::string Text(const Options& o, const std::vector<lab::CorrectionFigures>& planes) {
+std::string CorrectText(const CorrectOptions& o,
+                        const std::vector<lab::CorrectionFigures>& planes) {
   std::string text;
   for (const lab::CorrectionFigures& figures : planes) {
     const GainFiles files = FilesOf(o, figures.file);
@@ -166,7 +167,7 @@ std::string Text(const Options& o, const std::vector<lab::CorrectionFigures>& pl
   return text + ReportLine("written", ReportFile(o));
 }
 
-void Run(const Options& o) {
+void RunCorrect(const CorrectOptions& o) {
   static_cast<void>(CorrectionOf(o));
   RequireOwnFiles(o);
   std::vector<lab::CorrectionFigures> figures;
@@ -182,7 +183,7 @@ void Run(const Options& o) {
   }
   const std::string json = lab::ToJson(figures) + "\n";
   WriteFile(ReportFile(o), json);
-  Print(o.json ? json : Text(o, figures));
+  Print(o.json ? json : CorrectText(o, figures));
 }
 
 }  // namespace
@@ -190,7 +191,7 @@ void Run(const Options& o) {
 void AddCorrectCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "correct", "Compute gains that make a screen even by dimming, and what they cost.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<CorrectOptions>();
   command.add_option("planes", o->planes, "measured planes of the whole screen: .lum or .npy")
       ->required();
   command.add_option("-o,--output", o->folder, "folder for what is written; made if needed")
@@ -209,7 +210,7 @@ void AddCorrectCommand(CLI::App& program) {
   command.add_option("--bits", o->bits, "bits of the integer gains, 1 to 16 (default 14)");
   command.add_flag("--json", o->json, "print what is written as correction.json");
   command.footer(std::string(kHelp) + "\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.callback([o] { RunCorrect(*o); });
 }
 
 }  // namespace dravix::tool

@@ -16,7 +16,7 @@
 namespace dravix::tool {
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* kExportExamples =
     "Examples:\n"
     "  dravix export screen.lum screen.png                 8 bits, brightest LED white\n"
     "  dravix export screen.lum screen.png --false-color   to look at, with a scale\n"
@@ -24,12 +24,12 @@ constexpr const char* kExamples =
     "  dravix export screen.lum screen.tif                 exact, 32-bit float\n"
     "  dravix export screen.lum screen.csv                 exact, as text\n";
 
-struct Options {
+struct ExportOptions {
   std::string result, output;
   bool falseColor = false;
 };
 
-void Write(const Options& o, const cv::Mat& luminances) {
+void Write(const ExportOptions& o, const cv::Mat& luminances) {
   const std::string extension = ExtensionOf(o.output);
   if (o.falseColor) {
     lab::FalseColor how = lab::ScaleOf(luminances, "luminance per LED");
@@ -50,7 +50,7 @@ void Write(const Options& o, const cv::Mat& luminances) {
   }
 }
 
-void Run(const Options& o) {
+void RunExport(const ExportOptions& o) {
   const std::string extension = ExtensionOf(o.output);
   const bool isNumbers = extension == ".npy" || extension == ".csv";
   const bool isPicture = extension == ".png" || extension == ".tif" || extension == ".tiff" ||
@@ -70,15 +70,15 @@ void Run(const Options& o) {
 void AddExportCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "export", "Write a result as a picture or as exact numbers for other programs.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<ExportOptions>();
   command.add_option("result", o->result, "result, .lum")->required();
   command.add_option("output", o->output, "file to write: .png, .tif, .csv or .npy")->required();
   command.add_flag("--false-color", o->falseColor,
                    "picture in false colors with a scale; marks the border of copied LEDs");
   // The British spelling is accepted too; the help shows one of them.
   command.add_flag("--false-colour", o->falseColor)->group("");
-  command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.footer(std::string(kExportExamples) + "\n" + kExitCodeHelp);
+  command.callback([o] { RunExport(*o); });
 }
 
 }  // namespace dravix::tool

@@ -22,7 +22,7 @@ namespace {
 
 constexpr const char* kCopiedBorderName = "copied_border";
 
-struct Options {
+struct InfoOptions {
   std::string file, size;
   bool json = false;
 };
@@ -126,7 +126,7 @@ Json PgmInfo(const std::string& name) {
 
 /// A raw dump holds nothing but samples. With a size given, they can be read; without one, the size
 /// of the file tells which known camera it may come from.
-Json RawInfo(const Options& o) {
+Json RawInfo(const InfoOptions& o) {
   const std::uintmax_t bytes = ReadHead(o.file, 1).size;
   Json json = {{"format", "raw"}, {"bytes", bytes}, {"samples", bytes / 2}};
   if (!o.size.empty()) {
@@ -143,7 +143,7 @@ Json RawInfo(const Options& o) {
   return json;
 }
 
-Json InfoOf(const Options& o) {
+Json InfoOf(const InfoOptions& o) {
   if (!o.size.empty()) return RawInfo(o);
   switch (KindOf(o.file)) {
     case FileKind::kShot:
@@ -225,7 +225,7 @@ std::string TextOf(const Json& json) {
   return text;
 }
 
-void Run(const Options& o) {
+void RunInfo(const InfoOptions& o) {
   Json json = {{"file", o.file}};
   json.update(InfoOf(o));
   if (o.json) {
@@ -240,7 +240,7 @@ void Run(const Options& o) {
 void AddInfoCommand(CLI::App& program) {
   CLI::App& command =
       *program.add_subcommand("info", "Describe a file: sizes, types, metadata, ranges.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<InfoOptions>();
   command
       .add_option("file", o->file,
                   ".shot, .lum, .roi, .npy, truth .json, a camera's raw file, raw dump, DNG, TIFF, "
@@ -254,7 +254,7 @@ void AddInfoCommand(CLI::App& program) {
                              "  dravix info screen.lum --json\n"
                              "  dravix info sensor.raw --size 4250x2838\n") +
                  kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.callback([o] { RunInfo(*o); });
 }
 
 }  // namespace dravix::tool

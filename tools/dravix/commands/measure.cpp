@@ -23,7 +23,7 @@
 namespace dravix::tool {
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* kMeasureExamples =
     "Examples:\n"
     "  dravix measure photo.shot --corners 195,189 2772,96 2832,1819 244,1895 -o screen.lum\n"
     "  dravix measure photo.shot --region area.roi -o screen.lum --image screen.png\n"
@@ -127,7 +127,7 @@ Json Answer(const MeasurementOptions& o, const Measurement& m, cv::Size2d pixels
   return json;
 }
 
-std::string Text(const MeasurementOptions& o, const Measurement& m, cv::Size2d pixels) {
+std::string MeasureText(const MeasurementOptions& o, const Measurement& m, cv::Size2d pixels) {
   std::string source;
   for (const SourceLine& line : SourceLines(m.photograph.source)) {
     source += ReportLine(line.label, line.value);
@@ -141,7 +141,7 @@ std::string Text(const MeasurementOptions& o, const Measurement& m, cv::Size2d p
          (o.debugImage.empty() ? "" : ReportLine("debug image", o.debugImage));
 }
 
-void Run(const MeasurementOptions& o, bool asJson) {
+void RunMeasure(const MeasurementOptions& o, bool asJson) {
   CheckUsage(o);
   const Measurement measurement = Measure(o);
   const cv::Size2d pixels = PixelsPerLed(measurement.corners, measurement.luminances.size());
@@ -150,7 +150,7 @@ void Run(const MeasurementOptions& o, bool asJson) {
   if (asJson) {
     PrintJson(Answer(o, measurement, pixels, warnings));
   } else {
-    Print(Text(o, measurement, pixels));
+    Print(MeasureText(o, measurement, pixels));
   }
 }
 
@@ -166,8 +166,8 @@ void AddMeasureCommand(CLI::App& program) {
   const auto given = std::make_shared<Given>();
   AddMeasurementOptions(command, given->measurement);
   command.add_flag("--json", given->json, "print the answer as JSON");
-  command.footer(std::string(kExamples) + "\n" + kUniformityHelp + "\n" + kExitCodeHelp);
-  command.callback([given] { Run(given->measurement, given->json); });
+  command.footer(std::string(kMeasureExamples) + "\n" + kUniformityHelp + "\n" + kExitCodeHelp);
+  command.callback([given] { RunMeasure(given->measurement, given->json); });
 }
 
 }  // namespace dravix::tool

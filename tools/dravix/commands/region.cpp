@@ -25,7 +25,7 @@
 namespace dravix::tool {
 namespace {
 
-struct Options {
+struct RegionOptions {
   std::string photo, output, frame, region;
   std::vector<std::string> corners;
   std::optional<int> blurKernel, cornerWindow;
@@ -36,7 +36,7 @@ struct Options {
 
 constexpr const char* kPhotograph = "photograph: .shot, or any picture or raw file";
 
-void AddTuning(CLI::App& command, Options& o) {
+void AddTuning(CLI::App& command, RegionOptions& o) {
   command
       .add_option("--blur-kernel", o.blurKernel,
                   "side of the blur that merges the LEDs into one area, pixels, odd (default 5)")
@@ -61,7 +61,7 @@ void RequireFit(const char* option, const std::optional<T>& value, const Fits& f
   throw Unexpected(option, NumberText(static_cast<double>(*value)), expected);
 }
 
-void Tune(const Options& o, RegionOI& region) {
+void Tune(const RegionOptions& o, RegionOI& region) {
   constexpr int kLargest = 501;             // pixels, a multiple of what any photograph needs
   constexpr float kLargestSigma = 1000.0F;  // pixels, likewise
   RequireFit(
@@ -84,7 +84,7 @@ void Tune(const Options& o, RegionOI& region) {
 
 /// A region without four corners still has an outline for `region show`, so that none were found is
 /// an answer and not a failure.
-void Report(const Options& o, const RegionOI& region, const FoundCorners& found) {
+void Report(const RegionOptions& o, const RegionOI& region, const FoundCorners& found) {
   const cv::Rect& rect = region.rect;
   if (o.json) {
     Json json;
@@ -110,7 +110,7 @@ void Report(const Options& o, const RegionOI& region, const FoundCorners& found)
   Print(text);
 }
 
-void RunFind(const Options& o, std::int32_t (RegionOI::*find)()) {
+void RunFind(const RegionOptions& o, std::int32_t (RegionOI::*find)()) {
   RequireExtension("-o", o.output, ".roi");
   RequireDistinctFiles({{"photo", o.photo}}, {{"-o", o.output}});
   RegionOI region;
@@ -129,7 +129,7 @@ void RunFind(const Options& o, std::int32_t (RegionOI::*find)()) {
 void AddFind(CLI::App& group, const char* name, const char* help,
              std::int32_t (RegionOI::*find)()) {
   CLI::App& command = *group.add_subcommand(name, help);
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<RegionOptions>();
   command.add_option("photo", o->photo, kPhotograph)->required();
   command.add_option("-o,--output", o->output, "region to write, .roi")->required();
   command.add_flag("--json", o->json, "print the answer as JSON");
@@ -141,13 +141,13 @@ void AddFind(CLI::App& group, const char* name, const char* help,
 }
 
 /// The frame that --frame gives. A region keeps a mask of it.
-cv::Size GivenFrame(const Options& o) {
+cv::Size GivenFrame(const RegionOptions& o) {
   const cv::Size frame = ParseSize("--frame", o.frame);
   if (static_cast<double>(frame.width) * frame.height <= kMostPixels) return frame;
   throw Unexpected("--frame", SizeText(frame) + " pixels", "at most 250 megapixels");
 }
 
-void RunManual(const Options& o) {
+void RunManual(const RegionOptions& o) {
   RequireExtension("-o", o.output, ".roi");
   RequireDistinctFiles({{"photo", o.photo}}, {{"-o", o.output}});
   if (o.photo.empty() == o.frame.empty()) {
@@ -168,7 +168,7 @@ void RunManual(const Options& o) {
 
 void AddManual(CLI::App& group) {
   CLI::App& command = *group.add_subcommand("manual", "Set the lit area from four corners.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<RegionOptions>();
   command.add_option("photo", o->photo,
                      "photograph whose frame it is: .shot, or any picture or raw file");
   command.add_option("--frame", o->frame, "size of that frame, instead of a photograph")
@@ -186,7 +186,7 @@ void AddManual(CLI::App& group) {
   command.callback([o] { RunManual(*o); });
 }
 
-void RunShow(const Options& o) {
+void RunShow(const RegionOptions& o) {
   RequireDistinctFiles({{"region", o.region}, {"photo", o.photo}}, {{"-o", o.output}});
   RequirePictureFormat(ExitCode::kUsage, o.output);
   const Shot shot = OpenPhotograph(o.photo, o.photograph).shot;
@@ -199,7 +199,7 @@ void RunShow(const Options& o) {
 void AddShow(CLI::App& group) {
   CLI::App& command =
       *group.add_subcommand("show", "Draw a region over its photograph, for checking.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<RegionOptions>();
   command.add_option("region", o->region, "region, .roi")->required();
   command.add_option("photo", o->photo, kPhotograph)->required();
   command.add_option("-o,--output", o->output, "picture to write, .png, .jpg and so on")
@@ -215,7 +215,7 @@ void AddShow(CLI::App& group) {
 
 void AddCorners(CLI::App& group) {
   CLI::App& command = *group.add_subcommand("corners", "The refined four corners of a region.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<RegionOptions>();
   command.add_option("region", o->region, "region, .roi")->required();
   command.add_flag("--json", o->json, "print the answer as JSON");
   AddTuning(command, *o);
@@ -229,7 +229,7 @@ void AddCorners(CLI::App& group) {
   });
 }
 
-void RunRectify(const Options& o) {
+void RunRectify(const RegionOptions& o) {
   RequireExtension("-o", o.output, ".shot");
   RequireDistinctFiles({{"region", o.region}, {"photo", o.photo}}, {{"-o", o.output}});
   Shot shot = OpenPhotograph(o.photo, o.photograph).shot;
@@ -247,7 +247,7 @@ void RunRectify(const Options& o) {
 void AddRectify(CLI::App& group) {
   CLI::App& command = *group.add_subcommand(
       "rectify", "Straighten a photograph so that its lit area is an upright rectangle.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<RegionOptions>();
   command.add_option("region", o->region, "region, .roi")->required();
   command.add_option("photo", o->photo, kPhotograph)->required();
   command.add_option("-o,--output", o->output, "straightened photograph to write, .shot")

@@ -21,20 +21,20 @@
 namespace dravix::tool {
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* kRepeatExamples =
     "Examples:\n"
     "  dravix repeat a.lum b.lum c.lum                        how well does it repeat?\n"
     "  dravix repeat a.lum b.lum c.lum -o mean.lum --sigma deviation.npy --json\n\n"
     "The results are measured from photographs of one pose, taken one after another. A difference "
     "is real when it is larger than what 19 of 20 LEDs show that did not change.";
 
-struct Options {
+struct RepeatOptions {
   std::vector<std::string> results;
   std::string output, sigma;
   bool json = false;
 };
 
-void CheckUsage(const Options& o) {
+void CheckRepeatUsage(const RepeatOptions& o) {
   if (o.results.size() < 2) {
     throw UsageFailure("repeat: found one result, expected at least two from the same pose");
   }
@@ -56,7 +56,7 @@ bool AreSame(const cv::Mat& a, const cv::Mat& b) {
 }
 
 /// A copy of a result would make the measurement look better than it is.
-void RequireOwnNoise(const Options& o, const std::vector<cv::Mat>& results) {
+void RequireOwnNoise(const RepeatOptions& o, const std::vector<cv::Mat>& results) {
   for (std::size_t k = 1; k < results.size(); ++k) {
     for (std::size_t i = 0; i < k; ++i) {
       if (!AreSame(results[i], results[k])) continue;
@@ -66,7 +66,7 @@ void RequireOwnNoise(const Options& o, const std::vector<cv::Mat>& results) {
   }
 }
 
-std::vector<cv::Mat> Loaded(const Options& o) {
+std::vector<cv::Mat> Loaded(const RepeatOptions& o) {
   std::vector<cv::Mat> results;
   for (const std::string& name : o.results) {
     results.push_back(LoadValues(name).matrix);
@@ -78,7 +78,7 @@ std::vector<cv::Mat> Loaded(const Options& o) {
   return results;
 }
 
-lab::Repeatability Repeated(const Options& o, const std::vector<cv::Mat>& results) {
+lab::Repeatability Repeated(const RepeatOptions& o, const std::vector<cv::Mat>& results) {
   try {
     return lab::RepeatabilityOf(results);
   } catch (const std::invalid_argument& error) {
@@ -86,7 +86,7 @@ lab::Repeatability Repeated(const Options& o, const std::vector<cv::Mat>& result
   }
 }
 
-std::vector<std::string> WarningsFor(const Options& o, const lab::Repeatability& r) {
+std::vector<std::string> WarningsFor(const RepeatOptions& o, const lab::Repeatability& r) {
   std::vector<std::string> warnings;
   if (r.partly > 0) {
     warnings.push_back(o.results.front() + ": not all " + std::to_string(r.results) +
@@ -115,7 +115,7 @@ std::string DifferenceText(const lab::RealDifference& real, int results) {
          PercentText(real.means) + "; anywhere on the screen: " + PercentText(real.anywhere);
 }
 
-void Report(const Options& o, const lab::Repeatability& r) {
+void Report(const RepeatOptions& o, const lab::Repeatability& r) {
   const std::vector<std::string> warnings = WarningsFor(o, r);
   for (const std::string& warning : warnings) PrintWarning(warning);
   if (o.json) {
@@ -137,8 +137,8 @@ void Report(const Options& o, const lab::Repeatability& r) {
         (o.sigma.empty() ? "" : ReportLine("sigma", o.sigma)));
 }
 
-void Run(const Options& o) {
-  CheckUsage(o);
+void RunRepeat(const RepeatOptions& o) {
+  CheckRepeatUsage(o);
   const lab::Repeatability repeatability = Repeated(o, Loaded(o));
   if (!o.output.empty()) WriteFile(o.output, EncodeLum(repeatability.means));
   if (!o.sigma.empty()) WriteFile(o.sigma, EncodeNpy(repeatability.deviations));
@@ -150,15 +150,15 @@ void Run(const Options& o) {
 void AddRepeatCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "repeat", "Say how well measurements of one pose repeat, and which difference is real.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<RepeatOptions>();
   command.add_option("results", o->results, "two or more results of one pose: .lum or .npy")
       ->required();
   command.add_option("-o,--output", o->output, "where to save the mean of each LED, .lum");
   command.add_option("--sigma", o->sigma,
                      "where to save the standard deviation of each LED, .npy of 32-bit floats");
   command.add_flag("--json", o->json, "print the answer as JSON");
-  command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.footer(std::string(kRepeatExamples) + "\n" + kExitCodeHelp);
+  command.callback([o] { RunRepeat(*o); });
 }
 
 }  // namespace dravix::tool

@@ -22,7 +22,7 @@
 namespace dravix::tool {
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* kReportExamples =
     "Examples:\n"
     "  dravix report screen.lum -o report.html --module 64x64\n"
     "  dravix report screen.lum -o report.html --photo photo.shot --region area.roi\n"
@@ -31,7 +31,7 @@ constexpr const char* kExamples =
     "share one color scale. A map that would make the page too large is coarser than the result; "
     "the page says so, and its figures are of the result itself.";
 
-struct Options {
+struct ReportOptions {
   std::vector<std::string> results;
   std::string output, title, scale;
   PhotographArguments photograph;
@@ -39,7 +39,7 @@ struct Options {
 };
 
 /// "LOW,HIGH" as the two ends of a color scale.
-std::optional<lab::ReportScale> ScaleFor(const Options& o) {
+std::optional<lab::ReportScale> ScaleFor(const ReportOptions& o) {
   if (o.scale.empty()) return std::nullopt;
   const char* const end = o.scale.data() + o.scale.size();
   lab::ReportScale scale;
@@ -55,13 +55,13 @@ std::optional<lab::ReportScale> ScaleFor(const Options& o) {
   throw Unexpected("--scale", InQuotes(o.scale), "LOW,HIGH, two numbers, such as 100,1200");
 }
 
-void RequireFiles(const Options& o) {
+void RequireFiles(const ReportOptions& o) {
   std::vector<NamedFile> inputs = FilesOf(o.photograph);
   for (const std::string& result : o.results) inputs.push_back({"result", result});
   RequireDistinctFiles(inputs, {{"-o", o.output}});
 }
 
-lab::ReportInput InputOf(const Options& o, const std::string& name) {
+lab::ReportInput InputOf(const ReportOptions& o, const std::string& name) {
   const StoredValues values = LoadValues(name);
   lab::ReportInput input;
   input.file = name;
@@ -79,7 +79,7 @@ lab::ReportInput InputOf(const Options& o, const std::string& name) {
   return input;
 }
 
-void Run(const Options& o) {
+void RunReport(const ReportOptions& o) {
   static_cast<void>(OptionsOf(o.analysis));
   lab::ReportOptions options;
   options.title = o.title;
@@ -104,7 +104,7 @@ void Run(const Options& o) {
 void AddReportCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "report", "Write one page to look at results: map, curves, tables, defects.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<ReportOptions>();
   command.add_option("results", o->results, "results to show side by side: .lum or .npy")
       ->required();
   command.add_option("-o,--output", o->output, "page to write, .html")->required();
@@ -115,8 +115,8 @@ void AddReportCommand(CLI::App& program) {
       ->type_name("LOW,HIGH");
   AddPhotographArguments(command, o->photograph);
   AddAnalysisArguments(command, o->analysis);
-  command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.footer(std::string(kReportExamples) + "\n" + kExitCodeHelp);
+  command.callback([o] { RunReport(*o); });
 }
 
 }  // namespace dravix::tool

@@ -28,7 +28,7 @@
 namespace dravix::tool {
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* kSimulateExamples =
     "Examples:\n"
     "  dravix simulate screen.shot --truth screen.json\n"
     "  dravix simulate screen.shot --leds 96x64 --tilt-y 8 --roll 2 --vignetting 0.3 --dead 0.001\n"
@@ -39,7 +39,8 @@ constexpr const char* kExamples =
     "--plane CIE_X\n"
     "  dravix simulate corrected.shot --leds 96x64 --gains corrected/gains.npy\n\n"
     "A scene file may name only what differs from the default; --save-scene writes every number. "
-    "Options win over the file. Named scenes: demo; plain-0 to plain-59, lum-0 to lum-39, and hard "
+    "SimulateOptions win over the file. Named scenes: demo; plain-0 to plain-59, lum-0 to lum-39, "
+    "and hard "
     "ones such as contrast-0, dead-block-0.";
 
 /// An option that sets one number of the scene.
@@ -80,7 +81,7 @@ constexpr std::array kSceneOptions = {
     SceneOption{"--seed", "seed", "of luminances and noise (1)"},
 };
 
-struct Options {
+struct SimulateOptions {
   std::string output, truth, scene, saveScene, named, board, blocks, leds, size, defocus, mosaic;
   std::string screen, part, interval, phase, plane, gains;
   std::array<std::optional<double>, kSceneOptions.size()> numbers;
@@ -134,7 +135,7 @@ void RequireSinglePlane(const std::string& text) {
 }
 
 /// What the options set. Where two set the same value, the later one wins.
-std::vector<Override> OverridesOf(const Options& o) {
+std::vector<Override> OverridesOf(const SimulateOptions& o) {
   std::vector<Override> all;
   if (!o.plane.empty()) RequireSinglePlane(o.plane);
   for (std::size_t i = 0; i < kSceneOptions.size(); ++i) {
@@ -178,7 +179,7 @@ std::vector<Override> OverridesOf(const Options& o) {
 }
 
 /// Sets what the options say. Messages name the option, not the field that it stands for.
-void ApplyOverrides(const Options& o, sim::Scene& scene) {
+void ApplyOverrides(const SimulateOptions& o, sim::Scene& scene) {
   const std::vector<Override> overrides = OverridesOf(o);
   Json json = Json::object();
   for (const Override& each : overrides) Put(json, each.path, each.value);
@@ -209,7 +210,7 @@ int BlockFor(const std::string& text, cv::Size leds) {
   throw UsageFailure("--blocks: no square blocks divide " + SizeText(leds) + " LEDs into " + text);
 }
 
-sim::Scene SceneFor(const Options& o) {
+sim::Scene SceneFor(const SimulateOptions& o) {
   sim::Scene scene;
   if (!o.named.empty()) {
     const auto named = NamedScene(o.named);
@@ -247,7 +248,7 @@ Shot AsStored(const sim::Scene& scene, Shot shot) {
   return shot;
 }
 
-void Report(const Options& o, const sim::Scene& scene, const sim::Truth& truth) {
+void Report(const SimulateOptions& o, const sim::Scene& scene, const sim::Truth& truth) {
   const cv::Size size = sim::PhotoSizeOf(scene);
   const cv::Size grid = sim::GridOf(scene);
   const cv::Size last = sim::LastBlockOf(scene);
@@ -285,7 +286,7 @@ void Report(const Options& o, const sim::Scene& scene, const sim::Truth& truth) 
   Print(text);
 }
 
-void Run(const Options& o) {
+void RunSimulate(const SimulateOptions& o) {
   RequireExtension("photo", o.output, ".shot");
   if (!o.board.empty()) RequireExtension("--checkerboard", o.board, ".shot");
   if (!o.truth.empty()) RequireExtension("--truth", o.truth, ".json");
@@ -313,7 +314,7 @@ void Run(const Options& o) {
   Report(o, scene, photo->truth);
 }
 
-void AddSceneOptions(CLI::App& command, Options& o) {
+void AddSceneOptions(CLI::App& command, SimulateOptions& o) {
   for (std::size_t i = 0; i < kSceneOptions.size(); ++i) {
     command.add_option(kSceneOptions.at(i).option, o.numbers.at(i), kSceneOptions.at(i).help)
         ->group("Scene")
@@ -349,7 +350,7 @@ void AddSceneOptions(CLI::App& command, Options& o) {
 void AddSimulateCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "simulate", "Make a photograph of a simulated screen, with the truth about it.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<SimulateOptions>();
   command.add_option("photo", o->output, "photograph to write, .shot")->required();
   command.add_option(
       "--truth", o->truth,
@@ -361,8 +362,8 @@ void AddSimulateCommand(CLI::App& program) {
   command.add_option("--named", o->named, "start from a named scene");
   command.add_flag("--json", o->json, "print the answer as JSON");
   AddSceneOptions(command, *o);
-  command.footer(std::string(kExamples) + "\n\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.footer(std::string(kSimulateExamples) + "\n\n" + kExitCodeHelp);
+  command.callback([o] { RunSimulate(*o); });
 }
 
 }  // namespace dravix::tool

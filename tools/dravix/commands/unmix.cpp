@@ -35,7 +35,7 @@
 namespace dravix::tool {
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* kUnmixExamples =
     "Examples:\n"
     "  dravix unmix photo.shot --corners 195,189 2772,96 2832,1819 244,1895 -o screen.lum\n"
     "  dravix unmix photo.shot --region area.roi -o screen.lum --sigma screen.sigma.npy --json\n"
@@ -44,7 +44,7 @@ constexpr const char* kExamples =
     "  dravix unmix wall.dng --leds 384x256 --channel g --region area.roi \\\n"
     "      --flat-from left.dng right.dng -o screen.lum\n";
 
-struct Options {
+struct UnmixOptions {
   std::string photo, output, sigma, board, blocks;
   AreaArguments area;
   FlatFieldArguments flat;
@@ -55,7 +55,7 @@ struct Options {
 };
 
 /// Refuses what the command line alone shows to be wrong, before any work is done.
-void CheckUsage(const Options& o) {
+void CheckUnmixUsage(const UnmixOptions& o) {
   RequireOneArea("unmix", o.area);
   CheckUsage("unmix", o.flat);
   if (o.board.empty() != o.blocks.empty()) {
@@ -75,14 +75,14 @@ void CheckUsage(const Options& o) {
 }
 
 /// The photograph, from whatever file, with the groups that the command line adds.
-Photograph Opened(const Options& o, const std::string& name) {
+Photograph Opened(const UnmixOptions& o, const std::string& name) {
   Photograph photograph = OpenPhotograph(name, o.photograph);
   o.metadata.Apply(photograph.shot);
   return photograph;
 }
 
 /// The four corners, top-left first and clockwise.
-std::array<cv::Point2d, 4> CornersFor(const Options& o, const Shot& shot) {
+std::array<cv::Point2d, 4> CornersFor(const UnmixOptions& o, const Shot& shot) {
   const std::vector<cv::Point> corners = OrderedCorners(o.area, o.photo, shot);
   std::array<cv::Point2d, 4> ordered;
   std::copy(corners.begin(), corners.end(), ordered.begin());
@@ -96,7 +96,7 @@ double SensorTop(const Shot& shot) {
 }
 
 /// Where the checkerboard's blocks lie; nothing without one.
-std::vector<lab::KnownPlace> PlacesFor(const Options& o, const Shot& shot,
+std::vector<lab::KnownPlace> PlacesFor(const UnmixOptions& o, const Shot& shot,
                                        const lab::UnmixOptions& options) {
   if (o.board.empty()) return {};
   const Shot board = Opened(o, o.board).shot;
@@ -119,7 +119,7 @@ struct Answer {
   std::optional<lab::FlatField> flat;
 };
 
-Answer AnswerFor(const Options& o, const Shot& shot) {
+Answer AnswerFor(const UnmixOptions& o, const Shot& shot) {
   const Progress progress("un-mixing " + o.photo);
   lab::UnmixOptions options;
   options.corners = CornersFor(o, shot);
@@ -138,7 +138,7 @@ Answer AnswerFor(const Options& o, const Shot& shot) {
   return answer;
 }
 
-void Report(const Options& o, const Photograph& photograph, const Answer& answer) {
+void Report(const UnmixOptions& o, const Photograph& photograph, const Answer& answer) {
   const lab::Unmixed& u = answer.unmixed;
   const std::string turned = OrientationWarning(o.photo, photograph.source);
   if (!turned.empty()) PrintWarning(turned);
@@ -167,7 +167,7 @@ void Report(const Options& o, const Photograph& photograph, const Answer& answer
 }
 
 /// What is left under the names of the outputs. It stays, but must not be taken for the answer.
-std::string OlderFiles(const Options& o) {
+std::string OlderFiles(const UnmixOptions& o) {
   std::string older;
   for (const std::string& name : {o.output, o.sigma}) {
     std::error_code none;
@@ -177,8 +177,8 @@ std::string OlderFiles(const Options& o) {
   return older.empty() ? "" : "; " + older + " stays as it was, from before";
 }
 
-void Run(const Options& o) {
-  CheckUsage(o);
+void RunUnmix(const UnmixOptions& o) {
+  CheckUnmixUsage(o);
   const Photograph photograph = Opened(o, o.photo);
   RequireMeasurable(o.photo, photograph.shot);
   const Answer answer = AnswerFor(o, photograph.shot);
@@ -198,7 +198,7 @@ void Run(const Options& o) {
 void AddUnmixCommand(CLI::App& program) {
   CLI::App& command = *program.add_subcommand(
       "unmix", "Measure each LED's own light, without that of its neighbors.");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<UnmixOptions>();
   command
       .add_option("photo", o->photo, "photograph: .shot, or any picture or raw file with --leds")
       ->required();
@@ -219,8 +219,8 @@ void AddUnmixCommand(CLI::App& program) {
   o->photograph.AddTo(command);
   o->metadata.AddTo(command);
   command.add_flag("--json", o->json, "print the answer as JSON, also when it is refused");
-  command.footer(std::string(kExamples) + "\n" + kExitCodeHelp);
-  command.callback([o] { Run(*o); });
+  command.footer(std::string(kUnmixExamples) + "\n" + kExitCodeHelp);
+  command.callback([o] { RunUnmix(*o); });
 }
 
 }  // namespace dravix::tool

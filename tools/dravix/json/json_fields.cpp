@@ -44,4 +44,10 @@ bool IsWholeWithin(const Json& json, double low, double high) {
   return value >= low && value <= high;
 }
 
+Json NumberOrNull(const std::optional<double>& value) { return value ? Json(*value) : Json(); }
+
+std::optional<double> NumberOrNone(const Json& json) {
+  return json.is_number() ? std::optional(json.get<double>()) : std::nullopt;
+}
+
 }  // namespace dravix::tool

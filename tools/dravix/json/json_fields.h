@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,5 +35,10 @@ class JsonFields {
 
 /// Whether `json` is a whole number from `low` to `high`.
 bool IsWholeWithin(const Json& json, double low, double high);
+
+/// A number that may be missing: null then.
+[[nodiscard]] Json NumberOrNull(const std::optional<double>& value);
+/// Empty for what is no number.
+[[nodiscard]] std::optional<double> NumberOrNone(const Json& json);
 
 }  // namespace dravix::tool

@@ -1,5 +1,6 @@
 #include "metadata/metadata.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <charconv>

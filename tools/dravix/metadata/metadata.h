@@ -3,12 +3,15 @@
 
 #include <dravix/shot.h>
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "terminal/console.h"
+
+namespace CLI {
+class App;
+}
 
 namespace dravix::tool {
 

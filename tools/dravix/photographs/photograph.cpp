@@ -96,7 +96,7 @@ void CopyText(const std::string& text, char (&field)[64]) {
   std::copy_n(text.begin(), std::min(text.size(), sizeof field - 1), field);
 }
 
-std::string CameraText(const ExposureData& data) {
+std::string DeviceText(const ExposureData& data) {
   std::string text = data.maker;
   // Models often repeat the maker's name.
   if (!data.model.empty() && data.model.starts_with(data.maker)) text.clear();
@@ -114,7 +114,7 @@ std::int32_t Counted(double value) {
 /// Fills in the groups that exposure data fits: exposure in microseconds, gain as ISO, aperture in
 /// hundredths of the f-number. The camera's type stays 0, which leaves the sensor's range open.
 void SetExposure(const ExposureData& data, const std::optional<int>& camType, Shot& shot) {
-  const std::string camera = CameraText(data);
+  const std::string camera = DeviceText(data);
   if (!camera.empty() || !data.lens.empty() || camType) {
     Shot::Device device;
     CopyText(camera, device.id);

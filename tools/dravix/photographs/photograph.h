@@ -3,13 +3,16 @@
 
 #include <dravix/shot.h>
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "photographs/formats/camera_picture.h"
 #include "terminal/console.h"
+
+namespace CLI {
+class App;
+}
 
 namespace dravix::tool {
 

@@ -1,4 +1,5 @@
 // What is said about a photograph's file, and the options that choose from it.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "photographs/photograph.h"

@@ -41,8 +41,8 @@ std::vector<cv::Point> Mapped(const std::vector<cv::Point2f>& points, const cv::
   return {mapped.begin(), mapped.end()};
 }
 
-void Line(cv::Mat& picture, const cv::Mat& photoFromLeds, cv::Point2f from, cv::Point2f to,
-          const cv::Scalar& color, int thickness) {
+void DrawLine(cv::Mat& picture, const cv::Mat& photoFromLeds, cv::Point2f from, cv::Point2f to,
+              const cv::Scalar& color, int thickness) {
   const auto ends = Mapped({from, to}, photoFromLeds);
   cv::line(picture, ends[0], ends[1], color, thickness, cv::LINE_AA);
 }
@@ -52,15 +52,15 @@ void DrawGrid(cv::Mat& picture, const cv::Mat& photoFromLeds, const BlockGrid& g
   const auto height = static_cast<float>(grid.leds.height);
   for (const int edge : BlockEdges(grid.leds.width, grid.blocks.width, grid.last.width)) {
     const auto x = static_cast<float>(edge);
-    Line(picture, photoFromLeds, {x, 0}, {x, height}, kLines, 1);
+    DrawLine(picture, photoFromLeds, {x, 0}, {x, height}, kLines, 1);
   }
   for (const int edge : BlockEdges(grid.leds.height, grid.blocks.height, grid.last.height)) {
     const auto y = static_cast<float>(edge);
-    Line(picture, photoFromLeds, {0, y}, {width, y}, kLines, 1);
+    DrawLine(picture, photoFromLeds, {0, y}, {width, y}, kLines, 1);
   }
   const Quad corners = RectQuad(width, height);
   for (std::size_t i = 0; i < corners.size(); ++i) {
-    Line(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kOutline, 2);
+    DrawLine(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kOutline, 2);
     cv::circle(picture, Mapped({corners[i]}, photoFromLeds)[0], 6, kOutline, 2, cv::LINE_AA);
   }
 }
@@ -73,7 +73,7 @@ void DrawCopiedBorder(cv::Mat& picture, const cv::Mat& photoFromLeds, const Bloc
   const auto offset = static_cast<float>(grid.copied);
   for (cv::Point2f& corner : corners) corner += cv::Point2f(offset, offset);
   for (std::size_t i = 0; i < corners.size(); ++i) {
-    Line(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kCopiedLine, 1);
+    DrawLine(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kCopiedLine, 1);
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <dravix/lab/copied_border.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <stdexcept>
 

@@ -3,8 +3,11 @@
 
 #include <dravix/lab/analysis.h>
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace dravix::tool {
 

@@ -1,18 +1,9 @@
 #include "batch/jobs/batch_job.h"
 
 #include "files/sha256.h"
+#include "json/json_fields.h"
 
 namespace dravix::tool {
-namespace {
-
-Json NumberOrNull(const std::optional<double>& value) { return value ? Json(*value) : Json(); }
-
-std::optional<double> NumberOrNone(const Json& json) {
-  return json.is_null() ? std::nullopt : std::optional(json.get<double>());
-}
-
-}  // namespace
-
 std::string BatchJob::OptionsHash() const { return Sha256Of(LineOf(options)); }
 
 std::string QuestionLine(Task task, const Json& options) {

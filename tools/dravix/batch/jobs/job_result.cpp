@@ -13,12 +13,6 @@
 namespace dravix::tool {
 namespace {
 
-Json OrNull(const std::optional<double>& value) { return value ? Json(*value) : Json(); }
-
-std::optional<double> NumberOrNone(const Json& json) {
-  return json.is_number() ? std::optional(json.get<double>()) : std::nullopt;
-}
-
 bool IsCount(const Json& json) { return IsWholeWithin(json, 1, INT32_MAX); }
 bool IsNumberOrNull(const Json& json) { return json.is_number() || json.is_null(); }
 bool IsText(const Json& json) { return json.is_string(); }
@@ -70,8 +64,8 @@ Json ResultJson(const JobResult& result) {
   const JobFigures& figures = *result.figures;
   json["sha256"] = figures.sha256;
   json["leds"] = {figures.leds.width, figures.leds.height};
-  json["mean"] = OrNull(figures.mean);
-  json["cv"] = OrNull(figures.cv);
+  json["mean"] = NumberOrNull(figures.mean);
+  json["cv"] = NumberOrNull(figures.cv);
   json["findings"] = figures.findings;
   return json;
 }

@@ -14,7 +14,7 @@
 namespace dravix::tool {
 namespace {
 
-enum Tag : std::uint32_t {
+enum SampleTag : std::uint32_t {
   kStripOffsets = 273,
   kRowsPerStrip = 278,
   kStripSizes = 279,
