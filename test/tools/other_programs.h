@@ -6,12 +6,10 @@
 #include <cstdlib>
 #include <opencv2/core.hpp>
 #include <string>
-#include <vector>
 
 #include "support/mats.h"
 #include "support/temp_dir.h"
 #include "tools/camera_bytes.h"
-#include "tools/tool_runner.h"
 
 namespace dravix::test {
 
@@ -35,15 +33,6 @@ class MadeFiles {
   void Run(const std::string& command) const {
     ASSERT_EQ(std::system(("cd '" + folder_.Path().string() + "' && " + command).c_str()), 0)
         << command;
-  }
-  /// What the tool makes of a file.
-  [[nodiscard]] Shot Converted(const std::string& name,
-                               const std::vector<std::string>& more = {}) const {
-    std::vector<std::string> words = {"convert", File(name), File("converted.shot")};
-    words.insert(words.end(), more.begin(), more.end());
-    const Outcome outcome = RunTool(words);
-    EXPECT_EQ(outcome.exit, 0) << outcome.err;
-    return outcome.exit == 0 ? Loaded(File("converted.shot")) : Shot();
   }
 
   const cv::Mat samples = RandomMat({36, 24}, CV_16UC1, 91, 0, 65536);

@@ -5,11 +5,11 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "tools/other_programs.h"
+#include "tools/converted_files.h"
 
+using dravix::test::ConvertedFiles;
 using dravix::test::IsOneLine;
 using dravix::test::Loaded;
-using dravix::test::MadeFiles;
 using dravix::test::Outcome;
 using dravix::test::RandomMat;
 using dravix::test::RunTool;
@@ -22,7 +22,7 @@ using dravix::test::Spill;
 namespace {
 
 /// Turns a one-plane TIFF into a DNG with libtiff's tool; `more` are further tags.
-void MakeDng(const MadeFiles& made, const std::string& tiff, const std::string& dng,
+void MakeDng(const ConvertedFiles& made, const std::string& tiff, const std::string& dng,
              const std::vector<std::string>& more) {
   made.Run("cp " + tiff + " " + dng);
   std::vector<std::string> tags = {"50706 1 4 0 0", "50708 'Camera X'"};
@@ -46,7 +46,7 @@ class DngFile : public testing::Test {
     words.insert(words.end(), more.begin(), more.end());
     return RunTool(words).Json()["source"];
   }
-  MadeFiles made_;
+  ConvertedFiles made_;
 };
 
 TEST_F(DngFile, KeepsTheSensorsNumbersFromTheTop) {
@@ -160,7 +160,7 @@ TEST_F(DngFile, CompressedIsUnpackedOrNamesTheOption) {
 TEST(ExposureData, OfAJpegFillsDeviceAndCapture) {
   DRAVIX_NEEDS("exiftool");
   DRAVIX_NEEDS("convert");
-  const MadeFiles made;
+  const ConvertedFiles made;
   made.Run("convert -size 36x24 -depth 16 gray:in.raw e.jpg");
   made.Run("cp e.jpg e.tif.jpg && convert e.jpg -compress none e.tif");
   for (const std::string name : {"e.jpg", "e.tif"}) {

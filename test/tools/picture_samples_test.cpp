@@ -3,11 +3,11 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "tools/other_programs.h"
+#include "tools/converted_files.h"
 
+using dravix::test::ConvertedFiles;
 using dravix::test::IsOneLine;
 using dravix::test::kMagick;
-using dravix::test::MadeFiles;
 using dravix::test::Outcome;
 using dravix::test::RunTool;
 using dravix::test::SameBytes;
@@ -26,7 +26,7 @@ class SixteenBits : public testing::TestWithParam<Made> {};
 TEST_P(SixteenBits, AreTheNumbersThatWereStored) {
   DRAVIX_NEEDS("convert");
   DRAVIX_NEEDS(GetParam().needs);
-  const MadeFiles made;
+  const ConvertedFiles made;
   made.Run(std::string(kMagick) + "-compress none -endian LSB plain.tif");
   made.Run(std::string(kMagick) + "plain.pgm");
   made.Run((GetParam().magick ? kMagick : "") + std::string(GetParam().command));
@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(PictureSamples, TwelveBitGrayMapIsNotScaled) {
   DRAVIX_NEEDS("pamdepth");
-  const MadeFiles made;
+  const ConvertedFiles made;
   made.Run(std::string(kMagick) + "plain.pgm && pamdepth 4095 plain.pgm >twelve.pgm");
   made.Run("pnmtoplainpnm twelve.pgm >plain12.pgm");
   const Shot binary = made.Converted("twelve.pgm");
@@ -80,7 +80,7 @@ TEST(PictureSamples, TwelveBitGrayMapIsNotScaled) {
 
 TEST(PictureSamples, ThreePlanesOfSixteenBitsAreNotScaled) {
   DRAVIX_NEEDS("tiffcp");
-  const MadeFiles made;
+  const ConvertedFiles made;
   made.Run("convert -size 12x24 -depth 16 -endian LSB rgb:in.raw -compress none c.tif");
   made.Run("tiffcp -c lzw c.tif lzw.tif");
   const cv::Mat expected = made.samples.reshape(3, 24);
@@ -98,7 +98,7 @@ TEST(PictureSamples, ThreePlanesOfSixteenBitsAreNotScaled) {
 TEST(PictureSamples, JpegIsDecodedAsByOthers) {
   DRAVIX_NEEDS("convert");
   DRAVIX_NEEDS("jpegtopnm");
-  const MadeFiles made;
+  const ConvertedFiles made;
   const std::string color = "convert -size 12x24 -depth 16 rgb:in.raw -blur 2x2 -resize 200% ";
   made.Run(color + "-quality 90 baseline.jpg");
   made.Run(color + "-interlace JPEG -quality 90 progressive.jpg");
@@ -114,7 +114,7 @@ TEST(PictureSamples, JpegIsDecodedAsByOthers) {
 
 TEST(PictureSamples, PicturesOfInkAreRefused) {
   DRAVIX_NEEDS("convert");
-  const MadeFiles made;
+  const ConvertedFiles made;
   made.Run("convert -size 12x24 -depth 16 rgb:in.raw -colorspace CMYK ink.jpg");
   const Outcome outcome = RunTool({"convert", made.File("ink.jpg"), made.File("x.shot")});
   EXPECT_EQ(outcome.exit, 3);
@@ -124,7 +124,7 @@ TEST(PictureSamples, PicturesOfInkAreRefused) {
 
 TEST(PictureSamples, FloatingPointIsRefused) {
   DRAVIX_NEEDS("convert");
-  const MadeFiles made;
+  const ConvertedFiles made;
   made.Run(std::string(kMagick) +
            "-compress lzw -define quantum:format=floating-point -depth 32 f.tif");
   const Outcome outcome = RunTool({"convert", made.File("f.tif"), made.File("x.shot")});
