@@ -36,7 +36,7 @@ Shot TakeShot(Input& input) {
   Shot shot;
   shot.type = input.TakeBool() ? CIE_Y : CAM_RGB;
   if (input.TakeBool()) {
-    shot.pattern.emplace();
+    shot.pattern = Shot::Pattern();
     shot.pattern->interval_x = input.Take<std::int8_t>();
     shot.pattern->interval_y = input.Take<std::int8_t>();
     shot.pattern->loc_x = input.Take<std::int8_t>();
@@ -45,7 +45,7 @@ Shot TakeShot(Input& input) {
     shot.pattern->lighted_led_h = input.Take<std::int16_t>();
   }
   if (input.TakeBool()) {
-    shot.device.emplace();
+    shot.device = Shot::Device();
     shot.device->cam_type = input.Take<std::int32_t>();
   }
   shot.image = TakePicture(input);

@@ -67,13 +67,13 @@ void CheckMosaic(const Subject& subject, Findings& findings) {
   constexpr double kFilters = 0.12;  // two filters of one color differ less, white LEDs' more
   constexpr double kSharp = 0.5;     // see above
   constexpr double kSmallPitch = 3;  // pixels: LEDs themselves alternate with the pixels
-  constexpr double kApart = 1.0;     // modulation of LEDs that stand apart
+  constexpr double kDotsStandApart = 1.0;     // modulation of LEDs that stand apart
   if (difference < kFilters) return;
   const auto modulation =
       ModulationOf(subject.samples.plane, *subject.outline, subject.leds, subject.darkLevel);
   const double strongest = std::max(modulation[0].amplitude[0], modulation[1].amplitude[0]);
   const double pitch = std::min(modulation[0].pitch, modulation[1].pitch);
-  const bool mayBeLeds = strongest > kApart || (pitch > 0 && pitch < kSmallPitch);
+  const bool mayBeLeds = strongest > kDotsStandApart || (pitch > 0 && pitch < kSmallPitch);
   if (mayBeLeds && difference < kSharp) return;
   Add(findings, "mosaic",
       "the four places of every 2 x 2 pixels differ by up to " + Percent(difference) +

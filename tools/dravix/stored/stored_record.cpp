@@ -4,7 +4,7 @@ namespace dravix::tool {
 
 std::optional<StoredRecord> RecordAt(std::ifstream& file, std::uint64_t offset) {
   // The layout is that of docs/formats.md.
-  constexpr std::uint64_t kRecordHeader = 16;  // rows, columns, type, channels
+  constexpr std::uint64_t kMatrixHeader = 16;  // rows, columns, type, channels
   const auto numbers = NumbersAt<4>(file, offset);
   if (!numbers) return std::nullopt;
   const auto [rows, cols, type, channels] = *numbers;
@@ -17,7 +17,7 @@ std::optional<StoredRecord> RecordAt(std::ifstream& file, std::uint64_t offset) 
   const std::uint64_t samples = static_cast<std::uint64_t>(rows) *
                                 static_cast<std::uint64_t>(cols) *
                                 static_cast<std::uint64_t>(channels);
-  const std::uint64_t end = offset + kRecordHeader + samples * CV_ELEM_SIZE1(depth);
+  const std::uint64_t end = offset + kMatrixHeader + samples * CV_ELEM_SIZE1(depth);
   file.clear();
   file.seekg(0, std::ios::end);
   if (end > static_cast<std::uint64_t>(file.tellg())) return std::nullopt;
