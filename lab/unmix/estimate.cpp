@@ -9,6 +9,7 @@
 #include <opencv2/core/utility.hpp>
 #include <optional>
 
+#include "lab/unmix/binned.h"
 #include "lab/unmix/cell_means.h"
 #include "lab/unmix/outline.h"
 #include "lab/unmix/search.h"
@@ -124,6 +125,19 @@ struct Tried {
   std::vector<BlockEquations> equations;
 };
 
+bool IsEmitterFree(const Search& s) { return s.emitterSpread == kEmitterSpread * s.pitch; }
+
+/// Whether a fit with that noise is as good as the best so far, by far less than the LEDs' own
+/// noise can tell.
+bool IsAsGood(const Search& s, const Tried& best) {
+  double freedom = 0;
+  for (std::size_t i = 0; i < s.blocks.size(); ++i) {
+    freedom += FreedomOf(best.equations[i], s.blocks[i]);
+  }
+  const double gain = freedom * (1.0 - std::pow(s.noise / best.state.noise, 2));
+  return std::abs(gain) < SmallestGain(s.blocks);
+}
+
 /// Gauss-Newton, damped where a whole step has made the fit worse (Levenberg-Marquardt). Until it
 /// has settled, the emitter stays as expected: far from the spot it would only make up for other
 /// errors and lead astray.
@@ -131,28 +145,32 @@ void Iterate(Search& s, int iterations) {
   constexpr double kFirstDamping = 1e-3;
   constexpr double kMostDamping = 10;
   constexpr double kStronger = 20;
+  // How the emitter changes the spot is not linear, and behind a Gaussian nothing else tells where
+  // it should stop; whole steps would go too far and back.
+  const auto leastDamping = [&] { return IsEmitterFree(s) ? kFirstDamping : 0.0; };
   std::optional<Tried> best;
-  double damping = 0;
+  double damping = leastDamping();
   for (int i = 0; i < iterations; ++i) {
     const SpotModel model(s.spot, s.emitter);
     const TriedSpot spot{model.Spot(), model.SpotDerivatives()};
     const auto equations = ForBlocks(s, spot, model, EquationsOf);
     s.noise = ResidualOf(equations, s.blocks, false);
     s.litNoise = ResidualOf(equations, s.blocks, true);
+    const bool level = best && IsAsGood(s, *best);
     if (!best || s.noise < best->state.noise) {
       best.reset();
       best.emplace(Tried{s, SystemOf(equations, s), equations});
-      damping = damping < kFirstDamping ? 0.0 : damping / kStronger;
+      damping = std::max(leastDamping(), damping < kFirstDamping ? 0.0 : damping / kStronger);
     } else {
       damping = std::max(kFirstDamping, damping * kStronger);
     }
     s.Restore(best->state);
-    const cv::Mat1d whole = StepOf(best->system, s.spot, 0);
-    if (damping > kMostDamping || IsNegligible(whole, best->system, s)) {
-      if (s.emitterSpread == kEmitterSpread * s.pitch || i + 1 == iterations) break;
+    const cv::Mat1d longest = StepOf(best->system, s.spot, leastDamping());
+    if (level || damping > kMostDamping || IsNegligible(longest, best->system, s)) {
+      if (IsEmitterFree(s) || i + 1 == iterations) break;
       s.emitterSpread = kEmitterSpread * s.pitch;
       best->system = SystemOf(best->equations, s);
-      damping = 0;
+      damping = leastDamping();
     }
     Take(StepOf(best->system, s.spot, damping), s);
   }
@@ -172,6 +190,39 @@ void FindSpot(double noise, Search& s) {
     if (disk.noise < s.noise) s.Restore(disk);
   }
   Iterate(s, kMostIterations);
+}
+
+/// How many pixels in either direction are put together for the search: a coarse photograph shows
+/// spots and places nearly as well while its LEDs are at least this many pixels apart.
+int BinningFor(double pitch) {
+  constexpr double kCoarsest = 5.0;
+  return std::max(1, static_cast<int>(pitch / kCoarsest));
+}
+
+/// Finds spot and grid on a coarser photograph, where each step is cheaper. That has the same spot
+/// and grid in other units, because its larger pixels are part of the model.
+void FindSpotCoarsely(double noise, int binning, Search& s) {
+  const cv::Mat1f coarse = Binned(s.photo, binning);
+  Search c{coarse,
+           s.blocks,
+           s.cells,
+           s.grid.Binned(binning),
+           {},
+           s.emitter / binning,
+           s.emitterSpread / binning,
+           s.pitch / binning,
+           s.background,
+           s.level,
+           s.noise,
+           s.litNoise};
+  FindSpot(noise / binning, c);
+  const double area = static_cast<double>(binning) * binning;
+  s.spot = {c.spot.variance * area, c.spot.diskSquared * area * area};
+  s.emitter = c.emitter * binning;
+  for (std::size_t i = 0; i < Grid::kTerms; ++i) {
+    s.grid.X().at(i) = binning * c.grid.X().at(i);
+    s.grid.Y().at(i) = binning * c.grid.Y().at(i);
+  }
 }
 
 double MedianOf(const cv::Mat1d& values) {
@@ -206,7 +257,13 @@ std::optional<Estimate> EstimateOf(const cv::Mat1f& photo, const Grid& given) {
            level,
            0.01 * level,
            0.01 * level};
-  FindSpot(noise, s);
+  const int binning = BinningFor(s.pitch);
+  if (binning > 1) {
+    FindSpotCoarsely(noise, binning, s);
+    Iterate(s, kMostIterations);
+  } else {
+    FindSpot(noise, s);
+  }
   return Estimate{s.grid,     grid,    s.spot,     s.emitter,
                   background, s.noise, s.litNoise, SensorNoise(photo, s.grid, s.blocks)};
 }

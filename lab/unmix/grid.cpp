@@ -84,6 +84,17 @@ bool Grid::Bend(const std::vector<KnownPlace>& places) {
   return true;
 }
 
+Grid Grid::Binned(int side) const {
+  const double scale = 1.0 / side;
+  const double shift = 0.5 * (scale - 1.0);
+  Grid binned = *this;
+  binned.photoFromLed_ = cv::Matx33d(scale, 0, shift, 0, scale, shift, 0, 0, 1) * photoFromLed_;
+  for (Terms* terms : {&binned.bendX_, &binned.bendY_, &binned.x_, &binned.y_}) {
+    for (double& term : *terms) term *= scale;
+  }
+  return binned;
+}
+
 double Grid::CellArea(double u, double v) const {
   const cv::Point2d across = At(u + 0.5, v) - At(u - 0.5, v);
   const cv::Point2d down = At(u, v + 0.5) - At(u, v - 0.5);

@@ -168,11 +168,15 @@ void Take(const cv::Mat1d& step, Search& s) {
   }
 }
 
+double SmallestGain(const std::vector<Block>& blocks) {
+  constexpr double kShare = 0.003;
+  double leds = 0;
+  for (const Block& block : blocks) leds += block.inner.area();
+  return kShare * leds;
+}
+
 bool IsNegligible(const cv::Mat1d& step, const System& system, const Search& s) {
-  // The gain is what the step would take from the sum of squares, in units of the noise's variance.
-  // The deviations of all unknowns together are 1 in this unit.
-  constexpr double kSmallestGain = 0.1;
-  if (step.dot(system.gradient) < kSmallestGain) return true;
+  if (step.dot(system.gradient) < SmallestGain(s.blocks)) return true;
   const double variance = s.spot.variance;
   return std::abs(step(0, 0)) < 1e-3 * variance &&
          std::abs(step(0, 1)) < 0.01 * variance * variance &&

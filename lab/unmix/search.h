@@ -67,6 +67,11 @@ struct System {
 /// Takes the step, or the part of it over which the equations can be trusted.
 void Take(const cv::Mat1d& step, Search& s);
 
+/// A gain that is not worth a step: what it would take from the sum of squares, in units of the
+/// noise's variance. The noise of each LED is 1 in this unit, so a small share of that, all blocks
+/// together, changes nothing that can be seen.
+[[nodiscard]] double SmallestGain(const std::vector<Block>& blocks);
+
 /// Whether a step changes nothing that matters.
 [[nodiscard]] bool IsNegligible(const cv::Mat1d& step, const System& system, const Search& s);
 

@@ -36,6 +36,22 @@ TEST(Unmix, FindsEachLedsOwnLightToTheNoise) {
   EXPECT_LT(answer.noiseGain, 2.0);
 }
 
+TEST(Unmix, LedsMayBeManyPixelsApart) {
+  sim::Scene scene = BlurredScene();
+  scene.pose.pitch = 16;
+  scene.sensor.margin = 130;
+  scene.screen.ledWidth = 20;
+  scene.screen.ledHeight = 16;
+  const Unmixed answer = Answer(scene);
+  ASSERT_FALSE(answer.refused) << answer.refused->message;
+  EXPECT_LT(ErrorOf(scene, answer), 0.002);
+  EXPECT_NEAR(answer.spotSigma, 0.4, 0.02);
+  for (const cv::Point& led : {cv::Point(0, 0), cv::Point(12, 9)}) {
+    const cv::Point2d found(answer.places(led)[0], answer.places(led)[1]);
+    EXPECT_LT(cv::norm(found - sim::LedCenterOf(scene, led)), 0.2);
+  }
+}
+
 TEST(Unmix, OuterRowsAreAsTrueAsTheOthers) {
   const sim::Scene scene = BlurredScene();
   const Unmixed answer = Answer(scene);
