@@ -9,7 +9,6 @@
 #include <opencv2/core/utility.hpp>
 #include <optional>
 
-#include "lab/unmix/binned.h"
 #include "lab/unmix/cell_means.h"
 #include "lab/unmix/outline.h"
 #include "lab/unmix/search.h"
@@ -192,17 +191,9 @@ void FindSpot(double noise, Search& s) {
   Iterate(s, kMostIterations);
 }
 
-/// How many pixels in either direction are put together for the search: a coarse photograph shows
-/// spots and places nearly as well while its LEDs are at least this many pixels apart.
-int BinningFor(double pitch) {
-  constexpr double kCoarsest = 5.0;
-  return std::max(1, static_cast<int>(pitch / kCoarsest));
-}
-
-/// Finds spot and grid on a coarser photograph, where each step is cheaper. That has the same spot
+/// Finds spot and grid on the coarse photograph, where each step is cheaper. That has the same spot
 /// and grid in other units, because its larger pixels are part of the model.
-void FindSpotCoarsely(double noise, int binning, Search& s) {
-  const cv::Mat1f coarse = Binned(s.photo, binning);
+void FindSpotCoarsely(const cv::Mat1f& coarse, int binning, double noise, Search& s) {
   Search c{coarse,
            s.blocks,
            s.cells,
@@ -234,11 +225,25 @@ double MedianOf(const cv::Mat1d& values) {
 
 }  // namespace
 
-std::optional<Estimate> EstimateOf(const cv::Mat1f& photo, const Grid& given) {
+Estimate Estimate::Binned(int side) const {
+  const double area = static_cast<double>(side) * side;
+  return {grid.Binned(side),
+          outlined.Binned(side),
+          {spot.variance / area, spot.diskSquared / (area * area)},
+          emitter / side,
+          background,
+          residual / side,
+          litNoise / side,
+          noise / side};
+}
+
+std::optional<Estimate> EstimateOf(const Resolutions& resolutions, const Grid& given) {
+  const cv::Mat1f& photo = resolutions.fine;
+  const int binning = resolutions.binning;
   Grid grid = given;
   AlignOutline(photo, BackgroundOf(photo, grid), grid);
   const double background = BackgroundOf(photo, grid);
-  const cv::Mat1d cells = CellMeans(photo, CentersOf(grid));
+  const cv::Mat1d cells = CellMeans(resolutions.coarse, CentersOf(grid.Binned(binning)));
   const double level = MedianOf(cells) - background;
   const std::vector<Block> blocks = SpreadBlocks(grid.Leds());
   const double noise = SensorNoise(photo, grid, blocks);
@@ -257,9 +262,8 @@ std::optional<Estimate> EstimateOf(const cv::Mat1f& photo, const Grid& given) {
            level,
            0.01 * level,
            0.01 * level};
-  const int binning = BinningFor(s.pitch);
   if (binning > 1) {
-    FindSpotCoarsely(noise, binning, s);
+    FindSpotCoarsely(resolutions.coarse, binning, noise, s);
     Iterate(s, kMostIterations);
   } else {
     FindSpot(noise, s);

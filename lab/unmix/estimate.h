@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "lab/unmix/binned.h"
 #include "lab/unmix/block.h"
 #include "lab/unmix/grid.h"
 #include "lab/unmix/spot.h"
@@ -20,10 +21,13 @@ struct Estimate {
   double residual = 0;    ///< standard deviation of what the fit leaves over, per pixel
   double litNoise = 0;    ///< the same inside the screen alone, where light brings its own noise
   double noise = 0;       ///< standard deviation of the sensor's noise in the same pixels
+
+  /// The same for pixels `side` times as large, over which noise averages out.
+  [[nodiscard]] Estimate Binned(int side) const;
 };
 
 /// Estimates all of it, starting from a grid whose corners may be off by more than a pitch. Empty
 /// where the photograph is dark.
-[[nodiscard]] std::optional<Estimate> EstimateOf(const cv::Mat1f& photo, const Grid& grid);
+[[nodiscard]] std::optional<Estimate> EstimateOf(const Resolutions& photo, const Grid& grid);
 
 }  // namespace dravix::lab::unmix

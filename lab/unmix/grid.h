@@ -61,6 +61,9 @@ class Grid {
 struct Centers {
   cv::Mat1d x, y;  ///< photograph pixels
   cv::Mat1f area;  ///< pixels
+
+  /// The same in a photograph whose pixels are `side` times as large, as unmix::Binned makes it.
+  [[nodiscard]] Centers Binned(int side) const;
 };
 [[nodiscard]] Centers CentersOf(const Grid& grid);
 

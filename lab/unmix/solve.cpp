@@ -129,9 +129,8 @@ double Over(const cv::Mat1d& spectrum, Function function) {
 
 }  // namespace
 
-Solution SolutionOf(const cv::Mat1f& photo, const Estimate& estimate) {
+Solution SolutionOf(const cv::Mat1f& photo, const Estimate& estimate, const Centers& centers) {
   const SpotModel model(estimate.spot, estimate.emitter);
-  const Centers centers = CentersOf(estimate.grid);
   const double pitch = estimate.grid.Pitch();
   const cv::Mat1d response = model.CellResponse(pitch);
   const cv::Mat1d cells = CoveredLevels(CellMeans(photo, centers), estimate.background, response);

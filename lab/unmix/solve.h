@@ -17,6 +17,8 @@ struct Solution {
   double deviation = 0;     ///< RMS error of the luminances by noise and by what is not seen
 };
 
-[[nodiscard]] Solution SolutionOf(const cv::Mat1f& photo, const Estimate& estimate);
+/// `centers` are those of the estimate's grid.
+[[nodiscard]] Solution SolutionOf(const cv::Mat1f& photo, const Estimate& estimate,
+                                  const Centers& centers);
 
 }  // namespace dravix::lab::unmix

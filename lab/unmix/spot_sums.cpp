@@ -21,8 +21,11 @@ using Patches = std::array<const float*, 4>;
 
 std::array<float, 4> PatchSums(const Window& window, float background, const SpotTable& spot,
                                const Patches& patches) {
-  std::array<cv::v_float32x4, 4> sums = {cv::v_setzero_f32(), cv::v_setzero_f32(),
-                                         cv::v_setzero_f32(), cv::v_setzero_f32()};
+  // Four variables and no array, so that they stay in registers.
+  cv::v_float32x4 sum0 = cv::v_setzero_f32();
+  cv::v_float32x4 sum1 = cv::v_setzero_f32();
+  cv::v_float32x4 sum2 = cv::v_setzero_f32();
+  cv::v_float32x4 sum3 = cv::v_setzero_f32();
   const cv::v_float32x4 dark = cv::v_setall_f32(background);
   const int stride = spot.Stride();
   for (int y = 0; y < spot.Side(); ++y) {
@@ -30,13 +33,14 @@ std::array<float, 4> PatchSums(const Window& window, float background, const Spo
     const auto row = static_cast<std::ptrdiff_t>(y) * stride;
     for (int x = 0; x < stride; x += 4) {
       const cv::v_float32x4 light = cv::v_load(pixels + x) - dark;
-      for (std::size_t i = 0; i < sums.size(); ++i) {
-        sums[i] += light * cv::v_load(patches[i] + row + x);
-      }
+      sum0 += light * cv::v_load(patches[0] + row + x);
+      sum1 += light * cv::v_load(patches[1] + row + x);
+      sum2 += light * cv::v_load(patches[2] + row + x);
+      sum3 += light * cv::v_load(patches[3] + row + x);
     }
   }
-  return {cv::v_reduce_sum(sums[0]), cv::v_reduce_sum(sums[1]), cv::v_reduce_sum(sums[2]),
-          cv::v_reduce_sum(sums[3])};
+  return {cv::v_reduce_sum(sum0), cv::v_reduce_sum(sum1), cv::v_reduce_sum(sum2),
+          cv::v_reduce_sum(sum3)};
 }
 
 /// The window about an LED at the photograph's border, copied so that the background lies beyond.
