@@ -9,6 +9,7 @@
 #include "lab/unmix/block.h"
 #include "lab/unmix/grid.h"
 #include "lab/unmix/spot.h"
+#include "lab/unmix/spot_field.h"
 
 namespace dravix::lab::unmix {
 
@@ -16,14 +17,12 @@ struct Estimate {
   Grid grid;
   Grid outlined;  ///< where the outline put the grid before the LEDs were looked at
   SpotShape spot;
+  SpotField field;        ///< how `spot`, the mean, changes over the screen
   double emitter = 0;     ///< side of the emitter, pixels
   double background = 0;  ///< level of the photograph without light
   double residual = 0;    ///< standard deviation of what the fit leaves over, per pixel
   double litNoise = 0;    ///< the same inside the screen alone, where light brings its own noise
   double noise = 0;       ///< standard deviation of the sensor's noise in the same pixels
-
-  /// The same for pixels `side` times as large, over which noise averages out.
-  [[nodiscard]] Estimate Binned(int side) const;
 };
 
 /// Estimates all of it, starting from a grid whose corners may be off by more than a pitch. Empty

@@ -145,12 +145,12 @@ std::optional<UnmixRefused> RefusalOf(const Unmixed& unmixed, const Misfit& misf
   }
   if (std::optional<UnmixRefused> refused = GridRefusal(moves)) return refused;
   if (!(ratio <= kMostResidual)) {
-    return UnmixRefused{
-        UnmixRefusal::kResidual,
-        "the fitted spots leave over " + Text(ratio) +
-            " times the sensor's noise, expected at most " + Text(kMostResidual) +
-            ": the photograph is no sum of equal spots, or its samples were scaled or compressed",
-        {{"ratio", ratio}, {"residual", misfit.residual}, {"noise", misfit.noise}}};
+    return UnmixRefused{UnmixRefusal::kResidual,
+                        "the fitted spots leave over " + Text(ratio) +
+                            " times the sensor's noise, expected at most " + Text(kMostResidual) +
+                            ": the photograph is no sum of spots that change smoothly, or its "
+                            "samples were scaled or compressed",
+                        {{"ratio", ratio}, {"residual", misfit.residual}, {"noise", misfit.noise}}};
   }
   if (!(unmixed.noiseGain <= kMostNoiseGain)) {
     return UnmixRefused{UnmixRefusal::kNoiseGain,

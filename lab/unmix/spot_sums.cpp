@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/core/utility.hpp>
+#include <vector>
 
 namespace dravix::lab::unmix {
 namespace {
@@ -69,14 +70,26 @@ float SumAt(const cv::Mat1f& photo, float background, cv::Point2d center, const 
 }  // namespace
 
 cv::Mat1f SpotSums(const cv::Mat1f& photo, double background, const Centers& centers,
-                   const SpotTable& spot) {
+                   const SpotFamily& spots) {
+  std::vector<SpotTable> tables(spots.models.size());
+  cv::parallel_for_(cv::Range(0, static_cast<int>(tables.size())), [&](const cv::Range& range) {
+    for (auto i = static_cast<std::size_t>(range.start); i < static_cast<std::size_t>(range.end);
+         ++i) {
+      tables[i] = spots.models[i].Spot();
+    }
+  });
+  const auto dark = static_cast<float>(background);
   cv::Mat1f sums(centers.x.size());
   cv::parallel_for_(cv::Range(0, sums.rows), [&](const cv::Range& rows) {
     for (int row = rows.start; row < rows.end; ++row) {
       for (int column = 0; column < sums.cols; ++column) {
         const cv::Point2d center(centers.x(row, column), centers.y(row, column));
-        sums(row, column) =
-            centers.area(row, column) * SumAt(photo, static_cast<float>(background), center, spot);
+        const Between spot = BetweenOf(spots.positions(row, column), tables.size());
+        float sum = SumAt(photo, dark, center, tables[spot.first]);
+        if (spot.share > 0) {
+          sum += spot.share * (SumAt(photo, dark, center, tables[spot.first + 1]) - sum);
+        }
+        sums(row, column) = centers.area(row, column) * sum;
       }
     }
   });

@@ -111,12 +111,13 @@ double ModelDeviation(const unmix::Estimate& estimate, double noiseGain) {
 }
 
 /// Deviations by LED: a smaller cell collects less light.
-cv::Mat1f DeviationsOf(const unmix::Centers& centers, double pitch, double deviation) {
+cv::Mat1f DeviationsOf(const unmix::Centers& centers, const cv::Mat1f& relative, double pitch,
+                       double deviation) {
   cv::Mat1f deviations(centers.area.size());
   for (int y = 0; y < deviations.rows; ++y) {
     for (int x = 0; x < deviations.cols; ++x) {
       const double side = std::sqrt(static_cast<double>(centers.area(y, x)));
-      deviations(y, x) = static_cast<float>(deviation * pitch / side);
+      deviations(y, x) = relative(y, x) * static_cast<float>(deviation * pitch / side);
     }
   }
   return deviations;
@@ -151,7 +152,7 @@ Unmixed AnswerOf(const cv::Mat1f& photo, const unmix::Grid& byCorners,
   Unmixed answer;
   answer.leds = byCorners.Leds();
   answer.luminances = solution.luminances;
-  answer.deviations = DeviationsOf(centers, estimate.grid.Pitch(), deviation);
+  answer.deviations = DeviationsOf(centers, solution.relative, estimate.grid.Pitch(), deviation);
   answer.places = PlacesOf(centers);
   answer.mean = solution.mean;
   answer.spotSigma = estimate.spot.Sigma() / pitch;

@@ -72,6 +72,24 @@ TEST(Unmix, KnowsADiskFromAGaussian) {
   EXPECT_LT(ErrorOf(scene, answer), 0.005);
 }
 
+// One mean spot would leave over more than three times the noise.
+TEST(Unmix, TheSpotMayWidenTowardThePhotographsCorners) {
+  sim::Scene scene = BlurredScene();
+  scene.optics.defocus = sim::Defocus::kDisk;
+  scene.optics.blur = 0.6;
+  scene.optics.cornerBlur = 0.3;
+  scene.screen.ledWidth = 44;
+  scene.screen.ledHeight = 36;
+  const Unmixed answer = Answer(scene);
+  ASSERT_FALSE(answer.refused) << answer.refused->message;
+  const double error = ErrorOf(scene, answer);
+  EXPECT_LT(error, 0.003);
+  EXPECT_LT(answer.sigma, 2 * error);
+  EXPECT_GT(answer.sigma, 0.5 * error);
+  // Where spots are wider, neighbors are harder to tell apart.
+  EXPECT_GT(answer.deviations(1, 1), 1.03F * answer.deviations(18, 22));
+}
+
 TEST(Unmix, SaysHowFarItIsOff) {
   for (const double blur : {0.3, 0.5}) {
     sim::Scene scene = BlurredScene();
