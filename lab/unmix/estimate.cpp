@@ -27,6 +27,7 @@ constexpr std::size_t kFirstBlocks = 3;
 constexpr double kPoorFit = 1.5;
 constexpr int kFirstIterations = 4;
 constexpr int kMostIterations = 20;
+constexpr int kFieldIterations = 8;
 constexpr double kEmitterSpread = 0.1;         ///< about kEmitter, pitches
 constexpr double kFirstEmitterSpread = 0.003;  ///< the same before the search has settled
 /// What is expected of the field's terms: a spot that is this much wider at an edge.
@@ -207,12 +208,20 @@ bool WantsField(const std::vector<BlockEquations>& equations, const Search& s) {
   return gain > kFieldGain * SmallestGain(s.blocks);
 }
 
+/// Whether the fit of one mean spot is near enough to go on from. A picture that is something else
+/// than spots, or is compressed, is far from it, and a search there would only take long.
+bool IsNear(const Search& s, double noise) {
+  constexpr double kMostResidual = 8.0;  // times the sensor's noise
+  constexpr double kMostVariance = 0.6;  // pitches^2; no wider spot can be un-mixed
+  return s.noise < kMostResidual * noise && s.spot.variance < kMostVariance * s.pitch * s.pitch;
+}
+
 /// Lets the spot change over the screen, and takes that only where the fit gains by it.
 void FindField(const std::vector<BlockEquations>& equations, Search& s) {
   Search freed = s;
   freed.fieldSpread = kFieldSpread;
   freed.emitterSpread = kEmitterSpread * s.pitch;
-  Iterate(freed, kMostIterations);
+  Iterate(freed, kFieldIterations);
   const double gain = FreedomOf(equations, s.blocks) * (std::pow(s.noise / freed.noise, 2) - 1.0);
   if (gain > kFieldGain * SmallestGain(s.blocks)) s.Restore(freed);
 }
@@ -230,7 +239,7 @@ void FindSpot(double noise, Search& s) {
     if (disk.noise < s.noise) s.Restore(disk);
   }
   const auto equations = Iterate(s, kMostIterations);
-  if (WantsField(equations, s)) FindField(equations, s);
+  if (IsNear(s, noise) && WantsField(equations, s)) FindField(equations, s);
 }
 
 /// Finds spot and grid on the coarse photograph, where each step is cheaper. That has the same spot
