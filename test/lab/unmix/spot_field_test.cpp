@@ -37,7 +37,7 @@ TEST(SpotField, AFamilyHasASpotForEachLed) {
   field.terms[1] = 0.1;  // down the screen, of degree 2
   const SpotFamily family = FamilyOf(shape, 2.4, field, grid);
   const auto count = static_cast<float>(family.models.size());
-  ASSERT_GT(count, 2);
+  ASSERT_GT(count, 2.0F);
   double least = 0;
   double most = 0;
   cv::minMaxLoc(family.positions, &least, &most);

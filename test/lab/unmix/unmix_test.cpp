@@ -151,7 +151,6 @@ TEST(Unmix, RefusesCornersThatAreHalfAPitchOff) {
 TEST(Unmix, RefusesSpotsThatOverlapTooMuch) {
   sim::Scene scene = BlurredScene();
   scene.optics.blur = 0.7;
-  scene.pose.pitch = 6;
   const Unmixed answer = Answer(scene);
   ASSERT_TRUE(answer.refused);
   EXPECT_EQ(answer.refused->id, UnmixRefusal::kNoiseGain);
