@@ -27,8 +27,14 @@ constexpr std::size_t kFirstBlocks = 3;
 constexpr double kPoorFit = 1.5;
 constexpr int kFirstIterations = 4;
 constexpr int kMostIterations = 20;
+constexpr int kFieldIterations = 8;
 constexpr double kEmitterSpread = 0.1;         ///< about kEmitter, pitches
 constexpr double kFirstEmitterSpread = 0.003;  ///< the same before the search has settled
+/// What is expected of the field's terms: a spot that is this much wider at an edge.
+constexpr double kFieldSpread = 0.3;
+/// The gain that a changing spot must bring, in units of the smallest one that is worth a step. Its
+/// five terms gain some two of these from noise alone.
+constexpr double kFieldGain = 20;
 /// What is expected of LEDs while the spot is unknown: a scatter of 10 % about smoothed cells.
 constexpr double kScatter = 0.1;
 constexpr double kSmoothing = 2.0;  ///< LEDs: sigma of the smoothed level
@@ -44,22 +50,36 @@ cv::Mat1d ExpectedLevels(const Search& s, const cv::Mat1d& response, const Block
   return levels(block.leds - window.tl()).clone();
 }
 
-using BlockFunction = BlockEquations (*)(const Trial&, const Block&);
+TriedSpot Tabulated(const SpotModel& model, bool derivatives) {
+  return {model.Spot(), derivatives ? model.SpotDerivatives() : SpotModel::Derivatives{}};
+}
 
-/// One set of equations per block.
-std::vector<BlockEquations> ForBlocks(const Search& s, const TriedSpot& spot,
-                                      const SpotModel& model, BlockFunction function) {
-  const cv::Mat1d response = model.CellResponse(s.pitch);
+/// One set of equations per block, or, without derivatives, only how well the blocks are fitted.
+std::vector<BlockEquations> ForBlocks(const Search& s, bool derivatives) {
+  const SpotModel mean(s.spot, s.emitter);
+  const cv::Mat1d response = mean.CellResponse(s.pitch);
   const double lambda = std::pow(s.noise / (kScatter * s.level), 2);
+  const bool varies = !s.field.IsConstant();
+  const TriedSpot common = varies ? TriedSpot{} : Tabulated(mean, derivatives);
   std::vector<BlockEquations> equations(s.blocks.size());
+  const auto fit = [&](const Block& block, const TriedSpot& spot) {
+    const cv::Mat1d levels = ExpectedLevels(s, response, block);
+    const Trial trial{s.photo, s.grid, spot, s.background, lambda, levels};
+    return derivatives ? EquationsOf(trial, block) : FitOf(trial, block);
+  };
   cv::parallel_for_(
       cv::Range(0, static_cast<int>(s.blocks.size())),
       [&](const cv::Range& range) {
-        for (int i = range.start; i < range.end; ++i) {
-          const Block& block = s.blocks[static_cast<std::size_t>(i)];
-          const cv::Mat1d levels = ExpectedLevels(s, response, block);
-          equations[static_cast<std::size_t>(i)] =
-              function({s.photo, s.grid, spot, s.background, lambda, levels}, block);
+        for (auto i = static_cast<std::size_t>(range.start);
+             i < static_cast<std::size_t>(range.end); ++i) {
+          const Block& block = s.blocks[i];
+          if (!varies) {
+            equations[i] = fit(block, common);
+            continue;
+          }
+          const double growth = s.field.GrowthAt(s.grid, block.Middle().x, block.Middle().y);
+          const SpotModel own(Grown(s.spot, growth), s.emitter);
+          equations[i] = fit(block, Tabulated(own, derivatives));
         }
       },
       static_cast<double>(s.blocks.size()));
@@ -67,10 +87,8 @@ std::vector<BlockEquations> ForBlocks(const Search& s, const TriedSpot& spot,
 }
 
 double CostOf(const Search& s) {
-  const SpotModel model(s.spot, s.emitter);
-  const TriedSpot spot{model.Spot(), {}};
   double cost = 0;
-  for (const BlockEquations& e : ForBlocks(s, spot, model, FitOf)) cost += e.cost;
+  for (const BlockEquations& e : ForBlocks(s, false)) cost += e.cost;
   return cost;
 }
 
@@ -124,39 +142,88 @@ struct Tried {
   std::vector<BlockEquations> equations;
 };
 
+bool IsEmitterFree(const Search& s) { return s.emitterSpread == kEmitterSpread * s.pitch; }
+
+double FreedomOf(const std::vector<BlockEquations>& equations, const std::vector<Block>& blocks) {
+  double freedom = 0;
+  for (std::size_t i = 0; i < blocks.size(); ++i) freedom += FreedomOf(equations[i], blocks[i]);
+  return freedom;
+}
+
+/// Whether a fit with that noise is as good as the best so far, by far less than the LEDs' own
+/// noise can tell.
+bool IsAsGood(const Search& s, const Tried& best) {
+  const double gain =
+      FreedomOf(best.equations, s.blocks) * (1.0 - std::pow(s.noise / best.state.noise, 2));
+  return std::abs(gain) < SmallestGain(s.blocks);
+}
+
 /// Gauss-Newton, damped where a whole step has made the fit worse (Levenberg-Marquardt). Until it
 /// has settled, the emitter stays as expected: far from the spot it would only make up for other
-/// errors and lead astray.
-void Iterate(Search& s, int iterations) {
+/// errors and lead astray. Returns the equations of the best state, which `s` is then.
+std::vector<BlockEquations> Iterate(Search& s, int iterations) {
   constexpr double kFirstDamping = 1e-3;
   constexpr double kMostDamping = 10;
   constexpr double kStronger = 20;
+  // How the emitter changes the spot is not linear, and behind a Gaussian nothing else tells where
+  // it should stop; whole steps would go too far and back.
+  const auto leastDamping = [&] { return IsEmitterFree(s) ? kFirstDamping : 0.0; };
   std::optional<Tried> best;
-  double damping = 0;
+  double damping = leastDamping();
   for (int i = 0; i < iterations; ++i) {
-    const SpotModel model(s.spot, s.emitter);
-    const TriedSpot spot{model.Spot(), model.SpotDerivatives()};
-    const auto equations = ForBlocks(s, spot, model, EquationsOf);
+    const auto equations = ForBlocks(s, true);
     s.noise = ResidualOf(equations, s.blocks, false);
     s.litNoise = ResidualOf(equations, s.blocks, true);
+    const bool level = best && IsAsGood(s, *best);
     if (!best || s.noise < best->state.noise) {
       best.reset();
       best.emplace(Tried{s, SystemOf(equations, s), equations});
-      damping = damping < kFirstDamping ? 0.0 : damping / kStronger;
+      damping = std::max(leastDamping(), damping < kFirstDamping ? 0.0 : damping / kStronger);
     } else {
       damping = std::max(kFirstDamping, damping * kStronger);
     }
     s.Restore(best->state);
-    const cv::Mat1d whole = StepOf(best->system, s.spot, 0);
-    if (damping > kMostDamping || IsNegligible(whole, best->system, s)) {
-      if (s.emitterSpread == kEmitterSpread * s.pitch || i + 1 == iterations) break;
+    const cv::Mat1d longest = StepOf(best->system, s.spot, leastDamping());
+    if (level || damping > kMostDamping || IsNegligible(longest, best->system, s)) {
+      if (IsEmitterFree(s) || i + 1 == iterations) break;
       s.emitterSpread = kEmitterSpread * s.pitch;
       best->system = SystemOf(best->equations, s);
-      damping = 0;
+      damping = leastDamping();
     }
     Take(StepOf(best->system, s.spot, damping), s);
   }
   s.Restore(best->state);
+  return best->equations;
+}
+
+/// Whether the blocks' own wishes for the spot differ by more than noise lets them, so that a spot
+/// that changes over the screen is worth a try.
+bool WantsField(const std::vector<BlockEquations>& equations, const Search& s) {
+  const System fixed = SystemOf(equations, s);
+  Search freed = s;
+  freed.fieldSpread = kFieldSpread;
+  const System free = SystemOf(equations, freed);
+  const double gain =
+      StepOf(free, s.spot, 0).dot(free.gradient) - StepOf(fixed, s.spot, 0).dot(fixed.gradient);
+  return gain > kFieldGain * SmallestGain(s.blocks);
+}
+
+/// Whether the fit of one mean spot is near enough to go on from. A picture that is something else
+/// than spots, or is compressed, is far from it, and a search there would only take long.
+bool IsNear(const Search& s, double noise) {
+  constexpr double kMostResidual = 8.0;  // times the sensor's noise
+  constexpr double kMostVariance = 0.6;  // pitches^2; no wider spot can be un-mixed
+  return s.noise < kMostResidual * noise && s.spot.variance < kMostVariance * s.pitch * s.pitch;
+}
+
+/// Lets the spot change over the screen, and takes that only where the fit gains by it.
+void FindField(const std::vector<BlockEquations>& equations, Search& s) {
+  Search freed = s;
+  freed.fieldSpread = kFieldSpread;
+  freed.emitterSpread = kEmitterSpread * s.pitch;
+  Iterate(freed, kFieldIterations);
+  const double gain = FreedomOf(equations, s.blocks) * (std::pow(s.noise / freed.noise, 2) - 1.0);
+  if (gain > kFieldGain * SmallestGain(s.blocks)) s.Restore(freed);
 }
 
 /// A few rounds from the best mixed spot. Where these do not end near the sensor's noise, the same
@@ -171,7 +238,47 @@ void FindSpot(double noise, Search& s) {
     Iterate(disk, kFirstIterations);
     if (disk.noise < s.noise) s.Restore(disk);
   }
-  Iterate(s, kMostIterations);
+  const auto equations = Iterate(s, kMostIterations);
+  if (IsNear(s, noise) && WantsField(equations, s)) FindField(equations, s);
+}
+
+/// Finds spot and grid on the coarse photograph, where each step is cheaper. That has the same spot
+/// and grid in other units, because its larger pixels are part of the model.
+void FindSpotCoarsely(const cv::Mat1f& coarse, int binning, double noise, Search& s) {
+  Search c{coarse,
+           s.blocks,
+           s.cells,
+           s.grid.Binned(binning),
+           {},
+           s.emitter / binning,
+           s.emitterSpread / binning,
+           s.pitch / binning,
+           s.background,
+           s.level,
+           s.noise,
+           s.litNoise};
+  FindSpot(noise / binning, c);
+  const double area = static_cast<double>(binning) * binning;
+  s.spot = {c.spot.variance * area, c.spot.diskSquared * area * area};
+  s.emitter = c.emitter * binning;
+  s.field = c.field;
+  for (std::size_t i = 0; i < Grid::kTerms; ++i) {
+    s.grid.X().at(i) = binning * c.grid.X().at(i);
+    s.grid.Y().at(i) = binning * c.grid.Y().at(i);
+  }
+}
+
+/// The last rounds on the whole photograph. Where the spot changes over the screen, each block has
+/// tables of its own, which take so long to make that the coarse photograph's answer stands and
+/// only what it leaves over is looked at.
+void Finish(Search& s) {
+  if (s.field.IsConstant()) {
+    Iterate(s, kMostIterations);
+    return;
+  }
+  const auto fits = ForBlocks(s, false);
+  s.noise = ResidualOf(fits, s.blocks, false);
+  s.litNoise = ResidualOf(fits, s.blocks, true);
 }
 
 double MedianOf(const cv::Mat1d& values) {
@@ -183,11 +290,13 @@ double MedianOf(const cv::Mat1d& values) {
 
 }  // namespace
 
-std::optional<Estimate> EstimateOf(const cv::Mat1f& photo, const Grid& given) {
+std::optional<Estimate> EstimateOf(const Resolutions& resolutions, const Grid& given) {
+  const cv::Mat1f& photo = resolutions.fine;
+  const int binning = resolutions.binning;
   Grid grid = given;
   AlignOutline(photo, BackgroundOf(photo, grid), grid);
   const double background = BackgroundOf(photo, grid);
-  const cv::Mat1d cells = CellMeans(photo, CentersOf(grid));
+  const cv::Mat1d cells = CellMeans(resolutions.coarse, CentersOf(grid.Binned(binning)));
   const double level = MedianOf(cells) - background;
   const std::vector<Block> blocks = SpreadBlocks(grid.Leds());
   const double noise = SensorNoise(photo, grid, blocks);
@@ -206,9 +315,15 @@ std::optional<Estimate> EstimateOf(const cv::Mat1f& photo, const Grid& given) {
            level,
            0.01 * level,
            0.01 * level};
-  FindSpot(noise, s);
-  return Estimate{s.grid,     grid,    s.spot,     s.emitter,
-                  background, s.noise, s.litNoise, SensorNoise(photo, s.grid, s.blocks)};
+  if (binning > 1) {
+    FindSpotCoarsely(resolutions.coarse, binning, noise, s);
+    Finish(s);
+  } else {
+    FindSpot(noise, s);
+  }
+  return Estimate{s.grid,  grid,       s.spot,
+                  s.field, s.emitter,  background,
+                  s.noise, s.litNoise, SensorNoise(photo, s.grid, s.blocks)};
 }
 
 }  // namespace dravix::lab::unmix

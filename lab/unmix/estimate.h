@@ -5,9 +5,11 @@
 #include <optional>
 #include <vector>
 
+#include "lab/unmix/binned.h"
 #include "lab/unmix/block.h"
 #include "lab/unmix/grid.h"
 #include "lab/unmix/spot.h"
+#include "lab/unmix/spot_field.h"
 
 namespace dravix::lab::unmix {
 
@@ -15,6 +17,7 @@ struct Estimate {
   Grid grid;
   Grid outlined;  ///< where the outline put the grid before the LEDs were looked at
   SpotShape spot;
+  SpotField field;        ///< how `spot`, the mean, changes over the screen
   double emitter = 0;     ///< side of the emitter, pixels
   double background = 0;  ///< level of the photograph without light
   double residual = 0;    ///< standard deviation of what the fit leaves over, per pixel
@@ -24,6 +27,6 @@ struct Estimate {
 
 /// Estimates all of it, starting from a grid whose corners may be off by more than a pitch. Empty
 /// where the photograph is dark.
-[[nodiscard]] std::optional<Estimate> EstimateOf(const cv::Mat1f& photo, const Grid& grid);
+[[nodiscard]] std::optional<Estimate> EstimateOf(const Resolutions& photo, const Grid& grid);
 
 }  // namespace dravix::lab::unmix

@@ -22,10 +22,12 @@ cv::Matx33d Homography(const std::array<cv::Point2d, 4>& corners, cv::Size leds)
   return cv::getPerspectiveTransform(from, to);
 }
 
-cv::Point2d Sum(const Grid::Terms& terms, const Grid::Terms& x, const Grid::Terms& y) {
-  cv::Point2d sum;
-  for (std::size_t i = 0; i < Grid::kTerms; ++i) sum += cv::Point2d(x.at(i), y.at(i)) * terms.at(i);
-  return sum;
+/// Places one LED apart along a row of the screen.
+std::vector<cv::Point2d> LineOf(const Grid& grid, double first, double v, int count) {
+  std::vector<cv::Point2d> line;
+  line.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) line.push_back(grid.At(first + i, v));
+  return line;
 }
 
 }  // namespace
@@ -49,12 +51,22 @@ Grid::Terms Grid::TermsAt(double u, double v) const {
   return terms;
 }
 
-cv::Point2d Grid::Moved(double u, double v) const { return Sum(TermsAt(u, v), x_, y_); }
+cv::Point2d Grid::Moved(double u, double v) const {
+  const Terms terms = TermsAt(u, v);
+  cv::Point2d moved;
+  for (std::size_t i = 0; i < kTerms; ++i) moved += cv::Point2d(x_[i], y_[i]) * terms[i];
+  return moved;
+}
 
 cv::Point2d Grid::At(double u, double v) const {
   const cv::Vec3d p = photoFromLed_ * cv::Vec3d(u, v, 1.0);
   const Terms terms = TermsAt(u, v);
-  return cv::Point2d(p[0] / p[2], p[1] / p[2]) + Sum(terms, bendX_, bendY_) + Sum(terms, x_, y_);
+  cv::Point2d at(p[0] / p[2], p[1] / p[2]);
+  for (std::size_t i = 0; i < kTerms; ++i) {
+    at.x += (bendX_[i] + x_[i]) * terms[i];
+    at.y += (bendY_[i] + y_[i]) * terms[i];
+  }
+  return at;
 }
 
 bool Grid::Bend(const std::vector<KnownPlace>& places) {
@@ -84,6 +96,17 @@ bool Grid::Bend(const std::vector<KnownPlace>& places) {
   return true;
 }
 
+Grid Grid::Binned(int side) const {
+  const double scale = 1.0 / side;
+  const double shift = 0.5 * (scale - 1.0);
+  Grid binned = *this;
+  binned.photoFromLed_ = cv::Matx33d(scale, 0, shift, 0, scale, shift, 0, 0, 1) * photoFromLed_;
+  for (Terms* terms : {&binned.bendX_, &binned.bendY_, &binned.x_, &binned.y_}) {
+    for (double& term : *terms) term *= scale;
+  }
+  return binned;
+}
+
 double Grid::CellArea(double u, double v) const {
   const cv::Point2d across = At(u + 0.5, v) - At(u - 0.5, v);
   const cv::Point2d down = At(u, v + 0.5) - At(u, v - 0.5);
@@ -98,16 +121,29 @@ Centers CentersOf(const Grid& grid) {
   centers.y.create(grid.Leds());
   centers.area.create(grid.Leds());
   cv::parallel_for_(cv::Range(0, grid.Leds().height), [&](const cv::Range& rows) {
+    // The middles of a cell's sides, which it shares with its neighbors.
+    std::vector<cv::Point2d> above = LineOf(grid, 0.5, rows.start, grid.Leds().width);
     for (int row = rows.start; row < rows.end; ++row) {
+      std::vector<cv::Point2d> below = LineOf(grid, 0.5, row + 1, grid.Leds().width);
+      const std::vector<cv::Point2d> beside = LineOf(grid, 0, row + 0.5, grid.Leds().width + 1);
       for (int column = 0; column < grid.Leds().width; ++column) {
+        const auto i = static_cast<std::size_t>(column);
         const cv::Point2d at = grid.At(column + 0.5, row + 0.5);
         centers.x(row, column) = at.x;
         centers.y(row, column) = at.y;
-        centers.area(row, column) = static_cast<float>(grid.CellArea(column + 0.5, row + 0.5));
+        centers.area(row, column) =
+            static_cast<float>(std::abs((beside[i + 1] - beside[i]).cross(below[i] - above[i])));
       }
+      above.swap(below);
     }
   });
   return centers;
+}
+
+Centers Centers::Binned(int side) const {
+  const double shift = 0.5 * (side - 1);
+  return {cv::Mat1d((x - shift) / side), cv::Mat1d((y - shift) / side),
+          cv::Mat1f(area / (side * side))};
 }
 
 }  // namespace dravix::lab::unmix

@@ -28,6 +28,9 @@ class Grid {
   /// what is found later is counted from there. False when the places do not determine it.
   [[nodiscard]] bool Bend(const std::vector<KnownPlace>& places);
 
+  /// The same grid in a photograph whose pixels are `side` times as large, as Binned makes it.
+  [[nodiscard]] Grid Binned(int side) const;
+
   cv::Size Leds() const { return leds_; }
   [[nodiscard]] cv::Point2d At(double u, double v) const;
   /// Pixels that the cell of an LED with its center at (u, v) covers.
@@ -58,6 +61,9 @@ class Grid {
 struct Centers {
   cv::Mat1d x, y;  ///< photograph pixels
   cv::Mat1f area;  ///< pixels
+
+  /// The same in a photograph whose pixels are `side` times as large, as unmix::Binned makes it.
+  [[nodiscard]] Centers Binned(int side) const;
 };
 [[nodiscard]] Centers CentersOf(const Grid& grid);
 

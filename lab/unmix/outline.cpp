@@ -9,6 +9,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <opencv2/core/utility.hpp>
 #include <optional>
 #include <vector>
 
@@ -135,10 +136,13 @@ using Fits = std::array<std::optional<Parabola>, 4>;
 Fits FitsOf(const cv::Mat1f& photo, double background, const Grid& grid) {
   Fits fits;
   const std::array<Side, 4> sides = SidesOf(grid.Leds());
-  for (std::size_t i = 0; i < sides.size(); ++i) {
-    const auto points = PointsOf(photo, background, grid, sides[i]);
-    fits[i] = SideFit(points, std::clamp(sides[i].length / kGroup, 1, kMostGroups));
-  }
+  cv::parallel_for_(cv::Range(0, static_cast<int>(sides.size())), [&](const cv::Range& range) {
+    for (auto i = static_cast<std::size_t>(range.start); i < static_cast<std::size_t>(range.end);
+         ++i) {
+      const auto points = PointsOf(photo, background, grid, sides.at(i));
+      fits.at(i) = SideFit(points, std::clamp(sides.at(i).length / kGroup, 1, kMostGroups));
+    }
+  });
   return fits;
 }
 

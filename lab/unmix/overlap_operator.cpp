@@ -25,16 +25,26 @@ cv::Rect HavingNeighbor(cv::Size leds, cv::Point offset) {
   return all & (all - offset);
 }
 
-cv::Mat1f ElementsOf(const Centers& centers, const ByDistance& overlap, cv::Point offset) {
+/// The overlaps of all widths of spots.
+using Overlaps = std::vector<ByDistance>;
+
+cv::Mat1f ElementsOf(const Centers& centers, const Overlaps& overlaps, const cv::Mat1f& positions,
+                     cv::Point offset) {
   cv::Mat1f elements(centers.x.size(), 0.0F);
   const cv::Rect some = HavingNeighbor(elements.size(), offset);
   for (int y = some.y; y < some.br().y; ++y) {
     const int below = y + offset.y;
     for (int x = some.x; x < some.br().x; ++x) {
       const int beside = x + offset.x;
-      elements(y, x) = centers.area(y, x) * centers.area(below, beside) *
-                       overlap.At(centers.x(below, beside) - centers.x(y, x),
-                                  centers.y(below, beside) - centers.y(y, x));
+      const double dx = centers.x(below, beside) - centers.x(y, x);
+      const double dy = centers.y(below, beside) - centers.y(y, x);
+      const Between spot =
+          BetweenOf(0.5F * (positions(y, x) + positions(below, beside)), overlaps.size());
+      float overlap = overlaps[spot.first].At(dx, dy);
+      if (spot.share > 0) {
+        overlap += spot.share * (overlaps[spot.first + 1].At(dx, dy) - overlap);
+      }
+      elements(y, x) = centers.area(y, x) * centers.area(below, beside) * overlap;
     }
   }
   return elements;
@@ -42,10 +52,12 @@ cv::Mat1f ElementsOf(const Centers& centers, const ByDistance& overlap, cv::Poin
 
 }  // namespace
 
-OverlapOperator::OverlapOperator(const Centers& centers, const ByDistance& overlap, int spotRadius)
+OverlapOperator::OverlapOperator(const Centers& centers, const SpotFamily& spots)
     : leds_(centers.x.size()) {
+  Overlaps overlaps;
+  for (const SpotModel& model : spots.models) overlaps.push_back(model.Overlap());
   const double area = cv::mean(centers.area)[0];
-  const int reach = ReachOf(overlap, spotRadius, std::sqrt(area));
+  const int reach = ReachOf(overlaps.back(), spots.models.back().Radius(), std::sqrt(area));
   taps_.push_back({{0, 0}, {}});
   for (int x = 1; x <= reach; ++x) taps_.push_back({{x, 0}, {}});
   for (int y = 1; y <= reach; ++y) {
@@ -54,7 +66,7 @@ OverlapOperator::OverlapOperator(const Centers& centers, const ByDistance& overl
   cv::parallel_for_(cv::Range(0, static_cast<int>(taps_.size())), [&](const cv::Range& range) {
     for (int i = range.start; i < range.end; ++i) {
       Tap& tap = taps_[static_cast<std::size_t>(i)];
-      tap.elements = ElementsOf(centers, overlap, tap.offset);
+      tap.elements = ElementsOf(centers, overlaps, spots.positions, tap.offset);
     }
   });
 }

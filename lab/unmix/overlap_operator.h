@@ -6,16 +6,17 @@
 #include <vector>
 
 #include "lab/unmix/grid.h"
-#include "lab/unmix/spot.h"
+#include "lab/unmix/spot_field.h"
 
 namespace dravix::lab::unmix {
 
-/// The symmetric matrix with the elements area_k area_l overlap(c_k - c_l), kept as one plane for
+/// The symmetric matrix with the elements area_k area_l overlap(c_k - c_l), of the spot that is the
+/// mean of both where spots change over the screen. It is kept as one plane for
 /// each of the 5 to 41 neighbors to the right and below; those to the left and above have the same
 /// elements.
 class OverlapOperator {
  public:
-  OverlapOperator(const Centers& centers, const ByDistance& overlap, int spotRadius);
+  OverlapOperator(const Centers& centers, const SpotFamily& spots);
 
   cv::Size Leds() const { return leds_; }
   /// The product with `values`, on several threads.

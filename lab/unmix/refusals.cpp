@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <numeric>
+#include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
@@ -16,6 +18,10 @@ constexpr double kMostResidual = 2.0;  // times the sensor's noise
 constexpr double kFarthestMove = 0.3;  // pitches
 constexpr double kMostSaturated = 1e-3;
 
+constexpr int kStrip = 128;  ///< rows that are looked at together, so few that they stay near
+
+int StripsOf(const cv::Mat1f& photo) { return (photo.rows + kStrip - 1) / kStrip; }
+
 std::string Text(double value) {
   char text[64];
   std::snprintf(text, sizeof text, "%.3g", value);
@@ -24,11 +30,25 @@ std::string Text(double value) {
 
 std::string Percent(double share) { return Text(100 * share) + " %"; }
 
-cv::Mat1b LitMask(cv::Size photo, const UnmixOptions& options) {
+/// Where some of the photograph's rows show the lit area.
+cv::Mat1b LitMask(int columns, const cv::Range& rows, const UnmixOptions& options) {
   std::vector<cv::Point> outline(options.corners.begin(), options.corners.end());
-  cv::Mat1b mask(photo, std::uint8_t{0});
+  for (cv::Point& corner : outline) corner.y -= rows.start;
+  cv::Mat1b mask(rows.size(), columns, std::uint8_t{0});
   cv::fillConvexPoly(mask, outline, 255);
   return mask;
+}
+
+/// Calls `visit(strip, samples, lit)` for strips of the photograph, on several threads.
+template <class Visit>
+void ForEachStrip(const cv::Mat1f& photo, const UnmixOptions& options, Visit visit) {
+  cv::parallel_for_(cv::Range(0, StripsOf(photo)), [&](const cv::Range& strips) {
+    for (int i = strips.start; i < strips.end; ++i) {
+      const cv::Range rows(i * kStrip, std::min((i + 1) * kStrip, photo.rows));
+      visit(static_cast<std::size_t>(i), cv::Mat1f(photo.rowRange(rows)),
+            LitMask(photo.cols, rows, options));
+    }
+  });
 }
 
 /// How far a place on the screen lies from where another grid puts it, pitches along an axis.
@@ -72,13 +92,26 @@ std::optional<UnmixRefused> GridRefusal(const Moves& moves) {
 }  // namespace
 
 Saturation SaturationOf(const cv::Mat1f& photo, const UnmixOptions& options) {
-  const cv::Mat1b lit = LitMask(photo.size(), options);
+  const auto strips = static_cast<std::size_t>(StripsOf(photo));
   Saturation saturation{options.sensorTop, 0};
-  if (saturation.top <= 0) cv::minMaxLoc(photo, nullptr, &saturation.top, nullptr, nullptr, lit);
-  cv::Mat full;
-  cv::bitwise_and(photo >= saturation.top, lit, full);
-  saturation.share =
-      cv::countNonZero(full) / std::max(1.0, static_cast<double>(cv::countNonZero(lit)));
+  if (saturation.top <= 0) {
+    std::vector<double> tops(strips, 0.0);
+    ForEachStrip(photo, options,
+                 [&](std::size_t i, const cv::Mat1f& samples, const cv::Mat1b& lit) {
+                   cv::minMaxLoc(samples, nullptr, &tops[i], nullptr, nullptr, lit);
+                 });
+    saturation.top = *std::max_element(tops.begin(), tops.end());
+  }
+  std::vector<int> full(strips);
+  std::vector<int> all(strips);
+  ForEachStrip(photo, options, [&](std::size_t i, const cv::Mat1f& samples, const cv::Mat1b& lit) {
+    cv::Mat1b both;
+    cv::bitwise_and(samples >= saturation.top, lit, both);
+    full[i] = cv::countNonZero(both);
+    all[i] = cv::countNonZero(lit);
+  });
+  const double lit = std::accumulate(all.begin(), all.end(), 0.0);
+  saturation.share = std::accumulate(full.begin(), full.end(), 0.0) / std::max(1.0, lit);
   return saturation;
 }
 
@@ -112,12 +145,12 @@ std::optional<UnmixRefused> RefusalOf(const Unmixed& unmixed, const Misfit& misf
   }
   if (std::optional<UnmixRefused> refused = GridRefusal(moves)) return refused;
   if (!(ratio <= kMostResidual)) {
-    return UnmixRefused{
-        UnmixRefusal::kResidual,
-        "the fitted spots leave over " + Text(ratio) +
-            " times the sensor's noise, expected at most " + Text(kMostResidual) +
-            ": the photograph is no sum of equal spots, or its samples were scaled or compressed",
-        {{"ratio", ratio}, {"residual", misfit.residual}, {"noise", misfit.noise}}};
+    return UnmixRefused{UnmixRefusal::kResidual,
+                        "the fitted spots leave over " + Text(ratio) +
+                            " times the sensor's noise, expected at most " + Text(kMostResidual) +
+                            ": the photograph is no sum of spots that change smoothly, or its "
+                            "samples were scaled or compressed",
+                        {{"ratio", ratio}, {"residual", misfit.residual}, {"noise", misfit.noise}}};
   }
   if (!(unmixed.noiseGain <= kMostNoiseGain)) {
     return UnmixRefused{UnmixRefusal::kNoiseGain,

@@ -23,7 +23,9 @@ constexpr std::array kMoves = {0.3, 0.3, 0.15, 0.1};
 constexpr int kSpotUnknowns = 3;
 constexpr int kBlockUnknowns = BlockEquations::kUnknowns - 1;  // without the background
 constexpr auto kGridTerms = static_cast<int>(Grid::kTerms);
-constexpr int kUnknowns = kSpotUnknowns + 2 * kGridTerms;
+constexpr int kField = kSpotUnknowns + 2 * kGridTerms;
+constexpr auto kFieldTerms = static_cast<int>(SpotField::kTerms);
+constexpr int kUnknowns = kField + kFieldTerms;
 
 /// A block's equations without its background, which is known from the ring within its spread.
 /// Inside the screen there is no dark to tell it from, and the ring's is taken.
@@ -50,10 +52,21 @@ Reduced WithoutBackground(const BlockEquations& e, const Block& block, const Sea
 }
 
 /// How a block's unknowns depend on those of the system.
-cv::Mat1d Dependence(const Grid& grid, const Block& block) {
+cv::Mat1d Dependence(const Search& s, const Block& block) {
   cv::Mat1d depends(kBlockUnknowns, kUnknowns, 0.0);
-  for (int i = 0; i < kSpotUnknowns; ++i) depends(i, i) = 1;
+  const Grid& grid = s.grid;
   const cv::Point2d at = block.Middle();
+  const double growth = s.field.GrowthAt(grid, at.x, at.y);
+  const double area = growth * growth;
+  depends(0, 0) = area;
+  depends(1, 1) = area * area;
+  depends(2, 2) = 1;
+  const SpotField::Terms ofField = SpotField::TermsAt(grid, at.x, at.y);
+  for (std::size_t i = 0; i < SpotField::kTerms; ++i) {
+    const int column = kField + static_cast<int>(i);
+    depends(0, column) = 2.0 * growth * s.spot.variance * ofField.at(i);
+    depends(1, column) = 4.0 * growth * area * s.spot.diskSquared * ofField.at(i);
+  }
   const Grid::Terms here = grid.TermsAt(at.x, at.y);
   const Grid::Terms left = grid.TermsAt(at.x - 0.5, at.y);
   const Grid::Terms right = grid.TermsAt(at.x + 0.5, at.y);
@@ -86,6 +99,22 @@ void AddPrior(const Search& s, System& system) {
   }
 }
 
+/// While the field is to stay as it is, its terms are no unknowns: their step is exactly 0.
+void AddFieldPrior(const Search& s, System& system) {
+  for (int i = kField; i < kUnknowns; ++i) {
+    if (s.fieldSpread == 0) {
+      system.normal.row(i) = 0.0;
+      system.normal.col(i) = 0.0;
+      system.normal(i, i) = 1.0;
+      system.gradient(0, i) = 0.0;
+      continue;
+    }
+    const double weight = 1.0 / std::pow(s.fieldSpread, 2);
+    system.normal(i, i) += weight;
+    system.gradient(0, i) -= weight * s.field.terms.at(static_cast<std::size_t>(i - kField));
+  }
+}
+
 /// The step on which diskSquared changes by `slope` times the change of variance.
 cv::Mat1d StepAlong(System system, double slope) {
   system.normal.row(0) += slope * system.normal.row(1);
@@ -110,11 +139,12 @@ System SystemOf(const std::vector<BlockEquations>& equations, const Search& s) {
   System system{cv::Mat1d(kUnknowns, kUnknowns, 0.0), cv::Mat1d(1, kUnknowns, 0.0)};
   for (std::size_t i = 0; i < equations.size(); ++i) {
     const Reduced reduced = WithoutBackground(equations[i], s.blocks[i], s);
-    const cv::Mat1d depends = Dependence(s.grid, s.blocks[i]);
+    const cv::Mat1d depends = Dependence(s, s.blocks[i]);
     system.normal += depends.t() * cv::Mat(reduced.normal) * depends;
     system.gradient += cv::Mat(reduced.gradient).t() * depends;
   }
   AddPrior(s, system);
+  AddFieldPrior(s, system);
   return system;
 }
 
@@ -156,24 +186,35 @@ void Take(const cv::Mat1d& step, Search& s) {
   limit(step(0, 1), 0.4 * variance * variance);
   limit(step(0, 2), 0.15 * s.pitch);
   limit(FarthestMove(s, step), 0.25 * s.pitch);
+  for (int i = 0; i < kFieldTerms; ++i) limit(step(0, kField + i), 0.2);
 
   s.spot.variance = std::max(variance + part * step(0, 0), kSmallestVariance);
   s.spot.diskSquared =
       std::clamp(s.spot.diskSquared + part * step(0, 1), 0.0, LargestDiskSquared(s.spot.variance));
   s.emitter = std::clamp(s.emitter + part * step(0, 2), kSmallestEmitter * s.pitch,
                          kLargestEmitter * s.pitch);
+  for (int i = 0; i < kFieldTerms; ++i) {
+    s.field.terms.at(static_cast<std::size_t>(i)) += part * step(0, kField + i);
+  }
   for (int i = 0; i < kGridTerms; ++i) {
     s.grid.X().at(static_cast<std::size_t>(i)) += part * step(0, kSpotUnknowns + i);
     s.grid.Y().at(static_cast<std::size_t>(i)) += part * step(0, kSpotUnknowns + kGridTerms + i);
   }
 }
 
+double SmallestGain(const std::vector<Block>& blocks) {
+  constexpr double kShare = 0.003;
+  double leds = 0;
+  for (const Block& block : blocks) leds += block.inner.area();
+  return kShare * leds;
+}
+
 bool IsNegligible(const cv::Mat1d& step, const System& system, const Search& s) {
-  // The gain is what the step would take from the sum of squares, in units of the noise's variance.
-  // The deviations of all unknowns together are 1 in this unit.
-  constexpr double kSmallestGain = 0.1;
-  if (step.dot(system.gradient) < kSmallestGain) return true;
+  if (step.dot(system.gradient) < SmallestGain(s.blocks)) return true;
   const double variance = s.spot.variance;
+  for (int i = 0; i < kFieldTerms; ++i) {
+    if (std::abs(step(0, kField + i)) > 1e-3) return false;
+  }
   return std::abs(step(0, 0)) < 1e-3 * variance &&
          std::abs(step(0, 1)) < 0.01 * variance * variance &&
          std::abs(step(0, 2)) < 0.01 * s.pitch && FarthestMove(s, step) < 0.002 * s.pitch;

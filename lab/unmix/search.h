@@ -7,6 +7,7 @@
 #include "lab/unmix/block.h"
 #include "lab/unmix/grid.h"
 #include "lab/unmix/spot.h"
+#include "lab/unmix/spot_field.h"
 
 namespace dravix::lab::unmix {
 
@@ -31,6 +32,9 @@ struct Search {
   double level;     ///< median of the cells over the background
   double noise;     ///< standard deviation of a pixel
   double litNoise;  ///< the same inside the screen, where light brings its own noise
+  SpotField field = {};
+  /// How far the field's terms may lie from 0: standard deviation. While it is 0 they stay there.
+  double fieldSpread = 0;
 
   /// Takes over what the search changes.
   void Restore(const Search& other) {
@@ -39,14 +43,15 @@ struct Search {
     emitter = other.emitter;
     noise = other.noise;
     litNoise = other.litNoise;
+    field = other.field;
   }
 };
 
 /// The most that SpotShape::diskSquared can be.
 [[nodiscard]] double LargestDiskSquared(double variance);
 
-/// Normal equations for all unknowns: variance, diskSquared, emitter, and the grid's terms along x
-/// and y.
+/// Normal equations for all unknowns: variance, diskSquared, emitter, the grid's terms along x and
+/// y, and the field's terms.
 struct System {
   cv::Mat1d normal;
   cv::Mat1d gradient;  ///< one row
@@ -66,6 +71,11 @@ struct System {
 
 /// Takes the step, or the part of it over which the equations can be trusted.
 void Take(const cv::Mat1d& step, Search& s);
+
+/// A gain that is not worth a step: what it would take from the sum of squares, in units of the
+/// noise's variance. The noise of each LED is 1 in this unit, so a small share of that, all blocks
+/// together, changes nothing that can be seen.
+[[nodiscard]] double SmallestGain(const std::vector<Block>& blocks);
 
 /// Whether a step changes nothing that matters.
 [[nodiscard]] bool IsNegligible(const cv::Mat1d& step, const System& system, const Search& s);

@@ -102,10 +102,9 @@ PlainMixing PlainMixingOf(const cv::Mat1d& response) {
   return {squares, squares - 2 * own + 1};
 }
 
-/// The operator's eigenvalues at the screen's middle: those of waves over the LEDs.
-cv::Mat1d SpectrumOf(const OverlapOperator& overlaps) {
+/// The operator's eigenvalues where this is an LED's row: those of waves over the LEDs.
+cv::Mat1d SpectrumOf(const cv::Mat1d& row) {
   constexpr int kWaves = 64;
-  const cv::Mat1d row = overlaps.RowOf({overlaps.Leds().width / 2, overlaps.Leds().height / 2});
   cv::Mat2d wrapped(kWaves, kWaves, cv::Vec2d(0, 0));
   const int reach = row.rows / 2;
   for (int y = -reach; y <= reach; ++y) {
@@ -127,16 +126,65 @@ double Over(const cv::Mat1d& spectrum, Function function) {
   return sum / static_cast<double>(spectrum.total());
 }
 
+/// What the spectrum at some place of the screen says of the answer there.
+struct Outlook {
+  double noiseGain, contrastSeen, deviation;
+};
+
+Outlook OutlookAt(const cv::Mat1d& spectrum, double lambda, double noise, double pitch) {
+  return {pitch * std::sqrt(Over(spectrum, [&](double e) { return e / std::pow(e + lambda, 2); })),
+          Over(spectrum, [&](double e) { return e / (e + lambda); }),
+          noise * std::sqrt(Over(spectrum, [&](double e) { return 1.0 / (e + lambda); }))};
+}
+
+/// A row of the operator where all spots are as wide as the model's.
+cv::Mat1d EvenRow(const SpotModel& model, double pitch, int reach) {
+  const ByDistance overlap = model.Overlap();
+  cv::Mat1d row(2 * reach + 1, 2 * reach + 1);
+  for (int y = -reach; y <= reach; ++y) {
+    for (int x = -reach; x <= reach; ++x) {
+      row(y + reach, x + reach) =
+          std::pow(pitch, 4) * static_cast<double>(overlap.At(x * pitch, y * pitch));
+    }
+  }
+  return row;
+}
+
+/// What is known at the screen's middle, for a screen whose spots change: the noise gain of the
+/// widest spots, which limits the answer, means of the rest, and the deviation by LED.
+void TakeInField(const SpotFamily& spots, double lambda, double noise, double pitch, int reach,
+                 Solution& s) {
+  std::vector<Outlook> outlooks;
+  for (const SpotModel& model : spots.models) {
+    outlooks.push_back(OutlookAt(SpectrumOf(EvenRow(model, pitch, reach)), lambda, noise, pitch));
+    s.noiseGain = std::max(s.noiseGain, outlooks.back().noiseGain);
+  }
+  s.relative = cv::Mat1f(spots.positions.size());
+  double contrast = 0;
+  for (int y = 0; y < s.relative.rows; ++y) {
+    for (int x = 0; x < s.relative.cols; ++x) {
+      const Between at = BetweenOf(spots.positions(y, x), outlooks.size());
+      const Outlook& before = outlooks[at.first];
+      const Outlook& after = outlooks[at.first + 1];
+      const auto share = static_cast<double>(at.share);
+      const double own = before.deviation + share * (after.deviation - before.deviation);
+      s.relative(y, x) = static_cast<float>(own / s.deviation);
+      contrast += before.contrastSeen + share * (after.contrastSeen - before.contrastSeen);
+    }
+  }
+  s.contrastSeen = contrast / static_cast<double>(s.relative.total());
+}
+
 }  // namespace
 
-Solution SolutionOf(const cv::Mat1f& photo, const Estimate& estimate) {
+Solution SolutionOf(const cv::Mat1f& photo, const Estimate& estimate, const Centers& centers) {
   const SpotModel model(estimate.spot, estimate.emitter);
-  const Centers centers = CentersOf(estimate.grid);
   const double pitch = estimate.grid.Pitch();
   const cv::Mat1d response = model.CellResponse(pitch);
   const cv::Mat1d cells = CoveredLevels(CellMeans(photo, centers), estimate.background, response);
   const cv::Mat1d smooth = Smoothed(cells, kSmoothing);
-  const OverlapOperator overlaps(centers, model.Overlap(), model.Radius());
+  const SpotFamily spots = FamilyOf(estimate.spot, estimate.emitter, estimate.field, estimate.grid);
+  const OverlapOperator overlaps(centers, spots);
 
   const double noise = estimate.litNoise;
   const double cellNoise = noise / pitch;
@@ -152,15 +200,17 @@ Solution SolutionOf(const cv::Mat1f& photo, const Estimate& estimate) {
   cv::Mat1d(cells - smooth).convertTo(start, CV_32F);
   cv::Mat1f ofLevel;
   overlaps.Apply(level, ofLevel);
-  const cv::Mat1f right(SpotSums(photo, estimate.background, centers, model.Spot()) - ofLevel);
+  const cv::Mat1f right(SpotSums(photo, estimate.background, centers, spots) - ofLevel);
   const cv::Mat1f lambdas(level.size(), static_cast<float>(lambda));
   s.luminances = cv::Mat1f(level + ConjugateGradients(overlaps, lambdas, right, start));
 
-  const cv::Mat1d spectrum = SpectrumOf(overlaps);
-  s.noiseGain =
-      pitch * std::sqrt(Over(spectrum, [&](double e) { return e / std::pow(e + lambda, 2); }));
-  s.contrastSeen = Over(spectrum, [&](double e) { return e / (e + lambda); });
-  s.deviation = noise * std::sqrt(Over(spectrum, [&](double e) { return 1.0 / (e + lambda); }));
+  const cv::Mat1d row = overlaps.RowOf({overlaps.Leds().width / 2, overlaps.Leds().height / 2});
+  const Outlook outlook = OutlookAt(SpectrumOf(row), lambda, noise, pitch);
+  s.noiseGain = outlook.noiseGain;
+  s.contrastSeen = outlook.contrastSeen;
+  s.deviation = outlook.deviation;
+  s.relative = cv::Mat1f(cells.size(), 1.0F);
+  if (spots.models.size() > 1) TakeInField(spots, lambda, noise, pitch, row.rows / 2, s);
   s.plainError =
       std::sqrt(std::pow(s.scatter, 2) * std::max(plain.lost, 0.0) + cellNoise * cellNoise);
   return s;

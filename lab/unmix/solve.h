@@ -15,8 +15,11 @@ struct Solution {
   double contrastSeen = 0;  ///< share of the LEDs' differences that the photograph shows
   double plainError = 0;    ///< RMS error of cell means, like luminances
   double deviation = 0;     ///< RMS error of the luminances by noise and by what is not seen
+  cv::Mat1f relative;       ///< by LED: its error over `deviation`; 1 where all spots are equal
 };
 
-[[nodiscard]] Solution SolutionOf(const cv::Mat1f& photo, const Estimate& estimate);
+/// `centers` are those of the estimate's grid.
+[[nodiscard]] Solution SolutionOf(const cv::Mat1f& photo, const Estimate& estimate,
+                                  const Centers& centers);
 
 }  // namespace dravix::lab::unmix

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/core/utility.hpp>
+#include <vector>
 
 namespace dravix::lab::unmix {
 namespace {
@@ -21,8 +22,11 @@ using Patches = std::array<const float*, 4>;
 
 std::array<float, 4> PatchSums(const Window& window, float background, const SpotTable& spot,
                                const Patches& patches) {
-  std::array<cv::v_float32x4, 4> sums = {cv::v_setzero_f32(), cv::v_setzero_f32(),
-                                         cv::v_setzero_f32(), cv::v_setzero_f32()};
+  // Four variables and no array, so that they stay in registers.
+  cv::v_float32x4 sum0 = cv::v_setzero_f32();
+  cv::v_float32x4 sum1 = cv::v_setzero_f32();
+  cv::v_float32x4 sum2 = cv::v_setzero_f32();
+  cv::v_float32x4 sum3 = cv::v_setzero_f32();
   const cv::v_float32x4 dark = cv::v_setall_f32(background);
   const int stride = spot.Stride();
   for (int y = 0; y < spot.Side(); ++y) {
@@ -30,13 +34,14 @@ std::array<float, 4> PatchSums(const Window& window, float background, const Spo
     const auto row = static_cast<std::ptrdiff_t>(y) * stride;
     for (int x = 0; x < stride; x += 4) {
       const cv::v_float32x4 light = cv::v_load(pixels + x) - dark;
-      for (std::size_t i = 0; i < sums.size(); ++i) {
-        sums[i] += light * cv::v_load(patches[i] + row + x);
-      }
+      sum0 += light * cv::v_load(patches[0] + row + x);
+      sum1 += light * cv::v_load(patches[1] + row + x);
+      sum2 += light * cv::v_load(patches[2] + row + x);
+      sum3 += light * cv::v_load(patches[3] + row + x);
     }
   }
-  return {cv::v_reduce_sum(sums[0]), cv::v_reduce_sum(sums[1]), cv::v_reduce_sum(sums[2]),
-          cv::v_reduce_sum(sums[3])};
+  return {cv::v_reduce_sum(sum0), cv::v_reduce_sum(sum1), cv::v_reduce_sum(sum2),
+          cv::v_reduce_sum(sum3)};
 }
 
 /// The window about an LED at the photograph's border, copied so that the background lies beyond.
@@ -65,14 +70,26 @@ float SumAt(const cv::Mat1f& photo, float background, cv::Point2d center, const 
 }  // namespace
 
 cv::Mat1f SpotSums(const cv::Mat1f& photo, double background, const Centers& centers,
-                   const SpotTable& spot) {
+                   const SpotFamily& spots) {
+  std::vector<SpotTable> tables(spots.models.size());
+  cv::parallel_for_(cv::Range(0, static_cast<int>(tables.size())), [&](const cv::Range& range) {
+    for (auto i = static_cast<std::size_t>(range.start); i < static_cast<std::size_t>(range.end);
+         ++i) {
+      tables[i] = spots.models[i].Spot();
+    }
+  });
+  const auto dark = static_cast<float>(background);
   cv::Mat1f sums(centers.x.size());
   cv::parallel_for_(cv::Range(0, sums.rows), [&](const cv::Range& rows) {
     for (int row = rows.start; row < rows.end; ++row) {
       for (int column = 0; column < sums.cols; ++column) {
         const cv::Point2d center(centers.x(row, column), centers.y(row, column));
-        sums(row, column) =
-            centers.area(row, column) * SumAt(photo, static_cast<float>(background), center, spot);
+        const Between spot = BetweenOf(spots.positions(row, column), tables.size());
+        float sum = SumAt(photo, dark, center, tables[spot.first]);
+        if (spot.share > 0) {
+          sum += spot.share * (SumAt(photo, dark, center, tables[spot.first + 1]) - sum);
+        }
+        sums(row, column) = centers.area(row, column) * sum;
       }
     }
   });

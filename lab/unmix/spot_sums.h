@@ -4,13 +4,13 @@
 #include <opencv2/core.hpp>
 
 #include "lab/unmix/grid.h"
-#include "lab/unmix/spot.h"
+#include "lab/unmix/spot_field.h"
 
 namespace dravix::lab::unmix {
 
 /// For each LED, the sum over the photograph of (sample - background) times the LED's spot, times
 /// the area of its cell. Beyond the photograph there is nothing. It runs on several threads.
 [[nodiscard]] cv::Mat1f SpotSums(const cv::Mat1f& photo, double background, const Centers& centers,
-                                 const SpotTable& spot);
+                                 const SpotFamily& spots);
 
 }  // namespace dravix::lab::unmix

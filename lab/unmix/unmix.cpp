@@ -85,12 +85,13 @@ bool IsShown(const cv::Mat1f& photo, cv::Point2d center, double side, double top
 }
 
 /// Blanks the LEDs that cannot be known, in both matrices.
-void BlankUnknown(const cv::Mat1f& photo, const unmix::Grid& grid, double top, Unmixed& result) {
+void BlankUnknown(const cv::Mat1f& photo, const unmix::Centers& centers, double top,
+                  Unmixed& result) {
   cv::parallel_for_(cv::Range(0, result.leds.height), [&](const cv::Range& rows) {
     for (int y = rows.start; y < rows.end; ++y) {
       for (int x = 0; x < result.leds.width; ++x) {
-        const double side = std::sqrt(grid.CellArea(x + 0.5, y + 0.5));
-        if (IsShown(photo, grid.At(x + 0.5, y + 0.5), side, top)) continue;
+        const double side = std::sqrt(static_cast<double>(centers.area(y, x)));
+        if (IsShown(photo, {centers.x(y, x), centers.y(y, x)}, side, top)) continue;
         result.luminances(y, x) = result.deviations(y, x) = std::numeric_limits<float>::quiet_NaN();
       }
     }
@@ -107,20 +108,19 @@ double ModelDeviation(const unmix::Estimate& estimate, double noiseGain) {
 }
 
 /// Deviations by LED: a smaller cell collects less light.
-cv::Mat1f DeviationsOf(const unmix::Grid& grid, double deviation) {
-  cv::Mat1f deviations(grid.Leds());
-  const double pitch = grid.Pitch();
+cv::Mat1f DeviationsOf(const unmix::Centers& centers, const cv::Mat1f& relative, double pitch,
+                       double deviation) {
+  cv::Mat1f deviations(centers.area.size());
   for (int y = 0; y < deviations.rows; ++y) {
     for (int x = 0; x < deviations.cols; ++x) {
-      const double side = std::sqrt(grid.CellArea(x + 0.5, y + 0.5));
-      deviations(y, x) = static_cast<float>(deviation * pitch / side);
+      const double side = std::sqrt(static_cast<double>(centers.area(y, x)));
+      deviations(y, x) = relative(y, x) * static_cast<float>(deviation * pitch / side);
     }
   }
   return deviations;
 }
 
-cv::Mat2f PlacesOf(const unmix::Grid& grid) {
-  const unmix::Centers centers = unmix::CentersOf(grid);
+cv::Mat2f PlacesOf(const unmix::Centers& centers) {
   cv::Mat merged;
   cv::merge(std::vector<cv::Mat>{centers.x, centers.y}, merged);
   cv::Mat2f places;
@@ -141,16 +141,16 @@ cv::Point2d MeanShift(const unmix::Grid& given, const unmix::Grid& found) {
 
 /// The answer before it is asked whether it may be given.
 Unmixed AnswerOf(const cv::Mat1f& photo, const unmix::Grid& byCorners,
-                 const unmix::Estimate& estimate) {
-  const unmix::Solution solution = unmix::SolutionOf(photo, estimate);
+                 const unmix::Estimate& estimate, const unmix::Centers& centers) {
+  const unmix::Solution solution = unmix::SolutionOf(photo, estimate, centers);
   const double pitch = byCorners.Pitch();
   const double deviation =
       std::hypot(solution.deviation, ModelDeviation(estimate, solution.noiseGain));
   Unmixed answer;
   answer.leds = byCorners.Leds();
   answer.luminances = solution.luminances;
-  answer.deviations = DeviationsOf(estimate.grid, deviation);
-  answer.places = PlacesOf(estimate.grid);
+  answer.deviations = DeviationsOf(centers, solution.relative, estimate.grid.Pitch(), deviation);
+  answer.places = PlacesOf(centers);
   answer.mean = solution.mean;
   answer.spotSigma = estimate.spot.Sigma() / pitch;
   answer.spotDisk = estimate.spot.Radius() / pitch;
@@ -202,22 +202,22 @@ Unmixed Unmix(const cv::Mat& photo, const UnmixOptions& options) {
   CheckArguments(photo, options);
   const unmix::Grid byCorners(options.corners, options.leds);
   const unmix::Grid given = ExpectedGrid(byCorners, options.places);
-  cv::Mat1f samples;
-  photo.convertTo(samples, CV_32F);
-  const unmix::Saturation saturation = unmix::SaturationOf(samples, options);
+  const unmix::Resolutions samples = unmix::ResolutionsOf(photo, byCorners.Pitch());
+  const unmix::Saturation saturation = unmix::SaturationOf(samples.fine, options);
   if (unmix::IsTooMuch(saturation)) return UnknownAnswer(options, saturation);
 
   const std::optional<unmix::Estimate> estimate = unmix::EstimateOf(samples, given);
   if (!estimate) return UnknownAnswer(options, saturation);
-  Unmixed answer = AnswerOf(samples, byCorners, *estimate);
+  const unmix::Centers centers = unmix::CentersOf(estimate->grid);
+  Unmixed answer = AnswerOf(samples.fine, byCorners, *estimate, centers);
   answer.refused = unmix::RefusalOf(answer, {estimate->residual, estimate->noise}, saturation,
-                                    unmix::MovesOf(samples, given, *estimate));
+                                    unmix::MovesOf(samples.fine, given, *estimate));
   if (answer.refused) {
     answer.luminances.release();
     answer.deviations.release();
     answer.places.release();
   } else {
-    BlankUnknown(samples, estimate->grid, saturation.top, answer);
+    BlankUnknown(samples.fine, centers, saturation.top, answer);
   }
   return answer;
 }

@@ -67,10 +67,12 @@ struct Unmixed {
   cv::Mat1f deviations;  ///< standard deviation of each luminance, in the same units
   cv::Mat2f places;      ///< center of each LED, photograph pixels
   double mean = 0;       ///< of all cells over the dark level, in units of the photograph's samples
+  /// The spot is the screen's mean one, where it changes over the photograph.
   double spotSigma = 0;  ///< of the spot's Gaussian part, pitches
   double spotDisk = 0;   ///< radius of the spot's disk, pitches
   cv::Point2d shift;     ///< mean move of the LEDs from where the corners put them, pitches
-  double noiseGain = 0;  ///< standard deviation of a luminance's noise over that of a cell mean's
+  /// Standard deviation of a luminance's noise over that of a cell mean's, where spots are widest.
+  double noiseGain = 0;
   double contrastSeen = 0;  ///< share of the LEDs' differences that the photograph shows, 0 to 1
   double plainError = 0;    ///< predicted RMS error of cell means, as a fraction of the mean
   double sigma = 0;         ///< RMS of `deviations`, as a fraction of the mean

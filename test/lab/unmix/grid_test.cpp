@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "lab/unmix/binned.h"
 #include "lab/unmix/cell_means.h"
 #include "lab/unmix/outline.h"
 #include "lab/unmix/simulated.h"
@@ -72,6 +73,30 @@ TEST(Grid, BendsToKnownPlacesAndCountsMovesFromThere) {
   for (const cv::Point2d led : {cv::Point2d(1, 1), cv::Point2d(20.5, 3.5), cv::Point2d(41, 29)}) {
     EXPECT_LT(cv::norm(grid.At(led.x, led.y) - bent(led)), 1e-6);
     EXPECT_EQ(grid.Moved(led.x, led.y), cv::Point2d(0, 0));
+  }
+}
+
+TEST(Grid, IsTheSameInAPhotographWithLargerPixels) {
+  Grid grid({cv::Point2d(3, 5), {95, 1}, {99, 78}, {1, 83}}, {10, 8});
+  grid.X()[2] = 1.5;
+  grid.Y()[7] = -0.5;
+  const Grid binned = grid.Binned(3);
+  for (const cv::Point2d led : {cv::Point2d(0.5, 0.5), cv::Point2d(4, 6.5)}) {
+    const cv::Point2d fine = grid.At(led.x, led.y);
+    const cv::Point2d coarse = binned.At(led.x, led.y);
+    EXPECT_NEAR(3 * coarse.x + 1, fine.x, 1e-9);
+    EXPECT_NEAR(3 * coarse.y + 1, fine.y, 1e-9);
+    EXPECT_NEAR(9 * binned.CellArea(led.x, led.y), grid.CellArea(led.x, led.y), 1e-9);
+  }
+}
+
+TEST(Binned, IsTheMeanOverSquaresWithoutTheRest) {
+  cv::Mat1f photo(5, 8);
+  for (int i = 0; i < 40; ++i) photo(i / 8, i % 8) = static_cast<float>(i * i);
+  const cv::Mat1f binned = Binned(photo, 3);
+  ASSERT_EQ(binned.size(), cv::Size(2, 1));
+  for (int x = 0; x < 2; ++x) {
+    EXPECT_FLOAT_EQ(binned(0, x), static_cast<float>(cv::mean(photo(cv::Rect(3 * x, 0, 3, 3)))[0]));
   }
 }
 

@@ -36,6 +36,22 @@ TEST(Unmix, FindsEachLedsOwnLightToTheNoise) {
   EXPECT_LT(answer.noiseGain, 2.0);
 }
 
+TEST(Unmix, LedsMayBeManyPixelsApart) {
+  sim::Scene scene = BlurredScene();
+  scene.pose.pitch = 16;
+  scene.sensor.margin = 130;
+  scene.screen.ledWidth = 20;
+  scene.screen.ledHeight = 16;
+  const Unmixed answer = Answer(scene);
+  ASSERT_FALSE(answer.refused) << answer.refused->message;
+  EXPECT_LT(ErrorOf(scene, answer), 0.002);
+  EXPECT_NEAR(answer.spotSigma, 0.4, 0.02);
+  for (const cv::Point& led : {cv::Point(0, 0), cv::Point(12, 9)}) {
+    const cv::Point2d found(answer.places(led)[0], answer.places(led)[1]);
+    EXPECT_LT(cv::norm(found - sim::LedCenterOf(scene, led)), 0.2);
+  }
+}
+
 TEST(Unmix, OuterRowsAreAsTrueAsTheOthers) {
   const sim::Scene scene = BlurredScene();
   const Unmixed answer = Answer(scene);
@@ -54,6 +70,24 @@ TEST(Unmix, KnowsADiskFromAGaussian) {
   EXPECT_NEAR(answer.spotDisk, 0.9, 0.02);
   EXPECT_LT(answer.spotSigma, 0.1);
   EXPECT_LT(ErrorOf(scene, answer), 0.005);
+}
+
+// One mean spot would leave over more than three times the noise.
+TEST(Unmix, TheSpotMayWidenTowardThePhotographsCorners) {
+  sim::Scene scene = BlurredScene();
+  scene.optics.defocus = sim::Defocus::kDisk;
+  scene.optics.blur = 0.6;
+  scene.optics.cornerBlur = 0.3;
+  scene.screen.ledWidth = 44;
+  scene.screen.ledHeight = 36;
+  const Unmixed answer = Answer(scene);
+  ASSERT_FALSE(answer.refused) << answer.refused->message;
+  const double error = ErrorOf(scene, answer);
+  EXPECT_LT(error, 0.003);
+  EXPECT_LT(answer.sigma, 2 * error);
+  EXPECT_GT(answer.sigma, 0.5 * error);
+  // Where spots are wider, neighbors are harder to tell apart.
+  EXPECT_GT(answer.deviations(1, 1), 1.03F * answer.deviations(18, 22));
 }
 
 TEST(Unmix, SaysHowFarItIsOff) {
@@ -116,7 +150,7 @@ TEST(Unmix, RefusesCornersThatAreHalfAPitchOff) {
 
 TEST(Unmix, RefusesSpotsThatOverlapTooMuch) {
   sim::Scene scene = BlurredScene();
-  scene.optics.blur = 0.85;
+  scene.optics.blur = 0.7;
   const Unmixed answer = Answer(scene);
   ASSERT_TRUE(answer.refused);
   EXPECT_EQ(answer.refused->id, UnmixRefusal::kNoiseGain);
