@@ -64,10 +64,10 @@ void CheckMosaic(const Subject& subject, Findings& findings) {
   const auto [low, high] = std::minmax_element(means.begin(), means.end());
   if (*high <= 0) return;
   const double difference = 1 - *low / *high;
-  constexpr double kFilters = 0.12;  // two filters of one color differ less, white LEDs' more
-  constexpr double kSharp = 0.5;     // see above
-  constexpr double kSmallPitch = 3;  // pixels: LEDs themselves alternate with the pixels
-  constexpr double kDotsStandApart = 1.0;     // modulation of LEDs that stand apart
+  constexpr double kFilters = 0.12;        // two filters of one color differ less, white LEDs' more
+  constexpr double kSharp = 0.5;           // see above
+  constexpr double kSmallPitch = 3;        // pixels: LEDs themselves alternate with the pixels
+  constexpr double kDotsStandApart = 1.0;  // modulation of LEDs that stand apart
   if (difference < kFilters) return;
   const auto modulation =
       ModulationOf(subject.samples.plane, *subject.outline, subject.leds, subject.darkLevel);

@@ -11,7 +11,7 @@
 namespace dravix::lab {
 namespace {
 
-constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
+constexpr double kNotKnown = std::numeric_limits<double>::quiet_NaN();
 
 void CheckArguments(const std::vector<cv::Mat>& results) {
   if (results.size() < 2) {
@@ -49,7 +49,7 @@ std::vector<double> ValuesOf(const std::vector<cv::Mat>& results, const std::vec
 double MeanOf(const std::vector<double>& values) {
   double sum = 0;
   for (const double value : values) sum += value;
-  return values.empty() ? kUnknown : sum / static_cast<double>(values.size());
+  return values.empty() ? kNotKnown : sum / static_cast<double>(values.size());
 }
 
 /// Sum of the squared departures from the mean.
@@ -62,7 +62,7 @@ double SquaresOf(const std::vector<double>& values) {
 
 /// Their standard deviation.
 double DeviationOf(const std::vector<double>& values) {
-  return values.size() < 2 ? kUnknown
+  return values.size() < 2 ? kNotKnown
                            : std::sqrt(SquaresOf(values) / static_cast<double>(values.size() - 1));
 }
 
@@ -89,7 +89,7 @@ std::vector<double> LevelsOf(const std::vector<cv::Mat>& results, cv::Size size)
     throw std::invalid_argument("RepeatabilityOf: found no LED that is finite in all results");
   }
   const double mean = MeanOf(sums);
-  for (double& sum : sums) sum = mean > 0 ? sum / mean : kUnknown;
+  for (double& sum : sums) sum = mean > 0 ? sum / mean : kNotKnown;
   return sums;
 }
 
@@ -110,10 +110,10 @@ struct Pooled {
 RealDifference DifferenceOf(const Pooled& pooled, double mean, double freedom, std::size_t count) {
   RealDifference real;
   const bool known = pooled.freedom > 0 && freedom >= 1 && mean > 0;
-  real.deviation = known ? std::sqrt(pooled.squares / pooled.freedom) / mean : kUnknown;
+  real.deviation = known ? std::sqrt(pooled.squares / pooled.freedom) / mean : kNotKnown;
   real.freedom = known ? freedom : 0;
   const auto half = [&](double confidence) {
-    return known ? StudentFactor(confidence, freedom) * std::sqrt(2.0) * real.deviation : kUnknown;
+    return known ? StudentFactor(confidence, freedom) * std::sqrt(2.0) * real.deviation : kNotKnown;
   };
   real.single = half(kRepeatabilityConfidence);
   real.means = real.single / std::sqrt(static_cast<double>(count));
