@@ -76,6 +76,12 @@ JournalEntry Entry(const std::string& id) {
   return entry;
 }
 
+TEST(Manifest, MarkThatEditorsPutInFrontIsSkipped) {
+  const auto lines = ParseManifest("jobs.jsonl", "\xEF\xBB\xBF{\"id\": \"a\"}\r\n");
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].id, "a");
+}
+
 TEST(Journal, LastEntryOfAnIdCounts) {
   JournalEntry later = Entry("a");
   later.options = "later";

@@ -78,8 +78,8 @@ struct FlatFieldArea {
 /// F(r) = a r^2 + b r^4 + d r^6, r the distance from the picture's middle in half diagonals. The
 /// lit areas are searched for; levels are means over groups of LEDs, without the outer 4. It is
 /// refused where F stays uncertain by more than 0.3 % over the lit area or the screen moves by less
-/// than 2 % of the half diagonal, where single groups depart
-/// from it by more than 1 %, and where the area reaches farther outside than theirs.
+/// than 2 % of the half diagonal, where single groups depart from it by more than 1 %, and where
+/// the area reaches farther outside than theirs.
 /// Throws std::invalid_argument as above.
 [[nodiscard]] FlatField FlatFieldFromShifted(const Shot& first, const Shot& second,
                                              const FlatFieldArea& area);

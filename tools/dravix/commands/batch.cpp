@@ -106,15 +106,6 @@ void KeepShard(std::vector<BatchJob>& jobs, const std::optional<Shard>& shard) {
   std::erase_if(jobs, [&](const BatchJob&) { return !shard->Has(number++); });
 }
 
-void MakeFolder(const fs::path& folder, const std::string& name) {
-  std::error_code error;
-  fs::create_directories(folder, error);
-  std::error_code ignored;
-  if (fs::is_directory(folder, ignored)) return;
-  throw OutputFailure(name, "is no folder and cannot be made one" +
-                                (error ? ": " + error.message() : std::string()));
-}
-
 /// Workers share nine tenths of what is free now: other programs will want some, too.
 std::uint64_t MemoryForWorkers() {
   constexpr std::uint64_t kUnknown = std::uint64_t{2} << 30;

@@ -172,16 +172,16 @@ void WriteFile(const std::string& name, const base::Content& content) {
   if (outcome.result != base::WriteResult::kWritten) throw WriteFailure(name, outcome.reason);
 }
 
-void MakeFolder(const std::string& name) {
+void MakeFolder(const fs::path& folder, const std::string& name) {
   std::error_code reason;
-  fs::create_directories(PathOf(name), reason);
+  fs::create_directories(folder, reason);
   std::error_code ignored;
-  if (!reason && fs::is_directory(PathOf(name), ignored)) return;
-  if (fs::exists(PathOf(name), ignored) && !fs::is_directory(PathOf(name), ignored)) {
-    throw OutputFailure(name, "is a file, expected a folder");
-  }
+  if (fs::is_directory(folder, ignored)) return;
+  if (fs::exists(folder, ignored)) throw OutputFailure(name, "is a file, expected a folder");
   throw OutputFailure(name, "cannot be made" + (reason ? ": " + reason.message() : std::string()));
 }
+
+void MakeFolder(const std::string& name) { MakeFolder(PathOf(name), name); }
 
 void WriteByName(const std::string& name, const std::function<bool(const std::string&)>& write) {
   std::error_code reason;

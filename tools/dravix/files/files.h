@@ -44,7 +44,8 @@ struct FileHead {
 void WriteFile(const std::string& name, std::string_view content);
 /// The same for content that is made piece by piece, so that a large file needs no memory.
 void WriteFile(const std::string& name, const base::Content& content);
-/// Makes the folder, and those above it, unless it is there. Fails as an output.
+/// Makes the folder, and those above it, unless it is there. Fails as an output of that name.
+void MakeFolder(const std::filesystem::path& folder, const std::string& name);
 void MakeFolder(const std::string& name);
 /// Lets `write` make a picture file under the name it is given, which has the extension of `name`,
 /// and gives that file its own name when it is complete. `write` answers whether it succeeded.

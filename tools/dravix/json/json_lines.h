@@ -1,6 +1,7 @@
 /// Files with one JSON value a line: manifests.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -10,7 +11,15 @@
 
 namespace dravix::tool {
 
-/// "m.jsonl: line 3: TEXT" as a failure of input; lines count from 1.
+/// "m.jsonl: line 3", with which messages about a line begin; lines count from 1.
+[[nodiscard]] std::string LinePlace(const std::string& name, std::size_t number);
+
+/// Calls `use(number, line)` for each line that is not blank. Windows editors put a mark in front
+/// of UTF-8, which is skipped.
+void ForEachLine(std::string_view text,
+                 const std::function<void(std::size_t number, std::string_view line)>& use);
+
+/// "m.jsonl: line 3: TEXT" as a failure of input.
 [[nodiscard]] Failure LineFailure(const std::string& name, int line, std::string_view text);
 
 /// Runs `work`. What fails in it fails as wrong input of that line.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "json/json_file.h"
+#include "json/json_lines.h"
 #include "terminal/failure.h"
 
 namespace dravix::tool {
@@ -47,23 +48,16 @@ std::string TakeId(const std::string& place, Json& object) {
   return id;
 }
 
-bool IsBlank(std::string_view line) { return line.find_first_not_of(" \t\r") == line.npos; }
-
 }  // namespace
 
 std::string ManifestLine::Place(const std::string& manifest) const {
-  return manifest + ": line " + std::to_string(number);
+  return LinePlace(manifest, number);
 }
 
 std::vector<ManifestLine> ParseManifest(const std::string& manifest, std::string_view text) {
   std::vector<ManifestLine> lines;
   std::map<std::string, std::size_t> lineOf;
-  // Editors of Windows put this mark in front of UTF-8.
-  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-  for (std::size_t number = 1; !text.empty(); ++number) {
-    const std::string_view row = text.substr(0, text.find('\n'));
-    text.remove_prefix(std::min(text.size(), row.size() + 1));
-    if (IsBlank(row)) continue;
+  ForEachLine(text, [&](std::size_t number, std::string_view row) {
     ManifestLine line;
     line.number = number;
     const std::string place = line.Place(manifest);
@@ -78,7 +72,7 @@ std::vector<ManifestLine> ParseManifest(const std::string& manifest, std::string
                          std::to_string(before->second) + ", expected one of its own");
     }
     lines.push_back(std::move(line));
-  }
+  });
   return lines;
 }
 
