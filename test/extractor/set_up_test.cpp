@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "extractor/extractor.h"
 #include "extractor/scenes.h"
 #include "support/log_capture.h"
@@ -68,6 +70,11 @@ struct Fit {
   int ledWidth, ledHeight, across, down, lastWidth, lastHeight;
   int code, side, lastColumn, lastRow;
 };
+// Names of tests show it.
+void PrintTo(const Fit& fit, std::ostream* out) {
+  *out << fit.ledWidth << " x " << fit.ledHeight << " LEDs in " << fit.across << " x " << fit.down
+       << " blocks, last " << fit.lastWidth << " x " << fit.lastHeight;
+}
 
 class BlockFit : public testing::TestWithParam<Fit> {};
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <opencv2/imgproc.hpp>
+#include <ostream>
 #include <type_traits>
 #include <utility>
 
@@ -500,6 +501,8 @@ struct CheckCase {
   const char* message;
   void (*spoil)(Shot&);
 };
+// Names of tests show it.
+void PrintTo(const CheckCase& check, std::ostream* out) { *out << check.message; }
 
 class ShotCheckFlag : public testing::TestWithParam<CheckCase> {
  protected:

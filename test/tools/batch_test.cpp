@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -186,6 +187,8 @@ struct BadLine {
   int exit;
   const char* says;
 };
+// Names of tests show it.
+void PrintTo(const BadLine& line, std::ostream* out) { *out << line.line; }
 
 class BatchRefuses : public testing::TestWithParam<BadLine> {};
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -275,6 +276,10 @@ struct WrongCount {
   const char* option;
   const char* value;
 };
+// Names of tests show it.
+void PrintTo(const WrongCount& count, std::ostream* out) {
+  *out << count.option << ' ' << count.value;
+}
 
 class WrongCounts : public testing::TestWithParam<WrongCount> {};
 

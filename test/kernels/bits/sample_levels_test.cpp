@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <opencv2/imgproc.hpp>
+#include <ostream>
 
 #include "kernels/bits/histogram.h"
 #include "kernels/each_target.h"
@@ -23,6 +24,10 @@ struct SampleKind {
   int type;
   double high;
 };
+// Names of tests show it.
+void PrintTo(const SampleKind& kind, std::ostream* out) {
+  *out << "type " << kind.type << " to " << kind.high;
+}
 
 class SamplesOfKind : public testing::TestWithParam<SampleKind> {};
 
