@@ -17,7 +17,7 @@
 namespace dravix::lab {
 namespace {
 
-constexpr int kFewestLeds = 8;
+constexpr int kFewestLedsAcross = 8;
 constexpr std::size_t kFewestPlaces = 16;
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 
@@ -31,9 +31,10 @@ void CheckArguments(const cv::Mat& photo, const UnmixOptions& options) {
     throw std::invalid_argument(
         "Unmix: expected a photograph of one plane of 8-bit, 16-bit or float samples");
   }
-  if (options.leds.width < kFewestLeds || options.leds.height < kFewestLeds) {
+  if (options.leds.width < kFewestLedsAcross || options.leds.height < kFewestLedsAcross) {
     throw std::invalid_argument("Unmix: found " + SizeText(options.leds) +
-                                " LEDs, expected at least " + SizeText({kFewestLeds, kFewestLeds}));
+                                " LEDs, expected at least " +
+                                SizeText({kFewestLedsAcross, kFewestLedsAcross}));
   }
   const double area = TwiceArea(options.corners);
   const double smallest = 2.0 * options.leds.width * options.leds.height;  // a pixel per LED

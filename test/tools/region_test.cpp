@@ -8,12 +8,15 @@
 #include <string>
 #include <vector>
 
+#include "support/mats.h"
 #include "support/temp_dir.h"
 #include "tools/tool_runner.h"
 
 using dravix::test::IsOneLine;
+using dravix::test::Loaded;
 using dravix::test::Outcome;
 using dravix::test::RunTool;
+using dravix::test::SameBytes;
 using dravix::test::Slurp;
 using dravix::test::SmallScreen;
 using dravix::test::Spill;
@@ -50,6 +53,32 @@ TEST(Region, AutoFindsTheLitArea) {
       RunTool({"region", "auto", screen.Photo(), "-o", screen.File("r.roi"), "--json"});
   ASSERT_EQ(outcome.exit, 0) << outcome.err;
   EXPECT_NEAR(outcome.Json()["rectangle"]["width"].get<double>(), 64 * 8, 30);
+}
+
+TEST(Region, PicturesOfAnyCameraGiveWhatTheirShotGives) {
+  const SmallScreen screen(kLarger);
+  const std::string picture = screen.File("photo.png"), shot = screen.File("converted.shot");
+  ASSERT_TRUE(cv::imwrite(picture, Loaded(screen.Photo()).image));
+  ASSERT_EQ(RunTool({"convert", picture, shot}).exit, 0);
+  for (const std::string command : {"auto", "blur"}) {
+    const std::string fromShot = screen.File("shot.roi"), fromPicture = screen.File("picture.roi");
+    ASSERT_EQ(RunTool({"region", command, shot, "-o", fromShot}).exit, 0);
+    const Outcome outcome = RunTool({"region", command, picture, "-o", fromPicture});
+    ASSERT_EQ(outcome.exit, 0) << outcome.err;
+    EXPECT_EQ(Slurp(fromPicture), Slurp(fromShot)) << command;
+  }
+  const std::string region = screen.File("shot.roi");
+  const Outcome straight =
+      RunTool({"region", "rectify", region, picture, "-o", screen.File("picture.shot")});
+  ASSERT_EQ(straight.exit, 0) << straight.err;
+  RunTool({"region", "rectify", region, shot, "-o", screen.File("straight.shot")});
+  EXPECT_TRUE(SameBytes(Loaded(screen.File("picture.shot")).image,
+                        Loaded(screen.File("straight.shot")).image));
+  const Outcome shown =
+      RunTool({"region", "show", region, picture, "-o", screen.File("picture-shown.png")});
+  ASSERT_EQ(shown.exit, 0) << shown.err;
+  RunTool({"region", "show", region, shot, "-o", screen.File("shown.png")});
+  EXPECT_EQ(Slurp(screen.File("picture-shown.png")), Slurp(screen.File("shown.png")));
 }
 
 TEST(Region, CornersOfASavedRegionAreThoseFoundBefore) {
