@@ -22,8 +22,7 @@ cv::Mat PhotoToWorking(const std::vector<cv::Point>& ordered, cv::Size working) 
                                            cv::Point2f(ordered[2]), cv::Point2f(ordered[3])};
   const auto halfWidth = static_cast<float>(working.width * kLitShare / 2);
   const auto halfHeight = static_cast<float>(working.height * kLitShare / 2);
-  const cv::Point2f middle(static_cast<float>(working.width / 2),
-                           static_cast<float>(working.height / 2));
+  const cv::Point2f middle(cv::Point(working.width / 2, working.height / 2));
   const std::array<cv::Point2f, 4> to = {
       middle + cv::Point2f(-halfWidth, -halfHeight), middle + cv::Point2f(halfWidth, -halfHeight),
       middle + cv::Point2f(halfWidth, halfHeight), middle + cv::Point2f(-halfWidth, halfHeight)};

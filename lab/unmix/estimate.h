@@ -27,6 +27,6 @@ struct Estimate {
 
 /// Estimates all of it, starting from a grid whose corners may be off by more than a pitch. Empty
 /// where the photograph is dark.
-[[nodiscard]] std::optional<Estimate> EstimateOf(const Resolutions& photo, const Grid& grid);
+[[nodiscard]] std::optional<Estimate> EstimateOf(const Resolutions& resolutions, const Grid& given);
 
 }  // namespace dravix::lab::unmix

@@ -18,6 +18,7 @@ cv::Matx33d Homography(const std::array<cv::Point2d, 4>& corners, cv::Size leds)
   const auto h = static_cast<float>(leds.height);
   const std::vector<cv::Point2f> from = {{0, 0}, {w, 0}, {w, h}, {0, h}};
   std::vector<cv::Point2f> to;
+  to.reserve(corners.size());
   for (const cv::Point2d& corner : corners) to.emplace_back(corner);
   return cv::getPerspectiveTransform(from, to);
 }
