@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "lab/unmix/cholesky.h"
+#include "lab/unmix/search/cholesky.h"
 
 namespace dravix::lab::board {
 namespace {

@@ -5,7 +5,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "lab/unmix/grid.h"
+#include "lab/unmix/model/grid.h"
 
 namespace dravix::lab::board {
 

@@ -8,7 +8,7 @@
 #include <optional>
 #include <utility>
 
-#include "lab/unmix/cell_means.h"
+#include "lab/unmix/search/cell_means.h"
 
 namespace dravix::lab::board {
 namespace {

@@ -7,7 +7,7 @@
 #include <opencv2/core.hpp>
 #include <string>
 
-#include "lab/unmix/grid.h"
+#include "lab/unmix/model/grid.h"
 #include "lab/unmix/refusals.h"
 
 namespace dravix::lab::flat_field {

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "lab/flat_field/area.h"
-#include "lab/unmix/block.h"
-#include "lab/unmix/cell_means.h"
-#include "lab/unmix/cholesky.h"
-#include "lab/unmix/sensor_noise.h"
+#include "lab/unmix/search/block.h"
+#include "lab/unmix/search/cell_means.h"
+#include "lab/unmix/search/cholesky.h"
+#include "lab/unmix/search/sensor_noise.h"
 
 namespace dravix::lab {
 namespace {

@@ -11,9 +11,9 @@
 #include "lab/check/lit_area.h"
 #include "lab/check/samples.h"
 #include "lab/flat_field/area.h"
-#include "lab/unmix/cell_means.h"
-#include "lab/unmix/cholesky.h"
-#include "lab/unmix/outline.h"
+#include "lab/unmix/search/cell_means.h"
+#include "lab/unmix/search/cholesky.h"
+#include "lab/unmix/search/outline.h"
 
 namespace dravix::lab {
 namespace {

@@ -8,7 +8,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
-#include "lab/unmix/outline.h"
+#include "lab/unmix/search/outline.h"
 
 namespace dravix::lab::unmix {
 namespace {

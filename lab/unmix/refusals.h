@@ -6,7 +6,7 @@
 #include <opencv2/core.hpp>
 #include <optional>
 
-#include "lab/unmix/estimate.h"
+#include "lab/unmix/search/estimate.h"
 
 namespace dravix::lab::unmix {
 

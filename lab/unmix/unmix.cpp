@@ -9,10 +9,10 @@
 #include <stdexcept>
 
 #include "lab/base/size_text.h"
-#include "lab/unmix/cell_means.h"
-#include "lab/unmix/estimate.h"
 #include "lab/unmix/refusals.h"
-#include "lab/unmix/solve.h"
+#include "lab/unmix/search/cell_means.h"
+#include "lab/unmix/search/estimate.h"
+#include "lab/unmix/solution/solve.h"
 
 namespace dravix::lab {
 namespace {

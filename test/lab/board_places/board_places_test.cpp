@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "lab/unmix/grid.h"
+#include "lab/unmix/model/grid.h"
 #include "lab/unmix/simulated.h"
 #include "sim/render.h"
 

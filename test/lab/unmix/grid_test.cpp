@@ -1,10 +1,10 @@
-#include "lab/unmix/grid.h"
+#include "lab/unmix/model/grid.h"
 
 #include <gtest/gtest.h>
 
-#include "lab/unmix/binned.h"
-#include "lab/unmix/cell_means.h"
-#include "lab/unmix/outline.h"
+#include "lab/unmix/model/binned.h"
+#include "lab/unmix/search/cell_means.h"
+#include "lab/unmix/search/outline.h"
 #include "lab/unmix/simulated.h"
 #include "sim/render.h"
 

@@ -1,4 +1,4 @@
-#include "lab/unmix/spot.h"
+#include "lab/unmix/model/spot.h"
 
 #include <gtest/gtest.h>
 

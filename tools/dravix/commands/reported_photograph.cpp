@@ -11,7 +11,6 @@
 #include "photographs/photograph.h"
 #include "report/found_corners.h"
 #include "stored/photograph_inputs.h"
-#include "stored/truth_file.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
 #include "terminal/library_result.h"
@@ -24,15 +23,6 @@ struct Outline {
   std::vector<cv::Point> corners;
   std::string source;
 };
-
-Outline GivenOutline(const std::vector<cv::Point>& corners, const std::string& source) {
-  std::vector<cv::Point> ordered = OrderCorners(corners);
-  if (ordered.size() != 4) {
-    throw UsageFailure(source + " " + CornersText(corners) +
-                       ": expected two above and two at or below their mean height");
-  }
-  return {std::move(ordered), source};
-}
 
 Outline FoundOutline(const RegionOI& region, const std::string& source) {
   FoundCorners found = FindCorners(region);
@@ -49,10 +39,12 @@ Outline SearchedOutline(const Shot& shot) {
 }
 
 Outline OutlineFor(const PhotographArguments& a, const Shot& shot) {
-  if (!a.corners.empty()) return GivenOutline(ParseCorners("--corners", a.corners), "--corners");
-  if (!a.truth.empty()) return GivenOutline(LoadTruth(a.truth).corners, a.truth);
-  if (!a.region.empty()) return FoundOutline(LoadRegionOf(a.region, a.photo, shot), a.region);
-  return SearchedOutline(shot);
+  const AreaArguments& given = a.outline;
+  if (CountOf(given) == 0) return SearchedOutline(shot);
+  if (!given.region.empty()) {
+    return FoundOutline(LoadRegionOf(given.region, a.photo, shot), given.region);
+  }
+  return {OrderedGivenCorners(given), given.truth.empty() ? "--corners" : given.truth};
 }
 
 /// "x 0, y 0, w 256"
@@ -81,18 +73,11 @@ std::vector<lab::ReportFact> FactsOf(const Shot& shot) {
 void AddPhotographArguments(CLI::App& command, PhotographArguments& arguments) {
   command.add_option("--photo", arguments.photo,
                      "photograph to show with the outline of the screen: .shot or a picture");
-  command
-      .add_option("--corners", arguments.corners, "the outline's corners, x,y each, in any order")
-      ->expected(4)
-      ->type_name("X,Y");
-  command.add_option("--region", arguments.region, "the outline as a region, .roi");
-  command.add_option("--truth", arguments.truth,
-                     "the outline from a simulator's truth file, .json");
+  AddAreaArguments(command, arguments.outline);
 }
 
 void CheckUsage(const PhotographArguments& a) {
-  const int outlines =
-      (a.corners.empty() ? 0 : 1) + (a.region.empty() ? 0 : 1) + (a.truth.empty() ? 0 : 1);
+  const int outlines = CountOf(a.outline);
   if (outlines > 1) throw UsageFailure("give one of --corners, --region and --truth");
   if (outlines == 1 && a.photo.empty()) {
     throw UsageFailure(
@@ -102,10 +87,8 @@ void CheckUsage(const PhotographArguments& a) {
 }
 
 std::vector<NamedFile> FilesOf(const PhotographArguments& a) {
-  std::vector<NamedFile> files = {{"--photo", a.photo}, {"--region", a.region}};
-  if (!a.truth.empty()) {
-    for (const NamedFile& file : FilesOfTruth("--truth", a.truth)) files.push_back(file);
-  }
+  std::vector<NamedFile> files = FilesOf(a.outline);
+  files.insert(files.begin(), {"--photo", a.photo});
   return files;
 }
 

@@ -8,14 +8,15 @@
 #include <string>
 #include <vector>
 
+#include "commands/arguments/area_arguments.h"
 #include "files/names.h"
 
 namespace dravix::tool {
 
 /// What was written on the command line.
 struct PhotographArguments {
-  std::string photo, region, truth;
-  std::vector<std::string> corners;
+  std::string photo;
+  AreaArguments outline;
 };
 
 /// Adds the options to a command; `arguments` must live as long as the command does.

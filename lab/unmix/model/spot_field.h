@@ -6,8 +6,8 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "lab/unmix/grid.h"
-#include "lab/unmix/spot.h"
+#include "lab/unmix/model/grid.h"
+#include "lab/unmix/model/spot.h"
 
 namespace dravix::lab::unmix {
 

@@ -1,14 +1,14 @@
 // Each block says how spot, grid and background should change there, and how the grid should turn
 // and stretch. A least-squares fit over all
 // blocks turns this into changes of the spot and of the grid's twenty coefficients.
-#include "lab/unmix/search.h"
+#include "lab/unmix/search/search.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 
-#include "lab/unmix/cholesky.h"
+#include "lab/unmix/search/cholesky.h"
 
 namespace dravix::lab::unmix {
 namespace {

@@ -1,7 +1,7 @@
 // First the outline puts the grid in its place. Then some spots are tried, and the one that fits
 // best starts an iteration (Gauss-Newton) over spot and grid together. The LEDs' luminances are no
 // unknowns of this fit; every block eliminates its own.
-#include "lab/unmix/estimate.h"
+#include "lab/unmix/search/estimate.h"
 
 #include <algorithm>
 #include <array>
@@ -9,10 +9,10 @@
 #include <opencv2/core/utility.hpp>
 #include <optional>
 
-#include "lab/unmix/cell_means.h"
-#include "lab/unmix/outline.h"
-#include "lab/unmix/search.h"
-#include "lab/unmix/sensor_noise.h"
+#include "lab/unmix/search/cell_means.h"
+#include "lab/unmix/search/outline.h"
+#include "lab/unmix/search/search.h"
+#include "lab/unmix/search/sensor_noise.h"
 
 namespace dravix::lab::unmix {
 namespace {

@@ -1,4 +1,4 @@
-#include "lab/unmix/cell_means.h"
+#include "lab/unmix/search/cell_means.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,16 +5,16 @@
 // from the smoothed level L0, where G holds the overlaps of the spots. G has few elements in a row
 // and is well-conditioned wherever the answer is of use, so conjugate gradients need some ten
 // rounds.
-#include "lab/unmix/solve.h"
+#include "lab/unmix/solution/solve.h"
 
 #include <algorithm>
 #include <cmath>
 #include <opencv2/core/utility.hpp>
 #include <vector>
 
-#include "lab/unmix/cell_means.h"
-#include "lab/unmix/overlap_operator.h"
-#include "lab/unmix/spot_sums.h"
+#include "lab/unmix/search/cell_means.h"
+#include "lab/unmix/solution/overlap_operator.h"
+#include "lab/unmix/solution/spot_sums.h"
 
 namespace dravix::lab::unmix {
 namespace {

@@ -4,7 +4,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "lab/unmix/block.h"
+#include "lab/unmix/search/block.h"
 
 namespace dravix::lab::unmix {
 

@@ -1,4 +1,4 @@
-#include "lab/unmix/cholesky.h"
+#include "lab/unmix/search/cholesky.h"
 
 #include <algorithm>
 #include <cmath>

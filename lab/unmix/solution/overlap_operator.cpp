@@ -1,4 +1,4 @@
-#include "lab/unmix/overlap_operator.h"
+#include "lab/unmix/solution/overlap_operator.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,7 +3,7 @@
 // J1(z) / z for the disk, an exponential for the Gaussian. The product is sampled over the
 // frequencies and transformed back, several samples to a pixel. Derivatives and overlaps are made
 // from the same product, so that they agree with the spot.
-#include "lab/unmix/spot.h"
+#include "lab/unmix/model/spot.h"
 
 #include <algorithm>
 #include <array>

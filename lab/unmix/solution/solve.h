@@ -3,7 +3,7 @@
 
 #include <opencv2/core.hpp>
 
-#include "lab/unmix/estimate.h"
+#include "lab/unmix/search/estimate.h"
 
 namespace dravix::lab::unmix {
 

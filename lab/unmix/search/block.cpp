@@ -4,7 +4,7 @@
 // the fit leaves over, compared with how the fitted picture would change with the spot and with a
 // move of the grid, says how these have to change (Gauss-Newton with the luminances projected out,
 // which is the Schur complement of their part of the normal equations).
-#include "lab/unmix/block.h"
+#include "lab/unmix/search/block.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +14,7 @@
 #include <opencv2/imgproc.hpp>
 #include <span>
 
-#include "lab/unmix/cholesky.h"
+#include "lab/unmix/search/cholesky.h"
 
 namespace dravix::lab::unmix {
 namespace {

@@ -1,7 +1,7 @@
 // A center lies between four phases of the table of spots, so the sum over an LED's spot is a
 // mixture of the sums over four tabulated ones. These are taken in one pass over the pixels, four
 // pixels at a time.
-#include "lab/unmix/spot_sums.h"
+#include "lab/unmix/solution/spot_sums.h"
 
 #include <array>
 #include <cstddef>

@@ -5,8 +5,8 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "lab/unmix/grid.h"
-#include "lab/unmix/spot_field.h"
+#include "lab/unmix/model/grid.h"
+#include "lab/unmix/model/spot_field.h"
 
 namespace dravix::lab::unmix {
 

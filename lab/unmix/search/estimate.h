@@ -5,11 +5,11 @@
 #include <optional>
 #include <vector>
 
-#include "lab/unmix/binned.h"
-#include "lab/unmix/block.h"
-#include "lab/unmix/grid.h"
-#include "lab/unmix/spot.h"
-#include "lab/unmix/spot_field.h"
+#include "lab/unmix/model/binned.h"
+#include "lab/unmix/model/grid.h"
+#include "lab/unmix/model/spot.h"
+#include "lab/unmix/model/spot_field.h"
+#include "lab/unmix/search/block.h"
 
 namespace dravix::lab::unmix {
 

@@ -3,7 +3,7 @@
 // outside, whatever the spot and wherever the LEDs. The places of half the light, averaged over
 // groups of LEDs along a side and smoothed by a parabola, give the side's true place; the grid's
 // polynomial then takes up the differences of all four sides.
-#include "lab/unmix/outline.h"
+#include "lab/unmix/search/outline.h"
 
 #include <algorithm>
 #include <array>
@@ -13,8 +13,8 @@
 #include <optional>
 #include <vector>
 
-#include "lab/unmix/cell_means.h"
-#include "lab/unmix/cholesky.h"
+#include "lab/unmix/search/cell_means.h"
+#include "lab/unmix/search/cholesky.h"
 
 namespace dravix::lab::unmix {
 namespace {

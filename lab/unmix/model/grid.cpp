@@ -1,4 +1,4 @@
-#include "lab/unmix/grid.h"
+#include "lab/unmix/model/grid.h"
 
 #include <cmath>
 #include <opencv2/core/utility.hpp>

@@ -4,10 +4,10 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "lab/unmix/block.h"
-#include "lab/unmix/grid.h"
-#include "lab/unmix/spot.h"
-#include "lab/unmix/spot_field.h"
+#include "lab/unmix/model/grid.h"
+#include "lab/unmix/model/spot.h"
+#include "lab/unmix/model/spot_field.h"
+#include "lab/unmix/search/block.h"
 
 namespace dravix::lab::unmix {
 

@@ -3,8 +3,8 @@
 
 #include <opencv2/core.hpp>
 
-#include "lab/unmix/grid.h"
-#include "lab/unmix/spot_field.h"
+#include "lab/unmix/model/grid.h"
+#include "lab/unmix/model/spot_field.h"
 
 namespace dravix::lab::unmix {
 

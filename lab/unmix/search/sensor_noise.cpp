@@ -1,4 +1,4 @@
-#include "lab/unmix/sensor_noise.h"
+#include "lab/unmix/search/sensor_noise.h"
 
 #include <cmath>
 #include <opencv2/imgproc.hpp>

@@ -1,4 +1,4 @@
-#include "lab/unmix/spot_field.h"
+#include "lab/unmix/model/spot_field.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "lab/unmix/binned.h"
+#include "lab/unmix/model/binned.h"
 
 #include <algorithm>
 #include <opencv2/core/utility.hpp>

@@ -3,7 +3,7 @@
 
 #include <opencv2/core.hpp>
 
-#include "lab/unmix/grid.h"
+#include "lab/unmix/model/grid.h"
 
 namespace dravix::lab::unmix {
 
