@@ -31,9 +31,8 @@ std::vector<int> LinesOver(int leds, int blocks, int last) {
   const int others = last >= 0 ? leds - last : leds;
   const int columns = last >= 0 ? blocks - 1 : blocks;
   if (others <= 0 || last == 0 || others % columns != 0) return {};
-  std::vector<int> lines;
-  for (int i = 0; i < blocks; ++i) lines.push_back(i * (others / columns));
-  lines.push_back(leds);
+  std::vector<int> lines(static_cast<std::size_t>(blocks) + 1, leds);
+  for (int i = 0; i < blocks; ++i) lines[static_cast<std::size_t>(i)] = i * (others / columns);
   return lines;
 }
 

@@ -34,12 +34,18 @@ struct Edge {
 
 using Profile = std::vector<double>;
 
+/// The place of the edge's own sample; profiles have an odd number of samples.
+double MiddleOf(const Profile& profile) {
+  const std::size_t middle = profile.size() / 2;
+  return static_cast<double>(middle);
+}
+
 /// Samples from -reach to reach.
 Profile ProfileOf(const cv::Mat1f& photo, const BentScreen& screen, const Edge& edge,
                   double reach) {
   const int margin = (edge.to - edge.from) / 5;  // LEDs beside other blocks
   Profile profile(2 * static_cast<std::size_t>(reach / kStep) + 1, 0.0);
-  const double first = -kStep * static_cast<double>(profile.size() / 2);
+  const double first = -kStep * MiddleOf(profile);
   for (int a = edge.from + margin; a < edge.to - margin; ++a) {
     for (std::size_t i = 0; i < profile.size(); ++i) {
       const cv::Point2d led = edge.Place(a + 0.5, first + kStep * static_cast<double>(i));
@@ -72,7 +78,7 @@ std::pair<double, double> LevelsOf(const Profile& profile, bool rough, bool litB
 /// The crossing of the middle level that is nearest to the profile's middle, LEDs.
 std::optional<double> CrossingOf(const Profile& profile, double level, bool falls) {
   std::optional<double> nearest;
-  const double first = -static_cast<double>(profile.size() / 2);
+  const double first = -MiddleOf(profile);
   for (std::size_t i = 0; i + 1 < profile.size(); ++i) {
     const double here = falls ? profile[i] - level : level - profile[i];
     const double next = falls ? profile[i + 1] - level : level - profile[i + 1];

@@ -39,7 +39,7 @@ struct BoardPlaces {
 /// Corners may be off, and the lens may bend the screen, by up to a third of a block. Throws
 /// std::invalid_argument for other images than Unmix takes, for corners that cannot be used and for
 /// blocks that do not divide the LEDs.
-[[nodiscard]] BoardPlaces BoardPlacesOf(const Shot& board, const BoardGrid& grid);
+[[nodiscard]] BoardPlaces BoardPlacesOf(const Shot& shot, const BoardGrid& grid);
 
 }  // namespace dravix::lab
 

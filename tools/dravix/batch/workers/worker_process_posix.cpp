@@ -59,6 +59,7 @@ WorkerProcess::WorkerProcess(const std::vector<std::string>& words)
   std::vector<std::string> copies = {"dravix"};
   copies.insert(copies.end(), words.begin(), words.end());
   std::vector<char*> arguments;
+  arguments.reserve(copies.size() + 1);
   for (std::string& word : copies) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   posix_spawn_file_actions_t actions;
