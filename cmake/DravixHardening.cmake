@@ -26,10 +26,12 @@ elseif(MINGW)
     target_link_libraries(dravix_compile INTERFACE $<${optimized}:${ssp}>)
   endif()
 else()
-  # Stack cookies, large frames that touch every page, sizes of buffers checked in the C library.
+  # Stack cookies, large frames that touch every page, sizes of buffers checked in the C library. The last of these needs
+  # optimization, which the sources of tests go without.
+  set(fortified $<AND:${optimized},$<NOT:$<BOOL:$<TARGET_PROPERTY:DRAVIX_COMPILED_QUICKLY>>>>)
   target_compile_options(dravix_compile INTERFACE
     $<${optimized}:-fstack-protector-strong>
-    "$<${optimized}:SHELL:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>")
+    "$<${fortified}:SHELL:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>")
   check_cxx_compiler_flag(-fstack-clash-protection DRAVIX_HAS_STACK_CLASH_PROTECTION)
   if(DRAVIX_HAS_STACK_CLASH_PROTECTION)
     target_compile_options(dravix_compile INTERFACE $<${optimized}:-fstack-clash-protection>)
