@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "batch/jobs/append_file.h"
+#include "batch/jobs/batch_job.h"
 #include "batch/jobs/journal.h"
 #include "batch/jobs/manifest.h"
 #include "batch/jobs/shard.h"
@@ -65,7 +66,7 @@ TEST(Manifest, LinesAreCountedWithTheEmptyOnes) {
   EXPECT_EQ(lines[0].number, 2U);
   EXPECT_EQ(lines[1].number, 4U);
   EXPECT_EQ(lines[1].id, "b");
-  EXPECT_EQ(lines[1].options.dump(), R"({"photo":"p"})");
+  EXPECT_EQ(lines[1].options, R"({"photo":"p"})");
 }
 
 JournalEntry Entry(const std::string& id) {
@@ -74,6 +75,18 @@ JournalEntry Entry(const std::string& id) {
   entry.inputs = {{"a.shot", "1"}};
   entry.result = {id, 0, "", JobFigures{"2", {4, 3}, 0.1, std::nullopt, {"edge-copied"}}};
   return entry;
+}
+
+TEST(Manifest, OptionsAreTheSameHoweverTheLineIsWritten) {
+  const auto lines = ParseManifest("m",
+                                   "{\"id\":\"a\",\"photo\":\"\\u0070\",\"top_leds\":3}\n"
+                                   "{ \"photo\" : \"p\", \"id\": \"b\", \"top_leds\": 3 }");
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].options, lines[1].options);
+  BatchJob job;
+  job.options = lines[0].options;
+  // Journals hold this hash, so that it must not change from one version to the next.
+  EXPECT_EQ(job.OptionsHash(), Sha256Of("{\"photo\":\"p\",\"top_leds\":3}\n"));
 }
 
 TEST(Manifest, MarkThatEditorsPutInFrontIsSkipped) {

@@ -14,6 +14,7 @@
 #include "commands/arguments/job_options.h"
 #include "commands/measurement.h"
 #include "files/sha256.h"
+#include "terminal/console.h"
 #include "terminal/failure.h"
 
 namespace dravix::tool {
@@ -34,7 +35,7 @@ JobFigures FiguresOf(const Measurement& m) {
 }
 
 void Fill(const Question& question, Answer& answer, std::string& bytes) {
-  const MeasurementOptions options = OptionsOfJob(question.options);
+  const MeasurementOptions options = OptionsOfJob(Json::parse(question.options));
   if (question.task == Task::kRehearse) {
     Rehearse(options);
     return;
