@@ -1,7 +1,10 @@
 /// What a batch is made of: hashes, manifests, journals, shards, limits of the machine, estimates.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,6 +15,7 @@
 #include "batch/jobs/manifest.h"
 #include "batch/jobs/shard.h"
 #include "batch/time_left.h"
+#include "batch/workers/crew.h"
 #include "batch/workers/machine.h"
 #include "batch/workers/memory_budget.h"
 #include "commands/arguments/job_options.h"
@@ -172,6 +176,38 @@ TEST(MemoryBudget, WhatIsTooLargeWorksAlone) {
   MemoryBudget budget(10);
   { const auto part = budget.Take(1000); }
   const auto again = budget.Take(10);
+}
+
+TEST(Worker, DoesOneThingAfterTheOtherBesideItsQuestions) {
+  const std::vector<std::string> words;
+  Worker worker(words);
+  std::vector<int> done;  // two at once would be a race
+  for (int i = 0; i < 20; ++i) worker.DoBeside([&done, i] { done.push_back(i); });
+  worker.FinishBeside();
+  ASSERT_EQ(done.size(), 20U);
+  EXPECT_TRUE(std::is_sorted(done.begin(), done.end()));
+}
+
+TEST(Worker, ForgetsWhatIsDoneWithoutBeingAsked) {
+  const std::vector<std::string> words;
+  Worker worker(words);
+  MemoryBudget budget(10);
+  for (int i = 0; i < 20; ++i) {
+    // Waits for ever unless the part before has gone back.
+    const std::shared_ptr<MemoryBudget::Part> part(new MemoryBudget::Part(budget.Take(10)));
+    worker.DoBeside([part] {});
+  }
+  worker.FinishBeside();
+}
+
+TEST(Worker, ThrowsOnWhatWasThrownBesideItsQuestions) {
+  const std::vector<std::string> words;
+  Worker worker(words);
+  worker.DoBeside([] { throw std::runtime_error("beside"); });
+  EXPECT_THROW(worker.DoBeside([] {}), std::runtime_error);
+  worker.DoBeside([] { throw std::runtime_error("beside"); });
+  EXPECT_THROW(worker.FinishBeside(), std::runtime_error);
+  worker.FinishBeside();
 }
 
 TEST(TimeLeft, IsWhatTheRestTakesAtTheRateSoFar) {

@@ -16,6 +16,7 @@
 #include "files/sha256.h"
 #include "terminal/console.h"
 #include "terminal/failure.h"
+#include "terminal/progress.h"
 
 namespace dravix::tool {
 namespace {
@@ -75,6 +76,7 @@ void FillOrRefuse(const std::string& line, Answer& answer, std::string& bytes) {
 void AnswerQuestions() {
   AnswerStream answers;
   cv::setNumThreads(1);
+  Progress::TurnOff();  // the line on the terminal is the batch's
   for (std::string line; std::getline(std::cin, line);) {
     Answer answer;
     std::string bytes;
