@@ -61,7 +61,7 @@ class Run {
   void Work(std::size_t index, Worker& worker);
   /// A job from its question on, until its result is stored.
   struct Asked {
-    Asked(MemoryBudget& budget, std::uint64_t bytes) : memory(budget.Take(bytes)) {}
+    Asked(MemoryBudget& budget, std::uint64_t need) : memory(budget.Take(need)) {}
     MemoryBudget::Part memory;  ///< that the worker needs, and then the result
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
     Answer answer;
