@@ -1,6 +1,8 @@
 // Picture files of cameras and of other programs, as a command opens them.
 #include "photographs/photograph.h"
 
+#include <string>
+
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"
 #include "photographs/formats/exif.h"
@@ -21,6 +23,18 @@ tool::PhotographOptions OptionsOf(unsigned choice) {
   return options;
 }
 
+/// What shows by the first bytes of a file must never be that options suit it which do not.
+void CompareStandIn(const std::string& file, const tool::PhotographOptions& options,
+                    const tool::Failure* refusal) {
+  if (refusal != nullptr && refusal->Exit() != tool::ExitCode::kUsage) return;
+  try {
+    const auto standIn = tool::StandInFor(file, options);
+    Require(!standIn || refusal == nullptr, "a stand-in is refused where the photograph is");
+  } catch (const tool::Failure&) {
+    return;
+  }
+}
+
 }  // namespace
 
 FUZZ_TARGET(photograph, input) {
@@ -29,9 +43,9 @@ FUZZ_TARGET(photograph, input) {
   const unsigned name = input.TakeBelow(7);
   const tool::PhotographOptions options = OptionsOf(input.TakeBelow(64));
   static_cast<void>(tool::ExposureOfBlock(Text(input.Rest())));
+  const std::string file = ScratchFile(kNames[name], input.Rest());
   try {
-    const tool::Photograph photo =
-        tool::OpenPhotograph(ScratchFile(kNames[name], input.Rest()), options);
+    const tool::Photograph photo = tool::OpenPhotograph(file, options);
     const cv::Mat& image = photo.shot.image;
     Require(!image.empty(), "a photograph has pixels");
     Require(image.depth() == CV_16U && (image.channels() == 1 || image.channels() == 3),
@@ -40,8 +54,9 @@ FUZZ_TARGET(photograph, input) {
             "a photograph has at most 250 megapixels");
     static_cast<void>(tool::SourceJson(photo.source).dump());
     static_cast<void>(tool::SourceLines(photo.source));
-  } catch (const tool::Failure&) {
-    return;
+    CompareStandIn(file, options, nullptr);
+  } catch (const tool::Failure& failure) {
+    CompareStandIn(file, options, &failure);
   }
 }
 

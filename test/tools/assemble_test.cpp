@@ -2,15 +2,19 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <limits>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
 #include "support/temp_dir.h"
 #include "tools/npy_bytes.h"
+#include "tools/output_folder.h"
 #include "tools/tool_runner.h"
 
-using dravix::test::IsOneLine;
+using dravix::test::ExpectFolderRefused;
+using dravix::test::ExpectRefused;
+using dravix::test::Joined;
 using dravix::test::NpyBytes;
 using dravix::test::Outcome;
 using dravix::test::RunTool;
@@ -56,9 +60,7 @@ class TwoResults {
   [[nodiscard]] std::string Name() const { return folder_.File("m.jsonl"); }
   [[nodiscard]] std::string File(const std::string& name) const { return folder_.File(name); }
   [[nodiscard]] Outcome Assembled(const std::vector<std::string>& more = {}) const {
-    std::vector<std::string> words = {"assemble", Name(), "-o", File("out/of")};
-    words.insert(words.end(), more.begin(), more.end());
-    return RunTool(words);
+    return RunTool(Joined({"assemble", Name(), "-o", File("out/of")}, more));
   }
 
  private:
@@ -84,6 +86,30 @@ TEST(Assemble, WritesTheScreenItsCountsAndTheReport) {
   const std::string counts = Slurp(results.File("out/of/CIE_Y.count.npy"));
   EXPECT_THAT(counts, HasSubstr("'descr': '|u1', 'fortran_order': False, 'shape': (1, 4), }"));
   EXPECT_EQ(counts.substr(128), std::string("\1\1\0\1", 4));
+}
+
+TEST(Assemble, PlanesKeepTheirValuesAndTheManifestsOrder) {
+  const TwoResults results;
+  std::string lines;
+  for (const char* plane : {"b", "c", "a"}) {
+    const std::string file = std::string("of.") + plane + ".npy";
+    Spill(results.File(file), NpyBytes(1, 2, std::vector<float>{static_cast<float>(*plane), 5}));
+    lines += OneLine(R"({"result": ")" + file + "\", " + kLeft + ", " + kAll + R"(, "plane": ")" +
+                     plane + "\"}");
+  }
+  results.Manifest(lines);
+  const Outcome outcome = results.Assembled({"--json"});
+  ASSERT_EQ(outcome.exit, 0) << outcome.err;
+  std::vector<std::string> order;
+  for (const auto& plane : nlohmann::ordered_json::parse(outcome.out)["planes"].items()) {
+    order.push_back(plane.key());
+  }
+  EXPECT_EQ(order, (std::vector<std::string>{"b", "c", "a"}));
+  const float kNone = std::numeric_limits<float>::quiet_NaN();
+  for (const char* plane : {"b", "c", "a"}) {
+    EXPECT_EQ(Slurp(results.File(std::string("out/of/") + plane + ".npy")),
+              NpyBytes(1, 4, std::vector<float>{static_cast<float>(*plane), 5, kNone, kNone}));
+  }
 }
 
 TEST(Assemble, TellsPeopleWhatItFoundAndWrote) {
@@ -148,10 +174,8 @@ TEST(Assemble, NamesTheLineThatCannotBeUsedAndWritesNothing) {
   for (const auto& c : cases) {
     results.Manifest("\n" + Plain() + c.line);
     const Outcome outcome = results.Assembled();
-    EXPECT_EQ(outcome.exit, 3) << c.line;
-    EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+    ExpectRefused(outcome, 3, c.message);
     EXPECT_THAT(outcome.err, HasSubstr("m.jsonl: line 3: "));
-    EXPECT_THAT(outcome.err, HasSubstr(c.message));
     EXPECT_FALSE(std::filesystem::exists(results.File("out"))) << c.line;
   }
 }
@@ -165,9 +189,8 @@ TEST(Assemble, ManifestWithoutResultsIsRefused) {
 
 TEST(Assemble, MatchIsOneOfThree) {
   const TwoResults results;
-  const Outcome outcome = results.Assembled({"--match", "best"});
-  EXPECT_EQ(outcome.exit, 2);
-  EXPECT_THAT(outcome.err, HasSubstr("--match: found \"best\", expected none, overlap or seams"));
+  ExpectRefused(results.Assembled({"--match", "best"}), 2,
+                "--match: found \"best\", expected none, overlap or seams");
 }
 
 TEST(Assemble, DoesNotWriteOverWhatItReads) {
@@ -181,12 +204,20 @@ TEST(Assemble, DoesNotWriteOverWhatItReads) {
   EXPECT_EQ(Slurp(results.File("in/CIE_Y.npy")), bytes);
 }
 
-TEST(Assemble, FolderThatIsAFileIsAnOutputError) {
+TEST(Assemble, FolderThatTakesNothingIsAnOutputError) {
   const TwoResults results;
-  Spill(results.File("out"), "a file");
-  const Outcome outcome = RunTool({"assemble", results.Name(), "-o", results.File("out")});
-  EXPECT_EQ(outcome.exit, 4);
-  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  ExpectFolderRefused({"assemble", results.Name()});
 }
+
+#ifndef _WIN32
+TEST(Assemble, FullDiskLeavesNothingHalfWritten) {
+  const TwoResults results;
+  Spill(results.File("left.npy"), NpyBytes(40, 40, std::vector<float>(1600, 2.5F)));
+  results.Manifest(OneLine(R"({"result": "left.npy", "partition": {"x": 0, "y": 0, "w": 40,
+"h": 40, "screen_w": 40, "screen_h": 40}, )" +
+                           std::string(kAll) + R"(, "plane": "CIE_Y"})"));
+  ExpectWholeFilesOnFullDisk({"assemble", results.Name()});
+}
+#endif
 
 }  // namespace

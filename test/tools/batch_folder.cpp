@@ -23,9 +23,8 @@ void BatchFolder::Simulate(const std::string& id, const std::vector<std::string>
       "--checkerboard", File(id + ".board.shot"),  "--modules", "0.05",
       "--seed",         std::to_string(id.front())};
   const bool sized = std::find(more.begin(), more.end(), "--leds") != more.end();
-  if (!sized) words.insert(words.end(), {"--leds", "40x30", "--block", "5"});
-  words.insert(words.end(), more.begin(), more.end());
-  const Outcome outcome = RunTool(words);
+  if (!sized) words = Joined(words, {"--leds", "40x30", "--block", "5"});
+  const Outcome outcome = RunTool(Joined(words, more));
   EXPECT_EQ(outcome.exit, 0) << outcome.err;
 }
 
@@ -42,9 +41,7 @@ void BatchFolder::Write(const std::vector<std::string>& lines) const {
 }
 
 Outcome BatchFolder::Run(const std::vector<std::string>& more, const std::string& out) const {
-  std::vector<std::string> words = {"batch", File("jobs.jsonl"), "-o", File(out)};
-  words.insert(words.end(), more.begin(), more.end());
-  return RunTool(words);
+  return RunTool(Joined({"batch", File("jobs.jsonl"), "-o", File(out)}, more));
 }
 
 std::vector<nlohmann::json> BatchFolder::Results(const std::string& out) const {

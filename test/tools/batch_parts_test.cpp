@@ -1,16 +1,21 @@
 /// What a batch is made of: hashes, manifests, journals, shards, limits of the machine, estimates.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "batch/jobs/append_file.h"
+#include "batch/jobs/batch_job.h"
 #include "batch/jobs/journal.h"
 #include "batch/jobs/manifest.h"
 #include "batch/jobs/shard.h"
 #include "batch/time_left.h"
+#include "batch/workers/crew.h"
 #include "batch/workers/machine.h"
 #include "batch/workers/memory_budget.h"
 #include "commands/arguments/job_options.h"
@@ -65,7 +70,7 @@ TEST(Manifest, LinesAreCountedWithTheEmptyOnes) {
   EXPECT_EQ(lines[0].number, 2U);
   EXPECT_EQ(lines[1].number, 4U);
   EXPECT_EQ(lines[1].id, "b");
-  EXPECT_EQ(lines[1].options.dump(), R"({"photo":"p"})");
+  EXPECT_EQ(lines[1].options, R"({"photo":"p"})");
 }
 
 JournalEntry Entry(const std::string& id) {
@@ -74,6 +79,18 @@ JournalEntry Entry(const std::string& id) {
   entry.inputs = {{"a.shot", "1"}};
   entry.result = {id, 0, "", JobFigures{"2", {4, 3}, 0.1, std::nullopt, {"edge-copied"}}};
   return entry;
+}
+
+TEST(Manifest, OptionsAreTheSameHoweverTheLineIsWritten) {
+  const auto lines = ParseManifest("m",
+                                   "{\"id\":\"a\",\"photo\":\"\\u0070\",\"top_leds\":3}\n"
+                                   "{ \"photo\" : \"p\", \"id\": \"b\", \"top_leds\": 3 }");
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].options, lines[1].options);
+  BatchJob job;
+  job.options = lines[0].options;
+  // Journals hold this hash, so that it must not change from one version to the next.
+  EXPECT_EQ(job.OptionsHash(), Sha256Of("{\"photo\":\"p\",\"top_leds\":3}\n"));
 }
 
 TEST(Manifest, MarkThatEditorsPutInFrontIsSkipped) {
@@ -159,6 +176,38 @@ TEST(MemoryBudget, WhatIsTooLargeWorksAlone) {
   MemoryBudget budget(10);
   { const auto part = budget.Take(1000); }
   const auto again = budget.Take(10);
+}
+
+TEST(Worker, DoesOneThingAfterTheOtherBesideItsQuestions) {
+  const std::vector<std::string> words;
+  Worker worker(words);
+  std::vector<int> done;  // two at once would be a race
+  for (int i = 0; i < 20; ++i) worker.DoBeside([&done, i] { done.push_back(i); });
+  worker.FinishBeside();
+  ASSERT_EQ(done.size(), 20U);
+  EXPECT_TRUE(std::is_sorted(done.begin(), done.end()));
+}
+
+TEST(Worker, ForgetsWhatIsDoneWithoutBeingAsked) {
+  const std::vector<std::string> words;
+  Worker worker(words);
+  MemoryBudget budget(10);
+  for (int i = 0; i < 20; ++i) {
+    // Waits for ever unless the part before has gone back.
+    const std::shared_ptr<MemoryBudget::Part> part(new MemoryBudget::Part(budget.Take(10)));
+    worker.DoBeside([part] {});
+  }
+  worker.FinishBeside();
+}
+
+TEST(Worker, ThrowsOnWhatWasThrownBesideItsQuestions) {
+  const std::vector<std::string> words;
+  Worker worker(words);
+  worker.DoBeside([] { throw std::runtime_error("beside"); });
+  EXPECT_THROW(worker.DoBeside([] {}), std::runtime_error);
+  worker.DoBeside([] { throw std::runtime_error("beside"); });
+  EXPECT_THROW(worker.FinishBeside(), std::runtime_error);
+  worker.FinishBeside();
 }
 
 TEST(TimeLeft, IsWhatTheRestTakesAtTheRateSoFar) {

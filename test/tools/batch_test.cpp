@@ -18,8 +18,11 @@
 #endif
 
 #include "tools/batch_folder.h"
+#include "tools/output_folder.h"
 
 using dravix::test::BatchFolder;
+using dravix::test::ExpectFolderRefused;
+using dravix::test::ExpectRefused;
 using dravix::test::IsOneLine;
 using dravix::test::Outcome;
 using dravix::test::RunTool;
@@ -196,10 +199,8 @@ TEST_P(BatchRefuses, TheLineBeforeAnythingIsMeasured) {
   const BatchFolder folder({"a"});
   folder.Write({folder.Job("a"), "", GetParam().line});
   const Outcome outcome = folder.Run();
-  EXPECT_EQ(outcome.exit, GetParam().exit) << outcome.err;
-  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
-  EXPECT_NE(outcome.err.find("line 3"), std::string::npos) << outcome.err;
-  EXPECT_NE(outcome.err.find(GetParam().says), std::string::npos) << outcome.err;
+  ExpectRefused(outcome, GetParam().exit, GetParam().says);
+  EXPECT_NE(outcome.err.find("jobs.jsonl: line 3: "), std::string::npos) << outcome.err;
   EXPECT_FALSE(fs::exists(folder.File("out")));
 }
 
@@ -303,13 +304,9 @@ TEST(Batch, NamesAreRelativeToTheManifest) {
   EXPECT_TRUE(fs::exists(folder.File("elsewhere/here/a.lum")));
 }
 
-TEST(Batch, FolderThatIsAFileIsRefused) {
+TEST(Batch, FolderThatTakesNothingIsRefused) {
   const BatchFolder folder({"a"});
-  Spill(folder.File("out"), "a file");
-  const Outcome outcome = folder.Run();
-  EXPECT_EQ(outcome.exit, 4);
-  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
-  EXPECT_EQ(Slurp(folder.File("out")), "a file");
+  ExpectFolderRefused({"batch", folder.File("jobs.jsonl")});
 }
 
 TEST(Batch, OutputThatCannotBeWrittenFailsItsJobAlone) {

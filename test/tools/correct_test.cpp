@@ -7,9 +7,12 @@
 
 #include "support/temp_dir.h"
 #include "tools/npy_bytes.h"
+#include "tools/output_folder.h"
 #include "tools/tool_runner.h"
 
-using dravix::test::IsOneLine;
+using dravix::test::ExpectFolderRefused;
+using dravix::test::ExpectRefused;
+using dravix::test::Joined;
 using dravix::test::NpyBytes;
 using dravix::test::Outcome;
 using dravix::test::RunTool;
@@ -27,9 +30,7 @@ class OnePlane {
   [[nodiscard]] std::string Plane() const { return folder_.File("CIE_Y.npy"); }
   [[nodiscard]] std::string File(const std::string& name) const { return folder_.File(name); }
   [[nodiscard]] Outcome Corrected(const std::vector<std::string>& more) const {
-    std::vector<std::string> words = {"correct", Plane(), "-o", File("out")};
-    words.insert(words.end(), more.begin(), more.end());
-    return RunTool(words);
+    return RunTool(Joined({"correct", Plane(), "-o", File("out")}, more));
   }
 
  private:
@@ -76,9 +77,8 @@ TEST(Correct, PlanesOfOneNameAreRefused) {
   const OnePlane screen;
   std::filesystem::create_directory(screen.File("other"));
   std::filesystem::copy_file(screen.Plane(), screen.File("other/CIE_Y.npy"));
-  const Outcome outcome = screen.Corrected({screen.File("other/CIE_Y.npy")});
-  EXPECT_EQ(outcome.exit, 2);
-  EXPECT_THAT(outcome.err, HasSubstr("expected files of different names"));
+  ExpectRefused(screen.Corrected({screen.File("other/CIE_Y.npy")}), 2,
+                "expected files of different names");
 }
 
 TEST(Correct, WrongOptionsAreNamed) {
@@ -99,10 +99,7 @@ TEST(Correct, WrongOptionsAreNamed) {
       {{"--bits", "17"}, "--bits: found 17"},
   };
   for (const auto& c : cases) {
-    const Outcome outcome = screen.Corrected(c.words);
-    EXPECT_EQ(outcome.exit, 2) << c.message;
-    EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
-    EXPECT_THAT(outcome.err, HasSubstr(c.message));
+    ExpectRefused(screen.Corrected(c.words), 2, c.message);
     EXPECT_FALSE(std::filesystem::exists(screen.File("out")));
   }
 }
@@ -111,11 +108,23 @@ TEST(Correct, PlaneWithoutLightExitsWithFiveBeforeAnythingIsWritten) {
   const OnePlane screen;
   const float nan = std::numeric_limits<float>::quiet_NaN();
   Spill(screen.File("dark.npy"), NpyBytes(1, 3, std::vector<float>{0, nan, -1}));
-  const Outcome outcome = screen.Corrected({screen.File("dark.npy")});
-  EXPECT_EQ(outcome.exit, 5);
-  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  ExpectRefused(screen.Corrected({screen.File("dark.npy")}), 5,
+                "found no LED with a finite value above 0 among 3 x 1");
   EXPECT_FALSE(std::filesystem::exists(screen.File("out")));
-  EXPECT_EQ(screen.Corrected({screen.File("none.lum")}).exit, 3);
+  ExpectRefused(screen.Corrected({screen.File("none.lum")}), 3, "none.lum");
 }
+
+TEST(Correct, FolderThatTakesNothingIsAnOutputError) {
+  const OnePlane screen;
+  ExpectFolderRefused({"correct", screen.Plane()});
+}
+
+#ifndef _WIN32
+TEST(Correct, FullDiskLeavesNothingHalfWritten) {
+  const OnePlane screen;
+  Spill(screen.Plane(), NpyBytes(40, 40, std::vector<float>(1600, 2.5F)));
+  ExpectWholeFilesOnFullDisk({"correct", screen.Plane()});
+}
+#endif
 
 }  // namespace

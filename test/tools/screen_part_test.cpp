@@ -12,7 +12,8 @@
 #include "tools/npy_bytes.h"
 #include "tools/tool_runner.h"
 
-using dravix::test::IsOneLine;
+using dravix::test::ExpectRefused;
+using dravix::test::Joined;
 using dravix::test::Loaded;
 using dravix::test::NpyBytes;
 using dravix::test::Outcome;
@@ -36,14 +37,13 @@ std::vector<float> NpyValues(const std::string& name) {
 /// Simulates with `more` words into a folder of its own and keeps the truth's luminances.
 struct Simulated {
   explicit Simulated(const std::vector<std::string>& more) {
-    std::vector<std::string> words = {"simulate",     folder.File("p.shot"),
-                                      "--truth",      folder.File("t.json"),
-                                      "--scatter",    "0.08",
-                                      "--dead",       "0.01",
-                                      "--save-scene", folder.File("s.json"),
-                                      "--json"};
-    words.insert(words.end(), more.begin(), more.end());
-    outcome = RunTool(words);
+    const std::vector<std::string> words = {"simulate",     folder.File("p.shot"),
+                                            "--truth",      folder.File("t.json"),
+                                            "--scatter",    "0.08",
+                                            "--dead",       "0.01",
+                                            "--save-scene", folder.File("s.json"),
+                                            "--json"};
+    outcome = RunTool(Joined(words, more));
     EXPECT_EQ(outcome.exit, 0) << outcome.err;
     truth = NpyValues(folder.File("t.truth.npy"));
   }
@@ -90,9 +90,7 @@ TEST(SimulatePart, JsonTruthAndPhotographSayThePart) {
 
 TEST(SimulatePart, TextSaysThePart) {
   const TempDir folder;
-  std::vector<std::string> words = {"simulate", folder.File("p.shot")};
-  words.insert(words.end(), kPart.begin(), kPart.end());
-  const Outcome outcome = RunTool(words);
+  const Outcome outcome = RunTool(Joined({"simulate", folder.File("p.shot")}, kPart));
   EXPECT_NE(outcome.out.find("31 x 21 of 60 x 40 LEDs from 20,10 on, one of 3 x 2 lit from 2,1 on, "
                              "CIE_X"),
             std::string::npos)
@@ -132,9 +130,7 @@ TEST(SimulatePart, GainsMultiplyTheTruthToTheBit) {
     gains[i] = 1.0F / (1.0F + 0.01F * static_cast<float>(i));
   }
   Spill(before.folder.File("g.npy"), NpyBytes(9, 12, gains));
-  auto words = screen;
-  words.insert(words.end(), {"--gains", before.folder.File("g.npy")});
-  const Simulated after(words);
+  const Simulated after(Joined(screen, {"--gains", before.folder.File("g.npy")}));
   ASSERT_EQ(after.truth.size(), 5U * 4U);
   for (std::size_t row = 0; row < 4; ++row) {
     for (std::size_t column = 0; column < 5; ++column) {
@@ -166,14 +162,11 @@ class BadGainsOf : public testing::TestWithParam<BadGains> {};
 TEST_P(BadGainsOf, AreRefusedBeforeAnythingIsWritten) {
   const TempDir folder;
   Spill(folder.File("g.npy"), GetParam().bytes);
-  std::vector<std::string> words = {"simulate", folder.File("p.shot"), "--gains",
-                                    folder.File("g.npy")};
-  words.insert(words.end(), GetParam().words.begin(), GetParam().words.end());
-  const Outcome outcome = RunTool(words);
-  EXPECT_EQ(outcome.exit, GetParam().exit);
-  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  const std::vector<std::string> words = {"simulate", folder.File("p.shot"), "--gains",
+                                          folder.File("g.npy")};
+  const Outcome outcome = RunTool(Joined(words, GetParam().words));
+  ExpectRefused(outcome, GetParam().exit, GetParam().says);
   EXPECT_NE(outcome.err.find("g.npy: "), std::string::npos) << outcome.err;
-  EXPECT_NE(outcome.err.find(GetParam().says), std::string::npos) << outcome.err;
   EXPECT_FALSE(std::filesystem::exists(folder.File("p.shot")));
 }
 
@@ -212,19 +205,16 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(SimulatePart, GainsThatAreNotThereAreNamed) {
   const TempDir folder;
-  const Outcome outcome =
-      RunTool({"simulate", folder.File("p.shot"), "--gains", folder.File("none.npy")});
-  EXPECT_EQ(outcome.exit, 3);
-  EXPECT_NE(outcome.err.find("none.npy"), std::string::npos) << outcome.err;
+  ExpectRefused(RunTool({"simulate", folder.File("p.shot"), "--gains", folder.File("none.npy")}), 3,
+                "none.npy");
 }
 
 TEST(SimulatePart, TruthDoesNotOverwriteTheGains) {
   const TempDir folder;
   Spill(folder.File("t.truth.npy"), GainsWith(1));
-  const Outcome outcome = RunTool({"simulate", folder.File("p.shot"), "--leds", "12x9", "--truth",
-                                   folder.File("t.json"), "--gains", folder.File("t.truth.npy")});
-  EXPECT_EQ(outcome.exit, 2);
-  EXPECT_NE(outcome.err.find("would overwrite"), std::string::npos) << outcome.err;
+  ExpectRefused(RunTool({"simulate", folder.File("p.shot"), "--leds", "12x9", "--truth",
+                         folder.File("t.json"), "--gains", folder.File("t.truth.npy")}),
+                2, "would overwrite");
 }
 
 struct BadPart {
@@ -237,12 +227,8 @@ class BadParts : public testing::TestWithParam<BadPart> {};
 
 TEST_P(BadParts, AreRefusedWithWhatIsExpected) {
   const TempDir folder;
-  std::vector<std::string> words = {"simulate", folder.File("p.shot")};
-  words.insert(words.end(), GetParam().words.begin(), GetParam().words.end());
-  const Outcome outcome = RunTool(words);
-  EXPECT_EQ(outcome.exit, 2);
-  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
-  EXPECT_NE(outcome.err.find(GetParam().says), std::string::npos) << outcome.err;
+  ExpectRefused(RunTool(Joined({"simulate", folder.File("p.shot")}, GetParam().words)), 2,
+                GetParam().says);
   EXPECT_FALSE(std::filesystem::exists(folder.File("p.shot")));
 }
 
@@ -298,11 +284,8 @@ TEST(SimulatePart, SceneFilesNameTheSameThings) {
   EXPECT_EQ(json["phase"], nlohmann::json({2, 1}));
   EXPECT_EQ(json["plane"], "CIE_X");
   Spill(folder.File("bad.json"), R"({"whole_screen": {"led_width": 60, "part_x": 70}})");
-  const Outcome outcome =
-      RunTool({"simulate", folder.File("q.shot"), "--scene", folder.File("bad.json")});
-  EXPECT_EQ(outcome.exit, 2);
-  EXPECT_NE(outcome.err.find("bad.json: names a part of a screen"), std::string::npos)
-      << outcome.err;
+  ExpectRefused(RunTool({"simulate", folder.File("q.shot"), "--scene", folder.File("bad.json")}), 2,
+                "bad.json: names a part of a screen");
 }
 
 }  // namespace

@@ -108,6 +108,18 @@ bool IsOneLine(const Outcome& outcome) {
          std::count(outcome.err.begin(), outcome.err.end(), '\n') == 1;
 }
 
+void ExpectRefused(const Outcome& outcome, int exit, const std::string& says) {
+  EXPECT_EQ(outcome.exit, exit) << outcome.err;
+  EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+  EXPECT_NE(outcome.err.find(says), std::string::npos) << outcome.err << "expected: " << says;
+}
+
+std::vector<std::string> Joined(std::vector<std::string> words,
+                                const std::vector<std::string>& more) {
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
+
 Shot Loaded(const std::string& name) {
   const LogCapture log;
   Shot shot;
@@ -119,9 +131,8 @@ SmallScreen::SmallScreen(const std::vector<std::string>& more) {
   std::vector<std::string> words = {"simulate",       Photo(), "--truth",   Truth(),
                                     "--checkerboard", Board(), "--modules", "0.05"};
   const bool sized = std::find(more.begin(), more.end(), "--leds") != more.end();
-  if (!sized) words.insert(words.end(), {"--leds", "40x30", "--block", "5"});
-  words.insert(words.end(), more.begin(), more.end());
-  const Outcome outcome = RunTool(words);
+  if (!sized) words = Joined(words, {"--leds", "40x30", "--block", "5"});
+  const Outcome outcome = RunTool(Joined(words, more));
   EXPECT_EQ(outcome.exit, 0) << outcome.err;
 }
 

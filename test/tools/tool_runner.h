@@ -37,6 +37,13 @@ Outcome RunToolAfter(const std::string& shell, const std::vector<std::string>& w
 /// Whether there is one line on stderr, which begins with "dravix: ", and nothing on stdout.
 bool IsOneLine(const Outcome& outcome);
 
+/// Expects that exit code, and one line that says so.
+void ExpectRefused(const Outcome& outcome, int exit, const std::string& says);
+
+/// The words, and more of them behind.
+std::vector<std::string> Joined(std::vector<std::string> words,
+                                const std::vector<std::string>& more);
+
 /// A shot that the tool wrote; the library's error lines are shown when it cannot be read.
 Shot Loaded(const std::string& name);
 

@@ -4,7 +4,9 @@
 #include <chrono>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <tuple>
 #include <utility>
 
 #include "base/one_line.h"
@@ -57,6 +59,15 @@ class Run {
   /// The result that an earlier run noted, where all that it rests on is as it was.
   [[nodiscard]] std::optional<JobResult> Kept(const BatchJob& job) const;
   void Work(std::size_t index, Worker& worker);
+  /// A job from its question on, until its result is stored.
+  struct Asked {
+    Asked(MemoryBudget& budget, std::uint64_t need) : memory(budget.Take(need)) {}
+    MemoryBudget::Part memory;  ///< that the worker needs, and then the result
+    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+    Answer answer;
+    std::string bytes;  ///< of the result's file
+  };
+  void Finish(std::size_t index, const Asked& asked);
   void ForgetResults();
   [[nodiscard]] JobResult Stored(const BatchJob& job, const Answer& answer,
                                  const std::string& bytes) const;
@@ -170,12 +181,17 @@ void Run::Work(std::size_t index, Worker& worker) {
     return;
   }
   ForgetResults();
-  const auto part = budget_.Take(job.memory);
-  const auto start = std::chrono::steady_clock::now();
-  const auto [answer, bytes] = worker.Ask(Task::kMeasure, job);
-  results_[index] = Stored(job, answer, bytes);
-  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-  Note(job, answer, results_[index], seconds.count());
+  const auto asked = std::make_shared<Asked>(budget_, job.memory);
+  std::tie(asked->answer, asked->bytes) = worker.Ask(Task::kMeasure, job);
+  // Flushing a result to the disk takes time in which the worker can measure.
+  worker.DoBeside([this, index, asked] { Finish(index, *asked); });
+}
+
+void Run::Finish(std::size_t index, const Asked& asked) {
+  const BatchJob& job = plan_.jobs[index];
+  results_[index] = Stored(job, asked.answer, asked.bytes);
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - asked.start;
+  Note(job, asked.answer, results_[index], seconds.count());
   const std::lock_guard lock(mutex_);
   progress_->End(job.samples, results_[index].code == 0);
 }

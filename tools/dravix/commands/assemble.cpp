@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/paths.h"
@@ -112,26 +113,39 @@ cv::Mat ValuesOf(const AssembleOptions& o, const ManifestEntry& entry) {
   return values;
 }
 
-/// All that could be refused, before anything is written.
-void CheckInputs(const AssembleOptions& o, const std::vector<Plane>& planes, lab::Match match) {
-  for (const Plane& plane : planes) {
-    std::vector<lab::Placement> placements;
-    for (const ManifestEntry* entry : plane.entries) placements.push_back(entry->placement);
-    try {
-      lab::Check(placements, match);
-    } catch (const std::invalid_argument& error) {
-      throw InputFailure(o.manifest, "plane " + plane.name + ": " + error.what());
-    }
-    for (const ManifestEntry* entry : plane.entries) static_cast<void>(ValuesOf(o, *entry));
-  }
-}
-
-/// Writes a plane's matrices, and forgets them.
-lab::PlaneFigures AssemblePlane(const AssembleOptions& o, const Plane& plane, lab::Match match) {
+std::vector<lab::PlacedResult> ResultsOf(const AssembleOptions& o, const Plane& plane) {
   std::vector<lab::PlacedResult> results;
   for (const ManifestEntry* entry : plane.entries) {
     results.push_back({entry->result, entry->placement, ValuesOf(o, *entry)});
   }
+  return results;
+}
+
+void CheckPlacements(const AssembleOptions& o, const Plane& plane, lab::Match match) {
+  std::vector<lab::Placement> placements;
+  for (const ManifestEntry* entry : plane.entries) placements.push_back(entry->placement);
+  try {
+    lab::Check(placements, match);
+  } catch (const std::invalid_argument& error) {
+    throw InputFailure(o.manifest, "plane " + plane.name + ": " + error.what());
+  }
+}
+
+/// Refuses all that could be refused, before anything is written. Gives the results of the last
+/// plane, so that they need not be read again; those of all planes may be more than the memory.
+std::vector<lab::PlacedResult> CheckInputs(const AssembleOptions& o,
+                                           const std::vector<Plane>& planes, lab::Match match) {
+  for (const Plane& plane : planes) {
+    CheckPlacements(o, plane, match);
+    if (&plane == &planes.back()) break;
+    for (const ManifestEntry* entry : plane.entries) static_cast<void>(ValuesOf(o, *entry));
+  }
+  return ResultsOf(o, planes.back());
+}
+
+/// Writes a plane's matrices, and forgets them.
+lab::PlaneFigures AssemblePlane(const AssembleOptions& o, const Plane& plane,
+                                std::vector<lab::PlacedResult> results, lab::Match match) {
   lab::AssembledPlane assembled = lab::Assemble(plane.name, results, match);
   results.clear();
   const PlaneFiles files = FilesOf(o, plane.name);
@@ -189,9 +203,13 @@ void RunAssemble(const AssembleOptions& o) {
     const std::vector<ManifestEntry> entries = ReadAssemblyManifest(o.manifest);
     const std::vector<Plane> planes = PlanesOf(entries);
     RequireOwnFiles(o, entries, planes);
-    CheckInputs(o, planes, match);
+    std::vector<lab::PlacedResult> last = CheckInputs(o, planes, match);
     MakeFolder(o.folder);
-    for (const Plane& plane : planes) figures.push_back(AssemblePlane(o, plane, match));
+    figures.resize(planes.size());
+    figures.back() = AssemblePlane(o, planes.back(), std::move(last), match);
+    for (std::size_t i = 0; i + 1 < planes.size(); ++i) {
+      figures[i] = AssemblePlane(o, planes[i], ResultsOf(o, planes[i]), match);
+    }
   }
   const std::string json = lab::ToJson(figures) + "\n";
   WriteFile(ReportFile(o), json);

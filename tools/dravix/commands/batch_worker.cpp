@@ -14,7 +14,9 @@
 #include "commands/arguments/job_options.h"
 #include "commands/measurement.h"
 #include "files/sha256.h"
+#include "terminal/console.h"
 #include "terminal/failure.h"
+#include "terminal/progress.h"
 
 namespace dravix::tool {
 namespace {
@@ -34,7 +36,7 @@ JobFigures FiguresOf(const Measurement& m) {
 }
 
 void Fill(const Question& question, Answer& answer, std::string& bytes) {
-  const MeasurementOptions options = OptionsOfJob(question.options);
+  const MeasurementOptions options = OptionsOfJob(Json::parse(question.options));
   if (question.task == Task::kRehearse) {
     Rehearse(options);
     return;
@@ -74,6 +76,7 @@ void FillOrRefuse(const std::string& line, Answer& answer, std::string& bytes) {
 void AnswerQuestions() {
   AnswerStream answers;
   cv::setNumThreads(1);
+  Progress::TurnOff();  // the line on the terminal is the batch's
   for (std::string line; std::getline(std::cin, line);) {
     Answer answer;
     std::string bytes;

@@ -53,17 +53,22 @@ RegionOI Searched(const Options& o, const Shot& shot) {
   return region;
 }
 
+/// The region within given corners, in a photograph of that size.
+RegionOI GivenRegion(const Options& o, cv::Size frame) {
+  RegionOI region;
+  const std::vector<cv::Point> corners = GivenCorners(o.area);
+  const std::int32_t code = region.ManualSet(frame, corners);
+  if (code != DRAVIX_OK) {
+    throw UsageFailure(CornersSource(o.area) + " " + CornersText(corners) + " in " + o.photo +
+                       " of " + SizeText(frame) + " pixels: " + Explained(code));
+  }
+  return region;
+}
+
 RegionOI RegionFor(const Options& o, const Shot& shot) {
   if (!o.find.empty()) return Searched(o, shot);
   if (!o.area.region.empty()) return LoadRegionOf(o.area.region, o.photo, shot);
-  RegionOI region;
-  const std::vector<cv::Point> corners = GivenCorners(o.area);
-  const std::int32_t code = region.ManualSet(shot.image.size(), corners);
-  if (code != DRAVIX_OK) {
-    throw UsageFailure(CornersSource(o.area) + " " + CornersText(corners) + " in " + o.photo +
-                       " of " + SizeText(shot.image.size()) + " pixels: " + Explained(code));
-  }
-  return region;
+  return GivenRegion(o, shot.image.size());
 }
 
 /// What messages about the lit area begin with.
@@ -174,6 +179,30 @@ void WritePictures(const Options& o, const std::optional<Shot>& board, const Mea
   }
 }
 
+/// Fails where the lit area's options do not suit a photograph of that size.
+void RehearseArea(const Options& o, cv::Size frame) {
+  // Searching for the area is work. Neither that nor a region's file can be wrong usage.
+  if (!o.find.empty() || !o.area.region.empty()) return;
+  if (o.board.empty()) {
+    static_cast<void>(OrderedGivenCorners(o.area));
+  } else {
+    static_cast<void>(GivenRegion(o, frame));
+  }
+}
+
+/// Whether the first bytes of the files are enough to know that the options suit them.
+bool SuitsByFirstBytes(const Options& o) {
+  try {
+    auto photo = StandInFor(o.photo, o.photograph);
+    if (!photo || (!o.board.empty() && !StandInFor(o.board, o.photograph))) return false;
+    o.metadata.Apply(photo->shot);
+    RehearseArea(o, photo->size);
+    return true;
+  } catch (const Failure&) {
+    return false;  // it may also be that the file is damaged, of which measuring would speak first
+  }
+}
+
 }  // namespace
 
 Measurement Measure(const Options& o) {
@@ -200,14 +229,9 @@ std::string ResultBytes() {
 }
 
 void Rehearse(const Options& o) {
+  if (SuitsByFirstBytes(o)) return;
   const Inputs inputs = Open(o);
-  // Searching for the area is work, and cannot end as wrong usage.
-  if (!o.find.empty()) return;
-  if (inputs.board) {
-    static_cast<void>(RegionFor(o, inputs.photograph.shot));
-  } else if (o.area.region.empty()) {
-    static_cast<void>(OrderedCorners(o.area, o.photo, inputs.photograph.shot));
-  }
+  RehearseArea(o, inputs.photograph.shot.image.size());
 }
 
 }  // namespace dravix::tool

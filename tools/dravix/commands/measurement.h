@@ -30,8 +30,8 @@ struct Measurement {
 /// The bytes of the result's file, of what was measured last.
 [[nodiscard]] std::string ResultBytes();
 
-/// Fails as Measure would where options and photographs do not suit each other, without measuring:
-/// reads the photographs and sets the region.
+/// Fails as wrong usage where Measure would, because options and photographs do not suit each
+/// other. Reads no more of the photographs than it needs to know that, and measures nothing.
 void Rehearse(const MeasurementOptions& options);
 
 }  // namespace dravix::tool

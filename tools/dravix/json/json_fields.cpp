@@ -34,14 +34,17 @@ Failure JsonFields::Wrong(const char* name, const std::string& expected) const {
   if (found.is_number_float() && !std::isfinite(found.get<double>())) {
     return Unexpected(Place(name), NumberText(found.get<double>()), expected);
   }
-  return Unexpected(Place(name), found.dump(-1, ' ', false, Json::error_handler_t::replace),
-                    expected);
+  return Unexpected(Place(name), JsonText(found), expected);
 }
 
 bool IsWholeWithin(const Json& json, double low, double high) {
   if (!json.is_number_integer()) return false;
   const auto value = json.get<double>();
   return value >= low && value <= high;
+}
+
+std::string JsonText(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 Json NumberOrNull(const std::optional<double>& value) { return value ? Json(*value) : Json(); }

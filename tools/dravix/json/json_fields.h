@@ -36,6 +36,9 @@ class JsonFields {
 /// Whether `json` is a whole number from `low` to `high`.
 bool IsWholeWithin(const Json& json, double low, double high);
 
+/// The value on one line. Bytes that are not UTF-8 become replacement characters.
+[[nodiscard]] std::string JsonText(const Json& json);
+
 /// A number that may be missing: null then.
 [[nodiscard]] Json NumberOrNull(const std::optional<double>& value);
 /// Empty for what is no number.

@@ -34,7 +34,7 @@ std::string BytesAt(std::ifstream& file, std::uint64_t offset, std::size_t count
 
 }  // namespace
 
-Shot LoadShotMetadata(const std::string& name) {
+ShotHead LoadShotHead(const std::string& name) {
   if (!HasExtension(name, ".shot")) {
     throw InputFailure(name, "has the wrong extension, " + ExpectedExtension(name, ".shot"));
   }
@@ -45,13 +45,15 @@ Shot LoadShotMetadata(const std::string& name) {
   if (!image) throw InputFailure(name, "holds no picture, or a damaged one");
   const std::string bytes = BytesAt(file, 0, kFront) + std::string(kRecordHeader, '\0') +
                             BytesAt(file, image->end, kMostOfGroups);
-  Shot shot;
-  const std::int32_t code = shot.FromBuffer(bytes.data(), bytes.size());
+  ShotHead head{{}, image->size, CV_MAKETYPE(image->depth, image->channels)};
+  const std::int32_t code = head.shot.FromBuffer(bytes.data(), bytes.size());
   if (code != DRAVIX_OK) {
     static_cast<void>(TakeLibraryError());
     throw InputFailure(name, CodeText(code));
   }
-  return shot;
+  return head;
 }
+
+Shot LoadShotMetadata(const std::string& name) { return LoadShotHead(name).shot; }
 
 }  // namespace dravix::tool

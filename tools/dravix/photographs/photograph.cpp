@@ -7,9 +7,12 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include "files/camera_file.h"
+#include "metadata/shot_metadata.h"
 #include "photographs/formats/sample_levels.h"
+#include "photographs/picture_stand_in.h"
 #include "photographs/plane_choice.h"
 #include "photographs/read_picture.h"
 #include "stored/stored_data.h"
@@ -141,9 +144,9 @@ void Flip(Photograph& photo) {
   cv::flip(photo.shot.image, photo.shot.image, 0);
 }
 
-Photograph FromShot(const std::string& name, const PhotographOptions& o) {
+Photograph FromShot(const std::string& name, const PhotographOptions& o, Shot shot) {
   Photograph photo;
-  photo.shot = LoadShot(name);
+  photo.shot = std::move(shot);
   photo.source.format = "shot";
   CameraPicture picture;
   picture.samples = photo.shot.image;
@@ -164,9 +167,8 @@ Photograph FromShot(const std::string& name, const PhotographOptions& o) {
   return photo;
 }
 
-Photograph FromPicture(const std::string& name, const PhotographOptions& o) {
+Photograph FromPicture(const std::string& name, const PhotographOptions& o, CameraPicture picture) {
   Photograph photo;
-  CameraPicture picture = ReadCameraPicture(name, LayoutOf(o));
   PhotographSource& source = photo.source;
   source.format = picture.format;
   source.decoder = picture.decoder;
@@ -197,9 +199,27 @@ Photograph OpenPhotograph(const std::string& name, const PhotographOptions& opti
         name,
         "is no photograph, expected a .shot, JPEG, PNG, TIFF, DNG, PGM, raw dump or raw file");
   }
-  Photograph photo = isShot ? FromShot(name, options) : FromPicture(name, options);
+  Photograph photo = isShot
+                         ? FromShot(name, options, LoadShot(name))
+                         : FromPicture(name, options, ReadCameraPicture(name, LayoutOf(options)));
   if (options.flip) Flip(photo);
   return photo;
+}
+
+std::optional<PhotographStandIn> StandInFor(const std::string& name,
+                                            const PhotographOptions& options) {
+  RequireKnownWords(options);
+  const PictureLayout layout = LayoutOf(options);
+  if (KindOf(name) == FileKind::kShot && !layout.rawSize) {
+    ShotHead head = LoadShotHead(name);
+    head.shot.image = FewSamples(head.pixelType);
+    return PhotographStandIn{FromShot(name, options, std::move(head.shot)).shot, head.size};
+  }
+  if (layout.camType || layout.dngOffsets != DngOffsets::kAuto) return std::nullopt;
+  auto picture = layout.rawSize ? StandInForDump(*layout.rawSize) : StandInForPicture(name);
+  if (!picture) return std::nullopt;
+  return PhotographStandIn{FromPicture(name, options, std::move(picture->picture)).shot,
+                           picture->size};
 }
 
 }  // namespace dravix::tool

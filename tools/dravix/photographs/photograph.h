@@ -3,6 +3,7 @@
 
 #include <dravix/shot.h>
 
+#include <opencv2/core.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -53,6 +54,17 @@ struct Photograph {
 /// Reads a photograph. Its device and capture groups are filled in from the file's exposure data,
 /// where there are any. Fails with one line; wrong options are wrong usage.
 [[nodiscard]] Photograph OpenPhotograph(const std::string& name, const PhotographOptions& options);
+
+/// A photograph with a few black samples in place of its own.
+struct PhotographStandIn {
+  Shot shot;
+  cv::Size size;  ///< of the photograph itself, pixels
+};
+/// Shows by the first bytes of a file, or by its directories, whether options suit it: where
+/// OpenPhotograph refuses them as wrong usage, this fails too, or is empty. It is empty where these
+/// do not say enough, and may fail for other reasons where OpenPhotograph does not.
+[[nodiscard]] std::optional<PhotographStandIn> StandInFor(const std::string& name,
+                                                          const PhotographOptions& options);
 
 /// {"format", "plane", "mosaic", "black_level", ...}; null where the file does not say.
 [[nodiscard]] Json SourceJson(const PhotographSource& source);

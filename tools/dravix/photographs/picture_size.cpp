@@ -8,13 +8,14 @@
 
 #include "files/camera_file.h"
 #include "files/files.h"
+#include "photographs/formats/picture_head.h"
 #include "terminal/failure.h"
 
 namespace dravix::tool {
 namespace {
 
-/// More than the segments that a camera puts in front of a JPEG's size.
-constexpr std::size_t kHead = std::size_t{1} << 18;
+/// Bytes in which most files say their size.
+constexpr std::size_t kHead = 256;
 
 /// The product of numbers that a file claims, or 0 where one is none of a picture.
 std::uint64_t Samples(std::uint64_t width, std::uint64_t height, std::uint64_t channels) {
@@ -23,14 +24,6 @@ std::uint64_t Samples(std::uint64_t width, std::uint64_t height, std::uint64_t c
   const bool possible =
       width <= kLongestSide && height <= kLongestSide && channels <= kMostChannels;
   return possible ? width * height * channels : 0;
-}
-
-std::uint64_t BigEndian(std::string_view bytes, std::size_t at, std::size_t count) {
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < count && at + i < bytes.size(); ++i) {
-    value = value << 8U | static_cast<unsigned char>(bytes[at + i]);
-  }
-  return value;
 }
 
 std::uint32_t Native(std::string_view bytes, std::size_t at) {
@@ -44,26 +37,13 @@ std::uint64_t InShot(std::string_view head) {
   return Samples(Native(head, 13), Native(head, 9), Native(head, 21));
 }
 
-/// Signature and the length and name of the first chunk, then width and height.
-std::uint64_t InPng(std::string_view head) {
+/// A PNG counts with three colors, as which decoders may work on it.
+std::uint64_t InPicture(std::string_view first) {
   constexpr std::uint64_t kColors = 3;
-  return Samples(BigEndian(head, 16, 4), BigEndian(head, 20, 4), kColors);
-}
-
-/// Goes from segment to segment, each with its length, to the one that begins a frame.
-std::uint64_t InJpeg(std::string_view head) {
-  std::size_t at = 2;
-  while (at + 10 < head.size()) {
-    const std::uint64_t marker = BigEndian(head, at, 2);
-    const bool isFrame = marker >= 0xFFC0 && marker <= 0xFFCF && marker != 0xFFC4 &&
-                         marker != 0xFFC8 && marker != 0xFFCC;
-    if (isFrame) {
-      return Samples(BigEndian(head, at + 7, 2), BigEndian(head, at + 5, 2),
-                     BigEndian(head, at + 9, 1));
-    }
-    at += 2 + std::max<std::uint64_t>(2, BigEndian(head, at + 2, 2));
-  }
-  return 0;
+  if (const auto png = HeadOfPng(first)) return Samples(png->width, png->height, kColors);
+  const auto jpeg = HeadOfJpeg(first);
+  if (!jpeg) return 0;
+  return Samples(jpeg->width, jpeg->height, static_cast<std::uint64_t>(jpeg->channels));
 }
 
 std::uint64_t InPgm(const std::string& name) {
@@ -80,9 +60,7 @@ std::uint64_t Claimed(const std::string& name, FileKind kind, std::string_view h
     case FileKind::kPgm:
       return InPgm(name);
     case FileKind::kPicture:
-      if (head.starts_with("\x89PNG")) return InPng(head);
-      if (head.starts_with("\xFF\xD8")) return InJpeg(head);
-      return 0;
+      return InPicture(head);
     default:
       return 0;
   }
@@ -92,8 +70,12 @@ std::uint64_t Claimed(const std::string& name, FileKind kind, std::string_view h
 
 std::uint64_t SamplesIn(const std::string& name) {
   try {
+    const FileKind kind = KindOf(name);
     const FileHead head = ReadHead(name, kHead);
-    const std::uint64_t claimed = Claimed(name, KindOf(name), head.first);
+    std::uint64_t claimed = Claimed(name, kind, head.first);
+    if (claimed == 0 && kind == FileKind::kPicture) {
+      claimed = Claimed(name, kind, ReadHead(name, kBeforeFrame).first);
+    }
     return claimed > 0 ? claimed : head.size;
   } catch (const Failure&) {
     return 0;

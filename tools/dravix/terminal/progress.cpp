@@ -1,6 +1,7 @@
 #include "terminal/progress.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <system_error>
@@ -19,9 +20,17 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
+std::atomic<bool>& IsOff() {
+  static std::atomic<bool> off = false;
+  return off;
+}
+
 }  // namespace
 
+void Progress::TurnOff() { IsOff() = true; }
+
 bool Progress::HasTerminal() {
+  if (IsOff()) return false;
 #ifdef _WIN32
   return _isatty(2) != 0;
 #else

@@ -19,7 +19,9 @@ class Progress {
 
   /// Shows something else from now on.
   void Say(const std::string& what);
-  /// Whether there is a terminal to show it on.
+  /// Shows nothing from now on in this process, which another one speaks for.
+  static void TurnOff();
+  /// Whether there is a terminal to show it on, and showing is not turned off.
   [[nodiscard]] static bool HasTerminal();
 
  private:

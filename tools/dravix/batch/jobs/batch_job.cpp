@@ -2,17 +2,20 @@
 
 #include "files/sha256.h"
 #include "json/json_fields.h"
+#include "terminal/console.h"
 
 namespace dravix::tool {
-std::string BatchJob::OptionsHash() const { return Sha256Of(LineOf(options)); }
 
-std::string QuestionLine(Task task, const Json& options) {
+std::string BatchJob::OptionsHash() const { return Sha256Of(options + "\n"); }
+
+std::string QuestionLine(Task task, const std::string& options) {
   return LineOf({{"rehearse", task == Task::kRehearse}, {"options", options}});
 }
 
 Question ParseQuestion(const std::string& line) {
-  Json json = Json::parse(line);
-  return {json.at("rehearse").get<bool>() ? Task::kRehearse : Task::kMeasure, json.at("options")};
+  const Json json = Json::parse(line);
+  return {json.at("rehearse").get<bool>() ? Task::kRehearse : Task::kMeasure,
+          json.at("options").get<std::string>()};
 }
 
 std::string AnswerLine(const Answer& answer) {

@@ -9,14 +9,13 @@
 #include <vector>
 
 #include "batch/jobs/job_result.h"
-#include "terminal/console.h"
 
 namespace dravix::tool {
 
 struct BatchJob {
   std::string id;
   std::string place;                  ///< "jobs.jsonl: line 3"
-  Json options;                       ///< that the worker gets, as they stand in the manifest
+  std::string options;                ///< that the worker gets: JSON, as it stands in the manifest
   std::vector<std::string> inputs;    ///< every file that is read, in the order of the options
   std::vector<std::string> pictures;  ///< that the job writes beside its result
   std::uint64_t samples = 0;          ///< of its photographs, by which its time is estimated
@@ -32,10 +31,10 @@ struct BatchJob {
 enum class Task { kRehearse, kMeasure };
 
 /// A line with its end.
-[[nodiscard]] std::string QuestionLine(Task task, const Json& options);
+[[nodiscard]] std::string QuestionLine(Task task, const std::string& options);
 struct Question {
   Task task = Task::kMeasure;
-  Json options;
+  std::string options;  ///< those of the job
 };
 /// The question that QuestionLine made the line of; fails on anything else.
 [[nodiscard]] Question ParseQuestion(const std::string& line);

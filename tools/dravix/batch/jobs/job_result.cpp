@@ -95,9 +95,7 @@ std::vector<JobResult> ParseResults(const std::string& name, std::string_view te
   return results;
 }
 
-std::string LineOf(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
+std::string LineOf(const Json& json) { return JsonText(json) + "\n"; }
 
 std::string ResultLines(const std::vector<JobResult>& results) {
   std::string text;

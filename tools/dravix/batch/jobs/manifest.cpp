@@ -4,6 +4,7 @@
 #include <map>
 #include <utility>
 
+#include "json/json_fields.h"
 #include "json/json_file.h"
 #include "json/json_lines.h"
 #include "terminal/failure.h"
@@ -39,7 +40,7 @@ std::string TakeId(const std::string& place, Json& object) {
   if (found == object.end()) throw UsageFailure(place + ": has no \"id\"");
   const bool good = found->is_string() && IsId(found->get_ref<const std::string&>());
   if (!good) {
-    throw Unexpected(place + ": id", found->dump(-1, ' ', false, Json::error_handler_t::replace),
+    throw Unexpected(place + ": id", JsonText(*found),
                      "a text of letters, digits, '-', '_' and '.', not '.' first, at most " +
                          std::to_string(kLongestId));
   }
@@ -61,11 +62,12 @@ std::vector<ManifestLine> ParseManifest(const std::string& manifest, std::string
     ManifestLine line;
     line.number = number;
     const std::string place = line.Place(manifest);
-    line.options = ParseJson(place, row);
-    if (!line.options.is_object()) {
+    Json options = ParseJson(place, row);
+    if (!options.is_object()) {
       throw InputFailure(place, "is no JSON object, expected one with \"id\" and \"photo\"");
     }
-    line.id = TakeId(place, line.options);
+    line.id = TakeId(place, options);
+    line.options = JsonText(options);
     const auto [before, isNew] = lineOf.emplace(Compared(line.id), number);
     if (!isNew) {
       throw UsageFailure(place + ": id " + InQuotes(line.id) + " is that of line " +

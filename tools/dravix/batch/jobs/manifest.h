@@ -6,14 +6,12 @@
 #include <string_view>
 #include <vector>
 
-#include "terminal/console.h"
-
 namespace dravix::tool {
 
 struct ManifestLine {
   std::size_t number = 0;  ///< of the line in the file, counted from 1
   std::string id;
-  Json options;  ///< the object without its id
+  std::string options;  ///< the object without its id, as JSON
 
   /// "jobs.jsonl: line 3", with which messages about the line begin.
   [[nodiscard]] std::string Place(const std::string& manifest) const;

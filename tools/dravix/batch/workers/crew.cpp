@@ -2,8 +2,11 @@
 
 #include <atomic>
 #include <exception>
+#include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
+#include <utility>
 
 #include "terminal/exit_codes.h"
 
@@ -35,6 +38,23 @@ std::pair<Answer, std::string> Worker::Ask(Task task, const BatchJob& job) {
   return {answer, {}};
 }
 
+void Worker::DoBeside(std::function<void()> work) {
+  FinishBeside();
+  // The future keeps what it calls until somebody asks for the outcome. What the work holds would
+  // be held as long, memory that the next question may be waiting for.
+  const auto kept = std::make_shared<std::function<void()>>(std::move(work));
+  const auto doAndForget = [kept] { std::exchange(*kept, nullptr)(); };
+  try {
+    beside_ = std::async(std::launch::async, doAndForget);
+  } catch (const std::system_error&) {
+    doAndForget();  // no thread can be started
+  }
+}
+
+void Worker::FinishBeside() {
+  if (beside_.valid()) beside_.get();
+}
+
 void ShareOut(std::size_t count, unsigned workers, const std::vector<std::string>& words,
               const std::function<void(std::size_t, Worker&)>& work) {
   std::atomic<std::size_t> next = 0;
@@ -44,6 +64,7 @@ void ShareOut(std::size_t count, unsigned workers, const std::vector<std::string
     try {
       Worker worker(words);
       for (std::size_t i = next++; i < count; i = next++) work(i, worker);
+      worker.FinishBeside();
     } catch (...) {
       next = count;
       const std::lock_guard lock(mutex);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <future>
 #include <optional>
 #include <string>
 #include <utility>
@@ -24,11 +25,18 @@ class Worker {
   /// with the job; where it goes again, the answer has the code kInternal.
   [[nodiscard]] std::pair<Answer, std::string> Ask(Task task, const BatchJob& job);
 
+  /// Does something beside the next question, so that the process need not wait for it, and forgets
+  /// it when it is done. Waits for what was begun before, and throws on what that threw.
+  void DoBeside(std::function<void()> work);
+  /// Waits for what DoBeside began last, likewise.
+  void FinishBeside();
+
  private:
   [[nodiscard]] std::optional<std::pair<Answer, std::string>> Try(const std::string& question);
 
   const std::vector<std::string>& words_;
   std::optional<WorkerProcess> process_;
+  std::future<void> beside_;  ///< whose destructor waits
 };
 
 /// Calls `work` once for each number below `count`, in this order, from as many threads as there

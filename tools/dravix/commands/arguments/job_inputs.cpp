@@ -7,6 +7,7 @@
 #include "commands/arguments/job_options.h"
 #include "files/files.h"
 #include "photographs/picture_size.h"
+#include "terminal/console.h"
 #include "terminal/failure.h"
 #include "terminal/text_values.h"
 
@@ -82,7 +83,7 @@ std::vector<std::string> InputNames(const MeasurementOptions& options) {
 
 BatchJob JobOf(const ManifestLine& line, const std::string& place, const std::string& output) {
   try {
-    MeasurementOptions options = OptionsOfJob(line.options);
+    MeasurementOptions options = OptionsOfJob(Json::parse(line.options));
     options.output = output;
     CheckUsage(options);
     RequireOrder(options);

@@ -75,19 +75,21 @@ double Signed32(std::uint64_t bits) {
 
 }  // namespace
 
-std::optional<TiffBytes> TiffBytes::Of(std::string_view bytes) {
+std::optional<TiffBytes> TiffBytes::Of(std::string_view bytes, const Fetch* fetch) {
   constexpr std::size_t kHeader = 8;
   if (bytes.size() < kHeader) return std::nullopt;
+  if (fetch != nullptr) (*fetch)(0, kHeader);
   const bool little = bytes.starts_with("II");
   if (!little && !bytes.starts_with("MM")) return std::nullopt;
-  const TiffBytes classic(bytes, little, false);
+  const TiffBytes classic(bytes, fetch, little, false);
   const std::uint64_t magic = classic.Value(2, 2);
   if (magic == 42) return classic;
-  if (magic == 43 && classic.Value(4, 2) == 8) return TiffBytes(bytes, little, true);
+  if (magic == 43 && classic.Value(4, 2) == 8) return TiffBytes(bytes, fetch, little, true);
   return std::nullopt;
 }
 
 std::uint64_t TiffBytes::Value(std::uint64_t at, unsigned count) const {
+  if (fetch_ != nullptr) (*fetch_)(at, count);
   std::uint64_t value = 0;
   for (unsigned i = 0; i < count; ++i) {
     const std::uint64_t place = at + (little_ ? count - 1 - i : i);
@@ -98,7 +100,9 @@ std::uint64_t TiffBytes::Value(std::uint64_t at, unsigned count) const {
 }
 
 std::string_view TiffBytes::Piece(std::uint64_t at, std::uint64_t count) const {
-  return Holds(at, count) ? bytes_.substr(at, count) : std::string_view();
+  if (!Holds(at, count)) return {};
+  if (fetch_ != nullptr) (*fetch_)(at, count);
+  return bytes_.substr(at, count);
 }
 
 std::uint64_t TiffDirectory::EndOf(const TiffBytes& bytes, std::uint64_t at) {

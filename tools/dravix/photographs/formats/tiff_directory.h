@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,8 +17,13 @@ namespace dravix::tool {
 /// those with 64-bit offsets are understood.
 class TiffBytes {
  public:
-  /// Empty when the bytes do not begin as a TIFF does.
-  [[nodiscard]] static std::optional<TiffBytes> Of(std::string_view bytes);
+  /// Reads bytes of a file into their place in memory: so many from there on, as far as there are.
+  using Fetch = std::function<void(std::uint64_t at, std::uint64_t count)>;
+
+  /// Empty when the bytes do not begin as a TIFF does. With `fetch`, which must live as long, all
+  /// bytes are asked for before they are looked at.
+  [[nodiscard]] static std::optional<TiffBytes> Of(std::string_view bytes,
+                                                   const Fetch* fetch = nullptr);
 
   [[nodiscard]] bool LittleEndian() const { return little_; }
   [[nodiscard]] bool Wide() const { return wide_; }
@@ -32,9 +38,10 @@ class TiffBytes {
   [[nodiscard]] std::string_view Piece(std::uint64_t at, std::uint64_t count) const;
 
  private:
-  TiffBytes(std::string_view bytes, bool little, bool wide)
-      : bytes_(bytes), little_(little), wide_(wide) {}
+  TiffBytes(std::string_view bytes, const Fetch* fetch, bool little, bool wide)
+      : bytes_(bytes), fetch_(fetch), little_(little), wide_(wide) {}
   std::string_view bytes_;
+  const Fetch* fetch_;  ///< null where all bytes are there
   bool little_;
   bool wide_;
 };

@@ -77,8 +77,9 @@ Failure NoDirectory(const std::string& name, std::string_view bytes) {
 
 }  // namespace
 
-TiffPicture TiffPictureOf(const std::string& name, std::string_view bytes) {
-  const auto tiff = TiffBytes::Of(bytes);
+TiffPicture TiffPictureOf(const std::string& name, std::string_view bytes,
+                          const TiffBytes::Fetch* fetch) {
+  const auto tiff = TiffBytes::Of(bytes, fetch);
   const auto first = tiff ? TiffDirectory::At(*tiff, tiff->FirstDirectory()) : std::nullopt;
   if (!first) throw NoDirectory(name, bytes);
   const bool isDng = first->Has(kDngVersion);

@@ -25,7 +25,9 @@ struct TiffPicture {
 
 /// The picture that a TIFF or DNG is about. In a DNG that is the sensor's, which may lie behind a
 /// preview; in other files the first one. Fails with one line when the file has no directory.
-[[nodiscard]] TiffPicture TiffPictureOf(const std::string& name, std::string_view bytes);
+/// `fetch` is that of TiffBytes.
+[[nodiscard]] TiffPicture TiffPictureOf(const std::string& name, std::string_view bytes,
+                                        const TiffBytes::Fetch* fetch = nullptr);
 
 /// Fails unless all strips or tiles of the picture lie within the file, and are as large as the
 /// picture asks for where that can be known.
