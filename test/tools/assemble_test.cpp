@@ -216,7 +216,7 @@ TEST(Assemble, FullDiskLeavesNothingHalfWritten) {
   results.Manifest(OneLine(R"({"result": "left.npy", "partition": {"x": 0, "y": 0, "w": 40,
 "h": 40, "screen_w": 40, "screen_h": 40}, )" +
                            std::string(kAll) + R"(, "plane": "CIE_Y"})"));
-  ExpectWholeFilesOnFullDisk({"assemble", results.Name()});
+  dravix::test::ExpectWholeFilesOnFullDisk({"assemble", results.Name()});
 }
 #endif
 

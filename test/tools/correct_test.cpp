@@ -123,7 +123,7 @@ TEST(Correct, FolderThatTakesNothingIsAnOutputError) {
 TEST(Correct, FullDiskLeavesNothingHalfWritten) {
   const OnePlane screen;
   Spill(screen.Plane(), NpyBytes(40, 40, std::vector<float>(1600, 2.5F)));
-  ExpectWholeFilesOnFullDisk({"correct", screen.Plane()});
+  dravix::test::ExpectWholeFilesOnFullDisk({"correct", screen.Plane()});
 }
 #endif
 

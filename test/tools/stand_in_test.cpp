@@ -22,7 +22,7 @@ namespace {
 
 using test::RandomMat;
 
-constexpr cv::Size kSize(48, 32);
+const cv::Size kSize(48, 32);
 
 cv::Mat Samples(int type) {
   return RandomMat(kSize, type, 5, 0, CV_MAT_DEPTH(type) == CV_8U ? 256 : 65536);
