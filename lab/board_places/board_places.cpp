@@ -49,7 +49,7 @@ board::Lines LinesOf(const BoardGrid& grid) {
   return lines;
 }
 
-cv::Mat1f SamplesOf(const Shot& shot, const BoardGrid& grid) {
+cv::Mat1f FloatSamplesOf(const Shot& shot, const BoardGrid& grid) {
   const int type = shot.image.type();
   const auto& c = grid.corners;
   const double twice = (c[2] - c[0]).cross(c[3] - c[1]);
@@ -111,7 +111,7 @@ bool IsMissing(const board::Edges& edges) {
 
 BoardPlaces BoardPlacesOf(const Shot& shot, const BoardGrid& grid) {
   const board::Lines lines = LinesOf(grid);
-  const cv::Mat1f samples = SamplesOf(shot, grid);
+  const cv::Mat1f samples = FloatSamplesOf(shot, grid);
   board::BentScreen screen(grid.corners, grid.leds);
   BoardPlaces answer;
   const Pattern pattern = PatternOf(board::BlockLevels(samples, screen, lines));
