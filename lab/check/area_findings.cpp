@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "lab/base/size_text.h"
 #include "lab/check/subjects.h"
 
 namespace dravix::lab {
@@ -37,7 +38,7 @@ void CheckCut(const Subject& subject, Findings& findings) {
       Add(findings, "area-cut",
           std::string(outside.size() == 1 ? "the corner " : "the corners ") + List(outside) +
               (outside.size() == 1 ? " lies" : " lie") + " outside the photograph of " +
-              Text(photo) +
+              SizeText(photo) +
               " pixels, where no light was seen, and LEDs there are measured too low: give "
               "corners inside it, or photograph the whole screen",
           {{"corners", Pairs(outside)}, {"photo", Pair(photo)}});
@@ -46,7 +47,7 @@ void CheckCut(const Subject& subject, Findings& findings) {
   }
   if (!subject.isLit || subject.isWhole) return;
   Add(findings, "area-cut",
-      "the lit area reaches the border of the photograph of " + Text(photo) +
+      "the lit area reaches the border of the photograph of " + SizeText(photo) +
           " pixels, so a part of the screen may be missing: turn or move the camera until dark "
           "surroundings show on all sides",
       {{"photo", Pair(photo)}});

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <string>
 
+#include "lab/base/size_text.h"
 #include "lab/check/subjects.h"
 
 namespace dravix::lab {
@@ -108,7 +109,7 @@ void CheckCount(const Subject& subject, const std::array<SeenPeriod, 2>& seen, F
   const cv::Size2d counts(seen[0].count, seen[1].count);
   Add(findings, "led-count",
       "the lit area shows a grid of " + Text(counts, 1) + " LEDs, but the pattern says " +
-          Text(subject.leds) +
+          SizeText(subject.leds) +
           ": correct the pattern's counts of lit LEDs (or its intervals), or check that the "
           "outline holds the whole screen",
       {{"seen", Pair(counts)}, {"pattern", Pair(subject.leds)}});
