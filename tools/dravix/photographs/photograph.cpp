@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "files/camera_file.h"
+#include "files/file_kind.h"
 #include "photographs/formats/sample_levels.h"
 #include "photographs/plane_choice.h"
 #include "photographs/read_picture.h"

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <optional>
 #include <string_view>
 
-#include "files/camera_file.h"
+#include "files/file_kind.h"
 #include "files/files.h"
+#include "photographs/formats/gray_map.h"
 #include "terminal/failure.h"
 
 namespace dravix::tool {
@@ -66,19 +66,17 @@ std::uint64_t InJpeg(std::string_view head) {
   return 0;
 }
 
-std::uint64_t InPgm(const std::string& name) {
-  const auto summary = SummaryOfPgm(name);
-  if (!summary || summary->width < 0 || summary->height < 0) return 0;
-  return Samples(static_cast<std::uint64_t>(summary->width),
-                 static_cast<std::uint64_t>(summary->height), 1);
+std::uint64_t InPgm(std::string_view head) {
+  const auto map = MapHeaderIn(head);
+  return map ? Samples(map->width, map->height, 1) : 0;
 }
 
-std::uint64_t Claimed(const std::string& name, FileKind kind, std::string_view head) {
+std::uint64_t Claimed(FileKind kind, std::string_view head) {
   switch (kind) {
     case FileKind::kShot:
       return InShot(head);
     case FileKind::kPgm:
-      return InPgm(name);
+      return InPgm(head);
     case FileKind::kPicture:
       if (head.starts_with("\x89PNG")) return InPng(head);
       if (head.starts_with("\xFF\xD8")) return InJpeg(head);
@@ -93,7 +91,7 @@ std::uint64_t Claimed(const std::string& name, FileKind kind, std::string_view h
 std::uint64_t SamplesIn(const std::string& name) {
   try {
     const FileHead head = ReadHead(name, kHead);
-    const std::uint64_t claimed = Claimed(name, KindOf(name), head.first);
+    const std::uint64_t claimed = Claimed(KindOf(name), head.first);
     return claimed > 0 ? claimed : head.size;
   } catch (const Failure&) {
     return 0;
