@@ -174,14 +174,15 @@ void CheckBlur(const Subject& subject, cv::Size leds, const std::array<Modulatio
 
 }  // namespace
 
-void CheckGrid(const Subject& subject, Findings& findings) {
+void CheckGrid(Subject& subject, Findings& findings) {
   if (!subject.isLit || !subject.isWhole || !subject.outline) return;
   // Parts of a screen have other counts, and clipped light has waves of its own.
   if (Has(findings, "several-areas") || subject.clipped > kMostClipped) return;
   const std::array<SeenPeriod, 2> seen =
       SeePeriods(subject.samples.plane, *subject.outline, subject.leds, subject.darkLevel);
   CheckCount(subject, seen, findings);
-  const cv::Size leds = CountsFor(subject, seen, Has(findings, "led-count"));
+  subject.counts = CountsFor(subject, seen, Has(findings, "led-count"));
+  const cv::Size leds = subject.counts;
   if (leds.empty()) return;
   const std::array<Modulation, 2> waves =
       ModulationOf(subject.samples.plane, *subject.outline, leds, subject.darkLevel);
