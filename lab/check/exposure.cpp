@@ -74,17 +74,21 @@ int StepOf(const ValueCounts& histogram) {
   constexpr double kNearlyAll = 0.995;  // of the samples
   constexpr double kMost = 0.9;         // of the values that occur
   constexpr int kLargestStep = 512;
-  for (int step = std::min(kLargestStep, (values.back() - values.front()) / 6); step >= 2; --step) {
-    double samples = 0;
-    double multiples = 0;
+  const auto nearlyAllAreMultiples = [&](int step) {
+    double samples = all;
+    auto multiples = static_cast<double>(values.size());
     for (const int value : values) {
-      if ((value - static_cast<int>(commonest)) % step != 0) continue;
-      samples += histogram[static_cast<std::size_t>(value)];
-      multiples += 1;
+      if ((value - static_cast<int>(commonest)) % step == 0) continue;
+      samples -= histogram[static_cast<std::size_t>(value)];
+      multiples -= 1;
+      if (samples < kNearlyAll * all || multiples < kMost * static_cast<double>(values.size())) {
+        return false;  // as for nearly all steps, after a few values
+      }
     }
-    if (samples >= kNearlyAll * all && multiples >= kMost * static_cast<double>(values.size())) {
-      return step;
-    }
+    return true;
+  };
+  for (int step = std::min(kLargestStep, (values.back() - values.front()) / 6); step >= 2; --step) {
+    if (nearlyAllAreMultiples(step)) return step;
   }
   return 1;
 }
