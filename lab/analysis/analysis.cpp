@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <stdexcept>
 #include <string>
 
 #include "lab/analysis/counted_rows.h"
@@ -12,14 +11,10 @@
 #include "lab/analysis/seams.h"
 #include "lab/analysis/uniformity.h"
 #include "lab/base/size_text.h"
+#include "lab/base/unexpected.h"
 
 namespace dravix::lab {
 namespace {
-
-std::invalid_argument Unexpected(const std::string& name, const std::string& found,
-                                 const std::string& expected) {
-  return std::invalid_argument(name + ": found " + found + ", expected " + expected);
-}
 
 void CheckValues(const cv::Mat& values) {
   if (values.dims != 2 || values.empty()) {

@@ -4,13 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 
 #include "lab/assembly/borders.h"
 #include "lab/assembly/limits.h"
 #include "lab/assembly/pairs.h"
 #include "lab/base/size_text.h"
+#include "lab/base/unexpected.h"
 
 namespace dravix::lab {
 namespace {
@@ -26,24 +26,19 @@ std::string Text(cv::Point point) {
   return std::to_string(point.x) + "," + std::to_string(point.y);
 }
 
-[[noreturn]] void Refuse(const std::string& what, const std::string& found,
-                         const std::string& expected) {
-  throw std::invalid_argument(what + ": found " + found + ", expected " + expected);
-}
-
 std::int64_t Area(cv::Size size) { return std::int64_t{size.width} * size.height; }
 
 void CheckPartition(const cv::Rect& partition, cv::Size screen) {
   if (partition.width < 1 || partition.height < 1) {
-    Refuse("partition", SizeText(partition.size()) + " LEDs", "at least one");
+    throw Unexpected("partition", SizeText(partition.size()) + " LEDs", "at least one");
   }
   // Differences of what is not negative cannot overflow.
   const bool within = partition.x >= 0 && partition.y >= 0 &&
                       partition.x <= screen.width - partition.width &&
                       partition.y <= screen.height - partition.height;
   if (!within) {
-    Refuse("partition", SizeText(partition.size()) + " LEDs at " + Text(partition.tl()),
-           "a part of the screen of " + SizeText(screen));
+    throw Unexpected("partition", SizeText(partition.size()) + " LEDs at " + Text(partition.tl()),
+                     "a part of the screen of " + SizeText(screen));
   }
 }
 
@@ -67,12 +62,13 @@ void CheckPairs(const std::vector<Placement>& placements, Match match) {
     }
   }
   if (pairs > kMostPairs) {
-    Refuse("match", "more than " + std::to_string(kMostPairs) + " pairs of results to compare",
-           "fewer; is the same result listed many times?");
+    throw Unexpected("match",
+                     "more than " + std::to_string(kMostPairs) + " pairs of results to compare",
+                     "fewer; is the same result listed many times?");
   }
   if (compared > kMostCompared) {
-    Refuse("match", std::to_string(compared) + " LEDs to compare",
-           "at most " + std::to_string(kMostCompared));
+    throw Unexpected("match", std::to_string(compared) + " LEDs to compare",
+                     "at most " + std::to_string(kMostCompared));
   }
 }
 
@@ -81,7 +77,8 @@ void CheckBorders(const std::vector<Placement>& placements) {
   partitions.reserve(placements.size());
   for (const Placement& placement : placements) partitions.push_back(placement.partition);
   if (BordersOf(Distinct(std::move(partitions)), kMostPairs + 1).size() <= kMostPairs) return;
-  Refuse("partitions", "more than " + std::to_string(kMostPairs) + " shared borders", "fewer");
+  throw Unexpected("partitions", "more than " + std::to_string(kMostPairs) + " shared borders",
+                   "fewer");
 }
 
 }  // namespace
@@ -95,19 +92,21 @@ cv::Size LitLeds(const Placement& placement) {
 void Check(const Placement& placement) {
   const cv::Size screen = placement.screen;
   if (screen.width < 1 || screen.height < 1 || Area(screen) > kMostLeds) {
-    Refuse("screen", SizeText(screen) + " LEDs", "1 to " + std::to_string(kMostLeds));
+    throw Unexpected("screen", SizeText(screen) + " LEDs", "1 to " + std::to_string(kMostLeds));
   }
   CheckPartition(placement.partition, screen);
   const cv::Size interval = placement.interval;
   if (interval.width < 1 || interval.height < 1)
-    Refuse("interval", SizeText(interval), "1 or more");
+    throw Unexpected("interval", SizeText(interval), "1 or more");
   const cv::Point phase = placement.phase;
   if (phase.x < 0 || phase.y < 0 || phase.x >= interval.width || phase.y >= interval.height) {
-    Refuse("place of the lit LED", Text(phase), "one within the interval of " + SizeText(interval));
+    throw Unexpected("place of the lit LED", Text(phase),
+                     "one within the interval of " + SizeText(interval));
   }
   if (phase.x >= placement.partition.width || phase.y >= placement.partition.height) {
-    Refuse("place of the lit LED", Text(phase),
-           "one within the partition of " + SizeText(placement.partition.size()) + " LEDs");
+    throw Unexpected(
+        "place of the lit LED", Text(phase),
+        "one within the partition of " + SizeText(placement.partition.size()) + " LEDs");
   }
 }
 
@@ -116,14 +115,14 @@ void Check(const std::vector<Placement>& placements, Match match) {
   for (const Placement& placement : placements) {
     Check(placement);
     if (placement.screen != placements.front().screen) {
-      Refuse("screen", SizeText(placement.screen),
-             SizeText(placements.front().screen) + " as before");
+      throw Unexpected("screen", SizeText(placement.screen),
+                       SizeText(placements.front().screen) + " as before");
     }
     values += Area(LitLeds(placement));
   }
   if (values > kMostValues) {
-    Refuse("results of one plane", std::to_string(values) + " values",
-           "at most " + std::to_string(kMostValues));
+    throw Unexpected("results of one plane", std::to_string(values) + " values",
+                     "at most " + std::to_string(kMostValues));
   }
   if (match != Match::kNone) CheckPairs(placements, match);
   CheckBorders(placements);

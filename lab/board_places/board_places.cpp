@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <stdexcept>
 
+#include "lab/base/rounded_text.h"
 #include "lab/base/size_text.h"
 #include "lab/board_places/bent_screen.h"
 #include "lab/board_places/edges.h"
@@ -18,12 +18,6 @@ constexpr double kLeastAgreement = 0.8;  ///< of the blocks' levels with the pat
 constexpr double kMostMissing = 0.125;   ///< share of the edges
 constexpr double kMostScatter = 0.3;     ///< pitches
 constexpr int kFineRounds = 3;
-
-std::string Text(double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.3g", value);
-  return text;
-}
 
 /// Where `blocks` blocks over so many LEDs begin and end; empty where they do not fit.
 std::vector<int> LinesOver(int leds, int blocks, int last) {
@@ -48,7 +42,7 @@ board::Lines LinesOf(const BoardGrid& grid) {
   return lines;
 }
 
-cv::Mat1f SamplesOf(const Shot& shot, const BoardGrid& grid) {
+cv::Mat1f FloatSamplesOf(const Shot& shot, const BoardGrid& grid) {
   const int type = shot.image.type();
   const auto& c = grid.corners;
   const double twice = (c[2] - c[0]).cross(c[3] - c[1]);
@@ -110,14 +104,15 @@ bool IsMissing(const board::Edges& edges) {
 
 BoardPlaces BoardPlacesOf(const Shot& shot, const BoardGrid& grid) {
   const board::Lines lines = LinesOf(grid);
-  const cv::Mat1f samples = SamplesOf(shot, grid);
+  const cv::Mat1f samples = FloatSamplesOf(shot, grid);
   board::BentScreen screen(grid.corners, grid.leds);
   BoardPlaces answer;
   const Pattern pattern = PatternOf(board::BlockLevels(samples, screen, lines));
   if (!(pattern.agreement >= kLeastAgreement)) {
     answer.refused = "found levels that agree with " + SizeText(grid.blocks) +
-                     " alternating blocks by " + Text(pattern.agreement) + ", expected at least " +
-                     Text(kLeastAgreement) + ": give the blocks that were shown, and its corners";
+                     " alternating blocks by " + RoundedText(pattern.agreement) +
+                     ", expected at least " + RoundedText(kLeastAgreement) +
+                     ": give the blocks that were shown, and its corners";
     return answer;
   }
   for (int round = 0; round <= kFineRounds; ++round) {
@@ -133,8 +128,8 @@ BoardPlaces BoardPlacesOf(const Shot& shot, const BoardGrid& grid) {
     answer.scatter = screen.Bend(edges.across, edges.down);
   }
   if (!(answer.scatter <= kMostScatter)) {
-    answer.refused = "the blocks' edges depart by " + Text(answer.scatter) +
-                     " pitches from a smooth screen, expected at most " + Text(kMostScatter);
+    answer.refused = "the blocks' edges depart by " + RoundedText(answer.scatter) +
+                     " pitches from a smooth screen, expected at most " + RoundedText(kMostScatter);
     return answer;
   }
   answer.places = PlacesOn(screen);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "lab/base/size_text.h"
 #include "lab/check/subjects.h"
 
 namespace dravix::lab {
@@ -37,7 +38,7 @@ void CheckCut(const Subject& subject, Findings& findings) {
       Add(findings, "area-cut",
           std::string(outside.size() == 1 ? "the corner " : "the corners ") + List(outside) +
               (outside.size() == 1 ? " lies" : " lie") + " outside the photograph of " +
-              Text(photo) +
+              SizeText(photo) +
               " pixels, where no light was seen, and LEDs there are measured too low: give "
               "corners inside it, or photograph the whole screen",
           {{"corners", Pairs(outside)}, {"photo", Pair(photo)}});
@@ -46,43 +47,10 @@ void CheckCut(const Subject& subject, Findings& findings) {
   }
   if (!subject.isLit || subject.isWhole) return;
   Add(findings, "area-cut",
-      "the lit area reaches the border of the photograph of " + Text(photo) +
+      "the lit area reaches the border of the photograph of " + SizeText(photo) +
           " pixels, so a part of the screen may be missing: turn or move the camera until dark "
           "surroundings show on all sides",
       {{"photo", Pair(photo)}});
-}
-
-void CheckCorners(const Subject& subject, Findings& findings) {
-  if (!subject.given || !subject.outline || !subject.isWhole) return;
-  if (Has(findings, "area-cut")) return;
-  const cv::Size2d sides = MeanSides(subject.outline->corners);
-  // Without a pattern a hundredth of the side stands for an LED.
-  const cv::Size leds = subject.leds.empty() ? cv::Size(100, 100) : subject.leds;
-  const cv::Size2d pitch(sides.width / leds.width, sides.height / leds.height);
-  double farthest = 0;
-  std::size_t worst = 0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    double nearest = -1;
-    for (const cv::Point2d& found : subject.outline->corners) {
-      const cv::Point2d off = found - subject.given->at(i);
-      const double distance = std::hypot(off.x / pitch.width, off.y / pitch.height);
-      if (nearest < 0 || distance < nearest) nearest = distance;
-    }
-    if (nearest > farthest) {
-      farthest = nearest;
-      worst = i;
-    }
-  }
-  if (farthest <= kFarCorner) return;
-  const std::vector<cv::Point2d> found(subject.outline->corners.begin(),
-                                       subject.outline->corners.end());
-  Add(findings, "corners-off",
-      "the given corner " + Text(subject.given->at(worst)) + " lies " + Text(farthest, 1) +
-          " LEDs from the nearest corner of the lit area, whose corners are " + List(found) +
-          ": measure with these, or find the area with `dravix region blur`",
-      {{"distance", farthest},
-       {"corner", Pair(subject.given->at(worst))},
-       {"found", Pairs(found)}});
 }
 
 void CheckTilt(const Subject& subject, Findings& findings) {
@@ -130,8 +98,40 @@ void CheckSearch(const Subject& subject, Findings& findings) {
 void CheckArea(const Subject& subject, Findings& findings) {
   CheckSearch(subject, findings);
   CheckCut(subject, findings);
-  CheckCorners(subject, findings);
   CheckTilt(subject, findings);
+}
+
+void CheckCorners(const Subject& subject, Findings& findings) {
+  if (!subject.given || !subject.outline || !subject.isWhole) return;
+  if (Has(findings, "area-cut")) return;
+  const cv::Size2d sides = MeanSides(subject.outline->corners);
+  // Where nothing says how many LEDs there are, a hundredth of the side stands for one.
+  const cv::Size leds = subject.counts.empty() ? cv::Size(100, 100) : subject.counts;
+  const cv::Size2d pitch(sides.width / leds.width, sides.height / leds.height);
+  double farthest = 0;
+  std::size_t worst = 0;
+  for (std::size_t i = 0; i < 4; ++i) {
+    double nearest = -1;
+    for (const cv::Point2d& found : subject.outline->corners) {
+      const cv::Point2d off = found - subject.given->at(i);
+      const double distance = std::hypot(off.x / pitch.width, off.y / pitch.height);
+      if (nearest < 0 || distance < nearest) nearest = distance;
+    }
+    if (nearest > farthest) {
+      farthest = nearest;
+      worst = i;
+    }
+  }
+  if (farthest <= kFarCorner) return;
+  const std::vector<cv::Point2d> found(subject.outline->corners.begin(),
+                                       subject.outline->corners.end());
+  Add(findings, "corners-off",
+      "the given corner " + Text(subject.given->at(worst)) + " lies " + Text(farthest, 1) +
+          " LEDs from the nearest corner of the lit area, whose corners are " + List(found) +
+          ": measure with these, or find the area with `dravix region blur`",
+      {{"distance", farthest},
+       {"corner", Pair(subject.given->at(worst))},
+       {"found", Pairs(found)}});
 }
 
 void CheckResolution(const Subject& subject, Findings& findings) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "lab/base/size_text.h"
 #include "lab/check/subjects.h"
 
 namespace dravix::lab {
@@ -124,7 +125,7 @@ bool CheckCounts(const Subject& subject, Findings& findings) {
   if (blocks.empty() || subject.leds.empty()) return true;
   if (FitLeds(blocks, subject.options.last, subject.leds)) return true;
   Add(findings, "blocks",
-      Text(blocks) + " blocks do not fit the pattern's " + Text(subject.leds) +
+      SizeText(blocks) + " blocks do not fit the pattern's " + SizeText(subject.leds) +
           " LEDs: blocks are square and at least 2 x 2, and only the last column and row may be "
           "narrower, which --last-width and --last-height say; count the blocks again",
       {{"blocks", Pair(blocks)}, {"leds", Pair(subject.leds)}});
@@ -155,7 +156,7 @@ void CheckBlocks(const Subject& subject, Findings& findings) {
   };
   if (inPhoto.agreement >= kAgrees) {
     Add(findings, "blocks",
-        "the photograph shows a checkerboard of " + Text(inPhoto.blocks) + " blocks" +
+        "the photograph shows a checkerboard of " + SizeText(inPhoto.blocks) + " blocks" +
             (inBoard.agreement < kNothing
                  ? ", and the checkerboard photograph an even area: exchange the two"
                  : ", where the evenly lit screen is expected: give the photograph of that"),
@@ -175,7 +176,7 @@ void CheckBlocks(const Subject& subject, Findings& findings) {
     return;
   }
   Add(findings, "blocks",
-      "the checkerboard shows " + Text(inBoard.blocks) + " blocks, where " + Text(blocks) +
+      "the checkerboard shows " + SizeText(inBoard.blocks) + " blocks, where " + SizeText(blocks) +
           " are expected: give the counts of blocks that were shown, or show the checkerboard "
           "again",
       values(inBoard));

@@ -81,13 +81,14 @@ void Look(Subject& subject) {
 
 std::vector<Finding> Check(const Shot& photo, const CheckOptions& options) {
   Subject subject{
-      photo, options, SamplesOf(photo), {}, LedsOf(photo), {}, {}, {}, false, false, false, 0,
-      0,     0};
+      photo, options, SamplesOf(photo), {}, LedsOf(photo), {}, {}, {}, false, false, false, 0, 0,
+      0,     {}};
   subject.given = GivenCorners(photo, options);
   const Shot* board = options.checkerboard;
   if (board != nullptr && board->image.size() == photo.image.size()) {
     subject.board = SamplesOf(*board);
   }
+  subject.counts = subject.leds;
   Findings findings;
   CheckMetadata(subject, findings);
   Look(subject);
@@ -97,6 +98,7 @@ std::vector<Finding> Check(const Shot& photo, const CheckOptions& options) {
   CheckExposure(subject, findings);
   const bool isEven = !Has(findings, "mosaic") && !Has(findings, "blocks");
   if (isEven) CheckGrid(subject, findings);
+  CheckCorners(subject, findings);
   CheckResolution(subject, findings);
   std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
     return a.severity == Severity::kError && b.severity != Severity::kError;

@@ -14,22 +14,22 @@ namespace {
 constexpr double kPlateau = 0.001;  // share of the samples; less may be hot pixels
 constexpr double kDark = 0.05;      // of the sensor's range
 
-using Histogram = std::vector<std::uint32_t>;
+using ValueCounts = std::vector<std::uint32_t>;
 
-std::uint64_t CountAll(const Histogram& histogram) {
+std::uint64_t CountAll(const ValueCounts& histogram) {
   std::uint64_t sum = 0;
   for (const std::uint32_t count : histogram) sum += count;
   return sum;
 }
 
-int LargestValue(const Histogram& histogram) {
+int LargestValue(const ValueCounts& histogram) {
   for (int value = static_cast<int>(histogram.size()) - 1; value >= 0; --value) {
     if (histogram[static_cast<std::size_t>(value)] > 0) return value;
   }
   return 0;
 }
 
-double ShareFrom(const Histogram& histogram, int value, std::uint64_t all) {
+double ShareFrom(const ValueCounts& histogram, int value, std::uint64_t all) {
   std::uint64_t sum = 0;
   for (auto v = static_cast<std::size_t>(std::max(0, value)); v < histogram.size(); ++v) {
     sum += histogram[v];
@@ -39,7 +39,7 @@ double ShareFrom(const Histogram& histogram, int value, std::uint64_t all) {
 
 /// The share of samples at the largest value where they pile up there. Light that is not cut off
 /// thins out toward its largest value: the values just below occur about as often or more.
-double PlateauShare(const Histogram& histogram, std::uint64_t all) {
+double PlateauShare(const ValueCounts& histogram, std::uint64_t all) {
   const int largest = LargestValue(histogram);
   const double count = histogram[static_cast<std::size_t>(largest)];
   constexpr int kNext = 6;       // values that occur, below the largest
@@ -58,7 +58,7 @@ double PlateauShare(const Histogram& histogram, std::uint64_t all) {
 
 /// The largest step from 2 on of which nearly all values are multiples, apart from one remainder; 1
 /// where there is none. The largest value is left out: there a stretched range may have been cut.
-int StepOf(const Histogram& histogram) {
+int StepOf(const ValueCounts& histogram) {
   std::vector<int> values;
   double all = 0;
   const auto largest = static_cast<std::size_t>(LargestValue(histogram));
@@ -74,17 +74,21 @@ int StepOf(const Histogram& histogram) {
   constexpr double kNearlyAll = 0.995;  // of the samples
   constexpr double kMost = 0.9;         // of the values that occur
   constexpr int kLargestStep = 512;
-  for (int step = std::min(kLargestStep, (values.back() - values.front()) / 6); step >= 2; --step) {
-    double samples = 0;
-    double multiples = 0;
+  const auto nearlyAllAreMultiples = [&](int step) {
+    double samples = all;
+    auto multiples = static_cast<double>(values.size());
     for (const int value : values) {
-      if ((value - static_cast<int>(commonest)) % step != 0) continue;
-      samples += histogram[static_cast<std::size_t>(value)];
-      multiples += 1;
+      if ((value - static_cast<int>(commonest)) % step == 0) continue;
+      samples -= histogram[static_cast<std::size_t>(value)];
+      multiples -= 1;
+      if (samples < kNearlyAll * all || multiples < kMost * static_cast<double>(values.size())) {
+        return false;  // as for nearly all steps, after a few values
+      }
     }
-    if (samples >= kNearlyAll * all && multiples >= kMost * static_cast<double>(values.size())) {
-      return step;
-    }
+    return true;
+  };
+  for (int step = std::min(kLargestStep, (values.back() - values.front()) / 6); step >= 2; --step) {
+    if (nearlyAllAreMultiples(step)) return step;
   }
   return 1;
 }
@@ -98,7 +102,7 @@ int BitsFor(int value) {
   return kUsual.back();
 }
 
-void CheckSaturation(Subject& subject, const Histogram& histogram, std::uint64_t all,
+void CheckSaturation(Subject& subject, const ValueCounts& histogram, std::uint64_t all,
                      bool aboveRange, Findings& findings) {
   const int largest = LargestValue(histogram);
   const bool topKnown = subject.samples.bits > 0 && !aboveRange;
@@ -114,7 +118,7 @@ void CheckSaturation(Subject& subject, const Histogram& histogram, std::uint64_t
       {{"share", share}, {"top", static_cast<double>(top)}, {"largest", double(largest)}});
 }
 
-void CheckDarkness(const Subject& subject, const Histogram& histogram, Findings& findings) {
+void CheckDarkness(const Subject& subject, const ValueCounts& histogram, Findings& findings) {
   const int bits =
       subject.samples.bits > 0 ? subject.samples.bits : BitsFor(LargestValue(histogram));
   const double top = (1 << bits) - 1;
@@ -129,7 +133,7 @@ void CheckDarkness(const Subject& subject, const Histogram& histogram, Findings&
 }
 
 /// Which of the three signs of a range that is not the sensor's own is seen, the plainest first.
-void CheckRange(const Subject& subject, const Histogram& histogram, std::uint64_t all,
+void CheckRange(const Subject& subject, const ValueCounts& histogram, std::uint64_t all,
                 bool aboveRange, Findings& findings) {
   const int largest = LargestValue(histogram);
   if (aboveRange) {
@@ -170,7 +174,7 @@ void CheckRange(const Subject& subject, const Histogram& histogram, std::uint64_
 }  // namespace
 
 void CheckExposure(Subject& subject, Findings& findings) {
-  const Histogram histogram =
+  const ValueCounts histogram =
       HistogramOf(subject.samples.plane, subject.outline ? &*subject.outline : nullptr);
   const std::uint64_t all = CountAll(histogram);
   if (all == 0) return;

@@ -46,10 +46,6 @@ std::string Percent(double share) {
   return Text(percent, std::abs(percent) < 1 ? 2 : 1) + " %";
 }
 
-std::string Text(cv::Size size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
-
 std::string Text(cv::Size2d size, int digits) {
   return Text(size.width, digits) + " x " + Text(size.height, digits);
 }

@@ -23,8 +23,6 @@ void Add(Findings& findings, std::string_view id, std::string message, FindingVa
 [[nodiscard]] std::string Text(double number, int digits = 2);
 /// "12.3 %" for 0.123.
 [[nodiscard]] std::string Percent(double share);
-/// "40 x 30".
-[[nodiscard]] std::string Text(cv::Size size);
 /// "40.5 x 30.2".
 [[nodiscard]] std::string Text(cv::Size2d size, int digits = 2);
 /// "12,34".

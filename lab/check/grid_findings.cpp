@@ -11,6 +11,7 @@
 #include <cmath>
 #include <string>
 
+#include "lab/base/size_text.h"
 #include "lab/check/subjects.h"
 
 namespace dravix::lab {
@@ -108,7 +109,7 @@ void CheckCount(const Subject& subject, const std::array<SeenPeriod, 2>& seen, F
   const cv::Size2d counts(seen[0].count, seen[1].count);
   Add(findings, "led-count",
       "the lit area shows a grid of " + Text(counts, 1) + " LEDs, but the pattern says " +
-          Text(subject.leds) +
+          SizeText(subject.leds) +
           ": correct the pattern's counts of lit LEDs (or its intervals), or check that the "
           "outline holds the whole screen",
       {{"seen", Pair(counts)}, {"pattern", Pair(subject.leds)}});
@@ -173,14 +174,15 @@ void CheckBlur(const Subject& subject, cv::Size leds, const std::array<Modulatio
 
 }  // namespace
 
-void CheckGrid(const Subject& subject, Findings& findings) {
+void CheckGrid(Subject& subject, Findings& findings) {
   if (!subject.isLit || !subject.isWhole || !subject.outline) return;
   // Parts of a screen have other counts, and clipped light has waves of its own.
   if (Has(findings, "several-areas") || subject.clipped > kMostClipped) return;
   const std::array<SeenPeriod, 2> seen =
       SeePeriods(subject.samples.plane, *subject.outline, subject.leds, subject.darkLevel);
   CheckCount(subject, seen, findings);
-  const cv::Size leds = CountsFor(subject, seen, Has(findings, "led-count"));
+  subject.counts = CountsFor(subject, seen, Has(findings, "led-count"));
+  const cv::Size leds = subject.counts;
   if (leds.empty()) return;
   const std::array<Modulation, 2> waves =
       ModulationOf(subject.samples.plane, *subject.outline, leds, subject.darkLevel);

@@ -21,12 +21,12 @@
 namespace dravix::lab {
 namespace {
 
-constexpr int kLongestSide = 1200;     // pixels of the reduced picture: quick, and exact enough
-constexpr int kSmallestSide = 8;       // pixels; smaller pictures show no area
-constexpr double kStep = 0.3;          // of the step from dark to lit, see above
-constexpr double kFirstSigma = 1.0;    // pixels of the reduced picture
-constexpr double kNextSigma = 1.6;     // factor between two widths
-constexpr double kSolid = 0.93;        // of the hull's area that a melted area covers
+constexpr int kLongestReducedSide = 1200;  // pixels of the reduced picture: quick, and exact enough
+constexpr int kSmallestSide = 8;           // pixels; smaller pictures show no area
+constexpr double kStep = 0.3;              // of the step from dark to lit, see above
+constexpr double kFirstSigma = 1.0;        // pixels of the reduced picture
+constexpr double kNextSigma = 1.6;         // factor between two widths
+constexpr double kSolid = 0.93;            // of the hull's area that a melted area covers
 constexpr double kLoose = 0.005;       // of the largest area: single LEDs that still stand apart
 constexpr std::ptrdiff_t kLamps = 2;   // small areas that are reflections and lamps, no LEDs
 constexpr std::size_t kMostAreas = 9;  // more areas of like size are single LEDs or noise
@@ -36,20 +36,20 @@ constexpr double kLeastSamples = 0.5;  // likewise, in samples of a melted pictu
 
 using Contour = std::vector<cv::Point>;
 
-struct Reduced {
+struct ReducedPicture {
   cv::Mat1f picture;
   int factor = 1;  ///< pixels of the photograph along one of the picture's
 };
 
-Reduced Reduce(const cv::Mat& plane) {
+ReducedPicture Reduce(const cv::Mat& plane) {
   const int longest = std::max(plane.cols, plane.rows);
-  const int factor = std::max(1, (longest + kLongestSide - 1) / kLongestSide);
+  const int factor = std::max(1, (longest + kLongestReducedSide - 1) / kLongestReducedSide);
   const cv::Size size(std::max(1, plane.cols / factor), std::max(1, plane.rows / factor));
   const cv::Rect whole(0, 0, std::min(plane.cols, size.width * factor),
                        std::min(plane.rows, size.height * factor));
   cv::Mat small;
   cv::resize(plane(whole), small, size, 0, 0, cv::INTER_AREA);
-  Reduced reduced{{}, factor};
+  ReducedPicture reduced{{}, factor};
   small.convertTo(reduced.picture, CV_32F);
   return reduced;
 }
@@ -237,7 +237,7 @@ double SigmaFor(const Corners& corners, cv::Size leds, double solid) {
   return std::max(solid, std::min(0.6 * pitch, most));
 }
 
-LitArea AreaOfContour(const Reduced& reduced, const Blobs& blobs, const Contour& contour,
+LitArea AreaOfContour(const ReducedPicture& reduced, const Blobs& blobs, const Contour& contour,
                       cv::Size leds) {
   LitArea area;
   const double pixels = static_cast<double>(reduced.factor) * reduced.factor;
@@ -297,7 +297,7 @@ bool IsLitInside(const cv::Mat& plane, const Corners& corners, cv::Size leds) {
   for (const cv::Point2d& c : corners) {
     if (c.x < -1 || c.y < -1 || c.x > plane.cols || c.y > plane.rows) return false;
   }
-  const Reduced reduced = Reduce(plane);
+  const ReducedPicture reduced = Reduce(plane);
   const Corners given = InReduced(corners, reduced.factor);
   const double sigma = SigmaFor(given, leds, kFirstSigma);
   cv::Mat1f melted;
@@ -316,7 +316,7 @@ bool IsLitInside(const cv::Mat& plane, const Corners& corners, cv::Size leds) {
 LitAreas FindLitAreas(const cv::Mat& plane, cv::Size leds) {
   LitAreas found;
   if (std::min(plane.cols, plane.rows) < kSmallestSide) return found;
-  const Reduced reduced = Reduce(plane);
+  const ReducedPicture reduced = Reduce(plane);
   if (std::min(reduced.picture.cols, reduced.picture.rows) < kSmallestSide) return found;
   const Blobs blobs = Melt(reduced.picture);
   if (blobs.contours.empty()) return found;

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <string>
 
+#include "lab/base/size_text.h"
 #include "lab/check/subjects.h"
 
 namespace dravix::lab {
@@ -30,7 +31,8 @@ void CheckPattern(const Shot& photo, Findings& findings) {
   const Shot::Pattern& p = *photo.pattern;
   const cv::Size lit(p.lighted_led_w, p.lighted_led_h);
   if (p.lighted_led_w < 1 || p.lighted_led_h < 1) {
-    Add(findings, "pattern", "the pattern says that " + Text(lit) + " LEDs are lit: " + kSetPattern,
+    Add(findings, "pattern",
+        "the pattern says that " + SizeText(lit) + " LEDs are lit: " + kSetPattern,
         {{"lit", Pair(lit)}});
     return;
   }
@@ -51,7 +53,7 @@ void CheckPattern(const Shot& photo, Findings& findings) {
   const std::int64_t down = LitLeds(whole.h, p.interval_y, p.loc_y);
   if (across == p.lighted_led_w && down == p.lighted_led_h) return;
   Add(findings, "pattern",
-      "the pattern says that " + Text(lit) + " LEDs are lit, but of the partition's " +
+      "the pattern says that " + SizeText(lit) + " LEDs are lit, but of the partition's " +
           std::to_string(whole.w) + " x " + std::to_string(whole.h) + " LEDs it lights " +
           std::to_string(across) + " x " + std::to_string(down) + ", one of every " + interval +
           " from " + place + " on: correct the pattern or the partition",
@@ -67,7 +69,8 @@ void CheckFrame(const Shot& photo, const CheckOptions& options, Findings& findin
   const auto differs = [&](const std::string& what, cv::Size other, const std::string& advice) {
     if (other == size || Has(findings, "frame")) return;
     Add(findings, "frame",
-        what + " " + Text(other) + " pixels, but the photograph has " + Text(size) + ": " + advice,
+        what + " " + SizeText(other) + " pixels, but the photograph has " + SizeText(size) + ": " +
+            advice,
         {{"photo", Pair(size)}, {"other", Pair(other)}});
   };
   if (options.region != nullptr) {

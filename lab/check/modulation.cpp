@@ -17,14 +17,13 @@
 namespace dravix::lab {
 namespace {
 
-constexpr int kTiles = 3;              // along each axis, at most
-constexpr double kLedsPerTile = 24;    // along each axis, at least where there are so many
-constexpr double kFewestPixels = 160;  // likewise
-constexpr double kMostPixels = 240;    // along a tile's side
+constexpr int kTiles = 3;                  // along each axis, at most
+constexpr double kLedsPerTile = 24;        // along each axis, at least where there are so many
+constexpr double kFewestTilePixels = 160;  // likewise
+constexpr double kMostPixels = 240;        // along a tile's side
 // Waves in a tile to the four sides of a wave's frequency where no wave of the grid lies, and the
 // sums show what noise and LEDs that differ give.
 constexpr double kBeside = 5.5;
-constexpr std::size_t kSides = 4;
 // Waves in a tile by which two frequencies must differ: half the width of the window's spectrum.
 constexpr double kApart = 4.5;
 
@@ -38,25 +37,38 @@ double Window(double x) {
   return 0.35875 + 0.48829 * std::cos(a) + 0.14128 * std::cos(2 * a) + 0.01168 * std::cos(3 * a);
 }
 
-struct Sums {
-  std::array<Complex, kHarmonics> wave{};
-  std::array<std::array<Complex, kSides>, kHarmonics> beside{};
-
-  /// Adds light at a place in LEDs; `shifts` turn the sum to the frequencies beside.
-  void Add(double position, double light, const std::array<Complex, kSides>& shifts) {
+/// The sums of a tile along one axis. At frequencies to the sides of a wave's, the light is turned
+/// once more, by the pixel's place in its row and by that of the row.
+class WaveSums {
+ public:
+  /// Adds light at a place in LEDs; `shift` turns it by the pixel's place in the row.
+  void Add(double position, double light, const Complex& shift) {
     const Complex one = std::polar(1.0, -2 * CV_PI * position);
     Complex power = light;
     for (std::size_t k = 0; k < kHarmonics; ++k) {
       power = Times(power, one);
-      wave[k] += power;
-      for (std::size_t i = 0; i < kSides; ++i) beside[k][i] += Times(power, shifts[i]);
+      row_[k] += power;
+      cosines_[k] += shift.real() * power;
+      sines_[k] += shift.imag() * power;
+    }
+  }
+  /// Ends a row of pixels; `shift` turns it by its place in the tile.
+  void EndRow(const Complex& shift) {
+    for (std::size_t k = 0; k < kHarmonics; ++k) {
+      wave_[k] += row_[k];
+      above_[k] += Times(row_[k], shift);
+      below_[k] += Times(row_[k], std::conj(shift));
+      row_[k] = 0;
     }
   }
 
-  [[nodiscard]] double Beside(std::size_t k) const {
-    double sum = 0;
-    for (const Complex& c : beside.at(k)) sum += std::norm(c) / kSides;
-    return sum;
+  [[nodiscard]] double PowerOfWave(std::size_t k) const { return std::norm(wave_.at(k)); }
+  /// The mean power to the four sides. Those to the left and to the right are cosines + i sines and
+  /// cosines - i sines, and together have twice the power of both.
+  [[nodiscard]] double PowerBeside(std::size_t k) const {
+    return (2 * (std::norm(cosines_.at(k)) + std::norm(sines_.at(k))) + std::norm(above_.at(k)) +
+            std::norm(below_.at(k))) /
+           4;
   }
 
  private:
@@ -64,6 +76,8 @@ struct Sums {
   static Complex Times(const Complex& a, const Complex& b) {
     return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
   }
+  using Harmonics = std::array<Complex, kHarmonics>;
+  Harmonics row_{}, wave_{}, cosines_{}, sines_{}, above_{}, below_{};
 };
 
 /// A part of the photograph under a window that falls to 0 at its border.
@@ -87,7 +101,8 @@ class Measured {
 
   void AddTiles(cv::Size2d sides) {
     const auto halfOf = [](double side, double one) {
-      return 0.5 * std::min({0.9 * side, std::max(kLedsPerTile * one, kFewestPixels), kMostPixels});
+      return 0.5 *
+             std::min({0.9 * side, std::max(kLedsPerTile * one, kFewestTilePixels), kMostPixels});
     };
     const cv::Size2d half(halfOf(sides.width, pitch_.width), halfOf(sides.height, pitch_.height));
     const auto countOf = [](double side, double halfTile) {
@@ -187,7 +202,7 @@ class Measured {
   }
 
   void Add(const Tile& tile) {
-    std::array<Sums, 2> sums;
+    std::array<WaveSums, 2> sums;
     double total = 0;
     const cv::Rect& r = tile.pixels;
     std::vector<double> windowX;
@@ -205,13 +220,12 @@ class Measured {
       for (int x = r.x; x < r.x + r.width; ++x) {
         const auto i = static_cast<std::size_t>(x - r.x);
         const double light = windowY * windowX[i] * (row[x] - dark_);
-        const std::array<Complex, kSides> shifts = {shiftX[i], std::conj(shiftX[i]), shiftY,
-                                                    std::conj(shiftY)};
         const cv::Point2d led = LedsAt(cv::Point2d(x, y));
-        sums[0].Add(led.x, light, shifts);
-        sums[1].Add(led.y, light, shifts);
+        sums[0].Add(led.x, light, shiftX[i]);
+        sums[1].Add(led.y, light, shiftX[i]);
         total += light;
       }
+      for (WaveSums& axis : sums) axis.EndRow(shiftY);
     }
     if (total <= 0) return;
     const Frequencies grid = FrequenciesIn(tile);
@@ -220,8 +234,8 @@ class Measured {
         const auto alias = Alias(grid, axis, static_cast<int>(k) + 1, tile.half);
         if (!alias) continue;
         Axis& a = axes_.at(axis);
-        a.wave.at(k) += std::norm(sums.at(axis).wave.at(k) / total);
-        a.beside.at(k) += sums.at(axis).Beside(k) / (total * total);
+        a.wave.at(k) += sums.at(axis).PowerOfWave(k) / (total * total);
+        a.beside.at(k) += sums.at(axis).PowerBeside(k) / (total * total);
         a.alias.at(k) += *alias;
         a.tiles.at(k) += 1;
       }

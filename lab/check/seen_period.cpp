@@ -51,6 +51,17 @@ cv::Mat1f Windowed(const cv::Mat& tile, double dark, const cv::Mat1f& window) {
   return light;
 }
 
+/// Adds the squared magnitudes of complex numbers, in one pass over both.
+void AddSquares(const cv::Mat2f& transformed, cv::Mat1d& power) {
+  for (int y = 0; y < power.rows; ++y) {
+    const cv::Vec2f* from = transformed[y];
+    double* to = power[y];
+    for (int x = 0; x < power.cols; ++x) {
+      to[x] += static_cast<double>(from[x][0] * from[x][0] + from[x][1] * from[x][1]);
+    }
+  }
+}
+
 /// The mean power spectrum of the tiles; empty where the area is too small.
 cv::Mat1d PowerOf(const cv::Mat& plane, const Outline& outline, double dark, cv::Size& tile) {
   const cv::Size2d sides = MeanSides(outline.corners);
@@ -92,12 +103,7 @@ cv::Mat1d PowerOf(const cv::Mat& plane, const Outline& outline, double dark, cv:
       waves.copyTo(field(cv::Rect({0, 0}, tile)));
       cv::Mat transformed;
       cv::dft(field, transformed, cv::DFT_COMPLEX_OUTPUT, tile.height);
-      std::vector<cv::Mat> parts;
-      cv::split(transformed, parts);
-      cv::Mat squares = parts[0].mul(parts[0]) + parts[1].mul(parts[1]);
-      cv::Mat wide;
-      squares.convertTo(wide, CV_64F);
-      power += wide;
+      AddSquares(transformed, power);
       ++added;
     }
   }

@@ -13,9 +13,9 @@
 namespace dravix::lab {
 namespace {
 
-constexpr int kLines = 64;        // across each side
-constexpr double kMargin = 0.06;  // of a side near the corners, where two edges melt together
-constexpr double kStep = 0.25;    // pixels along a line
+constexpr int kLines = 64;              // across each side
+constexpr double kCornerMargin = 0.06;  // of a side near the corners, where two edges melt together
+constexpr double kLineStep = 0.25;      // pixels along a line
 
 /// Bilinear; nothing outside the picture.
 std::optional<double> At(const cv::Mat1f& picture, cv::Point2d p) {
@@ -39,11 +39,11 @@ std::optional<double> Crossing(const cv::Mat1f& picture, const Side& side, doubl
                                double dark, double leastStep = 0) {
   const cv::Point2d foot = side.At(t);
   const cv::Point2d outward = side.Outward();
-  const int count = static_cast<int>(2 * reach / kStep) + 1;
+  const int count = static_cast<int>(2 * reach / kLineStep) + 1;
   std::vector<double> line;
   line.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
-    const auto value = At(picture, foot + (i * kStep - reach) * outward);
+    const auto value = At(picture, foot + (i * kLineStep - reach) * outward);
     if (!value) break;
     line.push_back(*value);
   }
@@ -60,18 +60,18 @@ std::optional<double> Crossing(const cv::Mat1f& picture, const Side& side, doubl
   for (std::size_t i = 1; i < line.size(); ++i) {
     if (line[i - 1] >= half && line[i] < half) {
       const double part = (line[i - 1] - half) / (line[i - 1] - line[i]);
-      return (static_cast<double>(i - 1) + part) * kStep - reach;
+      return (static_cast<double>(i - 1) + part) * kLineStep - reach;
     }
   }
   return std::nullopt;
 }
 
-struct Place {
+struct EdgePlace {
   double t, off;
 };
 
 /// Least squares with weights that fall with the distance from the last parabola (Tukey's).
-std::array<double, 3> Parabola(const std::vector<Place>& places) {
+std::array<double, 3> Parabola(const std::vector<EdgePlace>& places) {
   std::array<double, 3> fit = {0, 0, 0};
   std::vector<double> weights(places.size(), 1);
   for (int round = 0; round < 6; ++round) {
@@ -86,7 +86,7 @@ std::array<double, 3> Parabola(const std::vector<Place>& places) {
     if (!cv::solve(normal, right, solution, cv::DECOMP_CHOLESKY)) return fit;
     fit = {solution[0], solution[1], solution[2]};
     std::vector<double> residuals;
-    for (const Place& p : places) {
+    for (const EdgePlace& p : places) {
       residuals.push_back(std::abs(p.off - (fit[0] + p.t * (fit[1] + p.t * fit[2]))));
     }
     std::vector<double> sorted = residuals;
@@ -104,9 +104,9 @@ std::array<double, 3> Parabola(const std::vector<Place>& places) {
 /// Lays the side through the edge that is seen, and gives the share of its lines that show one
 /// there.
 double Fit(const cv::Mat1f& picture, Side& side, double reach, double dark) {
-  std::vector<Place> places;
+  std::vector<EdgePlace> places;
   for (int i = 0; i < kLines; ++i) {
-    const double t = kMargin + (1 - 2 * kMargin) * i / (kLines - 1);
+    const double t = kCornerMargin + (1 - 2 * kCornerMargin) * i / (kLines - 1);
     if (const auto off = Crossing(picture, side, t, reach, dark)) {
       places.push_back({t, side.Bow(t) + *off});
     }
@@ -117,7 +117,7 @@ double Fit(const cv::Mat1f& picture, Side& side, double reach, double dark) {
   constexpr double kMostBow = 0.04;
   if (std::abs(side.bow[2]) / 4 > kMostBow * side.Length()) return 0;
   const double near = std::max(1.0, 0.01 * side.Length());
-  const auto count = std::count_if(places.begin(), places.end(), [&](const Place& p) {
+  const auto count = std::count_if(places.begin(), places.end(), [&](const EdgePlace& p) {
     return std::abs(p.off - side.Bow(p.t)) < near;
   });
   return static_cast<double>(count) / kLines;
@@ -163,7 +163,7 @@ std::array<double, 4> FallShares(const cv::Mat1f& melted, const Corners& corners
     // A lens bows a side, and corners are given in whole pixels.
     const double near = std::max(0.5 * reach, 0.01 * side.Length());
     for (int line = 0; line < kLines; ++line) {
-      const double t = kMargin + (1 - 2 * kMargin) * line / (kLines - 1);
+      const double t = kCornerMargin + (1 - 2 * kCornerMargin) * line / (kLines - 1);
       const auto off = Crossing(melted, side, t, reach, 0, step);
       if (off && std::abs(*off) < near) shares.at(i) += 1.0 / kLines;
     }

@@ -30,11 +30,12 @@ struct Subject {
   double litLevel = 0;             ///< samples: the area's median, the LEDs melted together
   double darkLevel = 0;            ///< samples: the surroundings
   double clipped = 0;              ///< share of the lit area's samples at the sensor's top
+  cv::Size counts;  ///< LEDs in the area: what is seen where the pattern is missing or wrong
 };
 
 /// pattern, frame, and mosaic as far as the shot's type says it.
 void CheckMetadata(const Subject& subject, Findings& findings);
-/// no-area, several-areas, area-cut, corners-off, resolution, tilt.
+/// no-area, several-areas, area-cut, tilt.
 void CheckArea(const Subject& subject, Findings& findings);
 /// saturated, too-dark, bit-depth. Fills in `clipped`.
 void CheckExposure(Subject& subject, Findings& findings);
@@ -42,9 +43,11 @@ void CheckExposure(Subject& subject, Findings& findings);
 void CheckMosaic(const Subject& subject, Findings& findings);
 /// blocks.
 void CheckBlocks(const Subject& subject, Findings& findings);
-/// led-count, too-sharp, too-blurred, moire.
-void CheckGrid(const Subject& subject, Findings& findings);
-/// resolution; after CheckGrid, which may find that the pattern's counts are not the screen's.
+/// led-count, too-sharp, too-blurred, moire. Fills in `counts`.
+void CheckGrid(Subject& subject, Findings& findings);
+/// corners-off, in LEDs of `counts`.
+void CheckCorners(const Subject& subject, Findings& findings);
+/// resolution; after the last two, which may find that pattern or corners are not the screen's.
 void CheckResolution(const Subject& subject, Findings& findings);
 
 /// The corners that a measurement with this region would use, or nothing.

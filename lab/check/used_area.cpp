@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kWorkingScale = 1.3;  // of the working picture against the photograph
 constexpr double kLitShare = 0.85;     // of the working picture that the corners take
-constexpr int kSide = 11;              // pixels: of the Gaussian and of the cleaning square
+constexpr int kSmoothedSide = 11;      // pixels: of the Gaussian and of the cleaning square
 constexpr double kSigma = 10;          // pixels
 
 cv::Mat PhotoToWorking(const std::vector<cv::Point>& ordered, cv::Size working) {
@@ -44,9 +44,9 @@ cv::Mat EightBits(const Shot& photo, const cv::Mat& working) {
 /// The mask of the largest lit area; empty where there is none.
 cv::Mat LitMask(const cv::Mat& eight) {
   cv::Mat lit;
-  cv::GaussianBlur(eight, lit, {kSide, kSide}, kSigma);
+  cv::GaussianBlur(eight, lit, {kSmoothedSide, kSmoothedSide}, kSigma);
   cv::threshold(lit, lit, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
-  const cv::Mat square = cv::getStructuringElement(cv::MORPH_RECT, {kSide, kSide});
+  const cv::Mat square = cv::getStructuringElement(cv::MORPH_RECT, {kSmoothedSide, kSmoothedSide});
   cv::morphologyEx(lit, lit, cv::MORPH_CLOSE, square);
   cv::morphologyEx(lit, lit, cv::MORPH_OPEN, square);
   std::vector<std::vector<cv::Point>> outlines;

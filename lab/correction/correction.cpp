@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "lab/analysis/counted_rows.h"
 #include "lab/analysis/figures.h"
 #include "lab/analysis/order_statistics.h"
+#include "lab/base/unexpected.h"
 #include "lab/correction/good_leds.h"
 #include "lab/correction/square_means.h"
 
@@ -126,27 +126,24 @@ void SetSpreads(const CountedRows& rows, const Targets& targets, double mean, do
   figures.cvExpected = Quotient(std::sqrt(all.expected.Value()), meanExpected);
 }
 
-void Refuse(const char* option, const std::string& found, const char* expected) {
-  throw std::invalid_argument(std::string(option) + ": found " + found + ", expected " + expected);
-}
-
 }  // namespace
 
 void Check(const CorrectionOptions& options) {
   const CorrectionTarget& target = options.target;
   if (target.kind == CorrectionTarget::Kind::kPercentile &&
       !(target.value >= 0 && target.value <= 100)) {
-    Refuse("target", "percentile " + std::to_string(target.value), "0 to 100");
+    throw Unexpected("target", "percentile " + std::to_string(target.value), "0 to 100");
   }
   if (target.kind == CorrectionTarget::Kind::kLevel &&
       !(target.value > 0 && std::isfinite(target.value))) {
-    Refuse("target", "level " + std::to_string(target.value), "a luminance above 0");
+    throw Unexpected("target", "level " + std::to_string(target.value), "a luminance above 0");
   }
   if (options.keepGradient < 0 || (options.keepGradient != 0 && options.keepGradient % 2 == 0)) {
-    Refuse("keep-gradient", std::to_string(options.keepGradient), "an odd number of LEDs");
+    throw Unexpected("keep-gradient", std::to_string(options.keepGradient),
+                     "an odd number of LEDs");
   }
   if (options.bits < 1 || options.bits > 16) {
-    Refuse("bits", std::to_string(options.bits), "1 to 16");
+    throw Unexpected("bits", std::to_string(options.bits), "1 to 16");
   }
 }
 
@@ -154,8 +151,7 @@ Correction Correct(const cv::Mat& values, const CorrectionOptions& options) {
   Check(options);
   if (values.dims != 2 || values.empty() ||
       (values.type() != CV_32FC1 && values.type() != CV_64FC1)) {
-    throw std::invalid_argument("values: found " + cv::typeToString(values.type()) +
-                                ", expected a matrix of CV_32FC1 or CV_64FC1");
+    throw Unexpected("values", cv::typeToString(values.type()), "a matrix of CV_32FC1 or CV_64FC1");
   }
   GoodLeds good = GoodLedsOf(values);
   const CountedRows rows(good.values, 0);

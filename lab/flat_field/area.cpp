@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <stdexcept>
 
 namespace dravix::lab::flat_field {
@@ -64,13 +63,5 @@ void Normalize(const unmix::Grid& grid, FlatField& field) {
   field.gains = field.gains * (count / sum);
   field.lost = 1.0 - least / most;
 }
-
-std::string Text(double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.3g", value);
-  return text;
-}
-
-std::string Percent(double share) { return Text(100 * share) + " %"; }
 
 }  // namespace dravix::lab::flat_field

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <opencv2/core.hpp>
-#include <string>
 
 #include "lab/unmix/model/grid.h"
 #include "lab/unmix/refusals.h"
@@ -24,9 +23,5 @@ namespace dravix::lab::flat_field {
 
 /// Sets gains to their share of the mean over the area, and `lost`.
 void Normalize(const unmix::Grid& grid, FlatField& field);
-
-/// "12.3 %"
-[[nodiscard]] std::string Percent(double share);
-[[nodiscard]] std::string Text(double value);
 
 }  // namespace dravix::lab::flat_field

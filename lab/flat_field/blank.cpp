@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "lab/base/rounded_text.h"
 #include "lab/flat_field/area.h"
 #include "lab/unmix/search/block.h"
 #include "lab/unmix/search/cell_means.h"
@@ -15,8 +16,6 @@
 
 namespace dravix::lab {
 namespace {
-
-using flat_field::Percent;
 
 constexpr double kAround = 3.0;      ///< LEDs outside of the screen that still shine into its spots
 constexpr double kMostShare = 1e-3;  ///< of clipped samples, or of dark places
@@ -95,8 +94,8 @@ double BrightestOf(const std::vector<Place>& places) {
 
 FlatFieldRefused DarkRefusal(double share, double least) {
   return {FlatFieldRefusal::kDark,
-          "in " + Percent(share) + " of the area less than " + flat_field::Text(least) +
-              " samples of light are left, expected in at most " + Percent(kMostShare) +
+          "in " + RoundedPercent(share) + " of the area less than " + RoundedText(least) +
+              " samples of light are left, expected in at most " + RoundedPercent(kMostShare) +
               " of it: light it evenly and expose more",
           {{"share", share}, {"least", least}}};
 }
@@ -172,17 +171,18 @@ std::optional<FlatFieldRefused> StructureIn(const std::vector<Place>& places) {
   if (share > kMostStructured) {
     return FlatFieldRefused{
         FlatFieldRefusal::kStructured,
-        Percent(share) + " of the area departs by more than " + Percent(kMostDeparture) +
-            " from what a lens does, expected at most " + Percent(kMostStructured) +
-            ": photograph an even surface, and no LEDs",
+        RoundedPercent(share) + " of the area departs by more than " +
+            RoundedPercent(kMostDeparture) + " from what a lens does, expected at most " +
+            RoundedPercent(kMostStructured) + ": photograph an even surface, and no LEDs",
         {{"share", share}, {"departure", kMostDeparture}}};
   }
   const double gradient = GradientOf(fit, places);
   if (gradient <= kMostGradient) return std::nullopt;
   return FlatFieldRefused{
       FlatFieldRefusal::kStructured,
-      "its light changes by " + Percent(gradient) +
-          " from one end of the area to the other, expected at most " + Percent(kMostGradient) +
+      "its light changes by " + RoundedPercent(gradient) +
+          " from one end of the area to the other, expected at most " +
+          RoundedPercent(kMostGradient) +
           ": light it evenly, or turn the camera by 180 degrees to see whether it is the light",
       {{"gradient", gradient}}};
 }
@@ -190,10 +190,10 @@ std::optional<FlatFieldRefused> StructureIn(const std::vector<Place>& places) {
 std::optional<FlatFieldRefused> ClippedIn(const unmix::Saturation& clipped) {
   if (!unmix::IsTooMuch(clipped)) return std::nullopt;
   return FlatFieldRefused{FlatFieldRefusal::kClipped,
-                          Percent(clipped.share) +
+                          RoundedPercent(clipped.share) +
                               " of the area's samples are at the sensor's top of " +
-                              flat_field::Text(clipped.top) + ", expected at most " +
-                              Percent(kMostShare) + ": expose less",
+                              RoundedText(clipped.top) + ", expected at most " +
+                              RoundedPercent(kMostShare) + ": expose less",
                           {{"share", clipped.share}, {"top", clipped.top}}};
 }
 

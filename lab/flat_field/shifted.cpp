@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "lab/base/rounded_text.h"
 #include "lab/check/lit_area.h"
 #include "lab/check/samples.h"
 #include "lab/flat_field/area.h"
@@ -17,8 +18,6 @@
 
 namespace dravix::lab {
 namespace {
-
-using flat_field::Percent;
 
 constexpr int kEdge = 4;           ///< outer LEDs that mix with the dark outside
 constexpr int kGroupsAcross = 24;  ///< along the shorter side, where there are LEDs enough
@@ -194,8 +193,8 @@ std::optional<FlatFieldRefused> ClippedIn(const Shot& shot, const cv::Mat1f& sam
   const unmix::Saturation clipped = flat_field::ClippedOf(shot, samples, corners);
   if (!unmix::IsTooMuch(clipped)) return std::nullopt;
   return FlatFieldRefused{FlatFieldRefusal::kClipped,
-                          std::string("the ") + which +
-                              " of the shifted photographs is clipped: " + Percent(clipped.share) +
+                          std::string("the ") + which + " of the shifted photographs is clipped: " +
+                              RoundedPercent(clipped.share) +
                               " of its lit area's samples are at the top, expected at most 0.1 %: "
                               "expose less",
                           {{"share", clipped.share}, {"top", clipped.top}}};
@@ -204,9 +203,9 @@ std::optional<FlatFieldRefused> ClippedIn(const Shot& shot, const cv::Mat1f& sam
 std::optional<FlatFieldRefused> DoubtAbout(const ShiftedFit& fit, double deviation, double shift) {
   if (!(fit.scatter <= kMostDisagreement)) {
     return FlatFieldRefused{FlatFieldRefusal::kDisagree,
-                            "the shifted photographs disagree by " + Percent(fit.scatter) +
+                            "the shifted photographs disagree by " + RoundedPercent(fit.scatter) +
                                 " beyond what a lens does, expected at most " +
-                                Percent(kMostDisagreement) +
+                                RoundedPercent(kMostDisagreement) +
                                 ": show the same picture in both, the same way up, and change "
                                 "nothing but the direction",
                             {{"scatter", fit.scatter}}};
@@ -214,11 +213,11 @@ std::optional<FlatFieldRefused> DoubtAbout(const ShiftedFit& fit, double deviati
   if (!(deviation <= kMostDeviation) || !(shift >= kLeastShift)) {
     return FlatFieldRefused{
         FlatFieldRefusal::kShift,
-        "the screen moves by " + Percent(shift) +
+        "the screen moves by " + RoundedPercent(shift) +
             " of the picture's half diagonal between the shifted photographs, which leaves the "
             "loss of light uncertain by " +
-            Percent(deviation) + ", expected at least " + Percent(kLeastShift) + " and at most " +
-            Percent(kMostDeviation) + ": move it farther",
+            RoundedPercent(deviation) + ", expected at least " + RoundedPercent(kLeastShift) +
+            " and at most " + RoundedPercent(kMostDeviation) + ": move it farther",
         {{"deviation", deviation}, {"shift", shift}}};
   }
   return std::nullopt;
@@ -228,9 +227,9 @@ std::optional<FlatFieldRefused> TooFarOut(double needed, double seen) {
   if (needed <= kMostReach * seen) return std::nullopt;
   return FlatFieldRefused{
       FlatFieldRefusal::kReach,
-      "the photograph's LEDs reach " + Percent(needed) +
+      "the photograph's LEDs reach " + RoundedPercent(needed) +
           " of the way to the picture's corners, those of the shifted photographs only " +
-          Percent(seen) + ": move the screen farther outside there",
+          RoundedPercent(seen) + ": move the screen farther outside there",
       {{"needed", needed}, {"seen", seen}}};
 }
 

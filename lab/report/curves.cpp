@@ -7,7 +7,7 @@
 namespace dravix::lab {
 namespace {
 
-constexpr std::size_t kBins = 128;
+constexpr std::size_t kHistogramBins = 128;
 
 /// The LEDs that are not in the outer rows and columns that do not count.
 cv::Rect Inner(const ReportInput& input) {
@@ -27,7 +27,7 @@ void ForEachThatCounts(const ReportInput& input, const Use& use) {
   }
 }
 
-class Mean {
+class RunningMean {
  public:
   void Add(double value) {
     sum_ += value;
@@ -43,9 +43,9 @@ class Mean {
   std::int64_t count_ = 0;
 };
 
-std::vector<float> ValuesOf(const std::vector<Mean>& means) {
+std::vector<float> ValuesOf(const std::vector<RunningMean>& means) {
   std::vector<float> values;
-  for (const Mean& mean : means) values.push_back(mean.Value());
+  for (const RunningMean& mean : means) values.push_back(mean.Value());
   return values;
 }
 
@@ -66,15 +66,15 @@ Histogram EmptyHistogram(const std::vector<ReportInput>& inputs) {
     histogram.low = scale.low;
     histogram.high = scale.high;
   }
-  histogram.counts.assign(kBins, 0);
+  histogram.counts.assign(kHistogramBins, 0);
   return histogram;
 }
 
 }  // namespace
 
 Profiles ProfilesOf(const ReportInput& input) {
-  std::vector<Mean> rows(static_cast<std::size_t>(input.values.rows));
-  std::vector<Mean> columns(static_cast<std::size_t>(input.values.cols));
+  std::vector<RunningMean> rows(static_cast<std::size_t>(input.values.rows));
+  std::vector<RunningMean> columns(static_cast<std::size_t>(input.values.cols));
   ForEachThatCounts(input, [&](int x, int y, double value) {
     rows[static_cast<std::size_t>(y)].Add(value);
     columns[static_cast<std::size_t>(x)].Add(value);
@@ -86,7 +86,7 @@ std::vector<Histogram> HistogramsOf(const std::vector<ReportInput>& inputs) {
   std::vector<Histogram> all(inputs.size(), EmptyHistogram(inputs));
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     Histogram& histogram = all[i];
-    const double binsPerUnit = kBins / (histogram.high - histogram.low);
+    const double binsPerUnit = kHistogramBins / (histogram.high - histogram.low);
     ForEachThatCounts(inputs[i], [&](int, int, double value) {
       if (value < histogram.low) {
         ++histogram.below;
@@ -94,7 +94,7 @@ std::vector<Histogram> HistogramsOf(const std::vector<ReportInput>& inputs) {
         ++histogram.above;
       } else {
         const auto bin = static_cast<std::size_t>((value - histogram.low) * binsPerUnit);
-        ++histogram.counts[std::min(bin, kBins - 1)];
+        ++histogram.counts[std::min(bin, kHistogramBins - 1)];
       }
     });
   }

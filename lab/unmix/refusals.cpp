@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numeric>
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "lab/base/rounded_text.h"
 #include "lab/unmix/search/outline.h"
 
 namespace dravix::lab::unmix {
@@ -21,14 +21,6 @@ constexpr double kMostSaturated = 1e-3;
 constexpr int kStrip = 128;  ///< rows that are looked at together, so few that they stay near
 
 int StripsOf(const cv::Mat1f& photo) { return (photo.rows + kStrip - 1) / kStrip; }
-
-std::string Text(double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.3g", value);
-  return text;
-}
-
-std::string Percent(double share) { return Text(100 * share) + " %"; }
 
 /// Where some of the photograph's rows show the lit area.
 cv::Mat1b LitMask(int columns, const cv::Range& rows, const UnmixOptions& options) {
@@ -61,17 +53,19 @@ double MoveOf(const Grid& from, const Grid& to, cv::Point2d place) {
 /// is not where several signs put it may be its neighbor.
 std::optional<UnmixRefused> GridRefusal(const Moves& moves) {
   const auto refused = [](const std::string& found, double move, const std::string& advice) {
-    return UnmixRefused{UnmixRefusal::kGrid,
-                        "found " + found + ", expected at most " + Text(kFarthestMove) + advice,
-                        {{"move", move}}};
+    return UnmixRefused{
+        UnmixRefusal::kGrid,
+        "found " + found + ", expected at most " + RoundedText(kFarthestMove) + advice,
+        {{"move", move}}};
   };
   if (!(moves.corners <= kFarthestMove)) {
-    return refused("LEDs " + Text(moves.corners) + " pitches from where the corners put them",
-                   moves.corners, ": give better corners");
+    return refused(
+        "LEDs " + RoundedText(moves.corners) + " pitches from where the corners put them",
+        moves.corners, ": give better corners");
   }
   if (!(moves.blocks <= kFarthestMove)) {
     return refused(
-        "LEDs " + Text(moves.blocks) + " pitches from where the lit area's sides put them",
+        "LEDs " + RoundedText(moves.blocks) + " pitches from where the lit area's sides put them",
         moves.blocks, ": they cannot be told from their neighbors");
   }
   if (std::isnan(moves.outline)) {
@@ -82,9 +76,9 @@ std::optional<UnmixRefused> GridRefusal(const Moves& moves) {
         {}};
   }
   if (!(moves.outline <= kFarthestMove)) {
-    return refused(
-        "a side of the lit area " + Text(moves.outline) + " pitches from where its LEDs were found",
-        moves.outline, ": they cannot be told from their neighbors");
+    return refused("a side of the lit area " + RoundedText(moves.outline) +
+                       " pitches from where its LEDs were found",
+                   moves.outline, ": they cannot be told from their neighbors");
   }
   return std::nullopt;
 }
@@ -138,31 +132,33 @@ std::optional<UnmixRefused> RefusalOf(const Unmixed& unmixed, const Misfit& misf
   // Conditions are written so that a number that is NaN is refused as well.
   if (IsTooMuch(saturation)) {
     return UnmixRefused{UnmixRefusal::kSaturated,
-                        "found " + Percent(saturation.share) +
+                        "found " + RoundedPercent(saturation.share) +
                             " of the lit area's samples saturated, expected at most " +
-                            Percent(kMostSaturated) + ": expose less",
+                            RoundedPercent(kMostSaturated) + ": expose less",
                         {{"share", saturation.share}, {"top", saturation.top}}};
   }
   if (std::optional<UnmixRefused> refused = GridRefusal(moves)) return refused;
   if (!(ratio <= kMostResidual)) {
     return UnmixRefused{UnmixRefusal::kResidual,
-                        "the fitted spots leave over " + Text(ratio) +
-                            " times the sensor's noise, expected at most " + Text(kMostResidual) +
+                        "the fitted spots leave over " + RoundedText(ratio) +
+                            " times the sensor's noise, expected at most " +
+                            RoundedText(kMostResidual) +
                             ": the photograph is no sum of spots that change smoothly, or its "
                             "samples were scaled or compressed",
                         {{"ratio", ratio}, {"residual", misfit.residual}, {"noise", misfit.noise}}};
   }
   if (!(unmixed.noiseGain <= kMostNoiseGain)) {
     return UnmixRefused{UnmixRefusal::kNoiseGain,
-                        "found a noise gain of " + Text(unmixed.noiseGain) + ", expected at most " +
-                            Text(kMostNoiseGain) + ": the spots overlap too much; focus better",
+                        "found a noise gain of " + RoundedText(unmixed.noiseGain) +
+                            ", expected at most " + RoundedText(kMostNoiseGain) +
+                            ": the spots overlap too much; focus better",
                         {{"noise_gain", unmixed.noiseGain}}};
   }
   if (!(unmixed.sigma < unmixed.plainError)) {
     return UnmixRefused{UnmixRefusal::kNoGain,
-                        "the expected error of " + Percent(unmixed.sigma) +
+                        "the expected error of " + RoundedPercent(unmixed.sigma) +
                             " is no better than that of cell means, " +
-                            Percent(unmixed.plainError) + ": measure the plain way",
+                            RoundedPercent(unmixed.plainError) + ": measure the plain way",
                         {{"sigma", unmixed.sigma}, {"plain_error", unmixed.plainError}}};
   }
   return std::nullopt;

@@ -165,6 +165,15 @@ TEST(Info, Pgm16ShowsItsSamples) {
   EXPECT_EQ(json["range"]["minimum"], 7);
 }
 
+TEST(Info, MapShowsTheMaximumBehindItsComments) {
+  const TempDir folder;
+  Spill(folder.File("t.pgm"), "P2\n# by hand\n2 1 # 9 9\n900#end\n5 7\n");
+  const auto json = RunTool({"info", folder.File("t.pgm"), "--json"}).Json();
+  EXPECT_EQ(json["declared_maximum"], 900);
+  EXPECT_EQ(json["size"], nlohmann::json({2, 1}));
+  EXPECT_EQ(json["range"]["maximum"], 7);
+}
+
 TEST(Info, ResultSaysHowWideItsCopiedBorderIs) {
   const SmallScreen screen;
   const std::string result = screen.Measured();

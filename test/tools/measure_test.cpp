@@ -11,6 +11,7 @@
 #include "tools/tool_runner.h"
 
 using dravix::test::IsOneLine;
+using dravix::test::Loaded;
 using dravix::test::Outcome;
 using dravix::test::RunTool;
 using dravix::test::Slurp;
@@ -413,6 +414,32 @@ TEST(Measure, DebugPictureSeparatesMeasuredLedsFromCopies) {
   cv::inRange(picture(cv::Rect(half + 14, 34, half - 28, picture.rows - 48)), cv::Scalar::all(230),
               cv::Scalar::all(255), white);
   EXPECT_GT(cv::countNonZero(white), 100);
+}
+
+/// The first row of a column of the picture that has the color of the outline.
+int OutlineAt(const cv::Mat& picture, int x) {
+  cv::Mat outline;
+  cv::inRange(picture.col(x), cv::Scalar(40, 180, 235), cv::Scalar(80, 220, 255), outline);
+  for (int y = 0; y < outline.rows; ++y) {
+    if (outline.at<unsigned char>(y) != 0) return y;
+  }
+  return -1;
+}
+
+// The photograph is the left one of the pictures. Its upper side is level where the lens is good,
+// and this lens moves the corners farther out than the middle of the side.
+TEST(Measure, DebugPictureFollowsTheBlocksOfABentScreen) {
+  const SmallScreen screen({"--leds", "64x48", "--block", "8", "--distortion", "0.04"});
+  ASSERT_EQ(RunTool(Measuring(screen, {"--checkerboard", screen.Board(), "--blocks", "8x6",
+                                       "--debug-image", screen.File("d.png")}))
+                .exit,
+            0);
+  const cv::Mat picture = cv::imread(screen.File("d.png"));
+  const int half = Loaded(screen.Photo()).image.cols / 2;
+  const int middle = OutlineAt(picture, 14 + half);
+  const int aside = OutlineAt(picture, 14 + half - 190);
+  ASSERT_GT(aside, 0);
+  EXPECT_GE(middle - aside, 2);
 }
 
 TEST(Measure, CheckerboardCopiesANarrowerBorder) {

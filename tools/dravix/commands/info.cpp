@@ -5,9 +5,12 @@
 #include <string>
 
 #include "commands/commands.h"
-#include "files/camera_file.h"
+#include "files/file_kind.h"
 #include "files/files.h"
 #include "metadata/metadata.h"
+#include "photographs/formats/gray_map.h"
+#include "photographs/formats/tiff_summary.h"
+#include "photographs/library_pictures.h"
 #include "photographs/photograph.h"
 #include "photographs/read_picture.h"
 #include "report/result_report.h"
@@ -120,7 +123,10 @@ Json TiffInfo(const std::string& name) {
 
 Json PgmInfo(const std::string& name) {
   Json json = PictureInfo(name, "pgm");
-  if (const auto pgm = SummaryOfPgm(name)) json["declared_maximum"] = pgm->maximum;
+  constexpr std::size_t kHeader = 65536;  // comments and all
+  if (const auto map = MapHeaderIn(ReadHead(name, kHeader).first)) {
+    json["declared_maximum"] = map->maximum;
+  }
   return json;
 }
 

@@ -1,14 +1,18 @@
 #include "commands/measurement.h"
 
 #include <dravix/dravix.h>
+#include <dravix/lab/board_places.h>
 #include <dravix/lab/color_scale.h>
 #include <dravix/lab/copied_border.h>
 #include <dravix/lab/used_area.h>
 #include <dravix/region.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -148,7 +152,6 @@ std::vector<lab::Finding> FindingsOn(const Options& o, const std::optional<Shot>
 /// Where the debug picture draws its lines.
 BlockGrid GridFor(const Options& o, const Measurement& m) {
   BlockGrid grid;
-  grid.leds = m.luminances.size();
   grid.copied = m.copied;
   if (!o.blocks.empty()) {
     grid.blocks = BlocksOf(o);
@@ -157,13 +160,27 @@ BlockGrid GridFor(const Options& o, const Measurement& m) {
   return grid;
 }
 
-/// The corners of the area that was divided into LEDs, for the debug picture. Block by block these
-/// are the region's; without a checkerboard the measurement searches once more.
-std::vector<cv::Point> UsedCorners(const std::optional<Shot>& board, const Measurement& m) {
-  if (board) return m.corners;
-  const auto used = lab::UsedArea(m.photograph.shot, m.corners);
-  if (!used) return m.corners;
-  return {used->begin(), used->end()};
+/// Places along the edges that the checkerboard's blocks really have; none where they are not seen
+/// well enough.
+std::vector<lab::KnownPlace> PlacesOnBoard(const Options& o, const Shot& board,
+                                           const std::array<cv::Point2d, 4>& corners,
+                                           cv::Size leds) {
+  try {
+    return lab::BoardPlacesOf(board, {corners, leds, BlocksOf(o), LastOf(o)}).places;
+  } catch (const std::invalid_argument&) {
+    return {};  // samples of a kind that the measurement takes, and the search does not
+  }
+}
+
+/// Where the LEDs lie that were measured, for the debug picture: block by block by the blocks'
+/// edges; without a checkerboard in the area that the measurement searches for once more.
+ScreenInPhoto UsedScreen(const Options& o, const std::optional<Shot>& board, const Measurement& m) {
+  const cv::Size leds = m.luminances.size();
+  std::array<cv::Point2d, 4> corners;
+  std::copy_n(m.corners.begin(), corners.size(), corners.begin());
+  if (!board) return {leds, lab::UsedArea(m.photograph.shot, m.corners).value_or(corners)};
+  const std::vector<lab::KnownPlace> places = PlacesOnBoard(o, *board, corners, leds);
+  return places.empty() ? ScreenInPhoto(leds, corners) : ScreenInPhoto(leds, places);
 }
 
 void WritePictures(const Options& o, const std::optional<Shot>& board, const Measurement& m) {
@@ -175,7 +192,7 @@ void WritePictures(const Options& o, const std::optional<Shot>& board, const Mea
   if (!o.debugImage.empty()) {
     WritePicture(o.debugImage,
                  MeasurementOverlay(m.photograph.shot.image, board ? board->image : cv::Mat(),
-                                    UsedCorners(board, m), m.luminances, GridFor(o, m)));
+                                    UsedScreen(o, board, m), m.luminances, GridFor(o, m)));
   }
 }
 

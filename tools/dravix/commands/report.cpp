@@ -55,7 +55,9 @@ std::optional<lab::ReportScale> ScaleFor(const ReportOptions& o) {
   throw Unexpected("--scale", InQuotes(o.scale), "LOW,HIGH, two numbers, such as 100,1200");
 }
 
+/// A measured result that was meant as a second one would be lost.
 void RequireFiles(const ReportOptions& o) {
+  RequireExtension("-o", o.output, ".html");
   std::vector<NamedFile> inputs = FilesOf(o.photograph);
   for (const std::string& result : o.results) inputs.push_back({"result", result});
   RequireDistinctFiles(inputs, {{"-o", o.output}});

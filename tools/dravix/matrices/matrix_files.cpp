@@ -144,10 +144,10 @@ cv::Mat DecodeNpyAsStored(const std::string& name, const std::string& bytes) {
                        static_cast<std::uint64_t>(shape->height), isFloat ? 4U : 8U);
   const std::uint64_t found = bytes.size() - std::min(bytes.size(), kPrefix + length);
   if (!values || found < *values) {
-    throw InputFailure(name, "is cut short: found " + std::to_string(found) +
-                                 " bytes of values, expected " +
-                                 (values ? std::to_string(*values) : "more than can be counted") +
-                                 " for " + SizeText(*shape));
+    throw CutShort(name, found,
+                   "expected " + (values ? std::to_string(*values) : "more than can be counted") +
+                       " for " + SizeText(*shape),
+                   "bytes of values");
   }
   cv::Mat stored(*shape, isFloat ? CV_32FC1 : CV_64FC1);
   std::memcpy(stored.data, bytes.data() + kPrefix + length, stored.total() * stored.elemSize());

@@ -9,7 +9,7 @@
 #include <limits>
 #include <utility>
 
-#include "files/camera_file.h"
+#include "files/file_kind.h"
 #include "metadata/shot_metadata.h"
 #include "photographs/formats/sample_levels.h"
 #include "photographs/picture_stand_in.h"

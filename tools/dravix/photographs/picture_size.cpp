@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <optional>
 #include <string_view>
 
-#include "files/camera_file.h"
+#include "files/file_kind.h"
 #include "files/files.h"
+#include "photographs/formats/gray_map.h"
 #include "photographs/formats/picture_head.h"
 #include "terminal/failure.h"
 
@@ -46,19 +46,17 @@ std::uint64_t InPicture(std::string_view first) {
   return Samples(jpeg->width, jpeg->height, static_cast<std::uint64_t>(jpeg->channels));
 }
 
-std::uint64_t InPgm(const std::string& name) {
-  const auto summary = SummaryOfPgm(name);
-  if (!summary || summary->width < 0 || summary->height < 0) return 0;
-  return Samples(static_cast<std::uint64_t>(summary->width),
-                 static_cast<std::uint64_t>(summary->height), 1);
+std::uint64_t InPgm(std::string_view head) {
+  const auto map = MapHeaderIn(head);
+  return map ? Samples(map->width, map->height, 1) : 0;
 }
 
-std::uint64_t Claimed(const std::string& name, FileKind kind, std::string_view head) {
+std::uint64_t Claimed(FileKind kind, std::string_view head) {
   switch (kind) {
     case FileKind::kShot:
       return InShot(head);
     case FileKind::kPgm:
-      return InPgm(name);
+      return InPgm(head);
     case FileKind::kPicture:
       return InPicture(head);
     default:
@@ -72,9 +70,9 @@ std::uint64_t SamplesIn(const std::string& name) {
   try {
     const FileKind kind = KindOf(name);
     const FileHead head = ReadHead(name, kHead);
-    std::uint64_t claimed = Claimed(name, kind, head.first);
+    std::uint64_t claimed = Claimed(kind, head.first);
     if (claimed == 0 && kind == FileKind::kPicture) {
-      claimed = Claimed(name, kind, ReadHead(name, kBeforeFrame).first);
+      claimed = Claimed(kind, ReadHead(name, kBeforeFrame).first);
     }
     return claimed > 0 ? claimed : head.size;
   } catch (const Failure&) {

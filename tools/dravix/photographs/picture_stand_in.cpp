@@ -2,10 +2,12 @@
 
 #include <climits>
 #include <cstdint>
+#include <string_view>
 
-#include "files/camera_file.h"
+#include "files/file_kind.h"
 #include "files/files.h"
 #include "files/partial_file.h"
+#include "photographs/formats/gray_map.h"
 #include "photographs/formats/picture_head.h"
 #include "photographs/formats/tiff_picture.h"
 
@@ -29,12 +31,13 @@ std::optional<PictureStandIn> StandInBy(const PictureHead& head) {
   return standIn;
 }
 
-std::optional<PictureStandIn> StandInForGrayMap(const std::string& name) {
-  const auto map = SummaryOfPgm(name);
+std::optional<PictureStandIn> StandInForGrayMap(std::string_view first) {
+  const bool isGray = first.starts_with("P5") || first.starts_with("P2");
+  const auto map = isGray ? MapHeaderIn(first) : std::nullopt;
   if (!map || map->width < 1 || map->height < 1) return std::nullopt;
-  constexpr int kMostOfBytes = 255;
-  return StandInBy({static_cast<std::uint64_t>(map->width), static_cast<std::uint64_t>(map->height),
-                    1, map->maximum > kMostOfBytes ? kBitsOfSensors : CHAR_BIT});
+  constexpr std::uint32_t kMostOfBytes = 255;
+  return StandInBy(
+      {map->width, map->height, 1, map->maximum > kMostOfBytes ? kBitsOfSensors : CHAR_BIT});
 }
 
 std::optional<PictureStandIn> StandInForTiff(const std::string& name) {
@@ -71,10 +74,10 @@ std::optional<PictureStandIn> StandInForDump(cv::Size size) {
 
 std::optional<PictureStandIn> StandInForPicture(const std::string& name) {
   const FileKind kind = KindOf(name);
-  if (kind == FileKind::kPgm) return StandInForGrayMap(name);
   if (kind == FileKind::kTiff) return StandInForTiff(name);
-  if (kind != FileKind::kPicture) return std::nullopt;
+  if (kind != FileKind::kPgm && kind != FileKind::kPicture) return std::nullopt;
   const std::string first = ReadHead(name, kBeforeFrame).first;
+  if (kind == FileKind::kPgm) return StandInForGrayMap(first);
   if (const auto png = HeadOfPng(first)) return StandInBy(*png);
   const auto jpeg = HeadOfJpeg(first);
   return jpeg ? StandInBy(*jpeg) : std::nullopt;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "files/file_kind.h"
 #include "files/files.h"
 #include "photographs/formats/bitmap_size.h"
 #include "photographs/formats/camera_raw.h"
@@ -14,6 +15,7 @@
 #include "photographs/formats/jpeg_picture.h"
 #include "photographs/formats/png_picture.h"
 #include "photographs/formats/tiff_picture.h"
+#include "photographs/formats/tiff_summary.h"
 #include "stored/stored_data.h"
 #include "terminal/failure.h"
 #include "terminal/library_result.h"

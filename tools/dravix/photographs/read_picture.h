@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "files/camera_file.h"
 #include "photographs/formats/camera_picture.h"
+#include "photographs/library_pictures.h"
 
 namespace dravix::tool {
 

@@ -15,14 +15,6 @@ const cv::Scalar kOutline(60, 200, 255);
 const cv::Scalar kLines(230, 140, 60);
 const cv::Scalar kCopiedLine(255, 255, 255);
 
-using Quad = std::array<cv::Point2f, 4>;
-
-Quad RectQuad(double width, double height) {
-  const auto w = static_cast<float>(width);
-  const auto h = static_cast<float>(height);
-  return {cv::Point2f(0, 0), cv::Point2f(w, 0), cv::Point2f(w, h), cv::Point2f(0, h)};
-}
-
 /// The photograph scaled down, with three channels of 8 bits and its brightest sample white.
 cv::Mat Visible(const cv::Mat& photo, double scale) {
   cv::Mat small;
@@ -35,46 +27,85 @@ cv::Mat Visible(const cv::Mat& photo, double scale) {
   return color;
 }
 
-std::vector<cv::Point> Mapped(const std::vector<cv::Point2f>& points, const cv::Mat& map) {
-  std::vector<cv::Point2f> mapped;
-  cv::perspectiveTransform(points, mapped, map);
-  return {mapped.begin(), mapped.end()};
-}
+/// The screen on a picture that is the photograph scaled down.
+struct Drawing {
+  const ScreenInPhoto& screen;
+  double scale;
 
-void DrawLine(cv::Mat& picture, const cv::Mat& photoFromLeds, cv::Point2f from, cv::Point2f to,
+  [[nodiscard]] cv::Point2d At(cv::Point2d led) const { return scale * screen.At(led); }
+};
+
+/// A line between two places of the screen, as the lens bends it.
+void DrawLine(cv::Mat& picture, const Drawing& drawing, cv::Point2d from, cv::Point2d to,
               const cv::Scalar& color, int thickness) {
-  const auto ends = Mapped({from, to}, photoFromLeds);
-  cv::line(picture, ends[0], ends[1], color, thickness, cv::LINE_AA);
+  constexpr int kParts = 64;
+  std::vector<cv::Point> points;
+  for (int i = 0; i <= kParts; ++i) {
+    points.emplace_back(drawing.At(from + (to - from) * (1.0 / kParts * i)));
+  }
+  cv::polylines(picture, points, false, color, thickness, cv::LINE_AA);
 }
 
-void DrawGrid(cv::Mat& picture, const cv::Mat& photoFromLeds, const BlockGrid& grid) {
-  const auto width = static_cast<float>(grid.leds.width);
-  const auto height = static_cast<float>(grid.leds.height);
-  for (const int edge : BlockEdges(grid.leds.width, grid.blocks.width, grid.last.width)) {
-    const auto x = static_cast<float>(edge);
-    DrawLine(picture, photoFromLeds, {x, 0}, {x, height}, kLines, 1);
-  }
-  for (const int edge : BlockEdges(grid.leds.height, grid.blocks.height, grid.last.height)) {
-    const auto y = static_cast<float>(edge);
-    DrawLine(picture, photoFromLeds, {0, y}, {width, y}, kLines, 1);
-  }
-  const Quad corners = RectQuad(width, height);
+/// The outline of the LEDs that are left inside a border.
+void DrawLedOutline(cv::Mat& picture, const Drawing& drawing, int border, const cv::Scalar& color,
+                    int thickness) {
+  const cv::Size leds = drawing.screen.Leds();
+  const double near = border;
+  const double right = leds.width - border;
+  const double bottom = leds.height - border;
+  const std::array<cv::Point2d, 4> corners = {cv::Point2d(near, near), cv::Point2d(right, near),
+                                              cv::Point2d(right, bottom),
+                                              cv::Point2d(near, bottom)};
   for (std::size_t i = 0; i < corners.size(); ++i) {
-    DrawLine(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kOutline, 2);
-    cv::circle(picture, Mapped({corners[i]}, photoFromLeds)[0], 6, kOutline, 2, cv::LINE_AA);
+    DrawLine(picture, drawing, corners.at(i), corners.at((i + 1) % 4), color, thickness);
+  }
+}
+
+void DrawGrid(cv::Mat& picture, const Drawing& drawing, const BlockGrid& grid) {
+  const cv::Size leds = drawing.screen.Leds();
+  for (const int x : BlockEdges(leds.width, grid.blocks.width, grid.last.width)) {
+    DrawLine(picture, drawing, cv::Point(x, 0), cv::Point(x, leds.height), kLines, 1);
+  }
+  for (const int y : BlockEdges(leds.height, grid.blocks.height, grid.last.height)) {
+    DrawLine(picture, drawing, cv::Point(0, y), cv::Point(leds.width, y), kLines, 1);
+  }
+  DrawLedOutline(picture, drawing, 0, kOutline, 2);
+  for (const cv::Point corner : {cv::Point(0, 0), cv::Point(leds.width, 0),
+                                 cv::Point(leds.width, leds.height), cv::Point(0, leds.height)}) {
+    cv::circle(picture, drawing.At(corner), 6, kOutline, 2, cv::LINE_AA);
+  }
+}
+
+/// Colors the pixels of one patch by the LEDs that they show.
+void DrawLeds(cv::Mat& picture, const ScreenPatch& patch, double scale, const cv::Mat& colors) {
+  const cv::Matx33d scaled(scale, 0, 0, 0, scale, 0, 0, 0, 1);
+  const cv::Matx33d ledsFromPicture = (scaled * patch.photoFromLeds).inv();
+  const cv::Point2d first = patch.leds.tl();
+  const cv::Point2d last = patch.leds.br();
+  std::vector<cv::Point> corners;
+  for (const cv::Point2d led :
+       {first, cv::Point2d(last.x, first.y), last, cv::Point2d(first.x, last.y)}) {
+    corners.emplace_back(scale * Mapped(patch.photoFromLeds, led));
+  }
+  const cv::Rect around = cv::boundingRect(corners);
+  const cv::Rect shown =
+      cv::Rect(around.tl(), around.br() + cv::Point(1, 1)) & cv::Rect({0, 0}, picture.size());
+  for (int y = shown.y; y < shown.y + shown.height; ++y) {
+    for (int x = shown.x; x < shown.x + shown.width; ++x) {
+      const cv::Point2d led = Mapped(ledsFromPicture, cv::Point(x, y));
+      if (!patch.leds.contains(led)) continue;
+      picture.at<cv::Vec3b>(y, x) =
+          colors.at<cv::Vec3b>(std::min(static_cast<int>(led.y), colors.rows - 1),
+                               std::min(static_cast<int>(led.x), colors.cols - 1));
+    }
   }
 }
 
 /// The line between measured LEDs and the border of copies.
-void DrawCopiedBorder(cv::Mat& picture, const cv::Mat& photoFromLeds, const BlockGrid& grid) {
-  const cv::Size inner = grid.leds - cv::Size(2 * grid.copied, 2 * grid.copied);
-  if (grid.copied == 0 || inner.width < 1 || inner.height < 1) return;
-  Quad corners = RectQuad(inner.width, inner.height);
-  const auto offset = static_cast<float>(grid.copied);
-  for (cv::Point2f& corner : corners) corner += cv::Point2f(offset, offset);
-  for (std::size_t i = 0; i < corners.size(); ++i) {
-    DrawLine(picture, photoFromLeds, corners[i], corners[(i + 1) % 4], kCopiedLine, 1);
-  }
+void DrawCopiedBorder(cv::Mat& picture, const Drawing& drawing, int copied) {
+  const cv::Size leds = drawing.screen.Leds();
+  if (copied == 0 || std::min(leds.width, leds.height) <= 2 * copied) return;
+  DrawLedOutline(picture, drawing, copied, kCopiedLine, 1);
 }
 
 }  // namespace
@@ -92,30 +123,22 @@ std::vector<int> BlockEdges(int count, int blocks, int last) {
   return edges;
 }
 
-cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board,
-                           const std::vector<cv::Point>& corners, const cv::Mat& luminances,
-                           const BlockGrid& grid) {
+cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board, const ScreenInPhoto& screen,
+                           const cv::Mat& luminances, const BlockGrid& grid) {
   const double scale = std::min(1.0, kLongestSide / std::max(photo.cols, photo.rows));
-  std::vector<cv::Mat> pictures;
+  const Drawing drawing = {screen, scale};
   cv::Mat measured = Visible(photo, scale);
-  cv::Mat inPose(measured.size(), CV_8UC3, cv::Scalar::all(0));
-  cv::Mat shown = board.empty() ? cv::Mat() : Visible(board, scale);
-  if (corners.size() == 4) {
-    Quad target;
-    for (std::size_t i = 0; i < 4; ++i) target.at(i) = cv::Point2f(corners[i]) * scale;
-    const Quad leds = RectQuad(grid.leds.width, grid.leds.height);
-    const cv::Mat photoFromLeds = cv::getPerspectiveTransform(leds.data(), target.data());
-    DrawGrid(measured, photoFromLeds, grid);
-    if (!shown.empty()) DrawGrid(shown, photoFromLeds, grid);
-    const cv::Mat colors = lab::FalseColors(luminances, lab::ScaleOf(luminances, ""));
-    // Pixel centers lie at integers, but LED number n reaches from n to n + 1: half a pixel apart.
-    const cv::Mat ledsFromPixels = (cv::Mat_<double>(3, 3) << 1, 0, 0.5, 0, 1, 0.5, 0, 0, 1);
-    cv::warpPerspective(colors, inPose, photoFromLeds * ledsFromPixels, inPose.size(),
-                        cv::INTER_NEAREST);
-    DrawCopiedBorder(inPose, photoFromLeds, grid);
+  DrawGrid(measured, drawing, grid);
+  std::vector<cv::Mat> pictures = {lab::Titled(measured, "photograph, lit area and grid")};
+  if (!board.empty()) {
+    cv::Mat shown = Visible(board, scale);
+    DrawGrid(shown, drawing, grid);
+    pictures.push_back(lab::Titled(shown, "checkerboard, the same grid"));
   }
-  pictures.push_back(lab::Titled(measured, "photograph, lit area and grid"));
-  if (!shown.empty()) pictures.push_back(lab::Titled(shown, "checkerboard, the same grid"));
+  cv::Mat inPose(measured.size(), CV_8UC3, cv::Scalar::all(0));
+  const cv::Mat colors = lab::FalseColors(luminances, lab::ScaleOf(luminances, ""));
+  for (const ScreenPatch& patch : screen.Patches()) DrawLeds(inPose, patch, scale, colors);
+  DrawCopiedBorder(inPose, drawing, grid.copied);
   const std::string copied = grid.copied > 0 ? "; outside the line: copies of inner LEDs" : "";
   pictures.push_back(lab::Titled(inPose, "measured luminance in the same pose" + copied));
   return lab::SideBySide(pictures);

@@ -5,11 +5,12 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "report/screen_in_photo.h"
+
 namespace dravix::tool {
 
 /// Where the grid's lines are drawn, in LEDs.
 struct BlockGrid {
-  cv::Size leds;
   cv::Size blocks;        ///< across and down; empty: lines at eighths of the screen
   int copied = 0;         ///< rows and columns on each side that are copies, see copied_border.h
   cv::Size last{-1, -1};  ///< LEDs of the last column's and row's blocks; -1: as the others
@@ -21,11 +22,10 @@ struct BlockGrid {
 
 /// The photograph (and the checkerboard, unless `board` is empty) with the lit area's outline and
 /// the grid, and beside them the luminances in false colors, warped to where the photograph shows
-/// them. `corners` are the lit area's, top-left first and clockwise, in photograph pixels; without
-/// them nothing is drawn over the photographs. A line runs inside the LEDs that are copies. Each of
-/// the pictures has at most 1100 pixels a side.
+/// them. A line runs inside the LEDs that are copies. Each of the pictures has at most 1100 pixels
+/// a side.
 [[nodiscard]] cv::Mat MeasurementOverlay(const cv::Mat& photo, const cv::Mat& board,
-                                         const std::vector<cv::Point>& corners,
-                                         const cv::Mat& luminances, const BlockGrid& grid);
+                                         const ScreenInPhoto& screen, const cv::Mat& luminances,
+                                         const BlockGrid& grid);
 
 }  // namespace dravix::tool

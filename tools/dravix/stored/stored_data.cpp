@@ -48,10 +48,7 @@ Failure HeaderFailure(const std::string& name, std::string_view format, std::int
 /// Fails when bytes are missing at the end. The library's readers take them for zeros, which would
 /// show as dark LEDs.
 void RequireWhole(const std::string& name, std::uint64_t expected) {
-  const std::uintmax_t found = ReadHead(name, 1).size;
-  if (found >= expected) return;
-  throw InputFailure(name, "is cut short: found " + std::to_string(found) +
-                               " bytes, expected at least " + std::to_string(expected));
+  RequireBytes(name, ReadHead(name, 1).size, expected);
 }
 
 /// What can be said about a file before the library reads it.

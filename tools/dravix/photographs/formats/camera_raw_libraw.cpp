@@ -155,10 +155,9 @@ void RequirePossible(const std::string& name, std::size_t bytes, const libraw_da
 void RequireAllThere(const std::string& name, std::size_t bytes, const DataErrors& errors) {
   if (errors.count == 0) return;
   const bool atEnd = errors.offset < 0 || static_cast<std::size_t>(errors.offset) >= bytes;
-  throw InputFailure(name, atEnd ? "is cut short: its " + std::to_string(bytes) +
-                                       " bytes end within the sensor's data"
-                                 : "is damaged: the sensor's data is not valid at byte " +
-                                       std::to_string(errors.offset));
+  if (atEnd) throw EndsEarly(name, bytes, "end within the sensor's data");
+  throw InputFailure(
+      name, "is damaged: the sensor's data is not valid at byte " + std::to_string(errors.offset));
 }
 
 /// The visible part of what was unpacked: a plane of the sensor, or three where the file has a

@@ -3,7 +3,7 @@
 namespace dravix::tool {
 namespace {
 
-enum Tag : std::uint32_t {
+enum ExifTag : std::uint32_t {
   kMake = 271,
   kModel = 272,
   kOrientation = 274,

@@ -16,7 +16,7 @@ bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 /// end of a line.
 class MapNumbers {
  public:
-  explicit MapNumbers(std::string_view bytes) : bytes_(bytes) {}
+  MapNumbers(std::string_view bytes, std::size_t from) : bytes_(bytes), at_(from) {}
 
   /// Empty at the end, before anything that is no digit, and for numbers above a billion.
   std::optional<std::uint32_t> Next() {
@@ -30,8 +30,8 @@ class MapNumbers {
     }
     return number;
   }
-  /// The place behind the one blank that ends a header.
-  [[nodiscard]] std::size_t DataAt() const { return at_ + 1; }
+  /// The place behind the last number.
+  [[nodiscard]] std::size_t Place() const { return at_; }
 
  private:
   void SkipBlanks() {
@@ -43,38 +43,31 @@ class MapNumbers {
     }
   }
   std::string_view bytes_;
-  std::size_t at_ = 2;  // behind the mark
+  std::size_t at_;
 };
 
-struct Header {
-  std::uint32_t width = 0, height = 0, maximum = 1;
-};
-
-Header HeaderOf(const std::string& name, MapNumbers& numbers) {
-  const auto width = numbers.Next();
-  const auto height = numbers.Next();
-  const auto maximum = numbers.Next();
-  if (!width || !height || !maximum || *width == 0 || *height == 0) {
+MapHeader HeaderOf(const std::string& name, std::string_view bytes) {
+  const auto header = MapHeaderIn(bytes);
+  if (!header || header->width == 0 || header->height == 0) {
     throw InputFailure(name,
                        "is no picture that can be read: its header lacks width, height and "
                        "maximum, or one of them is 0");
   }
   constexpr std::uint32_t kMostMaximum = 65535;
-  if (*maximum < 1 || *maximum > kMostMaximum) {
-    throw InputFailure(name,
-                       "has a maximum of " + std::to_string(*maximum) + ", expected 1 to 65535");
+  if (header->maximum < 1 || header->maximum > kMostMaximum) {
+    throw InputFailure(
+        name, "has a maximum of " + std::to_string(header->maximum) + ", expected 1 to 65535");
   }
-  const Header header{*width, *height, *maximum};
-  if (static_cast<double>(header.width) * header.height > kMostPicturePixels) {
-    throw InputFailure(name, "has " + std::to_string(header.width) + " x " +
-                                 std::to_string(header.height) +
+  if (static_cast<double>(header->width) * header->height > kMostPicturePixels) {
+    throw InputFailure(name, "has " + std::to_string(header->width) + " x " +
+                                 std::to_string(header->height) +
                                  " pixels, expected at most 250 megapixels");
   }
-  return header;
+  return *header;
 }
 
 /// The fewest bytes that the samples take, whatever they are.
-std::uint64_t FewestBytes(std::string_view bytes, const Header& header) {
+std::uint64_t FewestBytes(std::string_view bytes, const MapHeader& header) {
   const std::uint64_t row = header.width;
   const std::uint64_t wide = header.maximum > 255 ? 2 : 1;
   switch (bytes[1]) {
@@ -89,14 +82,10 @@ std::uint64_t FewestBytes(std::string_view bytes, const Header& header) {
   }
 }
 
-void RequireData(const std::string& name, std::string_view bytes, const Header& header,
-                 std::size_t dataAt) {
-  const std::uint64_t expected = FewestBytes(bytes, header) + dataAt;
-  if (expected <= bytes.size()) return;
-  throw InputFailure(name, "is cut short: found " + std::to_string(bytes.size()) +
-                               " bytes, expected at least " + std::to_string(expected) + " (" +
-                               std::to_string(header.width) + " x " +
-                               std::to_string(header.height) + " pixels)");
+void RequireData(const std::string& name, std::string_view bytes, const MapHeader& header) {
+  RequireBytes(
+      name, bytes.size(), FewestBytes(bytes, header) + header.dataAt,
+      " (" + std::to_string(header.width) + " x " + std::to_string(header.height) + " pixels)");
 }
 
 void FillBinary(std::string_view data, cv::Mat& samples) {
@@ -136,26 +125,38 @@ void FillText(const std::string& name, MapNumbers& numbers, std::uint32_t maximu
 
 }  // namespace
 
+std::optional<MapHeader> MapHeaderIn(std::string_view bytes) {
+  const bool isMap = bytes.starts_with("P2") || bytes.starts_with("P3") ||
+                     bytes.starts_with("P5") || bytes.starts_with("P6");
+  if (!isMap) return std::nullopt;
+  MapNumbers numbers(bytes, 2);
+  const auto width = numbers.Next();
+  const auto height = numbers.Next();
+  const auto maximum = numbers.Next();
+  if (!width || !height || !maximum) return std::nullopt;
+  // One blank ends the header.
+  return MapHeader{*width, *height, *maximum, numbers.Place() + 1};
+}
+
 GrayMap ReadGrayMap(const std::string& name, std::string_view bytes) {
-  MapNumbers numbers(bytes);
-  const Header header = HeaderOf(name, numbers);
-  RequireData(name, bytes, header, numbers.DataAt());
+  const MapHeader header = HeaderOf(name, bytes);
+  RequireData(name, bytes, header);
   GrayMap map;
   map.maximum = static_cast<int>(header.maximum);
   map.samples.create(static_cast<int>(header.height), static_cast<int>(header.width),
                      header.maximum > 255 ? CV_16UC1 : CV_8UC1);
   if (bytes[1] == '5') {
-    FillBinary(bytes.substr(numbers.DataAt()), map.samples);
+    FillBinary(bytes.substr(header.dataAt), map.samples);
   } else {
+    // Numbers of a text may be preceded by a comment at once.
+    MapNumbers numbers(bytes, header.dataAt - 1);
     FillText(name, numbers, header.maximum, map.samples);
   }
   return map;
 }
 
 void RequirePossibleMap(const std::string& name, std::string_view bytes) {
-  MapNumbers numbers(bytes);
-  const Header header = HeaderOf(name, numbers);
-  RequireData(name, bytes, header, numbers.DataAt());
+  RequireData(name, bytes, HeaderOf(name, bytes));
 }
 
 }  // namespace dravix::tool

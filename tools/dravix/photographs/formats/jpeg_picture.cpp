@@ -132,8 +132,7 @@ void RequirePossible(const std::string& name, const std::string& bytes, const De
   // Every block of 8 x 8 samples takes at least one bit.
   constexpr double kMostPixelsPerByte = 512;
   if (decoder.Huffman() && pixels > kMostPixelsPerByte * static_cast<double>(bytes.size())) {
-    throw InputFailure(name, "is cut short: its " + std::to_string(bytes.size()) +
-                                 " bytes cannot hold " + size + " pixels");
+    throw EndsEarly(name, bytes.size(), "cannot hold " + size + " pixels");
   }
   if (decoder.Components() != 1 && decoder.Components() != 3) {
     throw InputFailure(name, "has " + std::to_string(decoder.Components()) +
@@ -143,10 +142,9 @@ void RequirePossible(const std::string& name, const std::string& bytes, const De
 }
 
 Failure Damaged(const std::string& name, const std::string& bytes, const Decoder& decoder) {
-  const std::string size = std::to_string(bytes.size()) + " bytes";
   if (decoder.EndsEarly()) {
-    return InputFailure(name, "is cut short: its " + size + " end within the picture's data (" +
-                                  decoder.RowsText() + ")");
+    return EndsEarly(name, bytes.size(),
+                     "end within the picture's data (" + decoder.RowsText() + ")");
   }
   return InputFailure(name, "is damaged (" + decoder.RowsText() + "): " + decoder.Reason());
 }
@@ -157,8 +155,7 @@ JpegPicture ReadJpeg(const std::string& name, const std::string& bytes) {
   Decoder decoder;
   if (!decoder.ReadHeader(bytes)) {
     if (decoder.EndsEarly()) {
-      throw InputFailure(name, "is cut short: its " + std::to_string(bytes.size()) +
-                                   " bytes end before the picture's data");
+      throw EndsEarly(name, bytes.size(), "end before the picture's data");
     }
     throw InputFailure(name, "is no picture that can be decoded: " + decoder.Reason());
   }

@@ -19,11 +19,6 @@ std::uint32_t Big(std::string_view bytes, std::size_t at) {
   return value;
 }
 
-Failure CutShort(const std::string& name, std::string_view bytes, const std::string& missing) {
-  return InputFailure(
-      name, "is cut short: found " + std::to_string(bytes.size()) + " bytes, expected " + missing);
-}
-
 struct Header {
   std::uint32_t width = 0, height = 0;
   int bits = 0, planes = 0;
@@ -62,7 +57,8 @@ PngSummary RequireWholePng(const std::string& name, std::string_view bytes) {
   std::uint64_t stored = 0;
   for (std::size_t at = kSignature;;) {
     if (bytes.size() - at < kFrame) {
-      throw CutShort(name, bytes, "a further chunk from byte " + std::to_string(at) + " on");
+      throw CutShort(name, bytes.size(),
+                     "expected a further chunk from byte " + std::to_string(at) + " on");
     }
     const std::uint32_t length = Big(bytes, at);
     const std::string_view kind = bytes.substr(at + 4, 4);
@@ -70,8 +66,8 @@ PngSummary RequireWholePng(const std::string& name, std::string_view bytes) {
       throw InputFailure(name, "is no picture that can be decoded, or is damaged");
     }
     if (length > bytes.size() - at - kFrame) {
-      throw CutShort(name, bytes,
-                     "at least " + std::to_string(at + kFrame + std::uint64_t{length}) +
+      throw CutShort(name, bytes.size(),
+                     "expected at least " + std::to_string(at + kFrame + std::uint64_t{length}) +
                          " (its chunk at byte " + std::to_string(at) + " has " +
                          std::to_string(length) + " bytes of data)");
     }

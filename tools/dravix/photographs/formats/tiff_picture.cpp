@@ -7,7 +7,7 @@
 namespace dravix::tool {
 namespace {
 
-enum Tag : std::uint32_t {
+enum PictureTag : std::uint32_t {
   kSubfileType = 254,
   kWidth = 256,
   kHeight = 257,
@@ -62,14 +62,13 @@ Failure NoDirectory(const std::string& name, std::string_view bytes) {
   const auto tiff = TiffBytes::Of(bytes);
   if (tiff) {
     const std::uint64_t at = tiff->FirstDirectory();
-    const std::string found = "is cut short: found " + std::to_string(bytes.size()) + " bytes, ";
     if (at >= bytes.size()) {
-      return InputFailure(name, found + "expected its directory at byte " + std::to_string(at));
+      return CutShort(name, bytes.size(), "expected its directory at byte " + std::to_string(at));
     }
     const std::uint64_t end = TiffDirectory::EndOf(*tiff, at);
     if (end > bytes.size()) {
-      return InputFailure(name,
-                          found + "expected " + std::to_string(end) + ", where its directory ends");
+      return CutShort(name, bytes.size(),
+                      "expected " + std::to_string(end) + ", where its directory ends");
     }
   }
   return InputFailure(name, "is no DNG or TIFF with a readable directory");

@@ -81,9 +81,8 @@ Segments SegmentsOf(const std::string& name, const TiffPicture& p) {
                                  std::to_string(s.Count()));
   }
   if (s.offsets.size() < s.Count()) {
-    throw InputFailure(name, "is cut short: found " + std::to_string(p.main.Bytes().Size()) +
-                                 " bytes, and the places of its " + s.Kind() +
-                                 "s lie beyond its end");
+    throw CutShort(name, p.main.Bytes().Size(),
+                   "and the places of its " + s.Kind() + "s lie beyond its end");
   }
   return s;
 }
@@ -133,9 +132,9 @@ void RequireSegment(const std::string& name, const TiffPicture& p, const Segment
   // Writers may count more than they stored behind the last samples; only those must be there.
   const std::uint64_t must = p.compression == 1 ? needed : size;
   if (p.main.Bytes().Holds(s.offsets[index], must)) return;
-  throw InputFailure(name, "is cut short: found " + std::to_string(p.main.Bytes().Size()) +
-                               " bytes, expected " + std::to_string(must) + " from byte " +
-                               std::to_string(s.offsets[index]) + " on (" + which + ")");
+  throw CutShort(name, p.main.Bytes().Size(),
+                 "expected " + std::to_string(must) + " from byte " +
+                     std::to_string(s.offsets[index]) + " on (" + which + ")");
 }
 
 void UnpackRow(std::string_view row, std::uint64_t bits, bool little, std::size_t count,
@@ -169,11 +168,8 @@ void UnpackRow(std::string_view row, std::uint64_t bits, bool little, std::size_
 
 void RequireWholeTiff(const std::string& name, const TiffPicture& picture) {
   RequireSize(name, picture);
-  if (picture.main.End() > picture.main.Bytes().Size()) {
-    throw InputFailure(name, "is cut short: found " + std::to_string(picture.main.Bytes().Size()) +
-                                 " bytes, expected at least " + std::to_string(picture.main.End()) +
-                                 ", where the values of its directory end");
-  }
+  RequireBytes(name, picture.main.Bytes().Size(), picture.main.End(),
+               ", where the values of its directory end");
   const Segments segments = SegmentsOf(name, picture);
   std::uint64_t stored = 0;
   for (std::uint64_t i = 0; i < segments.Count(); ++i) {
@@ -244,7 +240,10 @@ cv::Mat UnpackTiff(const std::string& name, const TiffPicture& p) {
     for (std::uint64_t y = 0; y < rows; ++y) {
       const std::string_view bytes =
           p.main.Bytes().Piece(s.offsets[index] + y * rowBytes, rowBytes);
-      if (bytes.empty()) throw InputFailure(name, "is cut short");
+      if (bytes.empty()) {
+        throw CutShort(name, p.main.Bytes().Size(),
+                       "expected more in " + s.Kind() + " " + std::to_string(index + 1));
+      }
       UnpackRow(bytes, p.bits, p.main.Bytes().LittleEndian(), row.size(), row.data());
       auto* out = samples.ptr<std::uint16_t>(static_cast<int>(top + y)) + left * p.samples;
       std::copy_n(row.begin(), columns * p.samples, out);

@@ -1,0 +1,53 @@
+// How long the checks of a photograph take: with the corners of the screen, as `measure` gives
+// them, and with a checkerboard beside it.
+#include <dravix/lab/check.h>
+
+#include "bench/photographs.h"
+
+namespace dravix::bench {
+namespace {
+
+void BM_Check(benchmark::State& state) {
+  const sim::Photograph& photograph = PhotographFor(state);
+  lab::CheckOptions options;
+  options.corners = photograph.truth.cornerPixels;
+  for ([[maybe_unused]] auto _ : state) {
+    benchmark::DoNotOptimize(lab::Check(photograph.shot, options));
+  }
+  CountPixels(state, photograph.shot.image);
+}
+BENCHMARK(BM_Check)->Apply(Sizes);
+
+void BM_CheckBlurred(benchmark::State& state) {
+  const auto& photograph = OncePerSize<sim::Photograph>(state, [](double megapixels) {
+    sim::Scene scene = sim::SizedScene(megapixels);
+    scene.optics.blur = 1.2;
+    return sim::Render(scene);
+  });
+  lab::CheckOptions options;
+  options.corners = photograph.truth.cornerPixels;
+  for ([[maybe_unused]] auto _ : state) {
+    benchmark::DoNotOptimize(lab::Check(photograph.shot, options));
+  }
+  CountPixels(state, photograph.shot.image);
+}
+BENCHMARK(BM_CheckBlurred)->Apply(Sizes);
+
+void BM_CheckWithBoard(benchmark::State& state) {
+  const sim::Photograph& photograph = PhotographFor(state);
+  const Shot& board = OncePerSize<Shot>(state, [](double megapixels) {
+    return sim::RenderCheckerboard(sim::SizedScene(megapixels));
+  });
+  lab::CheckOptions options;
+  options.corners = photograph.truth.cornerPixels;
+  options.checkerboard = &board;
+  options.blocks = photograph.truth.grid;
+  for ([[maybe_unused]] auto _ : state) {
+    benchmark::DoNotOptimize(lab::Check(photograph.shot, options));
+  }
+  CountPixels(state, photograph.shot.image);
+}
+BENCHMARK(BM_CheckWithBoard)->Apply(Sizes);
+
+}  // namespace
+}  // namespace dravix::bench
