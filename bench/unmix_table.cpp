@@ -8,6 +8,7 @@
 ///                              screens, half as many with corners far off, a sixth as many with
 ///                              spots that widen toward the corners
 ///   unmix_table --corners N    corners are off by up to N pitches in the table (default 0.2)
+///   unmix_table --spots        what a second photograph of the spots brings, and nothing else
 ///   unmix_table --time         31 megapixels, 480 x 270 LEDs: seconds, and seconds of the
 ///   processor
 #include <dravix/lab/unmix.h>
@@ -24,6 +25,8 @@
 
 #include "sim/random.h"
 #include "sim/render.h"
+#include "unmix_errors.h"
+#include "unmix_spots.h"
 
 namespace dravix {
 namespace {
@@ -54,59 +57,6 @@ struct Outcome {
   double high = 0;            ///< 99.9th percentile of the absolute error, percent of the mean
   bool hasDead = false;
 };
-
-/// The luminance that a photograph with vignetting shows.
-cv::Mat1d SeenTruth(const sim::Scene& scene, const cv::Mat& luminances) {
-  const cv::Size size = sim::PhotoSizeOf(scene);
-  const cv::Point2d middle(0.5 * (size.width - 1), 0.5 * (size.height - 1));
-  cv::Mat1d seen(luminances.size());
-  for (int y = 0; y < seen.rows; ++y) {
-    for (int x = 0; x < seen.cols; ++x) {
-      const cv::Point2d off = sim::LedCenterOf(scene, {x, y}) - middle;
-      const double left = 1.0 - scene.optics.vignetting * off.dot(off) / middle.dot(middle);
-      seen(y, x) = static_cast<double>(luminances.at<float>(y, x)) * left;
-    }
-  }
-  return seen;
-}
-
-/// Absolute errors after the gain that fits best, percent of the mean.
-std::vector<double> Errors(const cv::Mat1f& found, const cv::Mat1d& truth, int edge) {
-  double products = 0;
-  double squares = 0;
-  double sum = 0;
-  const auto forEach = [&](auto visit) {
-    for (int y = edge; y < truth.rows - edge; ++y) {
-      for (int x = edge; x < truth.cols - edge; ++x) {
-        const double value = static_cast<double>(found(y, x));
-        if (std::isfinite(value)) visit(value, truth(y, x));
-      }
-    }
-  };
-  double count = 0;
-  forEach([&](double value, double true_) {
-    products += value * true_;
-    squares += value * value;
-    sum += true_;
-    count += 1;
-  });
-  std::vector<double> errors;
-  forEach([&](double value, double true_) {
-    errors.push_back(100 * std::abs(value * products / squares - true_) * count / sum);
-  });
-  return errors;
-}
-
-double Rms(const std::vector<double>& errors) {
-  double squares = 0;
-  for (const double e : errors) squares += e * e;
-  return std::sqrt(squares / static_cast<double>(errors.size()));
-}
-
-double Quantile(std::vector<double> values, double share) {
-  std::sort(values.begin(), values.end());
-  return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
-}
 
 /// Means over squares of one cell at the true places: the plain method at its best.
 cv::Mat1f CellMeans(const sim::Scene& scene, const cv::Mat& photo) {
@@ -351,7 +301,7 @@ void PrintTime(sim::Defocus defocus, double blur) {
 }
 
 struct Arguments {
-  bool check = false, time = false;
+  bool check = false, time = false, spots = false;
   std::uint64_t seed = 90000;
   int scenes = 60;
   double cornersOff = 0.2;
@@ -364,6 +314,7 @@ Arguments Parse(int argc, char** argv) {
     const char* value = i + 1 < argc ? argv[i + 1] : "0";
     if (word == "--check") a.check = true;
     if (word == "--time") a.time = true;
+    if (word == "--spots") a.spots = true;
     if (word == "--seed") a.seed = std::strtoull(value, nullptr, 10);
     if (word == "--scenes") a.scenes = std::atoi(value);
     if (word == "--corners") a.cornersOff = std::strtod(value, nullptr);
@@ -376,6 +327,10 @@ int Main(int argc, char** argv) {
   if (a.time) {
     PrintTime(sim::Defocus::kGaussian, 0.4);
     PrintTime(sim::Defocus::kDisk, 0.8);
+    return 0;
+  }
+  if (a.spots) {
+    PrintSpots(a.seed);
     return 0;
   }
   std::vector<Outcome> outcomes;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <stdexcept>
 
 #include "lab/base/rounded_text.h"
@@ -82,6 +83,18 @@ Pattern PatternOf(const cv::Mat1d& levels) {
           2 * all / static_cast<double>(levels.total())};
 }
 
+cv::Mat1b LitOn(const board::Lines& lines, int sign) {
+  cv::Mat1b lit(lines.down.back(), lines.across.back(), std::uint8_t{0});
+  for (std::size_t row = 0; row + 1 < lines.down.size(); ++row) {
+    for (std::size_t column = 0; column + 1 < lines.across.size(); ++column) {
+      if (((row + column) % 2 == 0) != (sign > 0)) continue;
+      lit(cv::Range(lines.down[row], lines.down[row + 1]),
+          cv::Range(lines.across[column], lines.across[column + 1])) = 255;
+    }
+  }
+  return lit;
+}
+
 std::vector<KnownPlace> PlacesOn(const board::BentScreen& screen) {
   constexpr int kPlaces = 8;  // intervals along either axis: enough for a cubic polynomial
   std::vector<KnownPlace> places;
@@ -133,6 +146,7 @@ BoardPlaces BoardPlacesOf(const Shot& shot, const BoardGrid& grid) {
     return answer;
   }
   answer.places = PlacesOn(screen);
+  answer.lit = LitOn(lines, pattern.sign);
   return answer;
 }
 

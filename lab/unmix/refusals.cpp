@@ -83,6 +83,11 @@ std::optional<UnmixRefused> GridRefusal(const Moves& moves) {
   return std::nullopt;
 }
 
+/// Standard deviation of a spot along an axis, emitter and lens together; pixels.
+double WidthOf(double variance, double emitter) {
+  return std::sqrt(variance + emitter * emitter / 12.0);
+}
+
 }  // namespace
 
 Saturation SaturationOf(const cv::Mat1f& photo, const UnmixOptions& options) {
@@ -124,6 +129,22 @@ Moves MovesOf(const cv::Mat1f& photo, const Grid& given, const Estimate& estimat
   }
   moves.outline = OutlineMiss(photo, estimate.background, estimate.grid);
   return moves;
+}
+
+std::optional<UnmixRefused> KnownSpotRefusal(const Estimate& alone, const Estimate& with,
+                                             const KnownSpot& known) {
+  constexpr double kMostLost = 20.0;   // times what is worth a step of the search
+  constexpr double kMostWider = 0.02;  // relative
+  const double lost = alone.freedom * (std::pow(with.residual / alone.residual, 2) - 1.0);
+  const double wider =
+      WidthOf(known.variance, known.emitter) / WidthOf(alone.spot.variance, alone.emitter) - 1.0;
+  if (lost <= kMostLost * alone.smallestGain || std::abs(wider) <= kMostWider) return std::nullopt;
+  return UnmixRefused{
+      UnmixRefusal::kResidual,
+      "the known spot is " + RoundedPercent(std::abs(wider)) +
+          (wider > 0 ? " wider" : " narrower") + " than that of the photograph, expected at most " +
+          RoundedPercent(kMostWider) + ": both photographs must be taken with the same focus",
+      {{"wider", wider}}};
 }
 
 std::optional<UnmixRefused> RefusalOf(const Unmixed& unmixed, const Misfit& misfit,

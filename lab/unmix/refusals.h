@@ -26,6 +26,12 @@ struct Moves {
 };
 [[nodiscard]] Moves MovesOf(const cv::Mat1f& photo, const Grid& given, const Estimate& estimate);
 
+/// The refusal of a known spot that is not the photograph's: with it the fit is worse than `alone`,
+/// the one without it, by more than noise explains, and its width is another.
+[[nodiscard]] std::optional<UnmixRefused> KnownSpotRefusal(const Estimate& alone,
+                                                           const Estimate& with,
+                                                           const KnownSpot& known);
+
 /// What the fit leaves over and what the sensor's noise explains of it: standard deviations of a
 /// pixel.
 struct Misfit {

@@ -6,9 +6,8 @@
 #include <cmath>
 #include <limits>
 #include <opencv2/core/utility.hpp>
-#include <stdexcept>
 
-#include "lab/base/size_text.h"
+#include "lab/unmix/arguments.h"
 #include "lab/unmix/refusals.h"
 #include "lab/unmix/search/cell_means.h"
 #include "lab/unmix/search/estimate.h"
@@ -17,56 +16,7 @@
 namespace dravix::lab {
 namespace {
 
-constexpr int kFewestLedsAcross = 8;
-constexpr std::size_t kFewestPlaces = 16;
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
-
-/// Twice the signed area; positive when the corners go around clockwise, y pointing down.
-double TwiceArea(const std::array<cv::Point2d, 4>& c) { return (c[2] - c[0]).cross(c[3] - c[1]); }
-
-void CheckArguments(const cv::Mat& photo, const UnmixOptions& options) {
-  const int type = photo.type();
-  if (photo.empty() || photo.dims != 2 ||
-      (type != CV_8UC1 && type != CV_16UC1 && type != CV_32FC1)) {
-    throw std::invalid_argument(
-        "Unmix: expected a photograph of one plane of 8-bit, 16-bit or float samples");
-  }
-  if (options.leds.width < kFewestLedsAcross || options.leds.height < kFewestLedsAcross) {
-    throw std::invalid_argument("Unmix: found " + SizeText(options.leds) +
-                                " LEDs, expected at least " +
-                                SizeText({kFewestLedsAcross, kFewestLedsAcross}));
-  }
-  const double area = TwiceArea(options.corners);
-  const double smallest = 2.0 * options.leds.width * options.leds.height;  // a pixel per LED
-  if (!std::isfinite(area) || area < smallest) {
-    throw std::invalid_argument(
-        "Unmix: expected corners top-left, top-right, bottom-right, bottom-left around an area of "
-        "at least one pixel per LED");
-  }
-  for (const cv::Point2d& corner : options.corners) {
-    if (corner.x >= 0 && corner.y >= 0 && corner.x <= photo.cols - 1 &&
-        corner.y <= photo.rows - 1) {
-      return;
-    }
-  }
-  throw std::invalid_argument("Unmix: all corners lie outside the photograph of " +
-                              SizeText(photo.size()) + " pixels");
-}
-
-/// Where the LEDs are expected: by the corners, and by the known places where there are any.
-unmix::Grid ExpectedGrid(const unmix::Grid& byCorners, const std::vector<KnownPlace>& places) {
-  unmix::Grid grid = byCorners;
-  if (places.empty()) return grid;
-  const bool finite = std::all_of(places.begin(), places.end(), [](const KnownPlace& p) {
-    return std::isfinite(p.led.x + p.led.y + p.photo.x + p.photo.y);
-  });
-  if (places.size() < kFewestPlaces || !finite || !grid.Bend(places)) {
-    throw std::invalid_argument("Unmix: found " + std::to_string(places.size()) +
-                                " known places, expected at least " +
-                                std::to_string(kFewestPlaces) + " that are spread over the screen");
-  }
-  return grid;
-}
 
 /// Whether the photograph shows the whole cell of an LED, and no sample of it is saturated.
 bool IsShown(const cv::Mat1f& photo, cv::Point2d center, double side, double top) {
@@ -200,19 +150,27 @@ const char* NameOf(UnmixRefusal refusal) {
 }
 
 Unmixed Unmix(const cv::Mat& photo, const UnmixOptions& options) {
-  CheckArguments(photo, options);
+  unmix::CheckArguments(photo, options);
   const unmix::Grid byCorners(options.corners, options.leds);
-  const unmix::Grid given = ExpectedGrid(byCorners, options.places);
-  const unmix::Resolutions samples = unmix::ResolutionsOf(photo, byCorners.Pitch());
+  const unmix::Grid given = unmix::ExpectedGrid(byCorners, options.places);
+  const unmix::Resolutions samples =
+      unmix::ResolutionsOf(photo, unmix::PitchOf(byCorners, options.interval));
   const unmix::Saturation saturation = unmix::SaturationOf(samples.fine, options);
   if (unmix::IsTooMuch(saturation)) return UnknownAnswer(options, saturation);
 
-  const std::optional<unmix::Estimate> estimate = unmix::EstimateOf(samples, given);
+  const unmix::Expectation expected{given, unmix::PitchOf(given, options.interval), options.spot};
+  const std::optional<unmix::Estimate> estimate = unmix::EstimateOf(samples, expected);
   if (!estimate) return UnknownAnswer(options, saturation);
   const unmix::Centers centers = unmix::CentersOf(estimate->grid);
   Unmixed answer = AnswerOf(samples.fine, byCorners, *estimate, centers);
-  answer.refused = unmix::RefusalOf(answer, {estimate->residual, estimate->noise}, saturation,
-                                    unmix::MovesOf(samples.fine, given, *estimate));
+  if (expected.spot) {
+    const auto alone = unmix::EstimateOf(samples, {expected.grid, expected.pitch, {}});
+    if (alone) answer.refused = unmix::KnownSpotRefusal(*alone, *estimate, *expected.spot);
+  }
+  if (!answer.refused) {
+    answer.refused = unmix::RefusalOf(answer, {estimate->residual, estimate->noise}, saturation,
+                                      unmix::MovesOf(samples.fine, given, *estimate));
+  }
   if (answer.refused) {
     answer.luminances.release();
     answer.deviations.release();

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -285,6 +286,17 @@ TEST(UnmixByBlocks, TheCheckerboardSaysHowTheLensBends) {
   EXPECT_LT(compared["rms"], 0.006);
 }
 
+TEST(UnmixByBlocks, TheCheckerboardMayShowTheSpotToo) {
+  const BentScreen screen;
+  const Outcome outcome = screen.Unmix({"--checkerboard", screen.File("board.shot"), "--blocks",
+                                        "12x8", "--spot-from", screen.File("board.shot")});
+  ASSERT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_NEAR(outcome.Json()["spot_from"]["sigma"], 0.4, 0.03);
+  const auto compared =
+      RunTool({"compare", screen.File("own.lum"), screen.File("screen.json"), "--json"}).Json();
+  EXPECT_LT(compared["rms"], 0.006);
+}
+
 TEST(UnmixByBlocks, RefusesBlocksThatAreNotThere) {
   const BentScreen screen;
   for (const std::string blocks : {"6x4", "7x8", "1x8"}) {
@@ -297,6 +309,86 @@ TEST(UnmixByBlocks, RefusesBlocksThatAreNotThere) {
   }
   EXPECT_EQ(screen.Unmix({"--checkerboard", screen.File("board.shot")}).exit, 2);
   EXPECT_EQ(screen.Unmix({"--blocks", "12x8"}).exit, 2);
+}
+
+/// A screen that is photographed with all LEDs lit and with one of every 3 x 3.
+class SparseScreen {
+ public:
+  explicit SparseScreen(const std::string& blur = "0.5") {
+    for (const auto& [name, interval, exposure] :
+         {std::tuple<std::string, std::string, std::string>("screen", "1,1", "0.4"),
+          {"sparse", "3,3", "0.6"}}) {
+      Take(name, interval, exposure, blur, "CIE_Y");
+    }
+  }
+  std::string File(const std::string& name) const { return folder_.File(name); }
+  void Take(const std::string& name, const std::string& interval, const std::string& exposure,
+            const std::string& blur, const std::string& plane) const {
+    Spill(File("scene.json"),
+          R"({"optics": {"fine_spots": true}, "sensor": {"width": 420, "height": 370}})");
+    const Outcome made = RunTool({"simulate",   File(name + ".shot"),
+                                  "--scene",    File("scene.json"),
+                                  "--screen",   "32x26",
+                                  "--interval", interval,
+                                  "--phase",    "0,0",
+                                  "--scatter",  "0.03",
+                                  "--blur",     blur,
+                                  "--exposure", exposure,
+                                  "--plane",    plane,
+                                  "--truth",    File(name + ".json")});
+    EXPECT_EQ(made.exit, 0) << made.err;
+  }
+  Outcome Unmix(const std::vector<std::string>& more) const {
+    std::vector<std::string> words = {"unmix", File("screen.shot"), "--truth", File("screen.json"),
+                                      "-o",    File("own.lum"),     "--json"};
+    words.insert(words.end(), more.begin(), more.end());
+    return RunTool(words);
+  }
+
+ private:
+  TempDir folder_;
+};
+
+TEST(UnmixSpotFrom, TakesTheSpotFromASparsePhotograph) {
+  const SparseScreen screen;
+  const Outcome outcome = screen.Unmix({"--spot-from", screen.File("sparse.shot")});
+  ASSERT_EQ(outcome.exit, 0) << outcome.err;
+  const auto json = outcome.Json();
+  EXPECT_EQ(json["spot_from"]["photo"], screen.File("sparse.shot"));
+  EXPECT_NEAR(json["spot_from"]["sigma"], 0.5, 0.02);
+  EXPECT_NEAR(json["spot"]["sigma"], 0.5, 0.02);
+  EXPECT_FALSE(screen.Unmix({}).Json().contains("spot_from"));
+}
+
+TEST(UnmixSpotFrom, RefusesPhotographsThatShowNoSpots) {
+  const SparseScreen screen;
+  screen.Take("dark", "3,3", "0.001", "0.5", "CIE_Y");
+  screen.Take("bright", "3,3", "9", "0.5", "CIE_Y");
+  for (const auto& [name, reason] : {std::pair<std::string, std::string>("dark", "no brighter"),
+                                     {"bright", "samples saturated"}}) {
+    const Outcome outcome = screen.Unmix({"--spot-from", screen.File(name + ".shot")});
+    EXPECT_EQ(outcome.exit, 5) << name;
+    EXPECT_TRUE(IsOneLine(outcome)) << outcome.err;
+    EXPECT_NE(outcome.err.find(name + ".shot: "), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find(reason), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_FALSE(std::filesystem::exists(screen.File("own.lum")));
+  }
+}
+
+TEST(UnmixSpotFrom, PhotographsThatDoNotBelongAreRefused) {
+  const SparseScreen screen;
+  screen.Take("red", "3,3", "0.6", "0.5", "CIE_X");
+  const Outcome plane = screen.Unmix({"--spot-from", screen.File("red.shot")});
+  EXPECT_EQ(plane.exit, 3);
+  EXPECT_NE(plane.err.find("holds the plane CIE_X, expected CIE_Y"), std::string::npos)
+      << plane.err;
+  const Outcome same = screen.Unmix({"--spot-from", screen.File("screen.shot")});
+  EXPECT_EQ(same.exit, 3);
+  EXPECT_NE(same.err.find("interval of 1 x 1, expected more"), std::string::npos) << same.err;
+  EXPECT_TRUE(IsOneLine(same)) << same.err;
+  EXPECT_EQ(screen.Unmix({"--spot-from", screen.File("none.shot")}).exit, 3);
+  EXPECT_EQ(screen.Unmix({"--spot-from", screen.File("own.lum")}).exit, 2);
 }
 
 TEST(UnmixCommand, AsksForOneSourceOfCorners) {

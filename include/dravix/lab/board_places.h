@@ -26,6 +26,8 @@ struct BoardGrid {
 
 struct BoardPlaces {
   std::vector<KnownPlace> places;  ///< spread over the screen; empty where it was refused
+  cv::Mat1b
+      lit;  ///< 255 for LEDs in lit blocks, 0 for others: leds.height rows, leds.width columns
   double scatter = 0;   ///< RMS of what the edges depart from a smooth screen by, pitches
   std::string refused;  ///< why there are no places: what was found and expected
 };

@@ -40,6 +40,23 @@ struct KnownPlace {
   cv::Point2d photo;  ///< photograph pixels, whose centers are at integers
 };
 
+/// What is known of the spots from elsewhere, such as from another photograph of the same pose (see
+/// spot_photograph.h). Lengths are in pixels of the photograph that is un-mixed.
+struct KnownSpot {
+  /// The numbers that describe a spot: variance, diskSquared, emitter and the terms of widening.
+  static constexpr int kNumbers = 8;
+
+  double variance = 0;     ///< of disk and Gaussian together, along an axis; pixels^2
+  double diskSquared = 0;  ///< the square of the disk's variance; pixels^4
+  double emitter = 0;      ///< side of the square emitter, pixels
+  /// How disk and Gaussian grow over the screen: by 1 plus the sum of these terms times products of
+  /// Legendre polynomials of degree 1 and 2, whose arguments go from -1 to 1 over the screen: down,
+  /// down twice, across, across and down, across twice. All 0: the spot is the same everywhere.
+  std::array<double, 5> widening{};
+  /// How certain that is: the inverse of the covariance matrix of the eight numbers.
+  cv::Matx<double, kNumbers, kNumbers> information = {};
+};
+
 /// What is known of the photograph beside its samples.
 struct UnmixOptions {
   /// Corners of the lit LEDs' area in photograph pixels, whose centers are at integers: top-left,
@@ -54,6 +71,12 @@ struct UnmixOptions {
   /// at least 16 that are spread over the screen. The search for the LEDs begins there instead of
   /// where the corners alone put them, so that a lens may bend the screen by many pitches.
   std::vector<KnownPlace> places;
+  /// One LED of this many, across and down, is lit: the others between them are dark. Both are 1 or
+  /// more. What an LED's emitter and spot may be follows from the distance of LEDs, lit or not.
+  cv::Size interval = {1, 1};
+  /// The spot, where it is known: the search begins with it, and what the photograph itself says is
+  /// weighed against it.
+  std::optional<KnownSpot> spot;
 };
 
 /// The answer. Where it was refused, all matrices are empty, and numbers that are not known are

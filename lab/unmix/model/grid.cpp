@@ -34,7 +34,7 @@ std::vector<cv::Point2d> LineOf(const Grid& grid, double first, double v, int co
 }  // namespace
 
 Grid::Grid(const std::array<cv::Point2d, 4>& corners, cv::Size leds)
-    : leds_(leds), photoFromLed_(Homography(corners, leds)) {}
+    : leds_(leds), photoFromLed_(Homography(corners, leds)), span_(leds) {}
 
 const std::array<int, Grid::kTerms>& Grid::Degrees() {
   static constexpr std::array<int, kTerms> kDegrees = {0, 1, 2, 3, 1, 2, 3, 2, 3, 3};
@@ -42,8 +42,8 @@ const std::array<int, Grid::kTerms>& Grid::Degrees() {
 }
 
 Grid::Terms Grid::TermsAt(double u, double v) const {
-  const auto across = Legendre(2.0 * u / leds_.width - 1.0);
-  const auto down = Legendre(2.0 * v / leds_.height - 1.0);
+  const auto across = Legendre(2.0 * (origin_.x + step_.x * u) / span_.width - 1.0);
+  const auto down = Legendre(2.0 * (origin_.y + step_.y * v) / span_.height - 1.0);
   Terms terms{};
   std::size_t next = 0;
   for (std::size_t i = 0; i < 4; ++i) {
@@ -95,6 +95,22 @@ bool Grid::Bend(const std::vector<KnownPlace>& places) {
     bendY_.at(static_cast<std::size_t>(i)) += found(i, 1);
   }
   return true;
+}
+
+Grid Grid::Sparse(cv::Point2d first, cv::Point2d step, cv::Size leds) const {
+  const cv::Point2d origin(first.x + 0.5 - 0.5 * step.x, first.y + 0.5 - 0.5 * step.y);
+  Grid sparse = *this;
+  sparse.leds_ = leds;
+  sparse.photoFromLed_ =
+      photoFromLed_ * cv::Matx33d(step.x, 0, origin.x, 0, step.y, origin.y, 0, 0, 1);
+  sparse.origin_ = origin_ + cv::Point2d(step_.x * origin.x, step_.y * origin.y);
+  sparse.step_ = {step_.x * step.x, step_.y * step.y};
+  for (std::size_t i = 0; i < kTerms; ++i) {
+    sparse.bendX_[i] += x_[i];
+    sparse.bendY_[i] += y_[i];
+  }
+  sparse.x_ = sparse.y_ = {};
+  return sparse;
 }
 
 Grid Grid::Binned(int side) const {

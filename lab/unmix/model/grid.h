@@ -28,6 +28,11 @@ class Grid {
   /// what is found later is counted from there. False when the places do not determine it.
   [[nodiscard]] bool Bend(const std::vector<KnownPlace>& places);
 
+  /// The grid of LEDs that lie `step` of this grid's LEDs apart; `first` of them is the place of
+  /// its LED (0, 0). Their cells touch. What X and Y hold becomes part of it, as places do by Bend,
+  /// and terms are those of the same polynomials over the same screen.
+  [[nodiscard]] Grid Sparse(cv::Point2d first, cv::Point2d step, cv::Size leds) const;
+
   /// The same grid in a photograph whose pixels are `side` times as large, as Binned makes it.
   [[nodiscard]] Grid Binned(int side) const;
 
@@ -53,6 +58,10 @@ class Grid {
  private:
   cv::Size leds_;
   cv::Matx33d photoFromLed_;
+  /// The polynomials are over a screen from 0 to `span_`, on which the place (u, v) of this grid is
+  /// `origin_` + `step_` (u, v).
+  cv::Size span_;
+  cv::Point2d origin_{0, 0}, step_{1, 1};
   Terms bendX_{}, bendY_{};
   Terms x_{}, y_{};
 };

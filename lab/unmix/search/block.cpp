@@ -52,6 +52,18 @@ Block BlockAt(cv::Point place, cv::Size leds) {
   return block;
 }
 
+/// How many neighbors are lit and dark.
+int EdgesIn(const cv::Mat1b& lit) {
+  int edges = 0;
+  for (int y = 0; y < lit.rows; ++y) {
+    for (int x = 0; x < lit.cols; ++x) {
+      if (x > 0 && lit(y, x) != lit(y, x - 1)) ++edges;
+      if (y > 0 && lit(y, x) != lit(y - 1, x)) ++edges;
+    }
+  }
+  return edges;
+}
+
 /// One LED's part of a pixel.
 struct Share {
   int led;
@@ -181,6 +193,16 @@ cv::Mat1d Products(const Mixing& mixing, int leds, double lambda) {
   return products;  // the lower triangle, which is all that Cholesky looks at
 }
 
+/// LEDs that are not lit stay at their expected levels.
+void KeepDark(const cv::Mat1b& lit, cv::Mat1d& products) {
+  constexpr double kFirm = 1e6;
+  int led = 0;
+  for (const std::uint8_t isLit : lit) {
+    if (isLit == 0) products(led, led) *= kFirm;
+    ++led;
+  }
+}
+
 /// For each LED, the sum of its spot times `picture`.
 cv::Mat1d Correlated(const Mixing& mixing, const std::vector<double>& picture, int leds) {
   cv::Mat1d sums(1, leds, 0.0);
@@ -232,7 +254,9 @@ Fit BestFit(const Trial& trial, const Block& block) {
 
   std::vector<double> residual = PictureOf(trial, view);
   Subtract(mixing, expected, residual);
-  Cholesky factor(Products(mixing, count, trial.lambda));
+  cv::Mat1d products = Products(mixing, count, trial.lambda);
+  if (!trial.lit.empty()) KeepDark(trial.lit, products);
+  Cholesky factor(products);
   const cv::Mat1d departures = factor.SolveRows(Correlated(mixing, residual, count));
   Subtract(mixing, departures, residual);
 
@@ -306,6 +330,29 @@ std::vector<Block> SpreadBlocks(cv::Size leds) {
   std::vector<Block> blocks;
   for (const int y : SpreadPlaces(leds.height)) {
     for (const int x : SpreadPlaces(leds.width)) blocks.push_back(BlockAt({x, y}, leds));
+  }
+  return blocks;
+}
+
+std::vector<Block> SpreadBlocksAtEdges(const cv::Mat1b& lit) {
+  std::vector<Block> blocks = SpreadBlocks(lit.size());
+  for (Block& block : blocks) {
+    int most = -1;
+    const cv::Point even = block.inner.tl();
+    // From the even place outward, so that of equally good places the nearest is taken.
+    for (int reach = 0; reach <= kSide; ++reach) {
+      for (int dy = -reach; dy <= reach; ++dy) {
+        for (int dx = -reach; dx <= reach; ++dx) {
+          if (std::max(std::abs(dx), std::abs(dy)) != reach) continue;
+          const cv::Rect inner = block.inner - block.inner.tl() + even + cv::Point(dx, dy);
+          if ((inner & cv::Rect(cv::Point(0, 0), lit.size())) != inner) continue;
+          const int edges = EdgesIn(lit(inner));
+          if (edges <= most) continue;
+          most = edges;
+          block = BlockAt(inner.tl(), lit.size());
+        }
+      }
+    }
   }
   return blocks;
 }

@@ -21,6 +21,10 @@ struct Block {
 /// Blocks spread evenly over the screen: 5 x 5 where there is room.
 [[nodiscard]] std::vector<Block> SpreadBlocks(cv::Size leds);
 
+/// The same for a screen on which only some LEDs are lit (255, the others 0): each block lies
+/// where, near its even place, the most lit LEDs have a dark neighbor.
+[[nodiscard]] std::vector<Block> SpreadBlocksAtEdges(const cv::Mat1b& lit);
+
 /// Tables of a spot that is tried.
 struct TriedSpot {
   SpotTable spot;
@@ -35,6 +39,7 @@ struct Trial {
   double background;        ///< level of the photograph without light
   double lambda;            ///< noise^2 / variance of LEDs about `levels`
   const cv::Mat1d& levels;  ///< what the block's LEDs are expected to be, over the background
+  cv::Mat1b lit = {};       ///< LEDs of which more is unknown than `levels` say; empty: all of them
 };
 
 /// Normal equations of a block for ten unknowns: SpotShape::variance, SpotShape::diskSquared, the

@@ -60,6 +60,13 @@ double MeanWithoutOutliers(std::vector<float>& values) {
   return sum / count;
 }
 
+/// The share of a cell's light that LEDs of these levels, 0 to 1, give it.
+cv::Mat1d CoverageOf(const cv::Mat1d& leds, const cv::Mat1d& cellResponse) {
+  cv::Mat1d coverage;
+  cv::filter2D(leds, coverage, CV_64F, cellResponse, {-1, -1}, 0, cv::BORDER_CONSTANT);
+  return coverage;
+}
+
 }  // namespace
 
 double SquareMean(const cv::Mat1f& photo, cv::Point2d center, double side) {
@@ -127,11 +134,23 @@ cv::Mat1d Smoothed(const cv::Mat1d& values, double sigma) {
   return cv::Mat1d(blurred(values) / blurred(cv::Mat1d(values.size(), 1.0)));
 }
 
+cv::Mat1d LitLevels(const cv::Mat1d& cellMeans, double background, const cv::Mat1d& cellResponse,
+                    const cv::Mat1d& isLit, double sigma) {
+  cv::Mat1d light((cellMeans - background).mul(isLit));
+  cv::Mat1d coverage(CoverageOf(isLit, cellResponse).mul(isLit));
+  for (int y = 0; y < light.rows; ++y) {
+    for (int x = 0; x < light.cols; ++x) {
+      if (!std::isfinite(light(y, x))) light(y, x) = coverage(y, x) = 0;
+    }
+  }
+  constexpr double kNoCoverage = 1e-6;  // far from lit LEDs, where there is no light either
+  const cv::Mat1d smooth(cv::max(Smoothed(coverage, sigma), kNoCoverage));
+  return cv::Mat1d(Smoothed(light, sigma) / smooth);
+}
+
 cv::Mat1d CoveredLevels(const cv::Mat1d& cellMeans, double background,
                         const cv::Mat1d& cellResponse) {
-  cv::Mat1d coverage;
-  cv::filter2D(cv::Mat1d(cellMeans.size(), 1.0), coverage, CV_64F, cellResponse, {-1, -1}, 0,
-               cv::BORDER_CONSTANT);
+  const cv::Mat1d coverage = CoverageOf(cv::Mat1d(cellMeans.size(), 1.0), cellResponse);
   cv::Mat1d levels((cellMeans - background) / coverage);
   for (double& level : levels) {
     if (!std::isfinite(level)) level = 0;

@@ -28,4 +28,10 @@ namespace dravix::lab::unmix {
 [[nodiscard]] cv::Mat1d CoveredLevels(const cv::Mat1d& cellMeans, double background,
                                       const cv::Mat1d& cellResponse);
 
+/// The same for a screen on which some LEDs are dark, smoothed over the lit ones by `sigma` LEDs:
+/// what the light on the cells of lit LEDs says of the level about them. `isLit` is 1 or 0.
+[[nodiscard]] cv::Mat1d LitLevels(const cv::Mat1d& cellMeans, double background,
+                                  const cv::Mat1d& cellResponse, const cv::Mat1d& isLit,
+                                  double sigma);
+
 }  // namespace dravix::lab::unmix

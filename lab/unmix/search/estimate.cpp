@@ -1,17 +1,19 @@
 // First the outline puts the grid in its place. Then some spots are tried, and the one that fits
-// best starts an iteration (Gauss-Newton) over spot and grid together. The LEDs' luminances are no
-// unknowns of this fit; every block eliminates its own.
+// best starts an iteration over spot and grid together. A spot that another photograph has shown is
+// the only start.
 #include "lab/unmix/search/estimate.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <opencv2/core/utility.hpp>
+#include <cstdint>
+#include <opencv2/imgproc.hpp>
 #include <optional>
+#include <utility>
 
 #include "lab/unmix/search/cell_means.h"
+#include "lab/unmix/search/descent.h"
 #include "lab/unmix/search/outline.h"
-#include "lab/unmix/search/search.h"
 #include "lab/unmix/search/sensor_noise.h"
 
 namespace dravix::lab::unmix {
@@ -28,63 +30,15 @@ constexpr double kPoorFit = 1.5;
 constexpr int kFirstIterations = 4;
 constexpr int kMostIterations = 20;
 constexpr int kFieldIterations = 8;
-constexpr double kEmitterSpread = 0.1;         ///< about kEmitter, pitches
-constexpr double kFirstEmitterSpread = 0.003;  ///< the same before the search has settled
+/// About kEmitter before the search has settled, pitches.
+constexpr double kFirstEmitterSpread = 0.003;
 /// What is expected of the field's terms: a spot that is this much wider at an edge.
 constexpr double kFieldSpread = 0.3;
+/// What is expected of LEDs: a scatter of 10 % about smoothed cells.
+constexpr double kScatter = 0.1;
 /// The gain that a changing spot must bring, in units of the smallest one that is worth a step. Its
 /// five terms gain some two of these from noise alone.
 constexpr double kFieldGain = 20;
-/// What is expected of LEDs while the spot is unknown: a scatter of 10 % about smoothed cells.
-constexpr double kScatter = 0.1;
-constexpr double kSmoothing = 2.0;  ///< LEDs: sigma of the smoothed level
-constexpr int kSmoothingReach = 5;  ///< LEDs
-/// What the LEDs of a block are expected to be, over the background.
-cv::Mat1d ExpectedLevels(const Search& s, const cv::Mat1d& response, const Block& block) {
-  const int margin = response.rows / 2 + kSmoothingReach;
-  const cv::Rect window = cv::Rect(block.leds.x - margin, block.leds.y - margin,
-                                   block.leds.width + 2 * margin, block.leds.height + 2 * margin) &
-                          cv::Rect(cv::Point(0, 0), s.cells.size());
-  const cv::Mat1d levels =
-      Smoothed(CoveredLevels(s.cells(window).clone(), s.background, response), kSmoothing);
-  return levels(block.leds - window.tl()).clone();
-}
-
-TriedSpot Tabulated(const SpotModel& model, bool derivatives) {
-  return {model.Spot(), derivatives ? model.SpotDerivatives() : SpotModel::Derivatives{}};
-}
-
-/// One set of equations per block, or, without derivatives, only how well the blocks are fitted.
-std::vector<BlockEquations> ForBlocks(const Search& s, bool derivatives) {
-  const SpotModel mean(s.spot, s.emitter);
-  const cv::Mat1d response = mean.CellResponse(s.pitch);
-  const double lambda = std::pow(s.noise / (kScatter * s.level), 2);
-  const bool varies = !s.field.IsConstant();
-  const TriedSpot common = varies ? TriedSpot{} : Tabulated(mean, derivatives);
-  std::vector<BlockEquations> equations(s.blocks.size());
-  const auto fit = [&](const Block& block, const TriedSpot& spot) {
-    const cv::Mat1d levels = ExpectedLevels(s, response, block);
-    const Trial trial{s.photo, s.grid, spot, s.background, lambda, levels};
-    return derivatives ? EquationsOf(trial, block) : FitOf(trial, block);
-  };
-  cv::parallel_for_(
-      cv::Range(0, static_cast<int>(s.blocks.size())),
-      [&](const cv::Range& range) {
-        for (auto i = static_cast<std::size_t>(range.start);
-             i < static_cast<std::size_t>(range.end); ++i) {
-          const Block& block = s.blocks[i];
-          if (!varies) {
-            equations[i] = fit(block, common);
-            continue;
-          }
-          const double growth = s.field.GrowthAt(s.grid, block.Middle().x, block.Middle().y);
-          const SpotModel own(Grown(s.spot, growth), s.emitter);
-          equations[i] = fit(block, Tabulated(own, derivatives));
-        }
-      },
-      static_cast<double>(s.blocks.size()));
-  return equations;
-}
 
 double CostOf(const Search& s) {
   double cost = 0;
@@ -114,86 +68,6 @@ SpotShape BestStart(const Search& s, const Widths& widths, SpotShape (*spotOf)(d
     }
   }
   return best;
-}
-
-/// The degrees of freedom that are left in a block's pixels.
-double FreedomOf(const BlockEquations& e, const Block& block) {
-  return e.pixels - block.inner.area();
-}
-
-/// The standard deviation of what is left over in all blocks, or in those inside the screen alone.
-double ResidualOf(const std::vector<BlockEquations>& equations, const std::vector<Block>& blocks,
-                  bool insideAlone) {
-  double squares = 0;
-  double freedom = 0;
-  for (std::size_t i = 0; i < equations.size(); ++i) {
-    if (insideAlone && blocks[i].atBorder) continue;
-    squares += equations[i].squares;
-    freedom += FreedomOf(equations[i], blocks[i]);
-  }
-  if (insideAlone && freedom <= 0) return ResidualOf(equations, blocks, false);
-  return std::sqrt(squares / std::max(freedom, 1.0));
-}
-
-/// A state of the search that was tried, and its equations.
-struct Tried {
-  Search state;
-  System system;
-  std::vector<BlockEquations> equations;
-};
-
-bool IsEmitterFree(const Search& s) { return s.emitterSpread == kEmitterSpread * s.pitch; }
-
-double FreedomOf(const std::vector<BlockEquations>& equations, const std::vector<Block>& blocks) {
-  double freedom = 0;
-  for (std::size_t i = 0; i < blocks.size(); ++i) freedom += FreedomOf(equations[i], blocks[i]);
-  return freedom;
-}
-
-/// Whether a fit with that noise is as good as the best so far, by far less than the LEDs' own
-/// noise can tell.
-bool IsAsGood(const Search& s, const Tried& best) {
-  const double gain =
-      FreedomOf(best.equations, s.blocks) * (1.0 - std::pow(s.noise / best.state.noise, 2));
-  return std::abs(gain) < SmallestGain(s.blocks);
-}
-
-/// Gauss-Newton, damped where a whole step has made the fit worse (Levenberg-Marquardt). Until it
-/// has settled, the emitter stays as expected: far from the spot it would only make up for other
-/// errors and lead astray. Returns the equations of the best state, which `s` is then.
-std::vector<BlockEquations> Iterate(Search& s, int iterations) {
-  constexpr double kFirstDamping = 1e-3;
-  constexpr double kMostDamping = 10;
-  constexpr double kStronger = 20;
-  // How the emitter changes the spot is not linear, and behind a Gaussian nothing else tells where
-  // it should stop; whole steps would go too far and back.
-  const auto leastDamping = [&] { return IsEmitterFree(s) ? kFirstDamping : 0.0; };
-  std::optional<Tried> best;
-  double damping = leastDamping();
-  for (int i = 0; i < iterations; ++i) {
-    const auto equations = ForBlocks(s, true);
-    s.noise = ResidualOf(equations, s.blocks, false);
-    s.litNoise = ResidualOf(equations, s.blocks, true);
-    const bool level = best && IsAsGood(s, *best);
-    if (!best || s.noise < best->state.noise) {
-      best.reset();
-      best.emplace(Tried{s, SystemOf(equations, s), equations});
-      damping = std::max(leastDamping(), damping < kFirstDamping ? 0.0 : damping / kStronger);
-    } else {
-      damping = std::max(kFirstDamping, damping * kStronger);
-    }
-    s.Restore(best->state);
-    const cv::Mat1d longest = StepOf(best->system, s.spot, leastDamping());
-    if (level || damping > kMostDamping || IsNegligible(longest, best->system, s)) {
-      if (IsEmitterFree(s) || i + 1 == iterations) break;
-      s.emitterSpread = kEmitterSpread * s.pitch;
-      best->system = SystemOf(best->equations, s);
-      damping = leastDamping();
-    }
-    Take(StepOf(best->system, s.spot, damping), s);
-  }
-  s.Restore(best->state);
-  return best->equations;
 }
 
 /// Whether the blocks' own wishes for the spot differ by more than noise lets them, so that a spot
@@ -226,9 +100,47 @@ void FindField(const std::vector<BlockEquations>& equations, Search& s) {
   if (gain > kFieldGain * SmallestGain(s.blocks)) s.Restore(freed);
 }
 
+/// The known spot in a photograph whose pixels are `side` times as large.
+KnownSpot Binned(const KnownSpot& known, int side) {
+  const double area = static_cast<double>(side) * side;
+  const std::array<double, 3> units = {area, area * area, static_cast<double>(side)};
+  KnownSpot binned = known;
+  binned.variance /= units[0];
+  binned.diskSquared /= units[1];
+  binned.emitter /= units[2];
+  for (int i = 0; i < 3; ++i) {
+    const double unit = units.at(static_cast<std::size_t>(i));
+    for (int j = 0; j < KnownSpot::kNumbers; ++j) {
+      binned.information(i, j) *= unit;
+      binned.information(j, i) *= unit;
+    }
+  }
+  return binned;
+}
+
+/// From the known spot alone. Where that changes over the screen, each block has tables of its own,
+/// so that a few rounds must do.
+void FindFromKnown(double noise, Search& s) {
+  s.spot = {s.known->variance, s.known->diskSquared};
+  s.emitter = s.known->emitter;
+  s.field.terms = s.known->widening;
+  s.emitterSpread = kEmitterSpread * s.pitch;
+  if (!s.field.IsConstant()) {
+    s.fieldSpread = kFieldSpread;
+    Iterate(s, kFieldIterations);
+    return;
+  }
+  const auto equations = Iterate(s, kMostIterations);
+  if (IsNear(s, noise) && WantsField(equations, s)) FindField(equations, s);
+}
+
 /// A few rounds from the best mixed spot. Where these do not end near the sensor's noise, the same
 /// from the best disk. Then the rest from the better.
 void FindSpot(double noise, Search& s) {
+  if (s.known) {
+    FindFromKnown(noise, s);
+    return;
+  }
   s.emitterSpread = kFirstEmitterSpread * s.pitch;
   s.spot = BestStart(s, kFirstSpots, MixedSpot);
   Search disk = s;
@@ -253,10 +165,16 @@ void FindSpotCoarsely(const cv::Mat1f& coarse, int binning, double noise, Search
            s.emitter / binning,
            s.emitterSpread / binning,
            s.pitch / binning,
+           s.cellSide / binning,
            s.background,
            s.level,
            s.noise,
-           s.litNoise};
+           s.litNoise,
+           s.scatter,
+           s.lit,
+           s.glow,
+           {}};
+  if (s.known) c.known = Binned(*s.known, binning);
   FindSpot(noise / binning, c);
   const double area = static_cast<double>(binning) * binning;
   s.spot = {c.spot.variance * area, c.spot.diskSquared * area * area};
@@ -281,49 +199,165 @@ void Finish(Search& s) {
   s.litNoise = ResidualOf(fits, s.blocks, true);
 }
 
-double MedianOf(const cv::Mat1d& values) {
-  std::vector<double> sorted(values.begin(), values.end());
-  const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
-  std::nth_element(sorted.begin(), middle, sorted.end());
+double MedianOf(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
   return *middle;
 }
 
-}  // namespace
+/// The values where a mask is not 0.
+std::vector<double> Where(const cv::Mat1d& values, const cv::Mat1b& mask) {
+  std::vector<double> some;
+  for (int y = 0; y < values.rows; ++y) {
+    for (int x = 0; x < values.cols; ++x) {
+      if (mask(y, x) != 0) some.push_back(values(y, x));
+    }
+  }
+  return some;
+}
 
-std::optional<Estimate> EstimateOf(const Resolutions& resolutions, const Grid& given) {
+/// A search that has ended.
+struct Ended {
+  Search search;
+  double noise;    ///< the sensor's
+  double freedom;  ///< as in Estimate
+};
+
+/// What is expected of a photograph's LEDs.
+struct LedsExpected {
+  double pitch;    ///< as in Expectation
+  double scatter;  ///< as in Search
+  cv::Mat1b lit;   ///< as in Search
+  std::optional<KnownSpot> spot;
+};
+
+/// The luminance of dark LEDs over that of lit ones, from those that no lit one is near; 0 where
+/// there are none.
+double GlowOf(const cv::Mat1d& cells, double background, double level, const cv::Mat1b& lit) {
+  constexpr int kNear = 3;  // LEDs; the widest spot that can be un-mixed has faded there
+  cv::Mat1b reached;
+  cv::dilate(lit, reached, cv::Mat1b(2 * kNear + 1, 2 * kNear + 1, std::uint8_t{1}));
+  const std::vector<double> dark = Where(cells, cv::Mat1b(reached == 0));
+  return dark.empty() ? 0.0 : std::max(MedianOf(dark) - background, 0.0) / level;
+}
+
+/// The degrees of freedom of the pixels in all blocks' views.
+double FreedomIn(const Search& s) {
+  double freedom = 0;
+  for (const Block& block : s.blocks) {
+    freedom += cv::countNonZero(ViewOf(s.grid, block, s.photo.size()).mask) - block.inner.area();
+  }
+  return freedom;
+}
+
+/// Searches for the spots of LEDs on an outlined grid whose cells have sides of `cellSide`.
+std::optional<Ended> Searched(const Resolutions& resolutions, const Outlined& outlined,
+                              double cellSide, const LedsExpected& expected) {
   const cv::Mat1f& photo = resolutions.fine;
   const int binning = resolutions.binning;
-  Grid grid = given;
-  AlignOutline(photo, BackgroundOf(photo, grid), grid);
-  const double background = BackgroundOf(photo, grid);
+  const Grid& grid = outlined.grid;
   const cv::Mat1d cells = CellMeans(resolutions.coarse, CentersOf(grid.Binned(binning)));
-  const double level = MedianOf(cells) - background;
-  const std::vector<Block> blocks = SpreadBlocks(grid.Leds());
+  const bool allLit = expected.lit.empty();
+  const double level = MedianOf(allLit ? std::vector<double>(cells.begin(), cells.end())
+                                       : Where(cells, expected.lit)) -
+                       outlined.background;
+  const std::vector<Block> blocks =
+      allLit ? SpreadBlocks(grid.Leds()) : SpreadBlocksAtEdges(expected.lit);
   const double noise = SensorNoise(photo, grid, blocks);
-  // Near its own noise, a photograph shows no spots to learn from.
+  // Near its own noise, a photograph shows no spots to learn from. All light of a cell is on the
+  // place of one LED.
   constexpr double kFaintest = 4.0;
-  if (!(level > kFaintest * noise)) return std::nullopt;
+  if (!(level * std::pow(cellSide / expected.pitch, 2) > kFaintest * noise)) return std::nullopt;
   Search s{photo,
            blocks,
            cells,
            grid,
            {},
-           kEmitter * given.Pitch(),
-           kEmitterSpread * given.Pitch(),
-           given.Pitch(),
-           background,
+           kEmitter * expected.pitch,
+           kEmitterSpread * expected.pitch,
+           expected.pitch,
+           cellSide,
+           outlined.background,
            level,
            0.01 * level,
-           0.01 * level};
+           0.01 * level,
+           expected.scatter,
+           expected.lit,
+           allLit ? 0.0 : GlowOf(cells, outlined.background, level, expected.lit),
+           expected.spot};
   if (binning > 1) {
     FindSpotCoarsely(resolutions.coarse, binning, noise, s);
     Finish(s);
   } else {
     FindSpot(noise, s);
   }
-  return Estimate{s.grid,  grid,       s.spot,
-                  s.field, s.emitter,  background,
-                  s.noise, s.litNoise, SensorNoise(photo, s.grid, s.blocks)};
+  const double found = SensorNoise(photo, s.grid, s.blocks);
+  const double freedom = FreedomIn(s);
+  return Ended{std::move(s), found, freedom};
+}
+
+/// LEDs of the blocks over those that are counted where blocks overlap. What overlapping blocks say
+/// is not said twice.
+double OnceShare(const std::vector<Block>& blocks) {
+  cv::Rect all;
+  double counted = 0;
+  for (const Block& block : blocks) {
+    all |= block.inner;
+    counted += block.inner.area();
+  }
+  cv::Mat1b seen(all.br().y, all.br().x, std::uint8_t{0});
+  for (const Block& block : blocks) seen(block.inner) = 255;
+  return cv::countNonZero(seen) / counted;
+}
+
+}  // namespace
+
+Outlined OutlinedOf(const cv::Mat1f& photo, const Grid& given) {
+  Grid grid = given;
+  AlignOutline(photo, BackgroundOf(photo, grid), grid);
+  return {grid, BackgroundOf(photo, grid)};
+}
+
+std::optional<Estimate> EstimateOf(const Resolutions& resolutions, const Expectation& expected) {
+  const Outlined outlined = OutlinedOf(resolutions.fine, expected.grid);
+  const std::optional<Ended> ended = Searched(resolutions, outlined, expected.grid.Pitch(),
+                                              {expected.pitch, kScatter, {}, expected.spot});
+  if (!ended) return std::nullopt;
+  const Search& s = ended->search;
+  return Estimate{s.grid,
+                  outlined.grid,
+                  s.spot,
+                  s.field,
+                  s.emitter,
+                  outlined.background,
+                  s.noise,
+                  s.litNoise,
+                  ended->noise,
+                  ended->freedom,
+                  SmallestGain(s.blocks)};
+}
+
+std::optional<SpotEstimate> SpotEstimateOf(const Resolutions& resolutions, const Outlined& outlined,
+                                           double pitch, const cv::Mat1b& lit) {
+  // LEDs far from each other need no help from what is expected of them.
+  constexpr double kAnyScatter = 1.0;
+  const double scatter = lit.empty() ? kAnyScatter : kScatter;
+  const std::optional<Ended> ended =
+      Searched(resolutions, outlined, outlined.grid.Pitch(), {pitch, scatter, lit, {}});
+  if (!ended) return std::nullopt;
+  Search s = ended->search;
+  s.fieldSpread = s.field.IsConstant() ? 0.0 : kFieldSpread;
+  SpotEstimate found;
+  found.known = {s.spot.variance, s.spot.diskSquared, s.emitter, s.field.terms,
+                 SpotInformation(SystemOf(ForBlocks(s, true), s), s) * OnceShare(s.blocks)};
+  found.spot = s.spot;
+  for (const Block& block : s.blocks) {
+    const cv::Point2d moved = s.grid.Moved(block.Middle().x, block.Middle().y);
+    found.move = std::max({found.move, std::abs(moved.x), std::abs(moved.y)});
+  }
+  found.residual = s.noise;
+  found.noise = ended->noise;
+  return found;
 }
 
 }  // namespace dravix::lab::unmix

@@ -1,6 +1,6 @@
 // Each block says how spot, grid and background should change there, and how the grid should turn
-// and stretch. A least-squares fit over all
-// blocks turns this into changes of the spot and of the grid's twenty coefficients.
+// and stretch. A least-squares fit over all blocks turns this into changes of the spot and of the
+// grid's twenty coefficients.
 #include "lab/unmix/search/search.h"
 
 #include <algorithm>
@@ -82,10 +82,42 @@ cv::Mat1d Dependence(const Search& s, const Block& block) {
   return depends;
 }
 
+/// Where a spot's number is among the unknowns.
+int UnknownOf(int number) {
+  return number < kSpotUnknowns ? number : kField + number - kSpotUnknowns;
+}
+
+using SpotNumbers = std::array<double, KnownSpot::kNumbers>;
+
+/// How far the spot of the search is from the known one.
+SpotNumbers DepartureOf(const Search& s) {
+  SpotNumbers departure = {s.spot.variance - s.known->variance,
+                           s.spot.diskSquared - s.known->diskSquared, s.emitter - s.known->emitter};
+  for (std::size_t i = 0; i < SpotField::kTerms; ++i) {
+    departure.at(kSpotUnknowns + i) = s.field.terms.at(i) - s.known->widening.at(i);
+  }
+  return departure;
+}
+
+void AddKnownSpot(const Search& s, System& system) {
+  const SpotNumbers departure = DepartureOf(s);
+  for (int i = 0; i < KnownSpot::kNumbers; ++i) {
+    for (int j = 0; j < KnownSpot::kNumbers; ++j) {
+      const double information = s.known->information(i, j);
+      system.normal(UnknownOf(i), UnknownOf(j)) += information;
+      system.gradient(0, UnknownOf(i)) -= information * departure.at(static_cast<std::size_t>(j));
+    }
+  }
+}
+
 void AddPrior(const Search& s, System& system) {
-  const double emitterWeight = 1.0 / (s.emitterSpread * s.emitterSpread);
-  system.normal(2, 2) += emitterWeight;
-  system.gradient(0, 2) += emitterWeight * (kEmitter * s.pitch - s.emitter);
+  if (s.known) {
+    AddKnownSpot(s, system);
+  } else {
+    const double emitterWeight = 1.0 / (s.emitterSpread * s.emitterSpread);
+    system.normal(2, 2) += emitterWeight;
+    system.gradient(0, 2) += emitterWeight * (kEmitter * s.pitch - s.emitter);
+  }
   for (int i = 0; i < kGridTerms; ++i) {
     const auto at = static_cast<std::size_t>(i);
     const auto degree = static_cast<std::size_t>(Grid::Degrees().at(at));
@@ -146,6 +178,22 @@ System SystemOf(const std::vector<BlockEquations>& equations, const Search& s) {
   AddPrior(s, system);
   AddFieldPrior(s, system);
   return system;
+}
+
+cv::Matx<double, KnownSpot::kNumbers, KnownSpot::kNumbers> SpotInformation(const System& system,
+                                                                           const Search& s) {
+  // The normal equations' Schur complement after the places are eliminated.
+  const cv::Mat1d ofGrid =
+      system.normal(cv::Rect(kSpotUnknowns, kSpotUnknowns, 2 * kGridTerms, 2 * kGridTerms));
+  const cv::Mat1d both = system.normal.rowRange(kSpotUnknowns, kField);
+  const cv::Mat1d solved = Cholesky(ofGrid).SolveRows(cv::Mat1d(both.t()));
+  const cv::Mat1d left(system.normal - solved * both);
+  cv::Matx<double, KnownSpot::kNumbers, KnownSpot::kNumbers> information;
+  const int count = s.fieldSpread == 0 ? kSpotUnknowns : KnownSpot::kNumbers;
+  for (int i = 0; i < count; ++i) {
+    for (int j = 0; j < count; ++j) information(i, j) = left(UnknownOf(i), UnknownOf(j));
+  }
+  return information;
 }
 
 cv::Mat1d StepOf(const System& system, const SpotShape& spot, double damping) {

@@ -1,7 +1,10 @@
 /// The state of the search for spot and grid, and where to go from it.
 #pragma once
 
+#include <dravix/lab/unmix.h>
+
 #include <opencv2/core.hpp>
+#include <optional>
 #include <vector>
 
 #include "lab/unmix/model/grid.h"
@@ -27,11 +30,19 @@ struct Search {
   double emitter;  ///< side, pixels
   /// How far the emitter's side may lie from what is expected: standard deviation, pixels.
   double emitterSpread;
-  double pitch;  ///< pixels
+  double pitch;  ///< from LED to LED, lit or not, pixels
+  double
+      cellSide;  ///< root of a cell's area: the pitch, unless there are dark LEDs between lit ones
   double background;
   double level;     ///< median of the cells over the background
   double noise;     ///< standard deviation of a pixel
   double litNoise;  ///< the same inside the screen, where light brings its own noise
+  /// What is expected of LEDs while the spot is unknown: a standard deviation about smoothed cells,
+  /// relative to `level`.
+  double scatter;
+  cv::Mat1b lit;                   ///< 255 for LEDs that are lit, 0 for others; empty: all are
+  double glow = 0;                 ///< luminance of the others over that of lit ones
+  std::optional<KnownSpot> known;  ///< what another photograph says of the spot, in these pixels
   SpotField field = {};
   /// How far the field's terms may lie from 0: standard deviation. While it is 0 they stay there.
   double fieldSpread = 0;
@@ -57,8 +68,13 @@ struct System {
   cv::Mat1d gradient;  ///< one row
 };
 
-/// The equations of all blocks together, with what is expected of emitter and grid.
+/// The equations of all blocks together, with what is expected of spot and grid.
 [[nodiscard]] System SystemOf(const std::vector<BlockEquations>& equations, const Search& s);
+
+/// What the equations say of the spot's numbers (KnownSpot) when all places may be what they are:
+/// the inverse of their covariance. Terms of the field that stay as they are have 0.
+[[nodiscard]] cv::Matx<double, KnownSpot::kNumbers, KnownSpot::kNumbers> SpotInformation(
+    const System& system, const Search& s);
 
 /// The step of the equations, one row. `damping` adds this share of the diagonal to it (Marquardt),
 /// which makes the step shorter and turns it toward the steepest descent. Where the step would

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "lab/unmix/model/binned.h"
 #include "lab/unmix/search/cell_means.h"
 #include "lab/unmix/search/outline.h"
@@ -53,6 +55,32 @@ TEST(UnmixGrid, TheOutlineMendsCornersThatAreOneLedOff) {
 }
 
 }  // namespace
+// LEDs of a sparse photograph are those of the whole grid that are lit, with the same polynomial.
+TEST(Grid, ASparseGridHasTheLedsThatAreLit) {
+  Grid all({cv::Point2d(50, 40), {470, 45}, {460, 340}, {55, 330}}, {42, 30});
+  all.X()[2] = 3.0;
+  all.Y()[7] = -2.0;
+  const cv::Point2d first(1, 2);
+  const cv::Point2d step(3, 4);
+  Grid sparse = all.Sparse(first, step, {13, 7});
+  EXPECT_EQ(sparse.Leds(), cv::Size(13, 7));
+  for (const cv::Point led : {cv::Point(0, 0), cv::Point(12, 0), cv::Point(5, 6)}) {
+    const cv::Point2d expected =
+        all.At(first.x + step.x * led.x + 0.5, first.y + step.y * led.y + 0.5);
+    EXPECT_LT(cv::norm(sparse.At(led.x + 0.5, led.y + 0.5) - expected), 1e-9);
+    EXPECT_NEAR(cv::norm(sparse.Moved(led.x + 0.5, led.y + 0.5)), 0.0, 1e-12);
+  }
+  EXPECT_NEAR(sparse.Pitch() / all.Pitch(), std::sqrt(12.0), 0.05);
+  // A move of the sparse grid is the same move of the whole one.
+  sparse.X()[4] = 1.5;
+  Grid moved = all;
+  moved.X()[4] += 1.5;
+  EXPECT_LT(cv::norm(sparse.At(2.5, 3.5) - moved.At(1 + 3 * 2 + 0.5, 2 + 4 * 3 + 0.5)), 1e-9);
+  // Again sparser.
+  const Grid twice = all.Sparse({1, 0}, {2, 2}, {20, 15}).Sparse({0, 1}, {2, 1}, {10, 14});
+  EXPECT_LT(cv::norm(twice.At(1.5, 0.5) - all.At(1 + 2 * 2 + 0.5, 2 + 0.5)), 1e-9);
+}
+
 TEST(Grid, BendsToKnownPlacesAndCountsMovesFromThere) {
   const std::array<cv::Point2d, 4> corners = {cv::Point2d(50, 40), cv::Point2d(470, 40),
                                               cv::Point2d(470, 340), cv::Point2d(50, 340)};

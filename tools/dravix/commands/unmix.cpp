@@ -1,5 +1,6 @@
 #include <dravix/lab/board_places.h>
 #include <dravix/lab/flat_field.h>
+#include <dravix/lab/spot_photograph.h>
 #include <dravix/lab/unmix.h>
 #include <dravix/shot.h>
 
@@ -42,10 +43,11 @@ constexpr const char* kUnmixExamples =
     "  dravix unmix photo.shot --region area.roi --checkerboard board.shot --blocks 8x6 \\\n"
     "      --flat blank.shot -o screen.lum\n"
     "  dravix unmix wall.dng --leds 384x256 --channel g --region area.roi \\\n"
-    "      --flat-from left.dng right.dng -o screen.lum\n";
+    "      --flat-from left.dng right.dng -o screen.lum\n"
+    "  dravix unmix photo.shot --region area.roi --spot-from sparse.shot -o screen.lum\n";
 
 struct UnmixOptions {
-  std::string photo, output, sigma, board, blocks;
+  std::string photo, output, sigma, board, blocks, sparse;
   AreaArguments area;
   FlatFieldArguments flat;
   std::optional<std::int32_t> lastWidth, lastHeight;
@@ -69,8 +71,10 @@ void CheckUnmixUsage(const UnmixOptions& o) {
   if (!o.sigma.empty()) RequireExtension("--sigma", o.sigma, ".npy");
   std::vector<NamedFile> inputs = FilesOf(o.area);
   for (const NamedFile& file : FilesOf(o.flat)) inputs.push_back(file);
-  inputs.insert(inputs.end(),
-                {{"photo", o.photo}, {"--checkerboard", o.board}, {"--metadata", o.metadata.file}});
+  inputs.insert(inputs.end(), {{"photo", o.photo},
+                               {"--checkerboard", o.board},
+                               {"--spot-from", o.sparse},
+                               {"--metadata", o.metadata.file}});
   RequireDistinctFiles(inputs, {{"-o", o.output}, {"--sigma", o.sigma}});
 }
 
@@ -96,8 +100,8 @@ double SensorTop(const Shot& shot) {
 }
 
 /// Where the checkerboard's blocks lie; nothing without one.
-std::vector<lab::KnownPlace> PlacesFor(const UnmixOptions& o, const Shot& shot,
-                                       const lab::UnmixOptions& options) {
+lab::BoardPlaces PlacesFor(const UnmixOptions& o, const Shot& shot,
+                           const lab::UnmixOptions& options) {
   if (o.board.empty()) return {};
   const Shot board = Opened(o, o.board).shot;
   RequireCheckerboardOf(o.board, board, o.photo, shot);
@@ -107,16 +111,36 @@ std::vector<lab::KnownPlace> PlacesFor(const UnmixOptions& o, const Shot& shot,
                                {o.lastWidth.value_or(-1), o.lastHeight.value_or(-1)}};
   try {
     lab::BoardPlaces found = lab::BoardPlacesOf(board, grid);
-    if (found.refused.empty()) return std::move(found.places);
+    if (found.refused.empty()) return found;
     throw MeasurementFailure(o.board, found.refused);
   } catch (const std::invalid_argument& error) {
     throw MeasurementFailure(o.board, error.what());
   }
 }
 
+/// The spot in the sparse photograph, or in the checkerboard where that is named again, whose LEDs
+/// in lit blocks are `lit`; nothing without one. A sparse photograph's own pattern says which LEDs
+/// are lit, so that it keeps its metadata.
+std::optional<lab::PhotographedSpot> SpotFor(const UnmixOptions& o, const Shot& shot,
+                                             const lab::UnmixOptions& options,
+                                             const cv::Mat1b& lit) {
+  if (o.sparse.empty()) return std::nullopt;
+  const Shot sparse = OpenPhotograph(o.sparse, o.photograph).shot;
+  RequireSameCamera(o.sparse, sparse, o.photo, shot);
+  try {
+    lab::PhotographedSpot found = o.sparse == o.board ? lab::SpotOfBoard(sparse, lit, shot, options)
+                                                      : lab::SpotOf(sparse, shot, options);
+    if (found.spot) return found;
+    throw MeasurementFailure(o.sparse, found.refused);
+  } catch (const std::invalid_argument& error) {
+    throw InputFailure(o.sparse, error.what());
+  }
+}
+
 struct Answer {
   lab::Unmixed unmixed;
   std::optional<lab::FlatField> flat;
+  std::optional<lab::PhotographedSpot> spot;
 };
 
 Answer AnswerFor(const UnmixOptions& o, const Shot& shot) {
@@ -124,11 +148,15 @@ Answer AnswerFor(const UnmixOptions& o, const Shot& shot) {
   lab::UnmixOptions options;
   options.corners = CornersFor(o, shot);
   options.leds = {shot.pattern->lighted_led_w, shot.pattern->lighted_led_h};
+  if (!o.sparse.empty()) options.interval = {shot.pattern->interval_x, shot.pattern->interval_y};
   options.sensorTop = SensorTop(shot);
   Answer answer;
   answer.flat = FlatFieldFor(o.flat, [&](const std::string& name) { return Opened(o, name).shot; },
                              o.photo, shot, {options.corners, options.leds});
-  options.places = PlacesFor(o, shot, options);
+  const lab::BoardPlaces board = PlacesFor(o, shot, options);
+  options.places = board.places;
+  answer.spot = SpotFor(o, shot, options, board.lit);
+  if (answer.spot) options.spot = answer.spot->spot;
   try {
     answer.unmixed = lab::Unmix(shot.image, options);
   } catch (const std::invalid_argument& error) {
@@ -147,6 +175,10 @@ void Report(const UnmixOptions& o, const Photograph& photograph, const Answer& a
     json["photo"] = o.photo;
     json["source"] = SourceJson(photograph.source);
     if (answer.flat) json["flat"] = Json::parse(lab::ToJson(*answer.flat));
+    if (answer.spot) {
+      json["spot_from"] = {
+          {"photo", o.sparse}, {"sigma", answer.spot->sigma}, {"disk", answer.spot->disk}};
+    }
     if (!u.refused) json["result"] = o.output;
     PrintJson(json);
     return;
@@ -215,6 +247,10 @@ void AddUnmixCommand(CLI::App& program) {
                      "LEDs across one block of the last column, where it is narrower");
   command.add_option("--last-height", o->lastHeight,
                      "LEDs down one block of the last row, where it is lower");
+  command.add_option(
+      "--spot-from", o->sparse,
+      "second photograph (.shot) from the same place in which fewer LEDs are lit, as "
+      "its pattern says: its spots lie apart and show their shape");
   AddFlatFieldArguments(command, o->flat);
   o->photograph.AddTo(command);
   o->metadata.AddTo(command);

@@ -41,4 +41,17 @@ void RequireSizeOfPhotograph(const std::string& name, const Shot& other,
   RequireSizeOf(photoName, photo, name, other.image.size(), "is a photograph of", advice);
 }
 
+void RequireSameCamera(const std::string& name, const Shot& other, const std::string& photoName,
+                       const Shot& photo) {
+  RequireSizeOfPhotograph(name, other, photoName, photo,
+                          "both must be taken by one camera with one lens");
+  if (other.image.channels() != 1) {
+    throw InputFailure(name, "holds " + std::to_string(other.image.channels()) +
+                                 " planes, expected one as in " + photoName + ": give --channel");
+  }
+  if (other.type == photo.type) return;
+  throw InputFailure(name, "holds the plane " + TypeName(other.type) + ", expected " +
+                               TypeName(photo.type) + " as in " + photoName);
+}
+
 }  // namespace dravix::tool

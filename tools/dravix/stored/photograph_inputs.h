@@ -26,4 +26,9 @@ void RequireSizeOfPhotograph(const std::string& name, const Shot& other,
                              const std::string& photoName, const Shot& photo,
                              const std::string& advice);
 
+/// The same for a photograph that must also hold the same single plane: what a lens does is another
+/// for another color.
+void RequireSameCamera(const std::string& name, const Shot& other, const std::string& photoName,
+                       const Shot& photo);
+
 }  // namespace dravix::tool

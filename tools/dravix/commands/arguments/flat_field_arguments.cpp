@@ -9,20 +9,6 @@
 namespace dravix::tool {
 namespace {
 
-/// The lens's loss is another for another color, and is nothing but the lens's for one camera.
-void RequireSameCamera(const std::string& name, const Shot& shot, const std::string& photoName,
-                       const Shot& photo) {
-  RequireSizeOfPhotograph(name, shot, photoName, photo,
-                          "both must be taken by one camera with one lens");
-  if (shot.image.channels() != 1) {
-    throw InputFailure(name, "holds " + std::to_string(shot.image.channels()) +
-                                 " planes, expected one as in " + photoName + ": give --channel");
-  }
-  if (shot.type == photo.type) return;
-  throw InputFailure(name, "holds the plane " + TypeName(shot.type) + ", expected " +
-                               TypeName(photo.type) + " as in " + photoName);
-}
-
 void RequireSameLeds(const std::string& name, const Shot& shot, const std::string& photoName,
                      const Shot& photo) {
   if (!shot.pattern) throw InputFailure(name, "has no pattern, expected that of " + photoName);
