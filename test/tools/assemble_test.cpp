@@ -101,7 +101,8 @@ TEST(Assemble, PlanesKeepTheirValuesAndTheManifestsOrder) {
   const Outcome outcome = results.Assembled({"--json"});
   ASSERT_EQ(outcome.exit, 0) << outcome.err;
   std::vector<std::string> order;
-  for (const auto& plane : nlohmann::ordered_json::parse(outcome.out)["planes"].items()) {
+  const auto answer = nlohmann::ordered_json::parse(outcome.out);
+  for (const auto& plane : answer["planes"].items()) {
     order.push_back(plane.key());
   }
   EXPECT_EQ(order, (std::vector<std::string>{"b", "c", "a"}));

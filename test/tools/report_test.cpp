@@ -282,8 +282,8 @@ TEST(Report, FilesThatHoldNoMatrixAreNamedAndTheOldPageStays) {
 
 TEST(Report, WhereNothingCountsExitsWithFive) {
   const ReportedResults files;
-  constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-  Spill(files.File("nan.npy"), NpyBytes(2, 2, std::vector<float>(4, kNaN)));
+  constexpr float kNotMeasured = std::numeric_limits<float>::quiet_NaN();
+  Spill(files.File("nan.npy"), NpyBytes(2, 2, std::vector<float>(4, kNotMeasured)));
   for (const Words& more : {Words{files.File("nan.npy")}, Words{"--edge", "15"}}) {
     const Outcome outcome = files.Report(more);
     EXPECT_EQ(outcome.exit, 5);
