@@ -28,9 +28,9 @@ Shot TwelveBits(const cv::Mat& image) {
   Shot shot;
   shot.image = image;
   shot.type = CIE_Y;
-  shot.device.emplace();
+  shot.device = Shot::Device();
   shot.device->cam_type = 120012;
-  shot.pattern.emplace();
+  shot.pattern = Shot::Pattern();
   shot.pattern->interval_x = shot.pattern->interval_y = 1;
   shot.pattern->lighted_led_w = 24;
   shot.pattern->lighted_led_h = 18;
