@@ -7,14 +7,19 @@
 namespace dravix::bench {
 namespace {
 
-void BM_Check(benchmark::State& state) {
-  const sim::Photograph& photograph = PhotographFor(state);
-  lab::CheckOptions options;
+/// With the corners of the photograph's truth beside the options.
+void TimeCheck(benchmark::State& state, const sim::Photograph& photograph,
+               lab::CheckOptions options) {
   options.corners = photograph.truth.cornerPixels;
   for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(lab::Check(photograph.shot, options));
   }
   CountPixels(state, photograph.shot.image);
+}
+
+void BM_Check(benchmark::State& state) {
+  const sim::Photograph& photograph = PhotographFor(state);
+  TimeCheck(state, photograph, {});
 }
 BENCHMARK(BM_Check)->Apply(Sizes);
 
@@ -24,12 +29,7 @@ void BM_CheckBlurred(benchmark::State& state) {
     scene.optics.blur = 1.2;
     return sim::Render(scene);
   });
-  lab::CheckOptions options;
-  options.corners = photograph.truth.cornerPixels;
-  for ([[maybe_unused]] auto _ : state) {
-    benchmark::DoNotOptimize(lab::Check(photograph.shot, options));
-  }
-  CountPixels(state, photograph.shot.image);
+  TimeCheck(state, photograph, {});
 }
 BENCHMARK(BM_CheckBlurred)->Apply(Sizes);
 
@@ -39,13 +39,9 @@ void BM_CheckWithBoard(benchmark::State& state) {
     return sim::RenderCheckerboard(sim::SizedScene(megapixels));
   });
   lab::CheckOptions options;
-  options.corners = photograph.truth.cornerPixels;
   options.checkerboard = &board;
   options.blocks = photograph.truth.grid;
-  for ([[maybe_unused]] auto _ : state) {
-    benchmark::DoNotOptimize(lab::Check(photograph.shot, options));
-  }
-  CountPixels(state, photograph.shot.image);
+  TimeCheck(state, photograph, options);
 }
 BENCHMARK(BM_CheckWithBoard)->Apply(Sizes);
 

@@ -239,33 +239,26 @@ TEST(TooSharpLimit, IsAWaveOfElevenTenthsOfTheMean) {
   EXPECT_THAT(withBlur(0.14), Not(Contains("too-sharp")));
 }
 
+/// What is found where few pixels sample an LED, behind a Gaussian of `sigma` pitches.
+std::vector<std::string> FoundAtFewPixels(double sigma) {
+  return FoundInScene([&](sim::Scene& scene) {
+    scene.screen.ledWidth = 120;
+    scene.screen.ledHeight = 80;
+    scene.pose.pitch = 2.6;
+    scene.optics.blur = sigma;
+    scene.sensor.exposure = 0.15;
+  });
+}
+
 // At this blur the wave, a quarter of the mean, is too weak to be the reason.
 TEST(TooSharpLimit, IsAnErrorOfAHundredthBySampling) {
-  const auto withBlur = [](double sigma) {
-    return FoundInScene([&](sim::Scene& scene) {
-      scene.screen.ledWidth = 120;
-      scene.screen.ledHeight = 80;
-      scene.pose.pitch = 2.6;
-      scene.optics.blur = sigma;
-      scene.sensor.exposure = 0.15;
-    });
-  };
-  EXPECT_THAT(withBlur(0.3), Contains("too-sharp"));
-  EXPECT_THAT(withBlur(0.45), Not(Contains("too-sharp")));
+  EXPECT_THAT(FoundAtFewPixels(0.3), Contains("too-sharp"));
+  EXPECT_THAT(FoundAtFewPixels(0.45), Not(Contains("too-sharp")));
 }
 
 TEST(MoireLimit, IsABeatOfAFiftiethOfTheMean) {
-  const auto withBlur = [](double sigma) {
-    return FoundInScene([&](sim::Scene& scene) {
-      scene.screen.ledWidth = 120;
-      scene.screen.ledHeight = 80;
-      scene.pose.pitch = 2.6;
-      scene.optics.blur = sigma;
-      scene.sensor.exposure = 0.15;
-    });
-  };
-  EXPECT_THAT(withBlur(0.2), Contains("moire"));
-  EXPECT_THAT(withBlur(0.25), Not(Contains("moire")));
+  EXPECT_THAT(FoundAtFewPixels(0.2), Contains("moire"));
+  EXPECT_THAT(FoundAtFewPixels(0.25), Not(Contains("moire")));
 }
 
 TEST(TooBlurredLimit, IsASigmaOfEightTenths) {
